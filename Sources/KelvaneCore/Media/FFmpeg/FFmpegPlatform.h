@@ -1,0 +1,35 @@
+#pragma once
+
+#include <list>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+
+#include "Media/MediaPlatform.h"
+#include "FFmpegAsset.h"
+
+namespace kelvane {
+
+/// The media engine over FFmpeg's libraries. Remembers opened sources by path, size and modification time. Any thread.
+class FFmpegPlatform final : public MediaPlatform {
+public:
+    Result<MediaAssetPtr> openAsset(const FileURL& url, std::stop_token stop) override;
+    Result<StillImagePtr> image(const MediaAssetPtr& asset, MediaTime time, Size maximum,
+                                std::stop_token stop) override;
+    std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) override;
+
+    /// How many files were opened and probed so far; for tests and benchmarks.
+    [[nodiscard]] int probeCount() const;
+
+private:
+    struct Remembered {
+        FileIdentity identity;
+        MediaAssetPtr asset;
+    };
+    mutable std::mutex mutex_;
+    std::unordered_map<std::string, Remembered> remembered_;
+    std::list<std::string> order_;
+    int probeCount_ = 0;
+};
+
+}  // namespace kelvane

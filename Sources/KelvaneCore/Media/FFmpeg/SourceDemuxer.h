@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <stop_token>
+
+#include "FFmpegAsset.h"
+
+namespace kelvane {
+
+/// An opened source file that hands out the packets of one stream. Reading, opening and seeking end early when a stop was
+/// requested, and have limits, so that a broken file can't hang or fill memory. One thread at a time.
+class SourceDemuxer {
+public:
+    /// Opens the file of `track`. A file that changed since it was probed fails with MediaError::invalidClip, as does
+    /// one that can no longer be read.
+    static Result<std::unique_ptr<SourceDemuxer>> open(const FFmpegTrack& track);
+    ~SourceDemuxer();
+
+    /// Whose stop requests count from now on.
+    void setStop(std::stop_token stop);
+    /// Next packet of the stream, or nullptr at its end. Damaged stretches are passed over.
+    Result<PacketPtr> next();
+    /// Goes to the last key frame at or before `timestamp` (stream time base, file's own zero).
+    Result<void> seek(std::int64_t timestamp);
+    /// Time stamp of the last key frame at or before `timestamp` as the file's index says, or AV_NOPTS_VALUE.
+    [[nodiscard]] std::int64_t keyFrameBefore(std::int64_t timestamp) const;
+    [[nodiscard]] const AVStream& stream() const;
+
+private:
+    struct State;
+    explicit SourceDemuxer(std::unique_ptr<State> state);
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace kelvane

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "Timeline/Clip.h"
+#include "EditedMedia.h"
+#include "ExportSettings.h"
+#include "MediaPlatform.h"
+
+/// From clips to media. A namespace without state; the blocking operations run off the main thread, ask `stop` before each
+/// clip, and end as cancelled when a stop was requested.
+namespace kelvane::MediaEngine {
+
+struct ImportedClip {
+    Clip clip;
+    /// Thumbnail of a video, at most 1024 × 1024 pixels; none for audio or when no picture could be had.
+    StillImagePtr picture;
+};
+
+/// Opens a file, decides whether it is a video or an audio asset, measures it and takes a picture. Fails with
+/// MediaError::invalidClip, named with the extension, for a file that is neither or too short.
+Result<ImportedClip> importClip(MediaPlatform& platform, const FileURL& url, std::stop_token stop);
+
+/// What the automatic export choices resolve to.
+Result<ExportCapabilities> exportCapabilities(MediaPlatform& platform, std::span<const Clip> clips,
+                                              std::stop_token stop);
+
+/// The stretch of the source that a clip plays.
+MediaTimeRange sourceRange(const Clip& clip);
+/// Where the build puts each clip, in array order.
+std::vector<MediaTimeRange> timelineRanges(std::span<const Clip> clips);
+
+/// Turns clips into one flat edit on a canvas of `renderSize` pixels.
+Result<EditedMediaPtr> build(MediaPlatform& platform, std::span<const Clip> clips, Size renderSize,
+                             MediaTime frameDuration, std::stop_token stop);
+
+/// A configured session without output file.
+Result<std::unique_ptr<ExportSession>> exporter(MediaPlatform& platform, const EditedMediaPtr& media,
+                                                ExportContainer container);
+/// Forecast of an export's size in bytes; absent when the engine has none.
+Result<std::optional<std::int64_t>> estimatedExportBytes(MediaPlatform& platform, std::span<const Clip> clips,
+                                                         Size renderSize, double fps, ExportContainer container,
+                                                         std::stop_token stop);
+
+/// The text that a person is shown for a failed export.
+std::string exportFailureDescription(const Error& error);
+
+}  // namespace kelvane::MediaEngine

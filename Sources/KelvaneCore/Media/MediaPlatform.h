@@ -1,0 +1,70 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <vector>
+
+#include "EditedMedia.h"
+#include "ExportSettings.h"
+#include "MediaAsset.h"
+#include "StillImage.h"
+
+namespace kelvane {
+
+/// One run of the encoder over an EditedMedia. Made, set up and used by one owner; `progress` and `cancelExport` may be
+/// called from any thread.
+class ExportSession {
+public:
+    virtual ~ExportSession() = default;
+
+    /// Containers that this session can write.
+    [[nodiscard]] virtual std::vector<ExportContainer> supportedFileTypes() const = 0;
+
+    // Settings, made before the run.
+    /// Pictures; without it the output has no video track.
+    std::optional<VideoComposition> videoComposition;
+    /// Gains; without it every track plays at 1.
+    std::optional<AudioMix> audioMix;
+    /// Movie index at the head of the file.
+    bool shouldOptimizeForNetworkUse = false;
+    std::optional<ExportContainer> outputFileType;
+    std::optional<MediaTimeRange> timeRange;
+
+    /// Encodes to `file`, which must not exist, and returns when the file is finished and synced to disk. Blocks; call
+    /// off the main thread. Ends as cancelled within 0.2 s of a stop request or of `cancelExport`, before a run as well
+    /// as in it. On failure a partial file may be left for the caller to remove.
+    virtual Result<void> exportTo(const FileURL& file, ExportContainer container, std::stop_token stop) = 0;
+    /// Forecast of the finished file in bytes for `outputFileType` and `timeRange`; 0 or less when there is none.
+    /// Blocks.
+    virtual Result<std::int64_t> estimateOutputFileLength(std::stop_token stop) = 0;
+
+    /// 0 to 1, never falling.
+    [[nodiscard]] virtual float progress() const = 0;
+    virtual void cancelExport() = 0;
+};
+
+/// The operations that a media engine must offer; tests have a fake. Every method may block and is called off the main
+/// thread, from several threads at once. The composition operations have the plain value semantics of Composition and
+/// are virtual so that a fake can record and refuse them.
+class MediaPlatform {
+public:
+    virtual ~MediaPlatform() = default;
+
+    /// Opens a source file by content; the extension is not looked at.
+    virtual Result<MediaAssetPtr> openAsset(const FileURL& url, std::stop_token stop) = 0;
+    /// One still picture at `time`, oriented, fitted into `maximum` pixels without enlarging.
+    virtual Result<StillImagePtr> image(const MediaAssetPtr& asset, MediaTime time, Size maximum,
+                                        std::stop_token stop) = 0;
+    /// A session on the composition, at the one quality of the program; none when the platform has no encoder.
+    virtual std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) = 0;
+
+    virtual std::optional<CompositionTrackID> addMutableTrack(Composition& composition, MediaType type);
+    virtual Result<void> insertTimeRange(Composition& composition, CompositionTrackID track, const MediaTrackPtr& source,
+                                         const MediaTimeRange& range, MediaTime at);
+    virtual Result<void> insertEmptyTimeRange(Composition& composition, CompositionTrackID track,
+                                              const MediaTimeRange& range);
+    virtual void removeTrack(Composition& composition, CompositionTrackID track);
+};
+
+}  // namespace kelvane

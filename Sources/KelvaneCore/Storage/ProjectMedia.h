@@ -1,0 +1,45 @@
+#pragma once
+
+#include <map>
+#include <stop_token>
+#include <vector>
+
+#include "Support/Error.h"
+#include "Timeline/Project.h"
+
+namespace kelvane {
+
+/// Copies media into a project's media folder for the length of one operation, and removes the copies again at the
+/// end of its life unless `commit` was called. Used by one task at a time; no lock.
+class ProjectMedia {
+public:
+    /// Creates nothing on disk. `directory` is held standardised with links resolved.
+    explicit ProjectMedia(const FileURL& directory);
+    ~ProjectMedia();
+    ProjectMedia(const ProjectMedia&) = delete;
+    ProjectMedia& operator=(const ProjectMedia&) = delete;
+
+    [[nodiscard]] const FileURL& directory() const { return directory_; }
+
+    /// The file inside the media folder: itself when it lies there already, else a copy in a folder of its own,
+    /// one for each source. The copy is synced to disk. A stop request ends a copy early as cancelled.
+    Result<FileURL> copy(const FileURL& url, std::stop_token stop = {});
+    /// The clip with its file copied in; `originalURL` names the first place the file was seen.
+    Result<Clip> localize(Clip clip, std::stop_token stop = {});
+    /// All clips, then all assets, copied in; `mediaRoot` becomes `directory`.
+    Result<Project> localize(Project project, std::stop_token stop = {});
+    /// Keeps what was copied.
+    void commit() { committed_ = true; }
+
+    /// Rewrites the media URLs of a project that was moved: those under the old `mediaRoot` come to lie in the
+    /// folder of the same name beside `file`.
+    static Project resolveMedia(Project project, const FileURL& file);
+
+private:
+    FileURL directory_;
+    std::map<FileURL, FileURL> copies_;
+    std::vector<FileURL> createdFolders_;
+    bool committed_ = false;
+};
+
+}  // namespace kelvane

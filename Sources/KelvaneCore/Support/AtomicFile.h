@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "Error.h"
+
+namespace kelvane {
+
+/// Reads a whole regular file. A folder, a device or a missing file fails in words that name the file. Reads
+/// at most `limit` bytes; a larger file fails. Any thread.
+Result<std::string> readFile(const std::string& path, std::size_t limit = std::size_t{1} << 30);
+
+/// Replaces the file at `path` by `data`, whole and durably: a temporary file in the same folder is written,
+/// synced and renamed over `path`, and then the folder is synced. On failure the old file stays as it was and
+/// no temporary file is left. `mode` is the permission of a file that did not exist; an existing file's
+/// permission is kept. Any thread; blocks for the length of the syncs.
+Result<void> writeFileAtomically(const std::string& path, std::string_view data, unsigned mode = 0644);
+
+/// Syncs the folder at `path`, so that renames in it last through a power cut.
+Result<void> syncFolder(const std::string& path);
+
+}  // namespace kelvane
