@@ -1,0 +1,70 @@
+#pragma once
+
+#include <chrono>
+#include <coroutine>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <type_traits>
+#include <utility>
+
+namespace kelvane {
+
+/// A pending call of MainContext::after. Its end cancels the call. Move-only; main thread.
+class Timer {
+public:
+    Timer() = default;
+    explicit Timer(std::shared_ptr<void> token) : token_(std::move(token)) {}
+    /// Cancels the call; harmless when it ran or was cancelled before.
+    void cancel() { token_.reset(); }
+    [[nodiscard]] bool isPending() const { return token_ != nullptr; }
+
+private:
+    std::shared_ptr<void> token_;
+};
+
+/// The one serial context of all program state, its clock and its way to other threads. Outlives everything that uses it.
+class MainContext {
+public:
+    virtual ~MainContext() = default;
+
+    /// Runs `work` on the main thread, later and in order. Any thread.
+    virtual void post(std::function<void()> work) = 0;
+    /// Runs `work` on a thread of the pool. Any thread.
+    virtual void runInBackground(std::function<void()> work) = 0;
+    /// Runs `work` on the main thread once `delay` has passed on a continuous clock, unless the timer was cancelled.
+    [[nodiscard]] virtual Timer after(std::chrono::milliseconds delay, std::function<void()> work) = 0;
+    [[nodiscard]] virtual bool isMainThread() const = 0;
+};
+
+/// Awaits a blocking function that runs on the pool, and gives its value back on the main thread. Name the awaiter
+/// before the `co_await`: compilers have destroyed such temporaries twice.
+template <class Work>
+class BackgroundAwaiter {
+public:
+    using Value = std::invoke_result_t<Work&>;
+    BackgroundAwaiter(MainContext& context, Work work) : context_(&context), work_(std::move(work)) {}
+    BackgroundAwaiter(const BackgroundAwaiter&) = delete;
+    BackgroundAwaiter& operator=(const BackgroundAwaiter&) = delete;
+
+    [[nodiscard]] bool await_ready() const noexcept { return false; }
+    void await_suspend(std::coroutine_handle<> caller) {
+        context_->runInBackground([this, caller] {
+            value_.emplace(work_());
+            context_->post([caller] { caller.resume(); });
+        });
+    }
+    Value await_resume() { return std::move(*value_); }
+
+private:
+    MainContext* context_;
+    Work work_;
+    std::optional<Value> value_;
+};
+
+template <class Work>
+BackgroundAwaiter<std::decay_t<Work>> inBackground(MainContext& context, Work&& work) {
+    return {context, std::forward<Work>(work)};
+}
+
+}  // namespace kelvane
