@@ -1,0 +1,89 @@
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <QGuiApplication>
+#include <QQuickStyle>
+#include <QQuickWindow>
+#include <QSocketNotifier>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "KelvaneApp.h"
+
+namespace {
+
+int quitPipe[2] = {-1, -1};
+
+void askToQuit(int) {
+    const int kept = errno;
+    const char byte = 1;
+    if (write(quitPipe[1], &byte, 1) < 0) {
+        // The pipe is full of earlier asks, which serve as well.
+    }
+    errno = kept;
+}
+
+/// SIGTERM and SIGINT count as a quit that a person asked for.
+void catchQuitSignals() {
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, quitPipe) != 0) {
+        return;
+    }
+    struct sigaction action {};
+    action.sa_handler = askToQuit;
+    action.sa_flags = SA_RESTART;
+    sigemptyset(&action.sa_mask);
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+}
+
+bool set(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
+}  // namespace
+
+/// The application's entry, called by the thin executable. Returns the exit status.
+extern "C" __attribute__((visibility("default"))) int kelvaneApplicationMain(int argc, char** argv) {
+    if (!set("QT_QPA_PLATFORM") && !set("DISPLAY") && !set("WAYLAND_DISPLAY")) {
+        std::fputs("Kelvane needs a display. Set QT_QPA_PLATFORM=offscreen to run it without one.\n", stderr);
+        return 1;
+    }
+    signal(SIGPIPE, SIG_IGN);
+    // A limit on file sizes is reported by the write that meets it.
+    signal(SIGXFSZ, SIG_IGN);
+    // Arguments are read before the toolkit takes its own out of them.
+    const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+
+    QCoreApplication::setApplicationName("Kelvane");
+    QGuiApplication::setDesktopFileName("kelvane");
+    QQuickStyle::setStyle("Basic");
+    QGuiApplication application(argc, argv);
+    // The last window's closing asks whether everything is saved first.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    const QString platform = QGuiApplication::platformName();
+    const bool hasDisplay = platform != "offscreen" && platform != "minimal";
+    if (!hasDisplay) {
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    }
+
+    int status = 1;
+    {
+        kelvane::KelvaneApp app(hasDisplay, kelvane::incomingURLs(arguments));
+        catchQuitSignals();
+        QSocketNotifier quit(quitPipe[0], QSocketNotifier::Read);
+        QObject::connect(&quit, &QSocketNotifier::activated, &app, [&app] {
+            char bytes[64];
+            while (read(quitPipe[0], bytes, sizeof bytes) > 0) {
+            }
+            app.requestQuit();
+        });
+        // The desktop's own wish to end (log out) is asked the same question.
+        if (app.start()) {
+            status = QGuiApplication::exec();
+        }
+    }
+    return status;
+}

@@ -1,0 +1,150 @@
+#include "KelvaneApp.h"
+
+#include <QCoreApplication>
+#include <QUrl>
+
+#include "Session/AIAssistantSession.h"
+
+namespace kelvane {
+
+// MARK: One window
+
+ApplicationWindow::ApplicationWindow(ProjectWindows& projects, std::shared_ptr<Workspace> workspace,
+                                     QQmlComponent& component, WindowPanels& panels)
+    : view_(projects, std::move(workspace)) {
+    const QVariantMap properties{{"view", QVariant::fromValue<QObject*>(&view_)},
+                                 {"panels", QVariant::fromValue<QObject*>(&panels)}};
+    std::unique_ptr<QObject> object(component.createWithInitialProperties(properties));
+    window_.reset(qobject_cast<QQuickWindow*>(object.get()));
+    if (!window_) {
+        return;
+    }
+    (void)object.release();
+    connect(window_.get(), &QWindow::activeChanged, this, [this] {
+        if (window_->isActive()) {
+            Q_EMIT becameKey();
+        } else {
+            Q_EMIT resignedKey();
+        }
+    });
+    connect(window_.get(), &QWindow::visibleChanged, this, [this](bool visible) {
+        if (!visible) {
+            Q_EMIT closed();
+        }
+    });
+}
+
+ApplicationWindow::~ApplicationWindow() {
+    if (window_) {
+        window_->disconnect(this);
+    }
+}
+
+void ApplicationWindow::bringToFront() {
+    window_->show();
+    window_->raise();
+    window_->requestActivate();
+    Q_EMIT becameKey();
+}
+
+void ApplicationWindow::setRepresentedURL(const std::optional<FileURL>& url) {
+    if (window_) {
+        window_->setFilePath(url ? QString::fromStdString(url->path()) : QString());
+    }
+}
+
+// MARK: The application
+
+KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
+    : panels_(hasDisplay),
+      projects_({.context = &context_,
+                 .media = &media_,
+                 .panels = &panels_,
+                 .makePlayer = [] { return std::make_unique<StillPlayer>(); }}) {
+    incoming_.open(urls);
+}
+
+KelvaneApp::~KelvaneApp() { windows_.clear(); }
+
+bool KelvaneApp::start() {
+    component_ = std::make_unique<QQmlComponent>(&engine_, QUrl("qrc:/Views/Window/ProjectWindow.qml"));
+    if (!component_->isReady()) {
+        qWarning("%s", qPrintable(component_->errorString()));
+        return false;
+    }
+    projects_.activateApplication = [this] {
+        for (const auto& [id, window] : windows_) {
+            if (window->isKey()) {
+                window->bringToFront();
+                return;
+            }
+        }
+    };
+    if (!openWindow(std::nullopt)) {
+        return false;
+    }
+    projects_.openWindow = [this](const UUID& id) { openWindow(id); };
+    incoming_.start(projects_);
+    return true;
+}
+
+bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
+    auto workspace = projects_.workspace(id);
+    const auto identity = workspace->id();
+    auto window = std::make_unique<ApplicationWindow>(projects_, workspace, *component_, panels_);
+    if (!window->isOpen()) {
+        qWarning("%s", qPrintable(component_->errorString()));
+        return false;
+    }
+    connect(window.get(), &ApplicationWindow::becameKey, this, [this, identity] { setKeyWindow(identity); });
+    connect(window.get(), &ApplicationWindow::resignedKey, this, [workspace] {
+        if (workspace->editor()) {
+            workspace->editor()->pausePlayer();
+        }
+    });
+    // The window's own signal is on the stack when it closes.
+    connect(window.get(), &ApplicationWindow::closed, this, [this, identity] { closeWindow(identity); },
+            Qt::QueuedConnection);
+    projects_.attach(workspace, window.get());
+    auto* shown = window.get();
+    windows_[identity] = std::move(window);
+    setKeyWindow(identity);
+    shown->window()->show();
+    return true;
+}
+
+void KelvaneApp::setKeyWindow(const UUID& id) {
+    for (const auto& [other, window] : windows_) {
+        window->setKey(other == id);
+    }
+}
+
+void KelvaneApp::closeWindow(const UUID& id) {
+    const auto closing = windows_.find(id);
+    if (closing == windows_.end()) {
+        return;
+    }
+    projects_.unregister(closing->second->workspace());
+    windows_.erase(closing);
+    if (!windows_.empty()) {
+        return;
+    }
+    if (projects_.confirmQuit()) {
+        QCoreApplication::quit();
+    } else {
+        // Something in the background keeps the application; a person must be able to see what.
+        openWindow(std::nullopt);
+    }
+}
+
+void KelvaneApp::requestQuit() {
+    if (!projects_.confirmQuit()) {
+        return;
+    }
+    for (const auto& [id, window] : windows_) {
+        projects_.unregister(window->workspace());
+    }
+    QCoreApplication::quit();
+}
+
+}  // namespace kelvane

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <QObject>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickWindow>
+
+#include <map>
+#include <memory>
+
+#include "IncomingURLs.h"
+#include "Media/FFmpeg/FFmpegPlatform.h"
+#include "Platform/QtMainContext.h"
+#include "Views/Window/ProjectWindowView.h"
+#include "Views/Window/WindowPanels.h"
+#include "Windows/ProjectWindows.h"
+
+namespace kelvane {
+
+/// One window on the screen: the QML window, its view and its slot.
+class ApplicationWindow final : public QObject, public PlatformWindow {
+    Q_OBJECT
+
+public:
+    ApplicationWindow(ProjectWindows& projects, std::shared_ptr<Workspace> workspace, QQmlComponent& component,
+                      WindowPanels& panels);
+    ~ApplicationWindow() override;
+
+    [[nodiscard]] bool isOpen() const { return window_ != nullptr; }
+    [[nodiscard]] const std::shared_ptr<Workspace>& workspace() const { return view_.workspace(); }
+    [[nodiscard]] QQuickWindow* window() const { return window_.get(); }
+
+    void bringToFront() override;
+    [[nodiscard]] bool isKey() const override { return isKey_; }
+    void setKey(bool key) { isKey_ = key; }
+    void setDocumentEdited(bool) override {}
+    void setRepresentedURL(const std::optional<FileURL>& url) override;
+
+Q_SIGNALS:
+    void becameKey();
+    void resignedKey();
+    void closed();
+
+private:
+    ProjectWindowView view_;
+    std::unique_ptr<QQuickWindow> window_;
+    bool isKey_ = false;
+};
+
+/// The application: makes the one owner of open projects, opens windows, and carries launch, open and quit events to it.
+/// The main thread.
+class KelvaneApp final : public QObject {
+    Q_OBJECT
+
+public:
+    /// `urls` are handled once the first window stands.
+    KelvaneApp(bool hasDisplay, std::vector<FileURL> urls);
+    ~KelvaneApp() override;
+
+    /// Opens the first window. False when the surface can't be loaded.
+    bool start();
+    /// Ends the application, unless something is busy or can't be saved.
+    void requestQuit();
+
+private:
+    bool openWindow(const std::optional<UUID>& id);
+    void closeWindow(const UUID& id);
+    void setKeyWindow(const UUID& id);
+
+    QtMainContext context_;
+    FFmpegPlatform media_;
+    WindowPanels panels_;
+    QQmlEngine engine_;
+    std::unique_ptr<QQmlComponent> component_;
+    ProjectWindows projects_;
+    IncomingURLQueue incoming_;
+    std::map<UUID, std::unique_ptr<ApplicationWindow>> windows_;
+};
+
+}  // namespace kelvane

@@ -1,0 +1,57 @@
+#include "ProjectListModel.h"
+
+#include <QDateTime>
+#include <QLocale>
+
+#include "Timeline/TimeLabel.h"
+
+namespace kelvane {
+
+namespace {
+enum Role { nameRole = Qt::UserRole + 1, modifiedRole, lengthRole };
+
+/// Seconds from the Unix epoch to 2001-01-01 00:00:00 UTC, from which `modified` counts.
+constexpr double referenceDate = 978307200;
+}  // namespace
+
+void ProjectListModel::setProjects(std::vector<LibraryProject> projects) {
+    beginResetModel();
+    projects_ = std::move(projects);
+    endResetModel();
+}
+
+std::optional<LibraryProject> ProjectListModel::at(int row) const {
+    if (row < 0 || row >= static_cast<int>(projects_.size())) {
+        return std::nullopt;
+    }
+    return projects_[static_cast<std::size_t>(row)];
+}
+
+int ProjectListModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(projects_.size());
+}
+
+QVariant ProjectListModel::data(const QModelIndex& index, int role) const {
+    const auto project = at(index.row());
+    if (!project) {
+        return {};
+    }
+    switch (role) {
+        case nameRole:
+            return QString::fromStdString(project->name);
+        case modifiedRole: {
+            const auto date = QDateTime::fromSecsSinceEpoch(static_cast<qint64>(project->modified + referenceDate));
+            return QLocale().toString(date, QLocale::ShortFormat);
+        }
+        case lengthRole:
+            return QString::fromStdString(timeLabel(project->duration));
+        default:
+            return {};
+    }
+}
+
+QHash<int, QByteArray> ProjectListModel::roleNames() const {
+    return {{nameRole, "name"}, {modifiedRole, "modified"}, {lengthRole, "length"}};
+}
+
+}  // namespace kelvane

@@ -1,0 +1,179 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+
+ApplicationWindow {
+    id: window
+
+    required property var view
+    required property var panels
+
+    width: 1060
+    height: 760
+    minimumWidth: 640
+    minimumHeight: 420
+    color: "#17181c"
+    title: view.showsHome ? "Kelvane" : view.title + (view.edited ? " — Edited" : "")
+
+    palette.window: "#17181c"
+    palette.windowText: "#f2f3f5"
+    palette.text: "#f2f3f5"
+    palette.base: "#1f2126"
+    palette.button: "#2a2d34"
+    palette.buttonText: "#f2f3f5"
+    palette.highlight: "#3d7eff"
+    palette.highlightedText: "#ffffff"
+    palette.mid: "#3a3e47"
+
+    onClosing: close => close.accepted = view.shouldClose()
+
+    Shortcut { sequences: [StandardKey.Undo]; enabled: view.canUndo; onActivated: view.undo() }
+    Shortcut { sequences: [StandardKey.Redo]; enabled: view.canRedo; onActivated: view.redo() }
+    Shortcut { sequences: [StandardKey.Save]; enabled: !view.showsHome && !view.busy; onActivated: view.save() }
+    Shortcut { sequences: [StandardKey.New]; onActivated: view.newProject() }
+    Shortcut { sequences: [StandardKey.Open]; onActivated: view.chooseProject() }
+    Shortcut { sequence: "Ctrl+I"; enabled: !view.showsHome && !view.busy; onActivated: view.importMedia() }
+    Shortcut { sequence: "Ctrl+E"; enabled: view.canExport; onActivated: view.exportVideo() }
+    Shortcut { sequence: "Ctrl+1"; enabled: !view.busy; onActivated: view.showHome() }
+
+    header: ToolBar {
+        background: Rectangle { color: "#1f2126" }
+        RowLayout {
+            anchors.fill: parent
+            anchors.leftMargin: 16
+            anchors.rightMargin: 16
+            spacing: 8
+            Label {
+                Layout.fillWidth: true
+                text: window.view.title
+                textFormat: Text.PlainText
+                elide: Text.ElideRight
+                font.pixelSize: 18
+                font.bold: true
+                verticalAlignment: Text.AlignVCenter
+            }
+            Button { visible: window.view.showsHome; text: "New Project…"; onClicked: window.view.newProject() }
+            Button { visible: window.view.showsHome; text: "Import Project…"; onClicked: window.view.chooseProject() }
+            Button { visible: !window.view.showsHome; enabled: !window.view.busy; text: "Projects"; onClicked: window.view.showHome() }
+            Button { visible: !window.view.showsHome; enabled: !window.view.busy; text: "Import Videos…"; onClicked: window.view.importMedia() }
+            Button { visible: !window.view.showsHome; enabled: window.view.canUndo; text: "Undo"; onClicked: window.view.undo() }
+            Button { visible: !window.view.showsHome; enabled: window.view.canRedo; text: "Redo"; onClicked: window.view.redo() }
+            Button { visible: !window.view.showsHome; enabled: window.view.canExport; text: "Export Video…"; onClicked: window.view.exportVideo() }
+        }
+    }
+
+    ListView {
+        id: list
+        anchors.fill: parent
+        anchors.margins: 16
+        clip: true
+        spacing: 6
+        model: window.view.showsHome ? window.view.projects : window.view.clips
+        delegate: window.view.showsHome ? projectRow : clipRow
+        ScrollBar.vertical: ScrollBar {}
+    }
+
+    Label {
+        anchors.centerIn: parent
+        visible: list.count === 0
+        horizontalAlignment: Text.AlignHCenter
+        color: "#9aa0ab"
+        text: window.view.showsHome ? "No projects yet.\nCreate one with New Project…"
+                                    : "The timeline is empty."
+    }
+
+    Component {
+        id: clipRow
+        Rectangle {
+            required property int index
+            required property string name
+            required property string kind
+            required property string trim
+            required property string length
+            width: ListView.view.width
+            height: 44
+            radius: 8
+            color: "#24272e"
+            RowLayout {
+                anchors.fill: parent
+                anchors.leftMargin: 14
+                anchors.rightMargin: 14
+                spacing: 16
+                Label { text: index + 1; color: "#9aa0ab"; Layout.preferredWidth: 36 }
+                Label { text: name; textFormat: Text.PlainText; elide: Text.ElideMiddle; Layout.fillWidth: true }
+                Label { text: kind; color: "#9aa0ab"; Layout.preferredWidth: 130 }
+                Label { text: trim; color: "#9aa0ab"; Layout.preferredWidth: 150 }
+                Label { text: length; horizontalAlignment: Text.AlignRight; Layout.preferredWidth: 70 }
+            }
+        }
+    }
+
+    Component {
+        id: projectRow
+        Rectangle {
+            required property int index
+            required property string name
+            required property string modified
+            required property string length
+            width: ListView.view.width
+            height: 52
+            radius: 8
+            color: mouse.containsMouse ? "#2d313a" : "#24272e"
+            MouseArea {
+                id: mouse
+                anchors.fill: parent
+                hoverEnabled: true
+                onDoubleClicked: window.view.openProject(index)
+            }
+            RowLayout {
+                anchors.fill: parent
+                anchors.leftMargin: 14
+                anchors.rightMargin: 14
+                spacing: 16
+                Label { text: name; textFormat: Text.PlainText; elide: Text.ElideRight; font.pixelSize: 15; Layout.fillWidth: true }
+                Label { text: modified; color: "#9aa0ab" }
+                Label { text: length; horizontalAlignment: Text.AlignRight; Layout.preferredWidth: 70 }
+                Button { text: "Open"; onClicked: window.view.openProject(index) }
+                Button { text: "Delete…"; onClicked: window.view.deleteProject(index) }
+            }
+        }
+    }
+
+    footer: ToolBar {
+        visible: !window.view.showsHome
+        background: Rectangle { color: "#1f2126" }
+        RowLayout {
+            anchors.fill: parent
+            anchors.leftMargin: 16
+            anchors.rightMargin: 16
+            Label { text: window.view.summary; color: "#9aa0ab"; Layout.fillWidth: true; elide: Text.ElideRight }
+            Label { text: window.view.status; color: "#9aa0ab" }
+            ProgressBar { visible: window.view.exporting; value: window.view.progress; Layout.preferredWidth: 160 }
+            Button { visible: window.view.exporting; text: "Cancel"; onClicked: window.view.cancelExport() }
+        }
+    }
+
+    Dialog {
+        anchors.centerIn: parent
+        width: Math.min(parent.width - 80, 460)
+        modal: true
+        visible: window.view.error.length > 0
+        title: "Unable to Complete"
+        closePolicy: Popup.CloseOnEscape
+        standardButtons: Dialog.Ok
+        onAccepted: window.view.dismissError()
+        onRejected: window.view.dismissError()
+        Label {
+            width: parent.width
+            text: window.view.error
+            textFormat: Text.PlainText
+            wrapMode: Text.Wrap
+        }
+    }
+
+    Loader {
+        active: window.active && (window.panels.question.kind ?? "") !== ""
+        source: "qrc:/Views/Window/Panel.qml"
+        onLoaded: { item.panels = window.panels; item.begin() }
+    }
+}

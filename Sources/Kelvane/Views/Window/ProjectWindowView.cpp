@@ -1,0 +1,170 @@
+#include "ProjectWindowView.h"
+
+#include "Timeline/TimeLabel.h"
+#include "Timeline/TimelineLayout.h"
+
+namespace kelvane {
+
+namespace {
+QString text(const std::string& string) { return QString::fromStdString(string); }
+}  // namespace
+
+ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Workspace> workspace)
+    : windows_(windows), workspace_(std::move(workspace)) {
+    connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
+    connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::changed);
+    connect(&windows_, &ProjectWindows::libraryChanged, this, &ProjectWindowView::refreshProjects);
+    refreshProjects();
+    followEditor();
+}
+
+void ProjectWindowView::followEditor() {
+    disconnect(editorConnection_);
+    if (const auto editor = workspace_->editor()) {
+        editorConnection_ = connect(editor.get(), &Editor::changed, this, &ProjectWindowView::refresh);
+    } else {
+        windows_.library().reload();
+    }
+    refresh();
+}
+
+void ProjectWindowView::refresh() {
+    const auto editor = workspace_->editor();
+    clips_.setClips(editor ? editor->clipArray() : nullptr);
+    windows_.updateWindow(*workspace_, editor && editor->isDirty());
+    Q_EMIT changed();
+}
+
+void ProjectWindowView::refreshProjects() {
+    projects_.setProjects(windows_.library().projects());
+    Q_EMIT changed();
+}
+
+bool ProjectWindowView::showsHome() const { return workspace_->editor() == nullptr; }
+
+QString ProjectWindowView::title() const {
+    return showsHome() ? QStringLiteral("Projects") : text(workspace_->editor()->title());
+}
+
+QString ProjectWindowView::summary() const {
+    const auto editor = workspace_->editor();
+    if (!editor) {
+        return {};
+    }
+    const auto length = text(timeLabel(TimelineLayout::duration(editor->clips())));
+    return tr("%n clip(s) · %1 · %2 asset(s)", nullptr, static_cast<int>(editor->clips().size()))
+        .arg(length)
+        .arg(editor->assets().size());
+}
+
+QString ProjectWindowView::status() const {
+    const auto editor = workspace_->editor();
+    if (!editor) {
+        return {};
+    }
+    if (editor->isExporting()) {
+        return tr("Exporting %1").arg(text(editor->exportFormat()));
+    }
+    if (editor->isImporting()) {
+        return tr("Importing…");
+    }
+    if (editor->saveFailed()) {
+        return tr("Not saved");
+    }
+    return editor->isDirty() ? tr("Saving…") : tr("Saved");
+}
+
+double ProjectWindowView::progress() const {
+    return workspace_->editor() ? static_cast<double>(workspace_->editor()->exportProgress()) : 0;
+}
+
+bool ProjectWindowView::edited() const { return workspace_->editor() && workspace_->editor()->isDirty(); }
+bool ProjectWindowView::busy() const { return workspace_->editor() && workspace_->editor()->busy(); }
+bool ProjectWindowView::exporting() const { return workspace_->editor() && workspace_->editor()->isExporting(); }
+
+bool ProjectWindowView::canUndo() const {
+    const auto editor = workspace_->editor();
+    return editor && !editor->undoStack().empty() && !editor->busy();
+}
+
+bool ProjectWindowView::canRedo() const {
+    const auto editor = workspace_->editor();
+    return editor && !editor->redoStack().empty() && !editor->busy();
+}
+
+bool ProjectWindowView::canExport() const {
+    const auto editor = workspace_->editor();
+    return editor && !editor->clips().empty() && !editor->busy();
+}
+
+QString ProjectWindowView::error() const {
+    if (windows_.error()) {
+        return text(*windows_.error());
+    }
+    const auto editor = workspace_->editor();
+    return editor && editor->error() ? text(*editor->error()) : QString();
+}
+
+void ProjectWindowView::openProject(int row) {
+    if (const auto project = projects_.at(row)) {
+        windows_.open(*project, workspace_, false);
+    }
+}
+
+void ProjectWindowView::deleteProject(int row) {
+    if (const auto project = projects_.at(row)) {
+        windows_.remove(project->id);
+    }
+}
+
+void ProjectWindowView::newProject() { windows_.newProject(workspace_); }
+void ProjectWindowView::chooseProject() { windows_.chooseProject(workspace_); }
+void ProjectWindowView::showHome() { windows_.showHome(workspace_); }
+
+void ProjectWindowView::importMedia() {
+    if (const auto editor = workspace_->editor()) {
+        editor->importFiles();
+    }
+}
+
+void ProjectWindowView::undo() {
+    if (const auto editor = workspace_->editor()) {
+        editor->undo();
+    }
+}
+
+void ProjectWindowView::redo() {
+    if (const auto editor = workspace_->editor()) {
+        editor->redo();
+    }
+}
+
+void ProjectWindowView::save() {
+    if (const auto editor = workspace_->editor(); editor && !editor->busy()) {
+        windows_.flush(*editor);
+    }
+}
+
+void ProjectWindowView::exportVideo() {
+    if (const auto editor = workspace_->editor()) {
+        editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
+    }
+}
+
+void ProjectWindowView::cancelExport() {
+    if (const auto editor = workspace_->editor()) {
+        editor->cancelExport();
+    }
+}
+
+void ProjectWindowView::dismissError() {
+    if (windows_.error()) {
+        windows_.setError(std::nullopt);
+    } else if (const auto editor = workspace_->editor()) {
+        editor->setError(std::nullopt);
+    }
+}
+
+bool ProjectWindowView::shouldClose() { return windows_.shouldClose(*workspace_); }
+
+}  // namespace kelvane
