@@ -13,9 +13,14 @@ Result<std::string> readFile(const std::string& path, std::size_t limit = std::s
 
 /// Replaces the file at `path` by `data`, whole and durably: a temporary file in the same folder is written,
 /// synced and renamed over `path`, and then the folder is synced. On failure the old file stays as it was and
-/// no temporary file is left. `mode` is the permission of a file that did not exist; an existing file's
-/// permission is kept. Any thread; blocks for the length of the syncs.
+/// no temporary file is left; only when the folder's last sync fails is the new file there all the same. `mode`,
+/// less the process's mask, is the permission of a file that did not exist; an existing file's permission is kept.
+/// Where `path` is a link, its target is replaced and the link stays; a folder, pipe or device is refused.
+/// Any thread; blocks for the length of the syncs.
 Result<void> writeFileAtomically(const std::string& path, std::string_view data, unsigned mode = 0644);
+
+/// The last component of a path in quotation marks, as sentences name a file: “a.mov”.
+std::string quotedFileName(std::string_view path);
 
 /// Syncs the folder at `path`, so that renames in it last through a power cut.
 Result<void> syncFolder(const std::string& path);

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
-
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 
@@ -51,9 +50,12 @@ private:
 /// How deep arrays and objects may nest in any text that is read. Documents here use at most 5 levels; the
 /// bound keeps recursive code safe from hostile input.
 inline constexpr int maximumJSONDepth = 64;
+/// How many values any text that is read may hold, so that a small file can't fill the memory: some 280,000 clips.
+inline constexpr std::size_t maximumJSONValues = 4'000'000;
 
-/// Reads one JSON text (RFC 8259, UTF-8). A syntax error, nesting beyond `maximumJSONDepth` or bytes that are
-/// not UTF-8 fail with a sentence that says where. Of duplicate keys the last stands.
+/// Reads one JSON text (RFC 8259, UTF-8). A syntax error, a number beyond a double's range, nesting beyond
+/// `maximumJSONDepth`, more than `maximumJSONValues` or bytes that are not UTF-8 fail with a sentence that says
+/// where. Of duplicate keys the last stands.
 Result<nlohmann::json> parseJSON(std::string_view text);
 
 /// Strict getters for decoding: each fails with a sentence that names `key` and what was expected there.

@@ -1,0 +1,209 @@
+#include "AtomicFile.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <optional>
+#include <utility>
+
+#include "UUID.h"
+
+namespace kelvane {
+
+namespace {
+
+/// As many links as the kernel follows in one path.
+constexpr int maximumLinks = 40;
+constexpr std::size_t readStep = std::size_t{1} << 16;
+
+/// An open file, closed at the end of its life.
+class Descriptor {
+public:
+    explicit Descriptor(int number = -1) : number_(number) {}
+    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    Descriptor& operator=(Descriptor&&) = delete;
+    ~Descriptor() {
+        if (number_ >= 0) close(number_);
+    }
+
+    [[nodiscard]] int get() const { return number_; }
+    [[nodiscard]] bool isOpen() const { return number_ >= 0; }
+
+private:
+    int number_;
+};
+
+Descriptor openFile(const std::string& path, int flags, unsigned mode = 0) {
+    while (true) {
+        const int number = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
+        if (number >= 0 || errno != EINTR) return Descriptor(number);
+    }
+}
+
+/// A file that is removed at the end of its life unless it was kept.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(std::string path) : path_(std::move(path)) {}
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        if (!path_.empty()) unlink(path_.c_str());
+    }
+
+    void keep() { path_.clear(); }
+
+private:
+    std::string path_;
+};
+
+std::string parentFolder(const std::string& path) {
+    const auto slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::unexpected<Error> readFailure(const std::string& path) {
+    const int number = errno;
+    return fail(Error::posix(quotedFileName(path) + " could not be read", number));
+}
+
+std::unexpected<Error> writeFailure(const std::string& path) {
+    const int number = errno;
+    return fail(Error::posix(quotedFileName(path) + " could not be written", number));
+}
+
+/// A sentence for what is at `path` unless that is a regular file.
+std::optional<std::string> wrongKind(const std::string& path, mode_t mode) {
+    if (S_ISREG(mode)) return std::nullopt;
+    if (S_ISDIR(mode)) return quotedFileName(path) + " is a folder, not a file.";
+    return quotedFileName(path) + " is not a regular file.";
+}
+
+/// The place that `path` leads to: itself, or the end of a chain of links, which need not exist.
+Result<std::string> linkTarget(const std::string& path) {
+    std::string place = path;
+    for (int link = 0; link <= maximumLinks; ++link) {
+        char buffer[PATH_MAX];
+        const ssize_t length = readlink(place.c_str(), buffer, sizeof buffer);
+        // EINVAL: no link. Whatever else is wrong with the place shows when it is written.
+        if (length < 0) return place;
+        const std::string target(buffer, static_cast<std::size_t>(length));
+        place = target.starts_with('/') ? target : parentFolder(place) + "/" + target;
+    }
+    errno = ELOOP;
+    return writeFailure(path);
+}
+
+bool writeAll(int file, std::string_view data) {
+    while (!data.empty()) {
+        const ssize_t written = write(file, data.data(), data.size());
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+int syncRetrying(int file) {
+    int result = 0;
+    do {
+        result = fsync(file);
+    } while (result != 0 && errno == EINTR);
+    return result;
+}
+
+/// Whether a failed sync of a folder means that the file system has no such thing, rather than that it went wrong.
+bool knowsNoFolderSync(int number) { return number == EINVAL || number == ENOTSUP || number == EROFS; }
+
+/// Gives the temporary file what an existing file had: owner, where that is allowed, and permission.
+bool inheritOwnerAndPermission(int file, const struct stat& old) {
+    if (old.st_uid != geteuid() || old.st_gid != getegid()) {
+        // Only the superuser may give files away; for others the file becomes theirs, as with any editor.
+        if (fchown(file, old.st_uid, old.st_gid) != 0 && errno != EPERM && errno != EINVAL) return false;
+    }
+    return fchmod(file, old.st_mode & 07777) == 0;
+}
+
+}  // namespace
+
+std::string quotedFileName(std::string_view path) {
+    while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+    const auto slash = path.rfind('/');
+    if (slash != std::string_view::npos && path.size() > 1) path.remove_prefix(slash + 1);
+    return "“" + std::string(path) + "”";
+}
+
+Result<std::string> readFile(const std::string& path, std::size_t limit) {
+    struct stat status {};
+    // Asked before opening as well, because opening a device can already do something.
+    if (stat(path.c_str(), &status) != 0) return readFailure(path);
+    if (auto sentence = wrongKind(path, status.st_mode)) return fail(std::move(*sentence));
+    // Without O_NONBLOCK a pipe that took the file's place meanwhile would wait for a writer.
+    const Descriptor file = openFile(path, O_RDONLY | O_NONBLOCK);
+    if (!file.isOpen() || fstat(file.get(), &status) != 0) return readFailure(path);
+    if (auto sentence = wrongKind(path, status.st_mode)) return fail(std::move(*sentence));
+
+    const auto tooLarge = [&] { return fail(quotedFileName(path) + " is too large to be read."); };
+    const auto expected = static_cast<std::size_t>(status.st_size);
+    if (expected > limit) return tooLarge();
+    std::string data;
+    // One byte more than expected, so that an unchanged file is read to its end in one step.
+    data.resize(expected + 1);
+    std::size_t size = 0;
+    while (true) {
+        if (size == data.size()) data.resize(size + readStep);
+        const ssize_t count = read(file.get(), data.data() + size, data.size() - size);
+        if (count < 0) {
+            if (errno == EINTR) continue;
+            return readFailure(path);
+        }
+        if (count == 0) break;
+        size += static_cast<std::size_t>(count);
+        if (size > limit) return tooLarge();
+    }
+    data.resize(size);
+    return data;
+}
+
+Result<void> writeFileAtomically(const std::string& path, std::string_view data, unsigned mode) {
+    const auto target = linkTarget(path);
+    if (!target) return fail(target.error());
+
+    struct stat old {};
+    const bool exists = lstat(target->c_str(), &old) == 0;
+    if (!exists && errno != ENOENT) return writeFailure(path);
+    if (exists) {
+        if (auto sentence = wrongKind(path, old.st_mode)) return fail(std::move(*sentence));
+    }
+
+    const std::string folderPath = parentFolder(*target);
+    const Descriptor folder = openFile(folderPath, O_RDONLY | O_DIRECTORY);
+    const std::string temporaryPath = folderPath + "/.kelvane-" + UUID::random().lower();
+    const Descriptor file = openFile(temporaryPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, exists ? 0600 : mode);
+    if (!file.isOpen()) return writeFailure(path);
+    TemporaryFile temporary(temporaryPath);
+    if (exists && !inheritOwnerAndPermission(file.get(), old)) return writeFailure(path);
+    if (!writeAll(file.get(), data) || syncRetrying(file.get()) != 0) return writeFailure(path);
+    if (rename(temporaryPath.c_str(), target->c_str()) != 0) return writeFailure(path);
+    temporary.keep();
+
+    // A folder that may be written but not read can't be opened; then its whole file system is synced.
+    const int synced = folder.isOpen() ? syncRetrying(folder.get()) : syncfs(file.get());
+    if (synced != 0 && !knowsNoFolderSync(errno)) return writeFailure(path);
+    return {};
+}
+
+Result<void> syncFolder(const std::string& path) {
+    const Descriptor folder = openFile(path, O_RDONLY | O_DIRECTORY);
+    if (folder.isOpen() && (syncRetrying(folder.get()) == 0 || knowsNoFolderSync(errno))) return {};
+    const int number = errno;
+    return fail(Error::posix("The folder " + quotedFileName(path) + " could not be synced", number));
+}
+
+}  // namespace kelvane
