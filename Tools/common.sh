@@ -1,0 +1,50 @@
+# Shared by the commands at the top of the tree: what they need, and how they build. Sourced, not run.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+build=${KELVANE_BUILD:-$root/build}
+
+# Debian 12 and Ubuntu 24.04 name these alike.
+build_packages=(
+    ca-certificates cmake ninja-build ccache pkg-config clang-19 lld-19
+    qt6-base-dev qt6-declarative-dev qcoro-qt6-dev
+    libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev libswscale-dev libswresample-dev
+    libzimg-dev nlohmann-json3-dev libfmt-dev libutf8proc-dev libssl-dev
+)
+run_packages=(
+    qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
+    qml6-module-qtquick-window qml6-module-qtquick-dialogs qml6-module-qtqml qml6-module-qtqml-models
+    qml6-module-qtqml-workerscript
+)
+test_packages=(libgtest-dev libgmock-dev ffmpeg jq)
+sanitizer_packages=(libclang-rt-19-dev)
+
+say() { printf '\033[1m%s\033[0m\n' "$*"; }
+
+# Installs those of the packages that are not installed yet, as root or with sudo.
+install_missing() {
+    local missing=() package
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || { echo "These packages are missing, and there is no sudo: ${missing[*]}" >&2; exit 1; }
+        as_root=(sudo)
+    fi
+    say "Installing ${#missing[@]} missing packages"
+    "${as_root[@]}" apt-get update -qq
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# configure <folder> [cmake options]
+configure() {
+    local folder=$1
+    shift
+    # A folder that another tree or compiler configured is made anew.
+    CXX=clang++-19 cmake -S "$root" -B "$folder" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+        -DCMAKE_CXX_COMPILER_LAUNCHER=ccache \
+        -DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld -DCMAKE_SHARED_LINKER_FLAGS=-fuse-ld=lld "$@" >"$folder.log" 2>&1 ||
+        { cat "$folder.log" >&2; exit 1; }
+    rm -f "$folder.log"
+}
