@@ -1,0 +1,130 @@
+#include "EditorFixture.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <utility>
+
+#include "Storage/ProjectFile.h"
+
+namespace kelvane::testing {
+
+namespace {
+std::filesystem::path makeTemporaryFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "kelvane-editor-XXXXXX").string();
+    check(::mkdtemp(pattern.data()) != nullptr, "a temporary folder for a test");
+    return std::filesystem::canonical(pattern);
+}
+
+void writeFile(const FileURL& file, const std::string& contents) {
+    std::filesystem::create_directories(std::filesystem::path(file.path()).parent_path());
+    std::ofstream(file.path(), std::ios::binary) << contents;
+}
+}  // namespace
+
+EditorFixture::EditorFixture() : folder_(makeTemporaryFolder()) {
+    std::filesystem::create_directories(sources().path());
+    std::filesystem::create_directories(mediaFolder().path());
+    makeEditor();
+}
+
+EditorFixture::~EditorFixture() {
+    editor.reset();
+    context.settle();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+}
+
+void EditorFixture::makeEditor(bool inLibrary) {
+    EditorServices services;
+    services.context = &context;
+    services.media = &media;
+    services.panels = &panels;
+    services.makePlayer = [this] {
+        auto made = std::make_unique<FakePlayer>();
+        player = made.get();
+        return made;
+    };
+    editor = Editor::create(UUID::random(), inLibrary ? std::optional(mediaFolder()) : std::nullopt, services);
+    editor->onProjectChange = [this] { ++projectChanges; };
+    if (inLibrary) {
+        editor->setLibraryName("Trailer");
+    }
+}
+
+FileURL EditorFixture::makeSource(const std::string& name, FakeFile file) {
+    const FileURL url = sources().appending(name);
+    writeFile(url, "media of " + name);
+    media.addFileNamed(name, std::move(file));
+    return url;
+}
+
+FileURL EditorFixture::makeManaged(const std::string& name, FakeFile file) {
+    const FileURL url = mediaFolder().appending(UUID::random().upper()).appending(name);
+    writeFile(url, "media of " + name);
+    media.addFileNamed(name, std::move(file));
+    return url;
+}
+
+std::vector<std::string> EditorFixture::mediaFiles() const {
+    const std::filesystem::path root = mediaFolder().path();
+    std::vector<std::string> found;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+        found.push_back(entry.path().lexically_relative(root).string());
+    }
+    std::ranges::sort(found);
+    return found;
+}
+
+std::vector<std::string> EditorFixture::entries(const FileURL& folder) {
+    std::vector<std::string> found;
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+        found.push_back(entry.path().filename().string());
+    }
+    std::ranges::sort(found);
+    return found;
+}
+
+Clip EditorFixture::video(const FileURL& file, double seconds) {
+    Clip clip;
+    clip.id = UUID::random();
+    clip.url = file;
+    clip.sourceDuration = seconds;
+    clip.end = seconds;
+    return clip;
+}
+
+Clip EditorFixture::audio(const FileURL& file, double seconds, double timelineStart) {
+    Clip clip = video(file, seconds);
+    clip.audioOnly = true;
+    clip.timelineStart = timelineStart;
+    return clip;
+}
+
+void EditorFixture::load(std::vector<Clip> clips, std::optional<std::vector<Clip>> assets) {
+    Project project;
+    project.clips = std::move(clips);
+    project.assets = std::move(assets);
+    project.mediaRoot = editor->mediaDirectory();
+    const Result<void> written = ProjectFile::write(project, projectFile());
+    ASSERT_TRUE(written) << written.error().message;
+    const Result<void> loaded = editor->loadProject(projectFile());
+    ASSERT_TRUE(loaded) << loaded.error().message;
+}
+
+void EditorFixture::settlePreview() {
+    context.settle();
+    context.advance(std::chrono::milliseconds(180));
+    context.settle();
+}
+
+std::vector<UUID> ids(const std::vector<Clip>& clips) {
+    std::vector<UUID> found;
+    found.reserve(clips.size());
+    for (const Clip& clip : clips) {
+        found.push_back(clip.id);
+    }
+    return found;
+}
+
+}  // namespace kelvane::testing

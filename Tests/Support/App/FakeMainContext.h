@@ -1,0 +1,63 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <utility>
+
+#include "Platform/MainContext.h"
+
+namespace kelvane::testing {
+
+/// A main context without an event loop, threads or a clock of its own: everything runs on the test's thread, and only
+/// when the test says so. `post`, `runInBackground` and `after` only queue. Other threads may queue, too.
+///
+/// At the end of a test call `settle` once more after the last user of the context is gone, so that waiting coroutines
+/// come to their end; what is queued when the context ends is dropped.
+class FakeMainContext final : public MainContext {
+public:
+    void post(std::function<void()> work) override;
+    void runInBackground(std::function<void()> work) override;
+    [[nodiscard]] Timer after(std::chrono::milliseconds delay, std::function<void()> work) override;
+    [[nodiscard]] bool isMainThread() const override { return std::this_thread::get_id() == thread_; }
+
+    /// Runs what was posted, and what that posts, until nothing is left. Background work stays where it is.
+    void runPosted();
+    /// Runs the oldest background work alone; false when there is none. Its result waits in the posted work.
+    bool stepBackground();
+    /// Runs the background work that is queued now, in order, without its results.
+    void drain();
+    /// Runs posted and background work until neither is left. No time passes.
+    void settle();
+    /// Lets time pass: timers that come due run in the order of their times, each followed by the work that was posted
+    /// meanwhile. Background work stays where it is: it takes all the time that a test gives it.
+    void advance(std::chrono::milliseconds duration);
+
+    /// Time since the context was made.
+    [[nodiscard]] std::chrono::milliseconds now() const { return now_; }
+    [[nodiscard]] std::size_t waitingInBackground() const;
+    /// Timers that neither ran nor were cancelled.
+    [[nodiscard]] std::size_t pendingTimers() const;
+
+private:
+    struct PendingTimer {
+        std::weak_ptr<void> token;
+        std::function<void()> work;
+    };
+
+    bool runOnePosted();
+
+    std::thread::id thread_ = std::this_thread::get_id();
+    mutable std::mutex mutex_;
+    std::deque<std::function<void()>> posted_;
+    std::deque<std::function<void()>> background_;
+    /// By due time, and by the order of their making.
+    std::map<std::pair<std::chrono::milliseconds, std::uint64_t>, PendingTimer> timers_;
+    std::uint64_t timersMade_ = 0;
+    std::chrono::milliseconds now_{0};
+};
+
+}  // namespace kelvane::testing
