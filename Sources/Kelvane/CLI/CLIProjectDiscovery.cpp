@@ -1,0 +1,103 @@
+#include "CLIProjectDiscovery.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <utility>
+
+#include "CLIError.h"
+#include "Support/AtomicFile.h"
+#include "Support/JSON.h"
+
+namespace kelvane {
+
+namespace {
+
+/// Far above any record: a UUID and a path of at most 103 bytes.
+constexpr std::size_t maximumRecordBytes = 65'536;
+
+std::string recordPath(const std::string& folder, const UUID& projectID) {
+    return folder + "/" + projectID.upper() + ".json";
+}
+
+std::string encodedRecord(const UUID& projectID, const std::string& socketPath) {
+    JSONObject record;
+    record.set("projectID", std::string_view(projectID.upper()));
+    record.set("socketPath", std::string_view(socketPath));
+    return record.text();
+}
+
+/// The socket path of a record of `projectID`; nothing for any other content.
+std::optional<std::string> decodedRecord(const std::string& text, const UUID& projectID) {
+    const auto document = parseJSON(text);
+    if (!document || !document->is_object()) return std::nullopt;
+    const auto id = json::string(*document, "projectID");
+    auto path = json::string(*document, "socketPath");
+    if (!id || !path || UUID::parse(*id) != projectID) return std::nullopt;
+    return std::move(*path);
+}
+
+}  // namespace
+
+std::string CLIProjectDiscovery::registryPath() { return "/tmp/kelvane-connections-" + std::to_string(getuid()); }
+
+Result<std::string> CLIProjectDiscovery::folder(const std::string& registry) {
+    if (mkdir(registry.c_str(), 0700) != 0 && errno != EEXIST) {
+        return fail(CLIError("Could not create the Kelvane connection registry."));
+    }
+    struct stat status {};
+    const bool isPrivate = lstat(registry.c_str(), &status) == 0 && status.st_uid == getuid() &&
+                           S_ISDIR(status.st_mode) && (status.st_mode & 0777) == 0700;
+    if (!isPrivate) return fail(CLIError("The Kelvane connection registry is not private."));
+    return registry;
+}
+
+Result<std::unique_ptr<CLIProjectDiscovery>> CLIProjectDiscovery::start(const UUID& projectID,
+                                                                        const std::string& socketPath,
+                                                                        const std::string& registry) {
+    const auto place = folder(registry);
+    if (!place) return fail(place.error());
+    std::unique_ptr<CLIProjectDiscovery> discovery(new CLIProjectDiscovery);
+    discovery->record_ = recordPath(*place, projectID);
+
+    const std::string lockPath = *place + "/" + projectID.upper() + ".lock";
+    const int lock = open(lockPath.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (lock < 0) return fail(CLIError("Could not lock the Kelvane project connection."));
+    if (flock(lock, LOCK_EX | LOCK_NB) != 0) {
+        close(lock);
+        return fail(CLIError("This project is already connected in another Kelvane instance."));
+    }
+    // From here on the instance's end withdraws the record and the lock.
+    discovery->descriptor_ = lock;
+
+    if (auto written = writeFileAtomically(discovery->record_, encodedRecord(projectID, socketPath), 0600); !written) {
+        return fail(std::move(written.error()));
+    }
+    if (chmod(discovery->record_.c_str(), 0600) != 0) {
+        return fail(CLIError("Could not secure the Kelvane project connection."));
+    }
+    return discovery;
+}
+
+Result<std::string> CLIProjectDiscovery::publishedSocketPath(const UUID& projectID, const std::string& registry) {
+    const auto place = folder(registry);
+    if (!place) return fail(place.error());
+    if (const auto text = readFile(recordPath(*place, projectID), maximumRecordBytes)) {
+        if (auto path = decodedRecord(*text, projectID)) return std::move(*path);
+    }
+    return fail(
+        CLIError("This Kelvane project is not connected. Reopen the project in Kelvane, then retry the command."));
+}
+
+void CLIProjectDiscovery::stop() {
+    if (descriptor_ < 0) return;
+    unlink(record_.c_str());
+    close(std::exchange(descriptor_, -1));
+}
+
+}  // namespace kelvane

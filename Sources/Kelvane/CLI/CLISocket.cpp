@@ -1,0 +1,97 @@
+#include "CLISocket.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+
+#include "CLIError.h"
+
+namespace kelvane::CLISocket {
+
+namespace {
+
+constexpr std::size_t chunkBytes = 8192;
+
+sockaddr_un address(std::string_view path) {
+    sockaddr_un result{};
+    result.sun_family = AF_UNIX;
+    std::memcpy(result.sun_path, path.data(), path.size());
+    return result;
+}
+
+std::unexpected<Error> tooLong() { return fail(CLIError("CLI message exceeds 1 MiB.")); }
+std::unexpected<Error> broken() { return fail(CLIError("Kelvane CLI connection closed or timed out.")); }
+
+timeval interval(double seconds) {
+    // Beyond a century a timeout is none, and casting stays defined.
+    constexpr double longest = 3.2e9;
+    if (!(seconds > 0) || seconds > longest) return {};
+    const double whole = std::floor(seconds);
+    return {static_cast<time_t>(whole), static_cast<suseconds_t>((seconds - whole) * 1'000'000)};
+}
+
+}  // namespace
+
+bool isValidPath(std::string_view path) {
+    return path.size() <= maximumPathBytes && path.find('\0') == std::string_view::npos;
+}
+
+bool bindAt(int descriptor, std::string_view path) {
+    const sockaddr_un place = address(path);
+    return ::bind(descriptor, reinterpret_cast<const sockaddr*>(&place), sizeof place) == 0;
+}
+
+bool connectTo(int descriptor, std::string_view path) {
+    const sockaddr_un place = address(path);
+    int result;
+    do {
+        result = ::connect(descriptor, reinterpret_cast<const sockaddr*>(&place), sizeof place);
+    } while (result < 0 && errno == EINTR);
+    return result == 0;
+}
+
+void configure(int descriptor, double receiveTimeout) {
+    const int flags = fcntl(descriptor, F_GETFL);
+    if (flags >= 0 && (flags & O_NONBLOCK) != 0) fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK);
+    const timeval receive = interval(receiveTimeout);
+    setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &receive, sizeof receive);
+    const timeval send{sendTimeoutSeconds, 0};
+    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &send, sizeof send);
+}
+
+Result<void> write(std::string_view data, int descriptor) {
+    if (data.size() > maximumMessageBytes) return tooLong();
+    std::string line;
+    line.reserve(data.size() + 1);
+    line.append(data);
+    line.push_back('\n');
+    for (std::size_t sent = 0; sent < line.size();) {
+        const ssize_t count = ::send(descriptor, line.data() + sent, line.size() - sent, MSG_NOSIGNAL);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return broken();
+        sent += static_cast<std::size_t>(count);
+    }
+    return {};
+}
+
+Result<std::string> read(int descriptor) {
+    std::string message;
+    char chunk[chunkBytes];
+    while (true) {
+        const ssize_t count = ::recv(descriptor, chunk, sizeof chunk, 0);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return broken();
+        const std::string_view received(chunk, static_cast<std::size_t>(count));
+        const auto end = received.find('\n');
+        message.append(received.substr(0, end));
+        if (message.size() > maximumMessageBytes) return tooLong();
+        if (end != std::string_view::npos) return message;
+    }
+}
+
+}  // namespace kelvane::CLISocket

@@ -1,0 +1,204 @@
+#include "LocalCLIConnection.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <semaphore>
+#include <system_error>
+#include <utility>
+
+#include "CLIError.h"
+#include "CLIReply.h"
+#include "CLISocket.h"
+#include "Support/UUID.h"
+
+namespace kelvane {
+
+namespace {
+
+constexpr int listenBacklog = 8;
+constexpr int connectionsAtOnce = 8;
+/// How long the accept thread rests when the process has no descriptor left for a waiting peer. The listener stays
+/// readable meanwhile, so that waiting on it would spin.
+constexpr int exhaustedRestMilliseconds = 50;
+
+/// One connection's wait for its reply.
+class Exchange {
+public:
+    void finish(std::optional<std::string> reply) {
+        const std::lock_guard lock(mutex_);
+        if (finished_) return;
+        finished_ = true;
+        reply_ = std::move(reply);
+        changed_.notify_one();
+    }
+    /// The reply, or nothing when it was given up.
+    std::optional<std::string> wait() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return finished_; });
+        return std::move(reply_);
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool finished_ = false;
+    std::optional<std::string> reply_;
+};
+
+/// Held by all copies of one Reply; its end without an answer gives the connection up.
+struct Promise {
+    std::shared_ptr<Exchange> exchange;
+    explicit Promise(std::shared_ptr<Exchange> waiting) : exchange(std::move(waiting)) {}
+    ~Promise() { exchange->finish(std::nullopt); }
+    Promise(const Promise&) = delete;
+    Promise& operator=(const Promise&) = delete;
+};
+
+std::optional<std::string> answer(const LocalCLIConnection::Handler& handler, std::string request) {
+    const auto exchange = std::make_shared<Exchange>();
+    handler(std::move(request), [promise = std::make_shared<Promise>(exchange)](std::string reply) {
+        promise->exchange->finish(std::move(reply));
+    });
+    return exchange->wait();
+}
+
+/// Signals are the main thread's: a background thread that took one would run its handler in the wrong place.
+void leaveSignalsToMainThread() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
+
+bool isSameUser(int descriptor) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == getuid();
+}
+
+bool makeNonBlocking(int descriptor) {
+    const int flags = fcntl(descriptor, F_GETFL);
+    return flags >= 0 && fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) == 0;
+}
+
+bool isExhaustion(int number) { return number == EMFILE || number == ENFILE || number == ENOBUFS || number == ENOMEM; }
+
+}  // namespace
+
+/// What the accept thread and the connections' threads share, and outlives the LocalCLIConnection with them.
+struct LocalCLIConnection::Service {
+    Handler handler;
+    double receiveTimeout = requestTimeout;
+    std::counting_semaphore<connectionsAtOnce> slots{connectionsAtOnce};
+
+    /// Runs one conversation on the calling thread, closes `descriptor` and gives its slot back.
+    void serve(int descriptor) {
+        auto request = CLISocket::read(descriptor);
+        if (!request) {
+            (void)CLISocket::write(failureReply(request.error()), descriptor);
+        } else if (const auto reply = answer(handler, std::move(*request))) {
+            if (const auto written = CLISocket::write(*reply, descriptor); !written) {
+                (void)CLISocket::write(failureReply(written.error()), descriptor);
+            }
+        }
+        ::close(descriptor);
+        slots.release();
+    }
+
+    /// Accepts what waits on `listener`. Answers false when the process has no room for another descriptor.
+    static bool acceptAll(const std::shared_ptr<Service>& service, int listener) {
+        while (true) {
+            const int descriptor = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+            if (descriptor < 0) return !isExhaustion(errno);
+            if (!isSameUser(descriptor) || !service->slots.try_acquire()) {
+                ::close(descriptor);
+                continue;
+            }
+            CLISocket::configure(descriptor, service->receiveTimeout);
+            try {
+                std::thread([service, descriptor] {
+                    leaveSignalsToMainThread();
+                    service->serve(descriptor);
+                }).detach();
+            } catch (const std::system_error&) {
+                ::close(descriptor);
+                service->slots.release();
+            }
+        }
+    }
+
+    static void acceptUntilStopped(const std::shared_ptr<Service>& service, int listener, int stop) {
+        leaveSignalsToMainThread();
+        pthread_setname_np(pthread_self(), "CLI.accept");
+        bool hasRoom = true;
+        while (true) {
+            pollfd watched[2] = {{stop, POLLIN, 0}, {listener, POLLIN, 0}};
+            poll(watched, hasRoom ? 2 : 1, hasRoom ? -1 : exhaustedRestMilliseconds);
+            if (watched[0].revents != 0) return;
+            hasRoom = acceptAll(service, listener);
+        }
+    }
+};
+
+Result<std::unique_ptr<LocalCLIConnection>> LocalCLIConnection::start(Handler handler, double receiveTimeout) {
+    std::string folder = "/tmp/kelvane-" + UUID::random().upper();
+    if (mkdir(folder.c_str(), 0700) != 0) {
+        return fail(Error::posix("The folder “" + folder + "” could not be created", errno));
+    }
+    // From here on the instance's end is the clean-up.
+    std::unique_ptr<LocalCLIConnection> connection(new LocalCLIConnection);
+    connection->socketPath_ = folder + "/control.sock";
+    connection->folder_ = std::move(folder);
+
+    connection->listener_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (connection->listener_ < 0) return fail(CLIError("Could not create the Kelvane CLI connection."));
+    const std::string& path = connection->socketPath_;
+    if (!CLISocket::isValidPath(path)) return fail(CLIError("Invalid CLI socket path."));
+    connection->stop_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (!CLISocket::bindAt(connection->listener_, path) || chmod(path.c_str(), 0600) != 0 ||
+        listen(connection->listener_, listenBacklog) != 0 || !makeNonBlocking(connection->listener_) ||
+        connection->stop_ < 0) {
+        return fail(CLIError("Could not start the Kelvane CLI connection."));
+    }
+
+    auto service = std::make_shared<Service>();
+    service->handler = std::move(handler);
+    service->receiveTimeout = receiveTimeout;
+    try {
+        connection->accepting_ =
+            std::thread([service = std::move(service), listener = connection->listener_, stop = connection->stop_] {
+                Service::acceptUntilStopped(service, listener, stop);
+            });
+    } catch (const std::system_error&) {
+        return fail(CLIError("Could not start the Kelvane CLI connection."));
+    }
+    return connection;
+}
+
+void LocalCLIConnection::cancel() {
+    if (accepting_.joinable()) {
+        eventfd_write(stop_, 1);
+        accepting_.join();
+    }
+    if (listener_ >= 0) ::close(std::exchange(listener_, -1));
+    if (stop_ >= 0) ::close(std::exchange(stop_, -1));
+    if (!folder_.empty()) {
+        std::error_code ignored;
+        std::filesystem::remove_all(std::exchange(folder_, {}), ignored);
+    }
+}
+
+LocalCLIConnection::~LocalCLIConnection() { cancel(); }
+
+}  // namespace kelvane
