@@ -15,7 +15,7 @@ run_packages=(
     qml6-module-qtquick-window qml6-module-qtquick-dialogs qml6-module-qtqml qml6-module-qtqml-models
     qml6-module-qtqml-workerscript
 )
-test_packages=(libgtest-dev libgmock-dev ffmpeg jq)
+test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3)
 sanitizer_packages=(libclang-rt-19-dev)
 
 say() { printf '\033[1m%s\033[0m\n' "$*"; }
