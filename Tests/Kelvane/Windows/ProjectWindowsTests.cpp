@@ -1,0 +1,524 @@
+#include "Windows/ProjectWindows.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "Session/AIAssistantSession.h"
+#include "Storage/ProjectFile.h"
+#include "Support/App/FakeMainContext.h"
+#include "Support/App/FakePanels.h"
+#include "Support/App/FakePlayer.h"
+#include "Support/ClipBuilder.h"
+#include "Support/FakeMediaPlatform.h"
+#include "Support/TempFolder.h"
+
+namespace kelvane::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct FakeWindow final : PlatformWindow {
+    void bringToFront() override { ++brought; }
+    [[nodiscard]] bool isKey() const override { return key; }
+    void setDocumentEdited(bool isEdited) override { edited = isEdited; }
+    void setRepresentedURL(const std::optional<FileURL>& url) override { represented = url; }
+
+    int brought = 0;
+    bool key = false;
+    bool edited = false;
+    std::optional<FileURL> represented;
+};
+
+class ProjectWindowsTests : public ::testing::Test {
+protected:
+    ProjectWindowsTests() {
+        windows = std::make_unique<ProjectWindows>(EditorServices{.context = &context,
+                                                                  .media = &media,
+                                                                  .panels = &panels,
+                                                                  .makePlayer = [] { return std::make_unique<FakePlayer>(); }},
+                                                   folder.url("Projects"));
+        windows->openWindow = [this](const UUID& id) { asked.push_back(id); };
+    }
+    ~ProjectWindowsTests() override {
+        windows.reset();
+        context.settle();
+    }
+
+    /// A window that shows what `workspace(for:)` answers for `id`.
+    std::shared_ptr<Workspace> show(FakeWindow& window, std::optional<UUID> id = std::nullopt) {
+        auto workspace = windows->workspace(id);
+        windows->attach(workspace, &window);
+        return workspace;
+    }
+    LibraryProject project(const std::string& name) {
+        auto created = windows->library().create(name, Project{}, std::nullopt);
+        EXPECT_TRUE(created) << created.error().message;
+        return *created;
+    }
+    /// A project whose one clip lies in its media folder.
+    LibraryProject projectWithClip(const std::string& name) {
+        const auto source = folder.write("Sources/" + name + ".mov");
+        media.addFileNamed(name + ".mov", FakeFile::video(10));
+        Project contents;
+        contents.clips = {videoClip(1, source)};
+        contents.assets = {{videoClip(2, source)}};
+        auto created = windows->library().create(name, contents, std::nullopt);
+        EXPECT_TRUE(created) << created.error().message;
+        return *created;
+    }
+    /// A change that makes the project dirty.
+    static void edit(Editor& editor) {
+        auto clips = editor.clips();
+        clips.front().volume /= 2;
+        editor.commit(clips);
+    }
+    [[nodiscard]] double savedVolume(const LibraryProject& row) const {
+        const auto saved = ProjectFile::read(windows->library().projectURL(row.id));
+        return saved ? saved->clips.front().volume : -1;
+    }
+    /// Starts an import that stays under way until the background work runs.
+    void beginImport(Editor& editor) {
+        media.addFileNamed("late.mov", FakeFile::video(3));
+        editor.importURLs({folder.write("Sources/late.mov")});
+        ASSERT_TRUE(editor.busy());
+    }
+    /// The document can't be replaced while a folder that isn't empty stands in its place.
+    void breakDocument(const LibraryProject& row) {
+        const auto path = windows->library().projectURL(row.id).path();
+        std::filesystem::rename(path, path + ".kept");
+        std::filesystem::create_directories(path + "/in the way");
+    }
+    void mendDocument(const LibraryProject& row) {
+        const auto path = windows->library().projectURL(row.id).path();
+        std::filesystem::remove_all(path);
+        std::filesystem::rename(path + ".kept", path);
+    }
+
+    TempFolder folder;
+    FakeMainContext context;
+    FakeMediaPlatform media;
+    FakePanels panels;
+    std::unique_ptr<ProjectWindows> windows;
+    std::vector<UUID> asked;
+    FakeWindow first;
+    FakeWindow second;
+};
+
+TEST_F(ProjectWindowsTests, AProjectOpensInTheGivenWindowAndIsConnected) {
+    const auto row = project("A");
+    const auto workspace = show(first);
+    const auto editor = windows->open(row, workspace, false);
+    ASSERT_TRUE(editor);
+    EXPECT_EQ(workspace->editor(), editor);
+    EXPECT_EQ(editor->id(), row.id);
+    EXPECT_EQ(editor->title(), "A");
+    EXPECT_TRUE(editor->ai().isConnected());
+    EXPECT_EQ(first.represented, windows->library().projectURL(row.id));
+    EXPECT_FALSE(first.edited);
+    EXPECT_EQ(windows->error(), std::nullopt);
+}
+
+TEST_F(ProjectWindowsTests, WithoutATargetTheKeyWindowIsUsed) {
+    const auto one = show(first);
+    const auto two = show(second);
+    second.key = true;
+    const auto editor = windows->open(project("A"), nullptr, false);
+    EXPECT_EQ(one->editor(), nullptr);
+    EXPECT_EQ(two->editor(), editor);
+}
+
+TEST_F(ProjectWindowsTests, WithoutAnyWindowANewOneIsAskedForAndTakesTheEditorOver) {
+    const auto row = project("A");
+    const auto editor = windows->open(row, nullptr, false);
+    ASSERT_EQ(asked.size(), 1u);
+    EXPECT_TRUE(editor->ai().isConnected());
+    EXPECT_EQ(windows->open(row, nullptr, true), editor) << "its window is on the way";
+    EXPECT_EQ(asked.size(), 1u);
+    const auto workspace = show(first, asked.front());
+    EXPECT_EQ(workspace->id(), asked.front());
+    EXPECT_EQ(workspace->editor(), editor);
+    EXPECT_EQ(windows->workspace(asked.front()), workspace) << "a window that is asked again keeps its slot";
+}
+
+TEST_F(ProjectWindowsTests, AProjectThatAnotherWindowShowsComesForwardThere) {
+    const auto row = project("A");
+    const auto one = show(first);
+    const auto two = show(second);
+    const auto editor = windows->open(row, one, false);
+    EXPECT_EQ(windows->open(row, two, false), editor);
+    EXPECT_EQ(windows->open(row, two, true), editor);
+    EXPECT_EQ(first.brought, 2);
+    EXPECT_EQ(two->editor(), nullptr);
+    EXPECT_TRUE(asked.empty());
+}
+
+TEST_F(ProjectWindowsTests, ABusyWindowIsNotTakenOver) {
+    const auto workspace = show(first);
+    const auto busy = windows->open(projectWithClip("A"), workspace, false);
+    beginImport(*busy);
+    const auto other = windows->open(project("B"), workspace, false);
+    ASSERT_TRUE(other);
+    EXPECT_EQ(workspace->editor(), busy);
+    EXPECT_EQ(asked.size(), 1u);
+    context.settle();
+}
+
+TEST_F(ProjectWindowsTests, AReplacedProjectIsSavedSuspendedAndKeptWithItsHistory) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = windows->open(row, workspace, false);
+    edit(*editor);
+    const auto other = windows->open(project("B"), workspace, false);
+    EXPECT_EQ(workspace->editor(), other);
+    EXPECT_EQ(savedVolume(row), 0.5);
+    EXPECT_FALSE(editor->ai().isConnected());
+    EXPECT_EQ(windows->editors().size(), 2u);
+    EXPECT_EQ(windows->open(row, workspace, false), editor);
+    EXPECT_EQ(editor->undoStack().size(), 1u);
+    EXPECT_TRUE(editor->ai().isConnected());
+}
+
+TEST_F(ProjectWindowsTests, ASwitchStopsWhenTheOldProjectCantBeSaved) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = windows->open(row, workspace, false);
+    edit(*editor);
+    breakDocument(row);
+    EXPECT_EQ(windows->open(project("B"), workspace, false), nullptr);
+    EXPECT_EQ(workspace->editor(), editor);
+    EXPECT_TRUE(editor->ai().isConnected());
+    EXPECT_TRUE(editor->saveFailed());
+    ASSERT_TRUE(editor->error());
+    EXPECT_TRUE(editor->error()->starts_with("Your changes could not be saved: ")) << *editor->error();
+    mendDocument(row);
+    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_FALSE(editor->saveFailed());
+    EXPECT_EQ(savedVolume(row), 0.5);
+}
+
+TEST_F(ProjectWindowsTests, AProjectThatDoesNotLoadSetsTheAlertAndOpensNothing) {
+    const auto row = project("A");
+    folder.write("Projects/" + row.id.upper() + "/Project.kelvane", "no JSON");
+    const auto workspace = show(first);
+    EXPECT_EQ(windows->open(row, workspace, false), nullptr);
+    EXPECT_TRUE(windows->error());
+    EXPECT_EQ(workspace->editor(), nullptr);
+    EXPECT_TRUE(windows->editors().empty());
+}
+
+TEST_F(ProjectWindowsTests, AnOutsideFileIsImportedOnce) {
+    const auto source = folder.write("Outside/clip.mov");
+    media.addFileNamed("clip.mov", FakeFile::video(4));
+    Project contents;
+    contents.clips = {videoClip(1, source, 4)};
+    const auto file = folder.url("Outside/Trailer.kelvane");
+    ASSERT_TRUE(ProjectFile::write(contents, file));
+    std::filesystem::create_symlink(file.path(), folder.path("link.kelvane"));
+    const auto workspace = show(first);
+    windows->openProject(file, workspace, false);
+    windows->openProject(file, workspace, false);
+    windows->openProject(folder.url("link.kelvane"), workspace, false);
+    ASSERT_EQ(windows->library().projects().size(), 1u);
+    const auto row = windows->library().projects().front();
+    EXPECT_EQ(row.name, "Trailer");
+    EXPECT_EQ(row.importedFrom, file);
+    ASSERT_TRUE(workspace->editor());
+    const auto& clip = workspace->editor()->clips().front();
+    EXPECT_TRUE(clip.url.path().starts_with(windows->library().mediaDirectory(row.id).path() + "/"));
+    EXPECT_EQ(clip.originalURL, source);
+}
+
+TEST_F(ProjectWindowsTests, ALibraryDocumentOpensAsItself) {
+    const auto row = project("A");
+    const auto workspace = show(first);
+    windows->openProject(windows->library().projectURL(row.id), workspace, false);
+    EXPECT_EQ(windows->library().projects().size(), 1u);
+    ASSERT_TRUE(workspace->editor());
+    EXPECT_EQ(workspace->editor()->id(), row.id);
+}
+
+TEST_F(ProjectWindowsTests, AnOutsideFileThatCantBeReadSetsTheAlert) {
+    windows->openProject(folder.url("missing.kelvane"), show(first), false);
+    ASSERT_TRUE(windows->error());
+    EXPECT_NE(windows->error()->find("missing.kelvane"), std::string::npos) << *windows->error();
+    EXPECT_TRUE(windows->library().projects().empty());
+}
+
+TEST_F(ProjectWindowsTests, ChosenProjectsOpenTheFirstHereAndTheOthersInNewWindows) {
+    const auto workspace = show(first);
+    for (const char* name : {"One", "Two", "Three"}) {
+        ASSERT_TRUE(ProjectFile::write(Project{}, folder.url(std::string(name) + ".kelvane")));
+    }
+    panels.files.push_back({folder.url("One.kelvane"), folder.url("Two.kelvane"), folder.url("Three.kelvane")});
+    windows->chooseProject(workspace);
+    ASSERT_TRUE(workspace->editor());
+    EXPECT_EQ(workspace->editor()->title(), "One");
+    EXPECT_EQ(asked.size(), 2u);
+    EXPECT_EQ(panels.askedFiles.front().message,
+              "Import editable projects and copy their media into your Kelvane library.");
+    EXPECT_EQ(panels.askedFiles.front().content, PanelContent::project);
+}
+
+TEST_F(ProjectWindowsTests, ANewProjectAsksForItsName) {
+    const auto workspace = show(first);
+    panels.names = {std::nullopt, "  Holiday ", "   "};
+    windows->newProject(workspace);
+    EXPECT_EQ(workspace->editor(), nullptr);
+    windows->newProject(workspace);
+    ASSERT_TRUE(workspace->editor());
+    EXPECT_EQ(workspace->editor()->title(), "Holiday");
+    EXPECT_EQ(panels.askedNames.front(), (FakePanels::NameQuestion{"New Project", "Untitled", "Create"}));
+    windows->newProject(workspace);
+    EXPECT_EQ(windows->error(), "Enter a project name.");
+    EXPECT_EQ(windows->library().projects().size(), 1u);
+}
+
+TEST_F(ProjectWindowsTests, AChangeSavesItselfSixTenthsOfASecondAfterTheLastOne) {
+    const auto row = projectWithClip("A");
+    const auto editor = windows->open(row, show(first), false);
+    context.settle();
+    edit(*editor);
+    context.advance(500ms);
+    EXPECT_EQ(savedVolume(row), 1);
+    edit(*editor);
+    context.advance(599ms);
+    EXPECT_EQ(savedVolume(row), 1);
+    EXPECT_TRUE(editor->isDirty());
+    context.advance(1ms);
+    EXPECT_EQ(savedVolume(row), 0.25);
+    EXPECT_FALSE(editor->isDirty());
+    context.settle();
+}
+
+TEST_F(ProjectWindowsTests, AProjectThatIsNotDirtyIsNeverWritten) {
+    const auto row = projectWithClip("A");
+    const auto editor = windows->open(row, show(first), false);
+    breakDocument(row);
+    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_FALSE(editor->saveFailed());
+    mendDocument(row);
+}
+
+TEST_F(ProjectWindowsTests, ASaveRecordsLengthDateAndThePictureOfTheFirstClip) {
+    const auto row = projectWithClip("A");
+    const auto editor = windows->open(row, show(first), false);
+    context.settle();
+    ASSERT_EQ(editor->thumbnails().size(), 1u);
+    auto clips = editor->clips();
+    clips.front().end = 4;
+    editor->commit(clips);
+    EXPECT_TRUE(windows->flush(*editor));
+    const auto saved = windows->library().find(row.id);
+    EXPECT_EQ(saved->duration, 4);
+    EXPECT_GT(saved->modified, row.modified);
+    EXPECT_EQ(folder.read("Projects/" + row.id.upper() + "/Thumbnail.jpg").substr(0, 3), "\xFF\xD8\xFF");
+    editor->commit({});
+    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_TRUE(folder.exists("Projects/" + row.id.upper() + "/Thumbnail.jpg")) << "the pool's first asset still has one";
+    editor->deleteAssets({editor->assets().front().id});
+    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_FALSE(folder.exists("Projects/" + row.id.upper() + "/Thumbnail.jpg"));
+}
+
+TEST_F(ProjectWindowsTests, HomeKeepsTheEditorAndEndsItsSession) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = windows->open(row, workspace, false);
+    edit(*editor);
+    windows->showHome(workspace);
+    EXPECT_EQ(workspace->editor(), nullptr);
+    EXPECT_FALSE(editor->ai().isConnected());
+    EXPECT_EQ(first.represented, std::nullopt);
+    EXPECT_EQ(savedVolume(row), 0.5);
+    EXPECT_EQ(windows->open(row, workspace, false), editor);
+    EXPECT_EQ(editor->undoStack().size(), 1u);
+}
+
+TEST_F(ProjectWindowsTests, HomeAndCloseAreRefusedWhileBusyOrUnsaved) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = windows->open(row, workspace, false);
+    context.settle();
+    EXPECT_TRUE(windows->shouldClose(*workspace));
+    beginImport(*editor);
+    windows->showHome(workspace);
+    EXPECT_EQ(workspace->editor(), editor);
+    EXPECT_FALSE(windows->shouldClose(*workspace));
+    EXPECT_FALSE(windows->confirmQuit());
+    EXPECT_EQ(windows->error(), std::nullopt) << "refused without a word";
+    context.settle();
+    breakDocument(row);
+    edit(*editor);
+    windows->showHome(workspace);
+    EXPECT_EQ(workspace->editor(), editor);
+    EXPECT_FALSE(windows->shouldClose(*workspace));
+    EXPECT_FALSE(windows->confirmQuit());
+    EXPECT_TRUE(editor->error()->starts_with("Your changes could not be saved: "));
+    mendDocument(row);
+    EXPECT_TRUE(windows->confirmQuit());
+    EXPECT_EQ(savedVolume(row), 0.5);
+}
+
+TEST_F(ProjectWindowsTests, AClosedWindowEndsTheSessionAndKeepsTheEditor) {
+    const auto row = project("A");
+    auto workspace = show(first);
+    const auto editor = windows->open(row, workspace, false);
+    windows->unregister(workspace);
+    EXPECT_FALSE(editor->ai().isConnected());
+    EXPECT_TRUE(windows->workspaces().empty());
+    EXPECT_EQ(windows->editors().size(), 1u);
+    const auto again = show(second);
+    EXPECT_EQ(windows->open(row, again, false), editor);
+    EXPECT_TRUE(editor->ai().isConnected());
+}
+
+TEST_F(ProjectWindowsTests, QuittingSavesProjectsThatNoWindowShows) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = windows->open(row, workspace, false);
+    windows->showHome(workspace);
+    edit(*editor);
+    EXPECT_TRUE(windows->confirmQuit());
+    EXPECT_EQ(savedVolume(row), 0.5);
+}
+
+TEST_F(ProjectWindowsTests, ARenameReachesTheOpenEditorTrimmed) {
+    const auto row = project("A");
+    const auto editor = windows->open(row, show(first), false);
+    ASSERT_TRUE(editor->onRenameProject);
+    EXPECT_TRUE(editor->onRenameProject("  New name "));
+    EXPECT_EQ(editor->title(), "New name");
+    const auto blank = windows->rename(row.id, " ");
+    ASSERT_FALSE(blank);
+    EXPECT_EQ(blank.error().message, "Enter a project name.");
+    EXPECT_EQ(windows->library().find(row.id)->name, "New name");
+}
+
+TEST_F(ProjectWindowsTests, ADuplicateHoldsWhatWasNotSavedYet) {
+    const auto row = projectWithClip("A");
+    const auto editor = windows->open(row, show(first), false);
+    edit(*editor);
+    windows->duplicate(row.id);
+    ASSERT_EQ(windows->library().projects().size(), 2u);
+    for (const auto& copy : windows->library().projects()) {
+        EXPECT_EQ(savedVolume(copy), 0.5) << copy.name;
+    }
+    beginImport(*editor);
+    windows->duplicate(row.id);
+    EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before duplicating it.");
+    EXPECT_EQ(windows->library().projects().size(), 2u);
+    context.settle();
+}
+
+TEST_F(ProjectWindowsTests, ADeletionIsAskedForAndEndsEverything) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = windows->open(row, workspace, false);
+    edit(*editor);
+    windows->remove(row.id);
+    EXPECT_EQ(windows->library().projects().size(), 1u) << "cancelled";
+    EXPECT_EQ(panels.askedConfirmations.front(),
+              (FakePanels::ConfirmQuestion{
+                  "Delete “A”?",
+                  "This permanently deletes the project, its media copies, and voice-over recordings. Files imported from "
+                  "elsewhere will be kept.",
+                  "Cancel", "Delete"}));
+    panels.confirmations = {true};
+    windows->remove(row.id);
+    EXPECT_TRUE(windows->library().projects().empty());
+    EXPECT_EQ(workspace->editor(), nullptr);
+    EXPECT_FALSE(editor->ai().isConnected());
+    EXPECT_TRUE(windows->editors().empty());
+    context.advance(2000ms);
+    EXPECT_FALSE(folder.exists("Projects/" + row.id.upper())) << "a pending save brought the folder back";
+    EXPECT_TRUE(folder.exists("Sources/A.mov"));
+}
+
+TEST_F(ProjectWindowsTests, ABusyProjectIsNotDeleted) {
+    const auto row = projectWithClip("A");
+    const auto editor = windows->open(row, show(first), false);
+    context.settle();
+    beginImport(*editor);
+    windows->remove(row.id);
+    EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before deleting it.");
+    EXPECT_TRUE(panels.askedConfirmations.empty());
+    context.settle();
+    // Work that starts while the question stands open counts as well.
+    panels.hold = true;
+    panels.confirmations = {true};
+    windows->remove(row.id);
+    windows->setError(std::nullopt);
+    editor->importURLs({folder.write("Sources/late2.mov")});
+    panels.release();
+    EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before deleting it.");
+    EXPECT_EQ(windows->library().projects().size(), 1u);
+    context.settle();
+}
+
+TEST_F(ProjectWindowsTests, ALinkOpensTheProjectAtItsStart) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    first.key = true;
+    int activated = 0;
+    windows->activateApplication = [&activated] { ++activated; };
+    windows->openPreview(row.id);
+    const auto editor = workspace->editor();
+    ASSERT_TRUE(editor);
+    EXPECT_EQ(editor->playhead(), 0);
+    EXPECT_EQ(activated, 1);
+    editor->seekPreview(3);
+    editor->selectAssets({editor->assets().front().id});
+    windows->openPreview(row.id);
+    EXPECT_EQ(editor->playhead(), 0);
+    EXPECT_TRUE(editor->selectedAssetIDs().empty());
+}
+
+TEST_F(ProjectWindowsTests, ALinkIsRefusedForAnUnknownBusyOrHeldProject) {
+    windows->openPreview(uuid(77));
+    EXPECT_EQ(windows->error(), "This project is no longer in your Kelvane library.");
+    const auto row = projectWithClip("A");
+    const auto editor = windows->open(row, show(first), false);
+    context.settle();
+    editor->beginInteraction();
+    windows->openPreview(row.id);
+    EXPECT_EQ(windows->error(), "Wait for this project’s current operation to finish before previewing it.");
+    editor->endInteraction();
+    windows->setError(std::nullopt);
+    beginImport(*editor);
+    windows->openPreview(row.id);
+    EXPECT_EQ(windows->error(), "Wait for this project’s current operation to finish before previewing it.");
+    context.settle();
+}
+
+TEST_F(ProjectWindowsTests, AnEditorMayNotSaveOverAnotherOpenProject) {
+    const auto a = project("A");
+    const auto b = project("B");
+    const auto editor = windows->open(a, show(first), false);
+    ASSERT_TRUE(editor->canSaveToURL);
+    EXPECT_TRUE(editor->canSaveToURL(folder.url("elsewhere.kelvane")));
+    EXPECT_TRUE(editor->canSaveToURL(windows->library().projectURL(a.id)));
+    EXPECT_FALSE(editor->canSaveToURL(windows->library().projectURL(b.id)));
+    const auto canSave = editor->canSaveToURL;
+    const auto rename = editor->onRenameProject;
+    windows.reset();
+    EXPECT_TRUE(canSave(folder.url("elsewhere.kelvane")));
+    const auto renamed = rename("x");
+    ASSERT_FALSE(renamed);
+    EXPECT_EQ(renamed.error().message, "The project library is closed.");
+}
+
+TEST_F(ProjectWindowsTests, AProjectThatAnotherInstanceServesIsNotShown) {
+    const auto row = project("A");
+    const auto elsewhere = CLIProjectDiscovery::start(row.id, "/tmp/nowhere/control.sock");
+    ASSERT_TRUE(elsewhere) << elsewhere.error().message;
+    const auto workspace = show(first);
+    EXPECT_EQ(windows->open(row, workspace, false), nullptr);
+    EXPECT_EQ(windows->error(), "This project is already connected in another Kelvane instance.");
+    EXPECT_EQ(workspace->editor(), nullptr);
+}
+
+}  // namespace
+}  // namespace kelvane::testing
