@@ -1,26 +1,31 @@
 #pragma once
 
 #include <QCoroTask>
-
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "CLI/CLIProjectDiscovery.h"
 #include "CLI/CLIRequest.h"
 #include "CLI/LocalCLIConnection.h"
 #include "Media/MediaPlatform.h"
 #include "Platform/MainContext.h"
+#include "RequestDoor.h"
 #include "Support/JSON.h"
+#include "Timeline/Clip.h"
 
 namespace kelvane {
 
 class Editor;
 
 /// The server side of the command interface for one open project: opens the live connection, turns each message into a
-/// reply, and holds the rules that make an outside caller safe beside a user who works in the same window. The main thread,
-/// but for the handler that receives messages.
+/// reply, and holds the rules that make an outside caller safe beside a user who works in the same window. The main
+/// thread, but for the handler that receives messages.
+///
+/// Up to eight requests may be in `perform` at once; they take turns wherever one of them waits. What a request relied
+/// on is asked again after each of its waits.
 class AIAssistantSession final : public std::enable_shared_from_this<AIAssistantSession> {
 public:
     AIAssistantSession(MainContext* context, MediaPlatform* media);
@@ -30,30 +35,72 @@ public:
     void setEditor(std::weak_ptr<Editor> editor);
     /// Saves the project; set by the owner of the editor.
     std::function<bool()> flush;
+    /// Folder of the registry of live connections; another one is there for tests. Read by `connect`.
+    std::string registryPath = CLIProjectDiscovery::registryPath();
 
-    /// Starts serving and gives the socket's path; the same path while connected.
+    /// Starts serving and gives the socket's path; the same path while connected. The socket answers before the
+    /// registry names it. Fails with "The Kelvane project is closed." or in the words of the connection and the
+    /// registry; nothing is left behind then.
     Result<std::string> connect();
-    /// Ends the period of serving; harmless when not connected.
+    /// Ends the period of serving; harmless when not connected. Requests under way are refused at their next check.
     void suspend();
     [[nodiscard]] bool isConnected() const { return connection_ != nullptr; }
-    /// Identity of the present period of serving.
+    /// Identity of the present period of serving; a fresh one from each `suspend` on.
     [[nodiscard]] const UUID& generation() const { return generation_; }
 
-    /// Carries out one request and gives the document of its reply.
+    /// Carries out one request and gives the document of its reply. `generation` is the period of serving that the
+    /// request came in under; absent means the present one. However a request arrived, the checks here are all there
+    /// are.
     QCoro::Task<Result<JSONObject>> perform(CLIRequest request, std::optional<UUID> generation);
-    /// The state document.
+    /// The state document: the timeline with its revision and what a next edit needs; unless `compact`, also the
+    /// project, the assets and the state of work and history. Fails with "The Kelvane project is closed." and "A
+    /// timeline source is missing from the asset library."
     [[nodiscard]] Result<JSONObject> projectState(bool compact) const;
-    /// Refuses a write that belongs to an ended period, meets a busy editor or quotes an old revision.
+    /// Refuses a write that belongs to an ended period, meets a busy editor or quotes an old revision, in this order.
     [[nodiscard]] Result<void> checkWrite(const std::string& revision, const UUID& epoch) const;
+    /// The same without regard to running work.
     [[nodiscard]] Result<void> checkSnapshot(const std::string& revision, const UUID& epoch) const;
 
 private:
+    /// One write that passed its first check.
+    struct Write {
+        CLIRequest request;
+        std::string revision;
+        UUID epoch;
+        bool compact = false;
+    };
+    using Document = Result<JSONObject>;
+    /// A timeline shared between the main thread and a build.
+    using Target = std::shared_ptr<const std::vector<Clip>>;
+
+    static QCoro::Task<void> serve(std::weak_ptr<AIAssistantSession> session, CLIRequest request, UUID project,
+                                   UUID epoch, LocalCLIConnection::Reply reply);
+
+    [[nodiscard]] Document project(const CLIRequest& request) const;
+    [[nodiscard]] Document inspect(const Editor& editor, const CLIRequest& request) const;
+    [[nodiscard]] Document rename(const Write& write);
+    [[nodiscard]] Document travelHistory(const Write& write);
+    QCoro::Task<Document> importFiles(Write write);
+    QCoro::Task<Document> exportMovie(Write write);
+    QCoro::Task<Document> editTimeline(Write write);
+    [[nodiscard]] Document editingResponse(const Write& write, JSONObject state, const std::vector<Clip>& clips,
+                                           bool changed) const;
+    /// Why no preview can be rendered after an edit.
+    [[nodiscard]] Error previewFailure(const std::vector<Clip>& clips, const UUID& epoch) const;
+    [[nodiscard]] std::function<Result<void>()> snapshotCheck(const Write& write);
+
     MainContext* context_;
     MediaPlatform* media_;
     std::weak_ptr<Editor> editor_;
     std::unique_ptr<LocalCLIConnection> connection_;
     std::unique_ptr<CLIProjectDiscovery> discovery_;
+    std::shared_ptr<RequestDoor> door_;
     UUID generation_ = UUID::random();
 };
+
+/// The value of a request's option, if it is there and not empty; else "Missing --<name>. Run cli help."
+Result<std::string> requiredOption(const CLIRequest& request, const char* name);
+/// Whether a flag is given.
+bool hasFlag(const CLIRequest& request, const char* name);
 
 }  // namespace kelvane

@@ -1,0 +1,202 @@
+#include "AIAssistantSession.h"
+
+#include <utility>
+
+#include "CLI/CLIError.h"
+#include "CLI/CLIReply.h"
+#include "CLI/KelvaneCLI.h"
+#include "CLIEditing.h"
+#include "Editor/Editor.h"
+
+namespace kelvane {
+
+namespace {
+
+Error projectClosed() { return CLIError("The Kelvane project is closed."); }
+Error sessionClosed() { return CLIError("The Kelvane session is closed."); }
+
+bool isInspection(const std::string& command) {
+    return command == "frames" || command == "contact-sheet" || command == "preview" || command == "waveform";
+}
+
+bool isTimelineEdit(const std::string& command) {
+    return command == "timeline" || command == "split" || command == "clip" || command == "remove";
+}
+
+}  // namespace
+
+Result<std::string> requiredOption(const CLIRequest& request, const char* name) {
+    const auto option = request.options.find(name);
+    if (option == request.options.end() || option->second.empty()) {
+        return fail(CLIError(std::string("Missing --") + name + ". Run cli help."));
+    }
+    return option->second;
+}
+
+bool hasFlag(const CLIRequest& request, const char* name) {
+    const auto option = request.options.find(name);
+    return option != request.options.end() && option->second == "true";
+}
+
+AIAssistantSession::AIAssistantSession(MainContext* context, MediaPlatform* media)
+    : context_(context), media_(media), door_(std::make_shared<RequestDoor>(context)) {}
+
+AIAssistantSession::~AIAssistantSession() { door_->shut(); }
+
+void AIAssistantSession::setEditor(std::weak_ptr<Editor> editor) { editor_ = std::move(editor); }
+
+// MARK: Serving
+
+Result<std::string> AIAssistantSession::connect() {
+    check(context_->isMainThread(), "a session is connected off the main thread");
+    if (connection_) return connection_->socketPath();
+    const auto editor = editor_.lock();
+    if (!editor) return fail(projectClosed());
+
+    auto handler = [session = weak_from_this(), door = door_, project = editor->id(), epoch = generation_](
+                       std::string message, LocalCLIConnection::Reply reply) {
+        auto request = decodeCLIRequest(message);
+        if (!request) return reply(failureReply(request.error()));
+        auto work = [session, project, epoch, reply, request = *std::move(request)]() mutable {
+            serve(session, std::move(request), project, epoch, std::move(reply));
+        };
+        if (!door->post(std::move(work))) reply(failureReply(projectClosed()));
+    };
+    auto connection = LocalCLIConnection::start(std::move(handler));
+    if (!connection) return fail(std::move(connection.error()));
+    // When the registry refuses, the connection's end takes its folder along.
+    auto discovery = CLIProjectDiscovery::start(editor->id(), (*connection)->socketPath(), registryPath);
+    if (!discovery) return fail(std::move(discovery.error()));
+
+    discovery_ = *std::move(discovery);
+    connection_ = *std::move(connection);
+    return connection_->socketPath();
+}
+
+void AIAssistantSession::suspend() {
+    check(context_->isMainThread(), "a session is suspended off the main thread");
+    generation_ = UUID::random();
+    if (discovery_) {
+        discovery_->stop();
+        discovery_.reset();
+    }
+    if (connection_) {
+        connection_->cancel();
+        connection_.reset();
+    }
+}
+
+QCoro::Task<void> AIAssistantSession::serve(std::weak_ptr<AIAssistantSession> session, CLIRequest request, UUID project,
+                                            UUID epoch, LocalCLIConnection::Reply reply) {
+    const auto self = session.lock();
+    if (!self) {
+        reply(failureReply(projectClosed()));
+        co_return;
+    }
+    if (request.projectID.value_or(project) != project) {
+        reply(failureReply(
+            CLIError("The connection belongs to a different Kelvane project. Reopen the requested project.")));
+        co_return;
+    }
+    MainContext* const context = self->context_;
+    auto task = self->perform(std::move(request), epoch);
+    auto result = co_await task;
+    if (!result) {
+        reply(failureReply(result.error()));
+        co_return;
+    }
+    // A reply can be long; the main thread has better things to do.
+    context->runInBackground(
+        [reply = std::move(reply), document = *std::move(result)] { reply(successReply(document)); });
+}
+
+// MARK: Checks
+
+Result<void> AIAssistantSession::checkWrite(const std::string& revision, const UUID& epoch) const {
+    const auto editor = editor_.lock();
+    if (epoch != generation_ || !editor) return fail(sessionClosed());
+    if (editor->busy() || editor->interactionSnapshot()) {
+        return fail(CLIError("Kelvane is busy. Finish importing, exporting or the current timeline interaction."));
+    }
+    return checkSnapshot(revision, epoch);
+}
+
+Result<void> AIAssistantSession::checkSnapshot(const std::string& revision, const UUID& epoch) const {
+    const auto editor = editor_.lock();
+    if (epoch != generation_ || !editor) return fail(sessionClosed());
+    if (CLIEditing::revision(editor->clips(), editor->assets()) != revision) {
+        return fail(CLIError("The timeline or asset library changed. Read project again and use its latest revision."));
+    }
+    return {};
+}
+
+std::function<Result<void>()> AIAssistantSession::snapshotCheck(const Write& write) {
+    return [session = weak_from_this(), revision = write.revision, epoch = write.epoch]() -> Result<void> {
+        const auto self = session.lock();
+        if (!self) return fail(sessionClosed());
+        return self->checkSnapshot(revision, epoch);
+    };
+}
+
+// MARK: Commands
+
+QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, std::optional<UUID> generation) {
+    check(context_->isMainThread(), "a request is performed off the main thread");
+    const auto self = shared_from_this();
+    if (auto valid = KelvaneCLI::validate(request); !valid) co_return fail(std::move(valid.error()));
+
+    Write write;
+    write.compact = hasFlag(request, "compact");
+    write.epoch = generation.value_or(generation_);
+    {
+        // Held no longer than this: a request must not keep a closed project alive.
+        const auto editor = editor_.lock();
+        if (write.epoch != generation_ || !editor) {
+            co_return fail(CLIError("The Kelvane session is closed. Start a new AI session."));
+        }
+        if (request.command == "project") co_return project(request);
+        if (isInspection(request.command)) co_return inspect(*editor, request);
+    }
+
+    auto revision = requiredOption(request, "revision");
+    if (!revision) co_return fail(std::move(revision.error()));
+    write.revision = *std::move(revision);
+    if (auto allowed = checkWrite(write.revision, write.epoch); !allowed) co_return fail(std::move(allowed.error()));
+    write.request = std::move(request);
+
+    const std::string command = write.request.command;
+    if (command == "rename") co_return rename(write);
+    if (command == "undo" || command == "redo") co_return travelHistory(write);
+    if (command == "import") {
+        auto task = importFiles(std::move(write));
+        co_return co_await task;
+    }
+    if (command == "export") {
+        auto task = exportMovie(std::move(write));
+        co_return co_await task;
+    }
+    if (isTimelineEdit(command)) {
+        auto task = editTimeline(std::move(write));
+        co_return co_await task;
+    }
+    co_return fail(CLIError("Unknown Kelvane command."));
+}
+
+Result<JSONObject> AIAssistantSession::project(const CLIRequest& request) const {
+    auto state = projectState(false);
+    if (state && hasFlag(request, "include-capabilities")) {
+        state->setRaw("capabilities", KelvaneCLI::capabilities());
+    }
+    return state;
+}
+
+Result<JSONObject> AIAssistantSession::rename(const Write& write) {
+    auto name = requiredOption(write.request, "name");
+    if (!name) return fail(std::move(name.error()));
+    const auto editor = editor_.lock();
+    if (!editor || !editor->onRenameProject) return fail(CLIError("Open a library project before renaming it."));
+    if (auto renamed = editor->onRenameProject(*name); !renamed) return fail(std::move(renamed.error()));
+    return projectState(false);
+}
+
+}  // namespace kelvane

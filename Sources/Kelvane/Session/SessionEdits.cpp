@@ -1,0 +1,169 @@
+#include <algorithm>
+#include <utility>
+
+#include "AIAssistantSession.h"
+#include "CLI/CLIError.h"
+#include "CLIEditing.h"
+#include "Editor/Editor.h"
+#include "Timeline/Framing.h"
+#include "Timeline/TimelineLayout.h"
+
+namespace kelvane {
+
+namespace {
+
+using Clips = std::vector<Clip>;
+
+/// Previews, and the trial build of a new timeline, run at 30 frames a second.
+constexpr MediaTime previewFrame{1, 30};
+
+Clips::const_iterator clipNamed(const Clips& clips, const std::string& text) {
+    const auto id = UUID::parse(text);
+    if (!id) return clips.end();
+    return std::ranges::find(clips, *id, &Clip::id);
+}
+
+Result<Clips> timelineTarget(const Editor& editor, const CLIRequest& request) {
+    const auto json = requiredOption(request, "json");
+    if (!json) return fail(json.error());
+    return CLIEditing::resolve(*json, editor.assets(), editor.clips());
+}
+
+Result<Clips> splitTarget(const Editor& editor, const CLIRequest& request) {
+    const auto refusal = [] {
+        return fail(CLIError("Require a known clipID and --at leaving at least 1/30s on each side."));
+    };
+    const auto id = requiredOption(request, "id");
+    if (!id) return fail(id.error());
+    const auto found = clipNamed(editor.clips(), *id);
+    if (found == editor.clips().end()) return refusal();
+    const auto at = requiredOption(request, "at");
+    if (!at) return fail(at.error());
+    const auto position = CLIEditing::finiteNumber(*at);
+    if (!position) return refusal();
+    auto halves = found->split(*position - editor.offset(found->id));
+    if (!halves) return refusal();
+
+    Clips target = editor.clips();
+    const auto place = target.begin() + (found - editor.clips().begin());
+    *place = std::move(halves->first);
+    target.insert(place + 1, std::move(halves->second));
+    return target;
+}
+
+struct NumberField {
+    const char* name;
+    void (*store)(Clip& clip, double value);
+};
+
+constexpr NumberField numberFields[] = {
+    {"start", [](Clip& clip, double value) { clip.start = value; }},
+    {"end", [](Clip& clip, double value) { clip.end = value; }},
+    {"zoom", [](Clip& clip, double value) { clip.zoom = value; }},
+    {"horizontal", [](Clip& clip, double value) { clip.horizontal = value; }},
+    {"vertical", [](Clip& clip, double value) { clip.vertical = value; }},
+    {"volume", [](Clip& clip, double value) { clip.volume = value; }},
+    {"timelineStart", [](Clip& clip, double value) { clip.timelineStart = value; }},
+};
+
+Result<void> storeNumbers(Clip& clip, const CLIRequest& request) {
+    for (const auto& [name, store] : numberFields) {
+        const auto option = request.options.find(name);
+        if (option == request.options.end()) continue;
+        const auto value = CLIEditing::finiteNumber(option->second);
+        if (!value) return fail(CLIError(std::string("--") + name + " must be a finite number."));
+        if (std::string_view(name) == "timelineStart" && !clip.isAudio()) {
+            return fail(CLIError("timelineStart applies to audio clips only."));
+        }
+        store(clip, *value);
+    }
+    return {};
+}
+
+/// `target` with the clip at `index` changed as the request says.
+Result<Clips> clipTarget(Clips target, std::size_t index, const CLIRequest& request) {
+    const auto lane = request.options.find("audioTrackID");
+    const bool hasLane = lane != request.options.end();
+    const bool hasNumber = std::ranges::any_of(
+        numberFields, [&](const NumberField& field) { return request.options.contains(field.name); });
+    if (!hasNumber && !hasLane) return fail(CLIError("Specify at least one clip field to update."));
+
+    const auto tracks = TimelineLayout::audioTracks(target);
+    Clip& clip = target[index];
+    if (auto stored = storeNumbers(clip, request); !stored) return fail(std::move(stored.error()));
+    if (!hasLane) return target;
+    const auto id = UUID::parse(lane->second);
+    if (!clip.isAudio() || !id) {
+        return fail(CLIError("--audioTrackID requires an audio clip and a lane UUID."));
+    }
+    if (*id == clip.lane()) return target;
+    clip.audioTrackID = *id;
+    return TimelineLayout::preservingAudioTrackOrder(std::move(target), tracks);
+}
+
+Result<Clips> clipOrRemoveTarget(const Editor& editor, const CLIRequest& request) {
+    const auto id = requiredOption(request, "id");
+    if (!id) return fail(id.error());
+    const auto found = clipNamed(editor.clips(), *id);
+    if (found == editor.clips().end()) {
+        return fail(CLIError("Unknown clipID. Read project for the current timeline IDs."));
+    }
+    const auto index = found - editor.clips().begin();
+    Clips target = editor.clips();
+    if (request.command == "clip") return clipTarget(std::move(target), static_cast<std::size_t>(index), request);
+    target.erase(target.begin() + index);
+    return target;
+}
+
+Result<Clips> editTarget(const Editor& editor, const CLIRequest& request) {
+    if (request.command == "timeline") return timelineTarget(editor, request);
+    if (request.command == "split") return splitTarget(editor, request);
+    return clipOrRemoveTarget(editor, request);
+}
+
+}  // namespace
+
+QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
+    const auto self = shared_from_this();
+    auto editor = editor_.lock();
+    if (!editor) co_return fail(CLIError("The Kelvane project is closed."));
+    auto computed = editTarget(*editor, write.request);
+    if (!computed) co_return fail(std::move(computed.error()));
+    const Target target = std::make_shared<const Clips>(*std::move(computed));
+    if (auto valid = CLIEditing::validate(*target); !valid) co_return fail(std::move(valid.error()));
+
+    const bool changed = !CLIEditing::identical(editor->clips(), *target);
+    editor.reset();
+    if (changed) {
+        if (!target->empty()) {
+            // Whether the timeline can be composed is found out before anything changes.
+            auto build = [media = media_, target] {
+                return MediaEngine::build(*media, *target, Framing::size, previewFrame, {});
+            };
+            auto background = inBackground(*context_, std::move(build));
+            auto built = co_await background;
+            if (!built) co_return fail(std::move(built.error()));
+        }
+        if (auto allowed = checkWrite(write.revision, write.epoch); !allowed) {
+            co_return fail(std::move(allowed.error()));
+        }
+        editor_.lock()->commit(*target);
+    }
+
+    auto state = projectState(write.compact);
+    if (!state) co_return state;
+    co_return editingResponse(write, *std::move(state), *target, changed);
+}
+
+Result<JSONObject> AIAssistantSession::travelHistory(const Write& write) {
+    if (const auto editor = editor_.lock()) {
+        if (write.request.command == "undo") {
+            editor->undo();
+        } else {
+            editor->redo();
+        }
+    }
+    return projectState(write.compact);
+}
+
+}  // namespace kelvane

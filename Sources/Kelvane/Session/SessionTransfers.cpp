@@ -1,0 +1,105 @@
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "AIAssistantSession.h"
+#include "CLI/CLIError.h"
+#include "CLIEditing.h"
+#include "Editor/Editor.h"
+
+namespace kelvane {
+
+namespace {
+
+constexpr std::size_t maximumImportFiles = 64;
+
+/// An absolute path that the system can be asked for.
+bool isAbsolutePath(const std::string& path) { return path.starts_with('/') && path.find('\0') == std::string::npos; }
+
+/// The files that the JSON array of an import names.
+Result<std::vector<FileURL>> importPaths(const std::string& json) {
+    const auto refusal = [] { return fail(CLIError("--json requires 1...64 absolute file paths (max 1 MiB).")); };
+    if (json.size() > CLIEditing::maximumJSONBytes) return refusal();
+    const auto document = parseJSON(json);
+    if (!document || !document->is_array() || document->empty() || document->size() > maximumImportFiles) {
+        return refusal();
+    }
+    std::vector<FileURL> files;
+    for (const auto& element : *document) {
+        const auto* path = element.get_ptr<const nlohmann::json::string_t*>();
+        if (path == nullptr || !isAbsolutePath(*path)) return refusal();
+        files.push_back(FileURL::fromPath(*path));
+    }
+    return files;
+}
+
+/// The file that an export's path names.
+Result<FileURL> exportDestination(const std::string& path) {
+    if (isAbsolutePath(path)) {
+        auto file = FileURL::fromPath(path);
+        if (exportContainerForDestination(file)) return file;
+    }
+    return fail(CLIError("--path requires an absolute .mp4 or .mov path."));
+}
+
+std::string option(const CLIRequest& request, const char* name, const char* absent) {
+    const auto found = request.options.find(name);
+    return found == request.options.end() ? absent : found->second;
+}
+
+}  // namespace
+
+QCoro::Task<Result<JSONObject>> AIAssistantSession::importFiles(Write write) {
+    const auto self = shared_from_this();
+    const auto json = requiredOption(write.request, "json");
+    if (!json) co_return fail(json.error());
+    auto files = importPaths(*json);
+    if (!files) co_return fail(std::move(files.error()));
+
+    auto editor = editor_.lock();
+    if (!editor) co_return fail(CLIError("The Kelvane project is closed."));
+    auto task = editor->importMedia(*std::move(files), snapshotCheck(write));
+    editor.reset();
+    auto imported = co_await task;
+    if (!imported) co_return fail(std::move(imported.error()));
+
+    auto state = projectState(false);
+    if (!state) co_return state;
+    std::string ids = "[";
+    for (const UUID& id : *imported) {
+        if (ids.size() > 1) ids += ',';
+        ids += jsonString(id.upper());
+    }
+    ids += ']';
+    state->setRaw("imported", std::move(ids));
+    co_return state;
+}
+
+QCoro::Task<Result<JSONObject>> AIAssistantSession::exportMovie(Write write) {
+    const auto self = shared_from_this();
+    const auto path = requiredOption(write.request, "path");
+    if (!path) co_return fail(path.error());
+    const auto destination = exportDestination(*path);
+    if (!destination) co_return fail(destination.error());
+    const auto resolution = exportResolutionFromCommandLine(option(write.request, "resolution", "auto"));
+    if (!resolution) co_return fail(resolution.error());
+    const auto frameRate = exportFrameRateFromCommandLine(option(write.request, "fps", "auto"));
+    if (!frameRate) co_return fail(frameRate.error());
+
+    auto editor = editor_.lock();
+    if (!editor) co_return fail(CLIError("The Kelvane project is closed."));
+    auto task = editor->exportMedia(*destination, hasFlag(write.request, "overwrite"), *resolution, *frameRate,
+                                    snapshotCheck(write));
+    editor.reset();
+    auto exported = co_await task;
+    if (!exported) co_return fail(std::move(exported.error()));
+
+    JSONObject document;
+    document.set("path", std::string_view(destination->path()));
+    document.set("revision", std::string_view(write.revision));
+    // The revision held at the moment of publishing, or the export had failed.
+    document.set("stale", false);
+    co_return document;
+}
+
+}  // namespace kelvane
