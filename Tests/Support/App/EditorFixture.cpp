@@ -1,38 +1,22 @@
 #include "EditorFixture.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <fstream>
+#include <filesystem>
 #include <utility>
 
 #include "Storage/ProjectFile.h"
 
 namespace kelvane::testing {
 
-namespace {
-std::filesystem::path makeTemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kelvane-editor-XXXXXX").string();
-    check(::mkdtemp(pattern.data()) != nullptr, "a temporary folder for a test");
-    return std::filesystem::canonical(pattern);
-}
-
-void writeFile(const FileURL& file, const std::string& contents) {
-    std::filesystem::create_directories(std::filesystem::path(file.path()).parent_path());
-    std::ofstream(file.path(), std::ios::binary) << contents;
-}
-}  // namespace
-
-EditorFixture::EditorFixture() : folder_(makeTemporaryFolder()) {
-    std::filesystem::create_directories(sources().path());
-    std::filesystem::create_directories(mediaFolder().path());
+EditorFixture::EditorFixture() {
+    folder_.makeFolder("Sources");
+    folder_.makeFolder("Library/Media");
     makeEditor();
 }
 
 EditorFixture::~EditorFixture() {
     editor.reset();
     context.settle();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
 }
 
 void EditorFixture::makeEditor(bool inLibrary) {
@@ -53,17 +37,13 @@ void EditorFixture::makeEditor(bool inLibrary) {
 }
 
 FileURL EditorFixture::makeSource(const std::string& name, FakeFile file) {
-    const FileURL url = sources().appending(name);
-    writeFile(url, "media of " + name);
     media.addFileNamed(name, std::move(file));
-    return url;
+    return folder_.write("Sources/" + name, "media of " + name);
 }
 
 FileURL EditorFixture::makeManaged(const std::string& name, FakeFile file) {
-    const FileURL url = mediaFolder().appending(UUID::random().upper()).appending(name);
-    writeFile(url, "media of " + name);
     media.addFileNamed(name, std::move(file));
-    return url;
+    return folder_.write("Library/Media/" + UUID::random().upper() + "/" + name, "media of " + name);
 }
 
 std::vector<std::string> EditorFixture::mediaFiles() const {

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -13,6 +12,7 @@
 #include "FakePanels.h"
 #include "FakePlayer.h"
 #include "Support/FakeMediaPlatform.h"
+#include "Support/TempFolder.h"
 
 namespace kelvane::testing {
 
@@ -28,7 +28,7 @@ protected:
     /// one. Its `onProjectChange` counts in `projectChanges`.
     void makeEditor(bool inLibrary = true);
 
-    [[nodiscard]] FileURL folder() const { return FileURL::fromPath(folder_.string()); }
+    [[nodiscard]] FileURL folder() const { return folder_.url(); }
     [[nodiscard]] FileURL sources() const { return folder().appending("Sources"); }
     [[nodiscard]] FileURL library() const { return folder().appending("Library"); }
     [[nodiscard]] FileURL mediaFolder() const { return library().appending("Media"); }
@@ -61,7 +61,7 @@ protected:
     int projectChanges = 0;
 
 private:
-    std::filesystem::path folder_;
+    TempFolder folder_;
 };
 
 /// The ids of clips, in order.
