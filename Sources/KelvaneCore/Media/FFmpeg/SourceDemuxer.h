@@ -7,8 +7,8 @@
 
 namespace kelvane {
 
-/// An opened source file that hands out the packets of one stream. Reading, opening and seeking end early when a stop was
-/// requested, and have limits, so that a broken file can't hang or fill memory. One thread at a time.
+/// An opened source file that hands out the packets of one stream. Reading, opening and seeking end early when a stop
+/// was requested, and have limits, so that a broken file can't hang or fill memory. One thread at a time.
 class SourceDemuxer {
 public:
     /// Opens the file of `track`. A file that changed since it was probed fails with MediaError::invalidClip, as does
@@ -20,10 +20,15 @@ public:
     void setStop(std::stop_token stop);
     /// Next packet of the stream, or nullptr at its end. Damaged stretches are passed over.
     Result<PacketPtr> next();
-    /// Goes to the last key frame at or before `timestamp` (stream time base, file's own zero).
+    /// Goes to the last key frame at or before `timestamp` (stream time base, file's own zero), as far as the file
+    /// tells; INT64_MIN is the beginning, and so is every time stamp in a file that can't be sought.
     Result<void> seek(std::int64_t timestamp);
     /// Time stamp of the last key frame at or before `timestamp` as the file's index says, or AV_NOPTS_VALUE.
     [[nodiscard]] std::int64_t keyFrameBefore(std::int64_t timestamp) const;
+    /// Whether `keyFrameBefore` knows every key frame of the file.
+    [[nodiscard]] bool hasFullIndex() const;
+    /// The stream of the file as last opened: don't hold it over a call of `next` or `seek`, and ask after neither
+    /// failed.
     [[nodiscard]] const AVStream& stream() const;
 
 private:

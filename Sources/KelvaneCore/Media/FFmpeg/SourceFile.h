@@ -1,0 +1,71 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <stop_token>
+
+#include "FFmpegAsset.h"
+
+namespace kelvane {
+
+/// One regular file under a demuxer. Reads this descriptor and nothing else: no other file, no address that the content
+/// may name. Stop requests and the time limit end every read. One thread at a time.
+class SourceFile {
+public:
+    /// Opens the descriptor. A folder, a pipe, a device or a file that can't be read fails in words with its name.
+    static Result<std::unique_ptr<SourceFile>> open(const FileURL& url);
+    ~SourceFile();
+    SourceFile(const SourceFile&) = delete;
+    SourceFile& operator=(const SourceFile&) = delete;
+
+    [[nodiscard]] const FileIdentity& identity() const { return identity_; }
+
+    /// Whose stop requests count from now on.
+    void setStop(std::stop_token stop) { stop_ = std::move(stop); }
+    [[nodiscard]] const std::stop_token& stop() const { return stop_; }
+    /// From now on, reads fail when `limit` has passed; none takes the limit away.
+    void setTimeLimit(std::optional<std::chrono::milliseconds> limit);
+    /// Whether a stop was requested or the time is over.
+    [[nodiscard]] bool interrupted() const;
+    [[nodiscard]] bool timeIsOver() const;
+
+    /// Finds the demuxer by content and reads the header. False for content that is no sound or moving picture of a
+    /// known kind. Fails as cancelled, or in words when the disk fails.
+    Result<bool> openFormat();
+    /// Reads on until the streams' properties are known, within limits.
+    Result<void> findStreams();
+    /// Null before `openFormat`, and when it answered false.
+    [[nodiscard]] AVFormatContext* context() const { return context_.get(); }
+    /// Whether the demuxer is `name` (one of the names that it goes by).
+    [[nodiscard]] bool isFormat(const char* name) const;
+    /// The failure of the disk that ended the last reads, as an errno value; 0 when there was none.
+    [[nodiscard]] int readError() const { return readError_; }
+    /// The failure in words for the last operation that didn't come through: cancelled, or the disk's, else none.
+    [[nodiscard]] std::optional<Error> failure() const;
+
+private:
+    SourceFile(int descriptor, FileIdentity identity, const FileURL& url);
+    static int read(void* opaque, std::uint8_t* buffer, int size);
+    static std::int64_t seek(void* opaque, std::int64_t offset, int whence);
+    Result<const AVInputFormat*> probe();
+    void closeFormat();
+
+    int descriptor_ = -1;
+    FileIdentity identity_;
+    FileURL url_;
+    std::stop_token stop_;
+    std::optional<std::chrono::steady_clock::time_point> deadline_;
+    std::int64_t position_ = 0;
+    int readError_ = 0;
+    AVIOContext* io_ = nullptr;
+    FormatContextPtr context_;
+};
+
+/// Side data of a whole stream, or nullptr.
+const std::uint8_t* streamSideData(const AVStream& stream, AVPacketSideDataType type, std::size_t& size);
+
+/// Largest picture that is decoded, pixels: 16384 × 8192, past which one frame takes half a gigabyte.
+inline constexpr std::int64_t maximumPixels = 134'217'728;
+
+}  // namespace kelvane
