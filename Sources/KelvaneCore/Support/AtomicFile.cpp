@@ -1,15 +1,13 @@
 #include "AtomicFile.h"
 
-#include <fcntl.h>
 #include <limits.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <optional>
-#include <utility>
+#include <tuple>
 
+#include "FileDescriptor.h"
 #include "UUID.h"
 
 namespace kelvane {
@@ -19,30 +17,6 @@ namespace {
 /// As many links as the kernel follows in one path.
 constexpr int maximumLinks = 40;
 constexpr std::size_t readStep = std::size_t{1} << 16;
-
-/// An open file, closed at the end of its life.
-class Descriptor {
-public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    Descriptor& operator=(Descriptor&&) = delete;
-    ~Descriptor() {
-        if (number_ >= 0) close(number_);
-    }
-
-    [[nodiscard]] int get() const { return number_; }
-    [[nodiscard]] bool isOpen() const { return number_ >= 0; }
-
-private:
-    int number_;
-};
-
-Descriptor openFile(const std::string& path, int flags, unsigned mode = 0) {
-    while (true) {
-        const int number = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
-        if (number >= 0 || errno != EINTR) return Descriptor(number);
-    }
-}
 
 /// A file that is removed at the end of its life unless it was kept.
 class TemporaryFile {
@@ -66,23 +40,6 @@ std::string parentFolder(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-std::unexpected<Error> readFailure(const std::string& path) {
-    const int number = errno;
-    return fail(Error::posix(quotedFileName(path) + " could not be read", number));
-}
-
-std::unexpected<Error> writeFailure(const std::string& path) {
-    const int number = errno;
-    return fail(Error::posix(quotedFileName(path) + " could not be written", number));
-}
-
-/// A sentence for what is at `path` unless that is a regular file.
-std::optional<std::string> wrongKind(const std::string& path, mode_t mode) {
-    if (S_ISREG(mode)) return std::nullopt;
-    if (S_ISDIR(mode)) return quotedFileName(path) + " is a folder, not a file.";
-    return quotedFileName(path) + " is not a regular file.";
-}
-
 /// The place that `path` leads to: itself, or the end of a chain of links, which need not exist.
 Result<std::string> linkTarget(const std::string& path) {
     std::string place = path;
@@ -96,26 +53,6 @@ Result<std::string> linkTarget(const std::string& path) {
     }
     errno = ELOOP;
     return writeFailure(path);
-}
-
-bool writeAll(int file, std::string_view data) {
-    while (!data.empty()) {
-        const ssize_t written = write(file, data.data(), data.size());
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        data.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
-int syncRetrying(int file) {
-    int result = 0;
-    do {
-        result = fsync(file);
-    } while (result != 0 && errno == EINTR);
-    return result;
 }
 
 /// Whether a failed sync of a folder means that the file system has no such thing, rather than that it went wrong.
@@ -141,13 +78,8 @@ std::string quotedFileName(std::string_view path) {
 
 Result<std::string> readFile(const std::string& path, std::size_t limit) {
     struct stat status {};
-    // Asked before opening as well, because opening a device can already do something.
-    if (stat(path.c_str(), &status) != 0) return readFailure(path);
-    if (auto sentence = wrongKind(path, status.st_mode)) return fail(std::move(*sentence));
-    // Without O_NONBLOCK a pipe that took the file's place meanwhile would wait for a writer.
-    const Descriptor file = openFile(path, O_RDONLY | O_NONBLOCK);
-    if (!file.isOpen() || fstat(file.get(), &status) != 0) return readFailure(path);
-    if (auto sentence = wrongKind(path, status.st_mode)) return fail(std::move(*sentence));
+    const auto file = FileDescriptor::openRegular(path, status);
+    if (!file) return fail(file.error());
 
     const auto tooLarge = [&] { return fail(quotedFileName(path) + " is too large to be read."); };
     const auto expected = static_cast<std::size_t>(status.st_size);
@@ -158,7 +90,7 @@ Result<std::string> readFile(const std::string& path, std::size_t limit) {
     std::size_t size = 0;
     while (true) {
         if (size == data.size()) data.resize(size + readStep);
-        const ssize_t count = read(file.get(), data.data() + size, data.size() - size);
+        const ssize_t count = read(file->get(), data.data() + size, data.size() - size);
         if (count < 0) {
             if (errno == EINTR) continue;
             return readFailure(path);
@@ -172,6 +104,10 @@ Result<std::string> readFile(const std::string& path, std::size_t limit) {
 }
 
 Result<void> writeFileAtomically(const std::string& path, std::string_view data, unsigned mode) {
+    if (path.find('\0') != std::string::npos) {
+        errno = ENOENT;
+        return writeFailure(path);
+    }
     const auto target = linkTarget(path);
     if (!target) return fail(target.error());
 
@@ -183,25 +119,48 @@ Result<void> writeFileAtomically(const std::string& path, std::string_view data,
     }
 
     const std::string folderPath = parentFolder(*target);
-    const Descriptor folder = openFile(folderPath, O_RDONLY | O_DIRECTORY);
+    const FileDescriptor folder = FileDescriptor::open(folderPath, O_RDONLY | O_DIRECTORY);
     const std::string temporaryPath = folderPath + "/.kelvane-" + UUID::random().lower();
-    const Descriptor file = openFile(temporaryPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, exists ? 0600 : mode);
+    const FileDescriptor file =
+        FileDescriptor::open(temporaryPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, exists ? 0600 : mode);
     if (!file.isOpen()) return writeFailure(path);
     TemporaryFile temporary(temporaryPath);
     if (exists && !inheritOwnerAndPermission(file.get(), old)) return writeFailure(path);
-    if (!writeAll(file.get(), data) || syncRetrying(file.get()) != 0) return writeFailure(path);
+    if (!file.writeAll(data) || !file.sync()) return writeFailure(path);
     if (rename(temporaryPath.c_str(), target->c_str()) != 0) return writeFailure(path);
     temporary.keep();
 
     // A folder that may be written but not read can't be opened; then its whole file system is synced.
-    const int synced = folder.isOpen() ? syncRetrying(folder.get()) : syncfs(file.get());
-    if (synced != 0 && !knowsNoFolderSync(errno)) return writeFailure(path);
+    const bool synced = folder.isOpen() ? folder.sync() : syncfs(file.get()) == 0;
+    if (!synced && !knowsNoFolderSync(errno)) return writeFailure(path);
+    return {};
+}
+
+Result<void> makeFolders(const std::string& path) {
+    const auto failure = [&](int number) {
+        return fail(Error::posix("The folder " + quotedFileName(path) + " could not be made", number));
+    };
+    if (mkdir(path.c_str(), 0777) == 0) {
+        // The new name must last; a folder that may be written but not read stays to the system's own pace.
+        std::ignore = syncFolder(parentFolder(path));
+        return {};
+    }
+    const int number = errno;
+    struct stat status {};
+    if (number == EEXIST) {
+        return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? Result<void>() : failure(ENOTDIR);
+    }
+    if (number != ENOENT || path.find('/', 1) == std::string::npos) return failure(number);
+    if (auto made = makeFolders(parentFolder(path)); !made) return made;
+    // ENOENT again: another process removed the folder above meanwhile, or the path is a link to nothing.
+    if (mkdir(path.c_str(), 0777) != 0 && errno != EEXIST) return failure(errno);
+    std::ignore = syncFolder(parentFolder(path));
     return {};
 }
 
 Result<void> syncFolder(const std::string& path) {
-    const Descriptor folder = openFile(path, O_RDONLY | O_DIRECTORY);
-    if (folder.isOpen() && (syncRetrying(folder.get()) == 0 || knowsNoFolderSync(errno))) return {};
+    const FileDescriptor folder = FileDescriptor::open(path, O_RDONLY | O_DIRECTORY);
+    if (folder.isOpen() && (folder.sync() || knowsNoFolderSync(errno))) return {};
     const int number = errno;
     return fail(Error::posix("The folder " + quotedFileName(path) + " could not be synced", number));
 }

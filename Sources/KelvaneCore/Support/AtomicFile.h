@@ -22,6 +22,10 @@ Result<void> writeFileAtomically(const std::string& path, std::string_view data,
 /// The last component of a path in quotation marks, as sentences name a file: “a.mov”.
 std::string quotedFileName(std::string_view path);
 
+/// Makes the folder at `path` with all the folders above it; one that is there already is fine, and new
+/// names are synced.
+Result<void> makeFolders(const std::string& path);
+
 /// Syncs the folder at `path`, so that renames in it last through a power cut.
 Result<void> syncFolder(const std::string& path);
 

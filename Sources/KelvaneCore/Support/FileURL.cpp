@@ -145,7 +145,8 @@ std::optional<FileURL> FileURL::parse(std::string_view text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (!isURLCharacter(static_cast<unsigned char>(text[i]))) return std::nullopt;
         if (text[i] == '%' &&
-            (i + 2 >= text.size() || hexValue(text[i + 1]) < 0 || hexValue(text[i + 2]) < 0)) {
+            (i + 2 >= text.size() || hexValue(text[i + 1]) < 0 || hexValue(text[i + 2]) < 0 ||
+             text.substr(i, 3) == "%00")) {
             return std::nullopt;
         }
     }

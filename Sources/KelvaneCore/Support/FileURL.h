@@ -17,7 +17,7 @@ public:
     /// doubled slashes removed, without asking the disk), links not resolved.
     static FileURL fromPath(std::string_view path);
     /// Reads a URL's text as it stands. Text that is empty or holds a character or percent sequence
-    /// that no URL may hold gives nothing. Any scheme passes.
+    /// that no URL may hold gives nothing, and so does the byte 0, which no path holds. Any scheme passes.
     static std::optional<FileURL> parse(std::string_view text);
 
     /// The absolute text, percent-encoded.

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "Support/JSON.h"
+#include "Support/JSONMembers.h"
 #include "Support/PrettyJSON.h"
 
 namespace kelvane {
@@ -45,82 +46,23 @@ Result<void> writeClips(PrettyJSONWriter& writer, const char* key, std::span<con
     return {};
 }
 
-/// Reads the members of one object; the first failure stands, and reads after it give defaults.
-class MemberReader {
-public:
-    explicit MemberReader(const nlohmann::json& object) : object_(object) {}
-
-    double number(const char* key) { return take(json::number(object_, key), 0.0); }
-    std::int64_t integer(const char* key) { return take(json::integer(object_, key), std::int64_t{0}); }
-
-    UUID uuid(const char* key) {
-        const std::string text = take(json::string(object_, key), std::string());
-        return parsed(UUID::parse(text), key, "a UUID");
-    }
-    FileURL url(const char* key) {
-        const std::string text = take(json::string(object_, key), std::string());
-        return parsed(FileURL::parse(text), key, "a URL");
-    }
-
-    std::optional<bool> optionalBoolean(const char* key) {
-        const nlohmann::json* value = json::find(object_, key);
-        if (value == nullptr) return std::nullopt;
-        if (!value->is_boolean()) {
-            refuse(std::string(key) + " must be true or false.");
-            return std::nullopt;
-        }
-        return value->get<bool>();
-    }
-    std::optional<double> optionalNumber(const char* key) {
-        return has(key) ? std::optional(number(key)) : std::nullopt;
-    }
-    std::optional<UUID> optionalUUID(const char* key) { return has(key) ? std::optional(uuid(key)) : std::nullopt; }
-    std::optional<FileURL> optionalURL(const char* key) { return has(key) ? std::optional(url(key)) : std::nullopt; }
-
-    [[nodiscard]] const std::optional<Error>& failure() const { return failure_; }
-
-private:
-    [[nodiscard]] bool has(const char* key) const { return json::find(object_, key) != nullptr; }
-
-    void refuse(std::string sentence) {
-        if (!failure_) failure_ = Error(std::move(sentence));
-    }
-
-    template <class T>
-    T take(Result<T> result, T otherwise) {
-        if (result) return *std::move(result);
-        refuse(std::move(result.error().message));
-        return otherwise;
-    }
-
-    template <class T>
-    T parsed(std::optional<T> value, const char* key, const char* kind) {
-        if (value) return *std::move(value);
-        refuse(std::string(key) + " must be " + kind + ".");
-        return T();
-    }
-
-    const nlohmann::json& object_;
-    std::optional<Error> failure_;
-};
-
 Result<Clip> readClip(const nlohmann::json& object) {
-    MemberReader reader(object);
+    JSONMembers members(object);
     Clip clip;
-    clip.id = reader.uuid("id");
-    clip.url = reader.url("url");
-    clip.sourceDuration = reader.number("sourceDuration");
-    clip.start = reader.number("start");
-    clip.end = reader.number("end");
-    clip.zoom = reader.number("zoom");
-    clip.horizontal = reader.number("horizontal");
-    clip.vertical = reader.number("vertical");
-    clip.volume = reader.number("volume");
-    clip.audioOnly = reader.optionalBoolean("audioOnly");
-    clip.timelineStart = reader.optionalNumber("timelineStart");
-    clip.audioTrackID = reader.optionalUUID("audioTrackID");
-    clip.originalURL = reader.optionalURL("originalURL");
-    if (reader.failure()) return fail(*reader.failure());
+    clip.id = members.uuid("id");
+    clip.url = members.url("url");
+    clip.sourceDuration = members.number("sourceDuration");
+    clip.start = members.number("start");
+    clip.end = members.number("end");
+    clip.zoom = members.number("zoom");
+    clip.horizontal = members.number("horizontal");
+    clip.vertical = members.number("vertical");
+    clip.volume = members.number("volume");
+    clip.audioOnly = members.optionalBoolean("audioOnly");
+    clip.timelineStart = members.optionalNumber("timelineStart");
+    clip.audioTrackID = members.optionalUUID("audioTrackID");
+    clip.originalURL = members.optionalURL("originalURL");
+    if (members.failure()) return fail(*members.failure());
     return clip;
 }
 
@@ -160,10 +102,10 @@ Result<Project> decodeProject(std::string_view text) {
     if (const auto object = json::object(*document, "The project"); !object) return fail(object.error());
 
     Project project;
-    MemberReader reader(*document);
-    project.version = reader.integer("version");
-    project.mediaRoot = reader.optionalURL("mediaRoot");
-    if (reader.failure()) return fail(*reader.failure());
+    JSONMembers members(*document);
+    project.version = members.integer("version");
+    project.mediaRoot = members.optionalURL("mediaRoot");
+    if (members.failure()) return fail(*members.failure());
 
     if (!document->contains("clips")) return fail("clips is missing.");
     auto clips = readClips(document->at("clips"), "clips");
