@@ -3,8 +3,8 @@
 #include <memory>
 #include <stop_token>
 
-#include "Media/EditedMedia.h"
 #include "Handles.h"
+#include "Media/EditedMedia.h"
 
 namespace kelvane {
 

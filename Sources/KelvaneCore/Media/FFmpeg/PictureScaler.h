@@ -2,16 +2,16 @@
 
 #include <memory>
 
-#include "Support/Geometry.h"
+#include "Handles.h"
 #include "Media/StillImage.h"
 #include "Support/Error.h"
-#include "Handles.h"
+#include "Support/Geometry.h"
 
 namespace kelvane {
 
-/// Draws source frames on a canvas: crop, turn, scale and colour in one go. Any pixel format, range, matrix and transfer
-/// comes in (HLG and PQ are tone-mapped, BT.601, full range and sRGB converted), 8-bit 4:2:0 limited-range Rec. 709 goes
-/// out. Keeps its tables between frames of like kind. One thread at a time.
+/// Draws source frames on a canvas: crop, turn, scale and colour in one go. Any pixel format, range, matrix and
+/// transfer comes in (HLG and PQ are tone-mapped, BT.601, full range and sRGB converted), 8-bit 4:2:0 limited-range
+/// Rec. 709 goes out. Keeps its tables between frames of like kind. One thread at a time.
 class PictureScaler {
 public:
     PictureScaler();
