@@ -1,0 +1,246 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <thread>
+
+#include "Footage.h"
+#include "LiveApplication.h"
+#include "Storage/ProjectFile.h"
+
+namespace kelvane::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+
+/// The real application on a new, empty project, with one clip of footage in its folder.
+class LiveTests : public ::testing::Test {
+protected:
+    void start(const std::string& argument = {}) {
+        folder.write("First Film.kelvane", "{\"clips\":[],\"version\":1}");
+        app = std::make_unique<LiveApplication>(
+            folder, std::vector<std::string>{argument.empty() ? folder.path("First Film.kelvane") : argument});
+        ASSERT_TRUE(app->waitForProject()) << folder.read("application.log");
+    }
+    /// Imports files and gives the assets' ids.
+    std::vector<std::string> import(const std::vector<std::string>& paths) {
+        const auto state = app->result({"import", "--revision", app->revision(), "--json", json(paths).dump()});
+        return state.value("imported", std::vector<std::string>());
+    }
+    json setTimeline(const json& entries) {
+        return app->result({"timeline", "--revision", app->revision(), "--json", entries.dump()});
+    }
+
+    TempFolder folder;
+    std::unique_ptr<LiveApplication> app;
+};
+
+TEST_F(LiveTests, AnEditBecomesAMovieWhoseFramesAreThoseOfTheTimeline) {
+    start();
+    const auto wide = makeFootage(folder, "Wide.mp4", {.size = "640x360", .base = 30, .cb = 100, .tone = 440, .seconds = 3});
+    const auto tall = makeFootage(folder, "Tall.mp4", {.size = "360x640", .base = 40, .cb = 150, .tone = 880, .seconds = 2});
+    const auto music = makeTone(folder, "Music.wav", 3000, 2);
+    const auto assets = import({wide, tall, music});
+    ASSERT_EQ(assets.size(), 3u);
+    // The overlay outlasts the picture by 0.7 s.
+    const auto state = setTimeline({{{"assetID", assets[0]}, {"start", 1}, {"end", 2}},
+                                    {{"assetID", assets[1]}, {"start", 0}, {"end", 0.5}, {"zoom", 2}, {"horizontal", 1}},
+                                    {{"assetID", assets[0]}, {"start", 0}, {"end", 0.3}, {"volume", 0}},
+                                    {{"assetID", assets[2]}, {"start", 0}, {"end", 1.5}, {"timelineStart", 1}}});
+    ASSERT_EQ(state.value("duration", 0.0), 2.5);
+    const auto movie = folder.path("Film.mov");
+    const auto reply = app->result({"export", "--revision", state.value("revision", ""), "--path", movie, "--resolution",
+                                    "720p", "--fps", "30"});
+    EXPECT_EQ(reply, (json{{"path", movie}, {"revision", state.value("revision", "")}, {"stale", false}}));
+
+    std::vector<std::pair<int, int>> wanted;
+    for (int n = 30; n < 60; ++n) wanted.emplace_back(30 + 2 * n, 100);
+    for (int n = 0; n < 15; ++n) wanted.emplace_back(40 + 2 * n, 150);
+    for (int n = 0; n < 9; ++n) wanted.emplace_back(30 + 2 * n, 100);
+    wanted.resize(75, {16, 128});
+    const auto shown = middles(movie);
+    ASSERT_EQ(shown.size(), wanted.size());
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        EXPECT_NEAR(shown[i].first, wanted[i].first, 1) << "luma of frame " << i;
+        EXPECT_NEAR(shown[i].second, wanted[i].second, 3) << "chroma of frame " << i;
+    }
+    EXPECT_EQ(app->quit(), 0);
+}
+
+TEST_F(LiveTests, ARelativePathAmongOtherArgumentsOpensThatProject) {
+    folder.write("Trip.kelvane", "{\"clips\":[],\"version\":1}");
+    const auto back = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path());
+    app = std::make_unique<LiveApplication>(folder, std::vector<std::string>{"--verbose", "Trip.kelvane", "film.mp4"});
+    std::filesystem::current_path(back);
+    ASSERT_TRUE(app->waitForProject());
+    EXPECT_EQ(app->result({"project"}).value("name", ""), "Trip");
+    const auto project = app->project();
+    ASSERT_EQ(app->quit(), 0);
+    // A link to it opens the same project again.
+    LiveApplication again(folder, {"kelvane://project/" + project});
+    ASSERT_TRUE(again.waitForProject());
+    EXPECT_EQ(again.project(), project);
+    EXPECT_EQ(again.quit(), 0);
+}
+
+TEST_F(LiveTests, ATermSignalSavesAnEditThatHadNotSavedItself) {
+    start();
+    const auto assets = import({makeFootage(folder, "A.mp4", {})});
+    setTimeline({{{"assetID", assets.at(0)}, {"start", 0}, {"end", 1}}});
+    EXPECT_EQ(app->quit(), 0);
+    const auto saved = ProjectFile::read(app->projectFile());
+    ASSERT_TRUE(saved) << saved.error().message;
+    EXPECT_EQ(saved->clips.size(), 1u);
+    EXPECT_EQ(app->refusal({"project"}),
+              "This Kelvane project is not connected. Reopen the project in Kelvane, then retry the command.");
+}
+
+TEST_F(LiveTests, AnEditSavesItselfWithoutAQuit) {
+    start();
+    const auto assets = import({makeFootage(folder, "A.mp4", {})});
+    setTimeline({{{"assetID", assets.at(0)}, {"start", 0}, {"end", 1}}});
+    const auto end = std::chrono::steady_clock::now() + 10s;
+    std::size_t clips = 0;
+    while (clips == 0 && std::chrono::steady_clock::now() < end) {
+        if (const auto saved = ProjectFile::read(app->projectFile())) clips = saved->clips.size();
+        std::this_thread::sleep_for(20ms);
+    }
+    EXPECT_EQ(clips, 1u);
+}
+
+TEST_F(LiveTests, AnExportKeepsWritersAndQuittingOutAndReadersIn) {
+    start();
+    const auto assets = import({makeFootage(folder, "A.mp4", {.size = "1280x720", .seconds = 3})});
+    json clips = json::array();
+    for (int i = 0; i < 20; ++i) clips.push_back({{"assetID", assets.at(0)}, {"start", 0}, {"end", 3}});
+    const auto revision = setTimeline(clips).value("revision", "");
+    const auto movie = folder.path("long.mp4");
+    ProcessResult exported;
+    std::thread exporter([&] {
+        exported = app->command({"export", "--revision", revision, "--path", movie, "--resolution", "1080p"});
+    });
+    const auto end = std::chrono::steady_clock::now() + 20s;
+    bool busy = false;
+    while (!busy && std::chrono::steady_clock::now() < end) busy = app->result({"project"}).value("busy", false);
+    EXPECT_TRUE(busy);
+    EXPECT_EQ(app->refusal({"rename", "--revision", revision, "--name", "B"}),
+              "Kelvane is busy. Finish importing, exporting or the current timeline interaction.");
+    EXPECT_EQ(app->refusal({"undo", "--revision", "old"}),
+              "Kelvane is busy. Finish importing, exporting or the current timeline interaction.");
+    app->signal(SIGTERM);
+    EXPECT_EQ(app->wait(500ms), std::nullopt) << "a quit is refused while exporting";
+    exporter.join();
+    EXPECT_EQ(exported.status, 0) << exported.output << exported.errors;
+    EXPECT_EQ(app->result({"project"}).value("busy", true), false);
+    EXPECT_EQ(app->refusal({"export", "--revision", revision, "--path", movie}), "Output exists; use --overwrite.");
+    EXPECT_EQ(app->quit(), 0);
+}
+
+TEST_F(LiveTests, ADocumentIsWholeWheneverTheApplicationIsKilled) {
+    const auto source = makeFootage(folder, "A.mp4", {.seconds = 1});
+    start();
+    const auto asset = import({source}).at(0);
+    for (int round = 0; round < 6; ++round) {
+        const auto before = app->result({"project"});
+        json clips = json::array();
+        for (int i = 0; i <= round * 50; ++i) clips.push_back({{"assetID", asset}, {"start", 0}, {"end", 0.5}});
+        setTimeline(clips);
+        // Somewhere around the moment at which the change saves itself.
+        std::this_thread::sleep_for(std::chrono::milliseconds(590 + 7 * round));
+        app->signal(SIGKILL);
+        ASSERT_TRUE(app->wait());
+        const auto saved = ProjectFile::read(app->projectFile());
+        ASSERT_TRUE(saved) << saved.error().message;
+        EXPECT_TRUE(saved->clips.size() == clips.size() || saved->clips.size() == before["timeline"].size())
+            << saved->clips.size();
+        const auto project = app->project();
+        app = std::make_unique<LiveApplication>(folder, std::vector<std::string>{"kelvane://project/" + project});
+        ASSERT_TRUE(app->waitForProject()) << "the dead instance's record and lock don't stand in the way";
+    }
+}
+
+TEST_F(LiveTests, ASecondInstanceIsToldAndGoesOn) {
+    start();
+    LiveApplication second(folder, {"kelvane://project/" + app->project(), "kelvane://project/not-an-id"});
+    EXPECT_EQ(second.wait(1500ms), std::nullopt) << "an alert neither ends nor blocks it";
+    EXPECT_EQ(second.quit(), 0);
+    EXPECT_EQ(app->result({"project"}).value("name", ""), "First Film") << "the first one still serves";
+}
+
+TEST_F(LiveTests, AMissingSourceStopsEditsUntilItsClipGoes) {
+    start();
+    const auto assets = import({makeFootage(folder, "A.mp4", {}), makeFootage(folder, "B.mp4", {.tone = 880})});
+    const auto state = setTimeline(
+        {{{"assetID", assets.at(0)}, {"start", 0}, {"end", 1}}, {{"assetID", assets.at(1)}, {"start", 0}, {"end", 1}}});
+    const auto saved = ProjectFile::read(app->projectFile());
+    ASSERT_TRUE(saved);
+    const auto gone = std::ranges::find_if(*saved->assets, [](const Clip& asset) { return asset.name() == "B"; });
+    std::filesystem::remove(gone->url.path());
+    const auto& clips = state["timeline"];
+    EXPECT_EQ(app->refusal({"clip", "--revision", state.value("revision", ""), "--id", clips[0].value("clipID", ""),
+                            "--volume", "0.5"}),
+              "Source missing: B. Restore the original video.");
+    const auto without = app->result(
+        {"remove", "--revision", state.value("revision", ""), "--id", clips[1].value("clipID", ""), "--compact"});
+    EXPECT_EQ(without["timeline"].size(), 1u);
+}
+
+TEST_F(LiveTests, AClientThatGoesAwayLeavesItsEditStanding) {
+    start();
+    const auto assets = import({makeFootage(folder, "A.mp4", {})});
+    const auto before = app->revision();
+    const auto request = json{{"command", "timeline"},
+                              {"options",
+                               {{"revision", before},
+                                {"json", json::array({{{"assetID", assets.at(0)}, {"start", 0}, {"end", 1}}}).dump()}}}}
+                             .dump();
+    // The record names the socket; a bare peer sends one line and leaves.
+    std::ifstream record("/tmp/kelvane-connections-" + std::to_string(getuid()) + "/" + app->project() + ".json");
+    const auto endpoint = json::parse(record);
+    const auto sent = runProcess({"bash", "-c", "exec socat -u - UNIX-CONNECT:" + endpoint.value("socketPath", "")},
+                                 request + "\n");
+    if (sent.status == 127) GTEST_SKIP() << "socat is not installed";
+    const auto end = std::chrono::steady_clock::now() + 10s;
+    std::size_t clips = 0;
+    while (clips == 0 && std::chrono::steady_clock::now() < end) clips = app->result({"project"})["timeline"].size();
+    EXPECT_EQ(clips, 1u);
+}
+
+TEST_F(LiveTests, AnUnreadableImportSaysWhichFileAndChangesNothing) {
+    start();
+    const auto before = app->revision();
+    folder.write("notes.mp4", "These are no pictures.");
+    const auto good = makeFootage(folder, "A.mp4", {});
+    const auto refused =
+        app->refusal({"import", "--revision", before, "--json", json{good, folder.path("notes.mp4")}.dump()});
+    EXPECT_NE(refused.find("notes.mp4"), std::string::npos) << refused;
+    EXPECT_EQ(app->revision(), before);
+    const auto media = app->projectFile().deletingLastPathComponent().path() + "/Media";
+    EXPECT_TRUE(!std::filesystem::exists(media) || std::filesystem::is_empty(media)) << "copies were left behind";
+}
+
+TEST_F(LiveTests, AnExportNeverReplacesSourcesAndSaysWhenItsFolderIsMissing) {
+    start();
+    const auto source = makeFootage(folder, "A.mp4", {});
+    const auto assets = import({source});
+    const auto revision =
+        setTimeline({{{"assetID", assets.at(0)}, {"start", 0}, {"end", 0.5}}}).value("revision", "");
+    const auto saved = ProjectFile::read(app->projectFile());
+    ASSERT_TRUE(saved);
+    const auto copy = saved->assets->front().url.path();
+    std::filesystem::create_symlink(copy, folder.path("link.mp4"));
+    for (const auto& path : {copy, folder.path("link.mp4")}) {
+        EXPECT_EQ(app->refusal({"export", "--revision", revision, "--path", path, "--overwrite"}),
+                  "Output cannot replace project or source media.");
+    }
+    const auto lost = app->refusal({"export", "--revision", revision, "--path", folder.path("no folder/x.mp4")});
+    EXPECT_NE(lost.find("no folder"), std::string::npos) << lost;
+    EXPECT_EQ(app->result({"project"}).value("busy", true), false);
+}
+
+}  // namespace
+}  // namespace kelvane::testing
