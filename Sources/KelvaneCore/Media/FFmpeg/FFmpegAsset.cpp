@@ -24,6 +24,9 @@ constexpr std::size_t trackLimit = 64;
 /// 24 a second, or an audio packet at the lowest rates.
 constexpr double lengthTolerance = 0.085;
 
+/// Coarsest step in which containers count their length, seconds.
+constexpr double clockStep = 0.001;
+
 /// A time stamp's seconds as an exact time; time bases that don't fit are rounded to the microsecond.
 MediaTime exactTime(std::int64_t stamp, AVRational timeBase) {
     std::int64_t value = 0;
@@ -54,18 +57,26 @@ std::vector<Found> playableStreams(const SourceFile& file) {
     return found;
 }
 
-/// Time zero of the file in microseconds: where its first track starts, for containers whose clock runs from anywhere.
-std::int64_t zeroOf(const SourceFile& file, const std::vector<Found>& tracks) {
-    if (countsFromZero(file)) return 0;
-    std::int64_t zero = INT64_MAX;
-    for (const Found& track : tracks) {
-        const AVStream& stream = *file.context()->streams[track.index];
-        zero = std::min(zero, av_rescale_q(track.span.first, stream.time_base, AVRational{1, AV_TIME_BASE}));
+/// A moment as a stream counts it.
+struct Stamp {
+    std::int64_t value = 0;
+    AVRational timeBase{1, 1};
+};
+
+/// Time zero of the file: where its first track starts, for containers whose clock runs from anywhere.
+Stamp zeroOf(const SourceFile& file, const std::vector<Found>& tracks) {
+    Stamp zero;
+    if (countsFromZero(file) || tracks.empty()) return zero;
+    for (std::size_t i = 0; i < tracks.size(); ++i) {
+        const AVRational timeBase = file.context()->streams[tracks[i].index]->time_base;
+        if (i == 0 || av_compare_ts(tracks[i].span.first, timeBase, zero.value, zero.timeBase) < 0) {
+            zero = {tracks[i].span.first, timeBase};
+        }
     }
-    return tracks.empty() ? 0 : zero;
+    return zero;
 }
 
-FFmpegTrack::Facts factsOf(const SourceFile& file, const FileURL& url, const Found& track, std::int64_t zero) {
+FFmpegTrack::Facts factsOf(const SourceFile& file, const FileURL& url, const Found& track, Stamp zero) {
     AVFormatContext& context = *file.context();
     AVStream& stream = *context.streams[track.index];
     FFmpegTrack::Facts facts;
@@ -74,7 +85,7 @@ FFmpegTrack::Facts factsOf(const SourceFile& file, const FileURL& url, const Fou
     facts.identity = file.identity();
     facts.streamIndex = track.index;
     facts.timeBase = stream.time_base;
-    facts.zero = av_rescale_q(zero, AVRational{1, AV_TIME_BASE}, stream.time_base);
+    facts.zero = av_rescale_q(zero.value, zero.timeBase, stream.time_base);
     const std::int64_t first = std::max<std::int64_t>(track.span.first - facts.zero, 0);
     const std::int64_t end = std::max(track.span.end - facts.zero, first);
     facts.timeRange = {exactTime(first, stream.time_base), exactTime(end - first, stream.time_base)};
@@ -89,13 +100,18 @@ FFmpegTrack::Facts factsOf(const SourceFile& file, const FileURL& url, const Fou
     return facts;
 }
 
-/// Ends a track at the container's end when only its last packet reaches over it: an edit that ends within a packet.
-void trimOverhang(FFmpegTrack::Facts& facts, double container, double lastPacket) {
-    const double overhang = facts.timeRange.end().seconds() - container;
-    if (overhang <= 0 || overhang >= lastPacket) return;
-    const MediaTime end{std::llround(container * facts.timeBase.den / facts.timeBase.num) * facts.timeBase.num,
-                        facts.timeBase.den};
-    if (end > facts.timeRange.start) facts.timeRange.duration = end - facts.timeRange.start;
+/// Ends a track at the container's end when the two differ by less than the last packet: an edit that ends within it.
+void settleEnd(FFmpegTrack::Facts& facts, const FFmpegMeasure::StreamSpan& span, double container) {
+    const AVRational timeBase = facts.timeBase;
+    const double end = facts.timeRange.end().seconds();
+    const double reach = static_cast<double>(span.reach - facts.zero) * av_q2d(timeBase);
+    const double lastPacket = static_cast<double>(span.lastDuration) * av_q2d(timeBase);
+    const bool over = end > container && end - container < lastPacket;
+    // Behind an empty edit the demuxer cuts the last packet by the edit's length.
+    const bool under = facts.timeRange.start > MediaTime{} && end < container && container < reach + clockStep;
+    if (!over && !under) return;
+    const MediaTime settled = exactTime(std::llround(std::min(container, reach) / av_q2d(timeBase)), timeBase);
+    if (settled > facts.timeRange.start) facts.timeRange.duration = settled - facts.timeRange.start;
 }
 
 /// The container's length where the tracks bear it out, else the end of the track that ends last.
@@ -130,21 +146,21 @@ Result<std::shared_ptr<const FFmpegAsset>> FFmpegAsset::open(const FileURL& url,
     std::vector<Found> found = playableStreams(file);
     std::vector<int> indexes;
     for (const Found& track : found) indexes.push_back(track.index);
-    const double container =
-        file.context()->duration > 0 ? static_cast<double>(file.context()->duration) / AV_TIME_BASE : 0;
+    const double container = file.context()->duration > 0 && countsFromZero(file)
+                                 ? static_cast<double>(file.context()->duration) / AV_TIME_BASE
+                                 : 0;
     auto spans = FFmpegMeasure::measure(file, indexes);
     if (!spans) return std::unexpected(spans.error());
     for (Found& track : found) track.span = (*spans)[track.index];
     std::erase_if(found, [](const Found& track) { return track.span.isEmpty() || track.span.encrypted; });
 
-    const std::int64_t zero = zeroOf(file, found);
+    const Stamp zero = zeroOf(file, found);
     std::vector<FFmpegTrack::Facts> facts;
     bool picture = false;
     for (const Found& track : found) {
         facts.push_back(factsOf(file, url, track, zero));
         picture = picture || track.type == MediaType::video;
-        const double lastPacket = static_cast<double>(track.span.lastDuration) * av_q2d(facts.back().timeBase);
-        if (countsFromZero(file) && container > 0) trimOverhang(facts.back(), container, lastPacket);
+        if (file.isFormat("mov") && container > 0) settleEnd(facts.back(), track.span, container);
     }
     const double duration = picture ? durationOf(facts, container) : settleSoundOnly(facts);
     Tracks tracks;

@@ -32,7 +32,14 @@ struct Watched {
     StreamSpan span;
     std::vector<std::int64_t> head;
     std::int64_t packets = 0;
-    std::int64_t next = AV_NOPTS_VALUE;
+    /// Time stamp and length of the packet before.
+    std::int64_t time = AV_NOPTS_VALUE;
+    std::int64_t duration = 0;
+    /// Distance of the last two packets, and how often a packet was shorter than its distance to the next.
+    std::int64_t distance = 0;
+    int pairs = 0;
+    int tooShort = 0;
+    std::int64_t longest = 0;
     bool headDone = false;
 };
 
@@ -55,6 +62,8 @@ private:
     void measureTail();
     void scan();
     void finish(int index, Watched& watched, bool counted);
+    static void finishVideo(const AVStream& source, Watched& watched, bool counted);
+    void finishAudio(const AVStream& source, Watched& watched);
     [[nodiscard]] AVStream& stream(int index) const { return *file_.context()->streams[index]; }
     [[nodiscard]] bool isScanned() const;
 
@@ -121,20 +130,26 @@ void Measure::look(const AVPacket& packet, Watched& watched, bool counting) {
     if (av_packet_get_side_data(&packet, AV_PKT_DATA_ENCRYPTION_INFO, &size) != nullptr) watched.span.encrypted = true;
     if (packet.flags & (AV_PKT_FLAG_DISCARD | AV_PKT_FLAG_CORRUPT)) return;
     std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
-    if (time == AV_NOPTS_VALUE) time = watched.next == AV_NOPTS_VALUE ? 0 : watched.next;
+    if (time == AV_NOPTS_VALUE) time = watched.time == AV_NOPTS_VALUE ? 0 : watched.time + watched.duration;
     std::int64_t duration = std::max<std::int64_t>(packet.duration, 0);
-    if (duration == 0 && source.codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
-        duration = watched.span.lastDuration;
+    if (duration == 0 && source.codecpar->codec_type == AVMEDIA_TYPE_VIDEO) duration = watched.duration;
+    if (watched.time != AV_NOPTS_VALUE && time > watched.time) {
+        watched.distance = time - watched.time;
+        ++watched.pairs;
+        if (watched.distance > watched.duration + watched.duration / 2) ++watched.tooShort;
     }
-    const auto [front, back] = skipped(packet, source);
-    const std::int64_t first = time + std::min(front, duration);
-    const std::int64_t end = std::max(time + duration - back, first);
-    watched.next = time + duration;
-    if (watched.span.first == AV_NOPTS_VALUE || (!watched.headDone && first < watched.span.first)) {
-        watched.span.first = first;
-    }
-    if (watched.span.end == AV_NOPTS_VALUE || end > watched.span.end) watched.span.end = end;
-    if (duration > 0) watched.span.lastDuration = duration;
+    watched.time = time;
+    watched.duration = duration;
+    watched.longest = std::max(watched.longest, duration);
+
+    auto [front, back] = skipped(packet, source);
+    // Ogg's packets come with their end cut already.
+    if (file_.isFormat("ogg")) back = 0;
+    const std::int64_t first = time + front;
+    StreamSpan& span = watched.span;
+    if (span.first == AV_NOPTS_VALUE || (!watched.headDone && first < span.first)) span.first = first;
+    span.end = span.end == AV_NOPTS_VALUE ? time + duration - back : std::max(span.end, time + duration - back);
+    if (duration > 0) span.lastDuration = duration;
     if (!watched.headDone) {
         watched.head.push_back(time);
         watched.headDone = static_cast<int>(watched.head.size()) >= headPackets;
@@ -258,17 +273,25 @@ void Measure::scan() {
     for (auto& [index, watched] : watched_) finish(index, watched, true);
 }
 
-/// Settles the frame rate of a video stream, and with it the length of a last frame that had none.
 void Measure::finish(int index, Watched& watched, bool counted) {
+    if (watched.span.isEmpty()) return;
+    if (stream(index).codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
+        finishVideo(stream(index), watched, counted);
+    } else {
+        finishAudio(stream(index), watched);
+    }
+}
+
+/// Settles the frame rate, and with it the length of a last frame that had none.
+void Measure::finishVideo(const AVStream& source, Watched& watched, bool counted) {
     StreamSpan& span = watched.span;
-    AVStream& source = stream(index);
-    if (span.isEmpty() || source.codecpar->codec_type != AVMEDIA_TYPE_VIDEO) return;
     const double head = rateOf(watched.head, source.time_base);
     const double claimed = av_q2d(source.avg_frame_rate.den > 0 ? source.avg_frame_rate : AVRational{0, 1});
     if (span.lastDuration == 0 && isSaneRate(head)) {
         span.lastDuration = std::llround(1 / head / av_q2d(source.time_base));
         span.end += span.lastDuration;
     }
+    span.reach = span.end;
     const double length = static_cast<double>(span.end - span.first) * av_q2d(source.time_base);
     if (counted && watched.packets > 0 && length > 0) {
         span.frameRate = static_cast<double>(watched.packets) / length;
@@ -278,6 +301,19 @@ void Measure::finish(int index, Watched& watched, bool counted) {
         span.frameRate = head;
     }
     if (!isSaneRate(span.frameRate)) span.frameRate = 0;
+}
+
+/// Settles where sound ends whose packets don't say how long they are, or say too little.
+void Measure::finishAudio(const AVStream& source, Watched& watched) {
+    StreamSpan& span = watched.span;
+    // What the decoder swallows for its own start is known to the demuxer alone.
+    if (source.start_time != AV_NOPTS_VALUE && !file_.isFormat("mov"))
+        span.first = std::max(span.first, source.start_time);
+    if (watched.tooShort * 2 > watched.pairs) {
+        span.lastDuration = watched.longest = watched.distance;
+        span.end = std::max(span.end, watched.time + watched.distance);
+    }
+    span.reach = std::max(span.end, watched.time + watched.longest);
 }
 
 }  // namespace

@@ -13,6 +13,8 @@ struct StreamSpan {
     /// the stream has no packet.
     std::int64_t first = AV_NOPTS_VALUE;
     std::int64_t end = AV_NOPTS_VALUE;
+    /// The end if the last packet were as long as its neighbours; some demuxers cut it short.
+    std::int64_t reach = AV_NOPTS_VALUE;
     /// Length of the last packet.
     std::int64_t lastDuration = 0;
     /// Average frames a second; 0 when unknown. Of the whole stream where its frames could be counted, else of its
@@ -21,7 +23,7 @@ struct StreamSpan {
     /// The packets are encrypted.
     bool encrypted = false;
 
-    [[nodiscard]] bool isEmpty() const { return first == AV_NOPTS_VALUE || end == AV_NOPTS_VALUE; }
+    [[nodiscard]] bool isEmpty() const { return first == AV_NOPTS_VALUE || end <= first; }
 };
 
 /// Measures the given streams of a file that was just opened and probed; the position and the streams' discard flags

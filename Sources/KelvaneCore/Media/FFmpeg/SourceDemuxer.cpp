@@ -9,20 +9,29 @@ namespace {
 
 /// Errors in a row after which the rest of a file is given up. Each one steps over some of the damage.
 constexpr int errorLimit = 256;
+/// An index that ends this much before its track lacks fragments, seconds.
+constexpr double shortIndex = 2;
 
 }  // namespace
 
 struct SourceDemuxer::State {
-    State(std::unique_ptr<SourceFile> sourceFile, int index, FileURL sourceURL)
-        : file(std::move(sourceFile)), streamIndex(index), url(std::move(sourceURL)) {}
+    State(std::unique_ptr<SourceFile> sourceFile, const FFmpegTrack::Facts& facts)
+        : file(std::move(sourceFile)),
+          streamIndex(facts.streamIndex),
+          url(facts.url),
+          trackEnd(facts.timeRange.end()) {}
 
     Result<void> start();
+    [[nodiscard]] bool isDescribed() const;
+    [[nodiscard]] bool isIndexShort() const;
+    Result<void> completeIndex();
     [[nodiscard]] AVStream& stream() const { return *file->context()->streams[streamIndex]; }
     [[nodiscard]] Error changed() const { return MediaError::invalidClip(url.baseName()); }
 
     std::unique_ptr<SourceFile> file;
     int streamIndex;
     FileURL url;
+    MediaTime trackEnd;
     /// Nothing was read since the start, so that the beginning needs no seek.
     bool atBeginning = false;
     /// A read was broken off in the middle, so that the demuxer's state is worth nothing.
@@ -34,14 +43,54 @@ Result<void> SourceDemuxer::State::start() {
     auto opened = file->openFormat();
     if (!opened) return std::unexpected(opened.error());
     if (!*opened) return fail(changed());
-    if (auto found = file->findStreams(); !found) return found;
+    if (!isDescribed()) {
+        if (auto found = file->findStreams(); !found) return found;
+    }
     AVFormatContext& context = *file->context();
-    if (streamIndex < 0 || static_cast<unsigned>(streamIndex) >= context.nb_streams) return fail(changed());
+    if (static_cast<unsigned>(streamIndex) >= context.nb_streams) return fail(changed());
     for (unsigned i = 0; i < context.nb_streams; ++i) {
         context.streams[i]->discard = static_cast<int>(i) == streamIndex ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     }
     brokenOff = false;
     atBeginning = true;
+    return isIndexShort() ? completeIndex() : Result<void>();
+}
+
+/// Whether the header alone tells all that a decoder needs: decoding the first pictures to find out takes a third of a
+/// second at 4K.
+bool SourceDemuxer::State::isDescribed() const {
+    if (!file->isFormat("mov") && !file->isFormat("matroska")) return false;
+    if (static_cast<unsigned>(streamIndex) >= file->context()->nb_streams) return false;
+    const AVCodecParameters& parameters = *stream().codecpar;
+    return parameters.codec_type == AVMEDIA_TYPE_VIDEO && parameters.extradata_size > 0 && parameters.width > 0;
+}
+
+/// Whether the file is made of fragments whose indexes weren't read at opening, so that it can't be sought.
+bool SourceDemuxer::State::isIndexShort() const {
+    if (!file->isFormat("mov")) return false;
+    AVStream& source = stream();
+    const AVIndexEntry* last = avformat_index_get_entry(&source, avformat_index_get_entries_count(&source) - 1);
+    if (last == nullptr) return true;
+    const double indexed = static_cast<double>(last->timestamp) * av_q2d(source.time_base);
+    return indexed + shortIndex < trackEnd.seconds();
+}
+
+/// Reads the fragments' indexes, without their samples, and returns to the beginning.
+Result<void> SourceDemuxer::State::completeIndex() {
+    AVStream& source = stream();
+    source.discard = AVDISCARD_ALL;
+    const PacketPtr packet(av_packet_alloc());
+    for (int errors = 0; errors < errorLimit && av_read_frame(file->context(), packet.get()) != AVERROR_EOF;) {
+        av_packet_unref(packet.get());
+        if (auto error = file->failure()) {
+            brokenOff = true;
+            return fail(*error);
+        }
+        ++errors;
+    }
+    source.discard = AVDISCARD_DEFAULT;
+    const AVIndexEntry* first = avformat_index_get_entry(&source, 0);
+    if (first != nullptr) av_seek_frame(file->context(), streamIndex, first->timestamp, AVSEEK_FLAG_BACKWARD);
     return {};
 }
 
@@ -52,7 +101,7 @@ Result<std::unique_ptr<SourceDemuxer>> SourceDemuxer::open(const FFmpegTrack& tr
     const FFmpegTrack::Facts& facts = track.facts();
     auto file = SourceFile::open(facts.url);
     if (!file || (*file)->identity() != facts.identity) return fail(MediaError::invalidClip(facts.url.baseName()));
-    auto state = std::make_unique<State>(std::move(*file), facts.streamIndex, facts.url);
+    auto state = std::make_unique<State>(std::move(*file), facts);
     if (auto started = state->start(); !started) {
         return fail(started.error().isCancelled() ? started.error() : state->changed());
     }

@@ -169,6 +169,20 @@ Result<const AVInputFormat*> SourceFile::probe() {
 }
 
 Result<bool> SourceFile::openFormat() {
+    auto opened = openFormat(false);
+    if (!opened || !*opened || !isFormat("mov")) return opened;
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        // An edit that begins where no key frame lies before it: the demuxer would move the track's zero to the first
+        // key frame. Taken as a mere shift, the edit keeps its time.
+        AVStream* stream = context_->streams[i];
+        const AVIndexEntry* first = avformat_index_get_entry(stream, 0);
+        if (stream->codecpar->codec_type != AVMEDIA_TYPE_VIDEO || first == nullptr) continue;
+        if ((first->flags & AVINDEX_KEYFRAME) == 0) return openFormat(true);
+    }
+    return opened;
+}
+
+Result<bool> SourceFile::openFormat(bool simpleEdits) {
     closeFormat();
     position_ = 0;
     readError_ = 0;
@@ -188,6 +202,7 @@ Result<bool> SourceFile::openFormat() {
     av_dict_set(&options, "format_whitelist", allowedFormats, 0);
     av_dict_set(&options, "max_streams", streamLimit, 0);
     av_dict_set(&options, "ignore_chapters", "1", 0);
+    if (simpleEdits) av_dict_set(&options, "advanced_editlist", "0", 0);
     const int code = avformat_open_input(&context, "", *format, &options);
     av_dict_free(&options);
     if (code < 0) {

@@ -30,8 +30,8 @@ public:
     [[nodiscard]] bool interrupted() const;
     [[nodiscard]] bool timeIsOver() const;
 
-    /// Finds the demuxer by content and reads the header. False for content that is no sound or moving picture of a
-    /// known kind. Fails as cancelled, or in words when the disk fails.
+    /// Opens anew: finds the demuxer by content and reads the header. False for content that is no sound or moving
+    /// picture of a known kind. Fails as cancelled, or in words when the disk fails.
     Result<bool> openFormat();
     /// Reads on until the streams' properties are known, within limits.
     Result<void> findStreams();
@@ -49,6 +49,7 @@ private:
     static int read(void* opaque, std::uint8_t* buffer, int size);
     static std::int64_t seek(void* opaque, std::int64_t offset, int whence);
     Result<const AVInputFormat*> probe();
+    Result<bool> openFormat(bool simpleEdits);
     void closeFormat();
 
     int descriptor_ = -1;
