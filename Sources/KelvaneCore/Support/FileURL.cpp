@@ -189,7 +189,7 @@ std::string FileURL::pathExtension() const {
 FileURL FileURL::appending(std::string_view component) const {
     FileURL url;
     url.text_ = text_;
-    while (url.text_.ends_with('/')) url.text_.pop_back();
+    while (url.text_.ends_with('/') && !url.text_.ends_with("://")) url.text_.pop_back();
     url.text_ += '/';
     url.text_ += encode(component);
     return url;
