@@ -9,9 +9,9 @@
 
 #include "Support/FileURL.h"
 
-/// Movies and sounds whose content tells where it comes from: each picture carries its number, each stretch of sound its
-/// time. Made with the `ffmpeg` command line in a folder of the test's own. A failure to make one ends the program with
-/// the tool's words.
+/// Movies and sounds whose content tells where it comes from: each picture carries its number, each stretch of sound
+/// its time. Made with the `ffmpeg` command line in a folder of the test's own. A failure to make one ends the program
+/// with the tool's words.
 namespace kelvane::testing {
 
 /// Whether the `ffmpeg` command line can be run here.
@@ -19,7 +19,8 @@ bool hasSampleTool();
 
 /// Runs a program with these words and waits; its exit status, or -1 when it can't be run. Output goes to `output`.
 int runTool(const std::vector<std::string>& words, std::string* output = nullptr);
-/// Runs `ffmpeg` with these words (the program's name, "-y" and the level of its messages are added) and expects success.
+/// Runs `ffmpeg` with these words (the program's name, "-y" and the level of its messages are added) and expects
+/// success.
 void runSampleTool(const std::vector<std::string>& words);
 
 /// What a sample movie is made of.
@@ -67,8 +68,9 @@ inline constexpr SampleColor sampleCorners[4]{{81, 90, 240}, {145, 54, 34}, {41,
 std::vector<std::uint8_t> samplePicture(int width, int height, int number);
 
 /// Reads a picture's number. `luma` answers the brightness, 0 to 255 or in limited range, at a place of the picture as
-/// it was made, both coordinates 0 to 1 from the top left. The number stands in a grid of 4 × 4 cells in the middle three
-/// tenths of either side, so that a crop from landscape to portrait keeps it. Nothing when the grid's checks fail.
+/// it was made, both coordinates 0 to 1 from the top left. The number stands in a grid of 4 × 4 cells in the middle
+/// three tenths of either side, so that a crop from landscape to portrait keeps it. Nothing when the grid's checks
+/// fail.
 std::optional<int> readSampleNumber(const std::function<int(double x, double y)>& luma);
 /// Reads the number from an upright luma plane.
 std::optional<int> readSampleNumber(const std::uint8_t* plane, int stride, int width, int height);
