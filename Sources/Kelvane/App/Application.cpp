@@ -69,21 +69,19 @@ extern "C" __attribute__((visibility("default"))) int kelvaneApplicationMain(int
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     }
 
-    int status = 1;
-    {
-        kelvane::KelvaneApp app(hasDisplay, kelvane::incomingURLs(arguments));
-        catchQuitSignals();
-        QSocketNotifier quit(quitPipe[0], QSocketNotifier::Read);
-        QObject::connect(&quit, &QSocketNotifier::activated, &app, [&app] {
-            char bytes[64];
-            while (read(quitPipe[0], bytes, sizeof bytes) > 0) {
-            }
-            app.requestQuit();
-        });
-        // The desktop's own wish to end (log out) is asked the same question.
-        if (app.start()) {
-            status = QGuiApplication::exec();
+    // Connections that were accepted before a quit may still be on their threads, and use the application's context: it
+    // lasts to the end of the process, and is not taken down around them.
+    auto* app = new kelvane::KelvaneApp(hasDisplay, kelvane::incomingURLs(arguments));
+    catchQuitSignals();
+    QSocketNotifier quit(quitPipe[0], QSocketNotifier::Read);
+    QObject::connect(&quit, &QSocketNotifier::activated, app, [app] {
+        char bytes[64];
+        while (read(quitPipe[0], bytes, sizeof bytes) > 0) {
         }
-    }
-    return status;
+        app->requestQuit();
+    });
+    const int status = app->start() ? QGuiApplication::exec() : 1;
+    app->shutDown();
+    std::fflush(nullptr);
+    _exit(status);
 }

@@ -64,8 +64,6 @@ KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
     incoming_.open(urls);
 }
 
-KelvaneApp::~KelvaneApp() { windows_.clear(); }
-
 bool KelvaneApp::start() {
     component_ = std::make_unique<QQmlComponent>(&engine_, QUrl("qrc:/Views/Window/ProjectWindow.qml"));
     if (!component_->isReady()) {
@@ -138,13 +136,16 @@ void KelvaneApp::closeWindow(const UUID& id) {
 }
 
 void KelvaneApp::requestQuit() {
-    if (!projects_.confirmQuit()) {
-        return;
+    if (projects_.confirmQuit()) {
+        QCoreApplication::quit();
     }
+}
+
+void KelvaneApp::shutDown() {
     for (const auto& [id, window] : windows_) {
         projects_.unregister(window->workspace());
     }
-    QCoreApplication::quit();
+    windows_.clear();
 }
 
 }  // namespace kelvane

@@ -55,12 +55,13 @@ class KelvaneApp final : public QObject {
 public:
     /// `urls` are handled once the first window stands.
     KelvaneApp(bool hasDisplay, std::vector<FileURL> urls);
-    ~KelvaneApp() override;
 
     /// Opens the first window. False when the surface can't be loaded.
     bool start();
     /// Ends the application, unless something is busy or can't be saved.
     void requestQuit();
+    /// Withdraws every live connection; the last call before the process ends.
+    void shutDown();
 
 private:
     bool openWindow(const std::optional<UUID>& id);
