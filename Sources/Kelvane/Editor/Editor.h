@@ -2,7 +2,6 @@
 
 #include <QCoroTask>
 #include <QObject>
-
 #include <functional>
 #include <map>
 #include <memory>
@@ -39,9 +38,9 @@ struct EditorServices {
     std::function<std::unique_ptr<Player>()> makePlayer;
 };
 
-/// The live state of one open project: arrays, selection, preview, running work and history. All changes of the timeline,
-/// from a drag in a view or from the command interface, go through the operations here, so that history, dirty tracking and
-/// selection repair happen once. Edits that can't be carried out do nothing. The main thread only.
+/// The live state of one open project: arrays, selection, preview, running work and history. All changes of the
+/// timeline, from a drag in a view or from the command interface, go through the operations here, so that history,
+/// dirty tracking and selection repair happen once. Edits that can't be carried out do nothing. The main thread only.
 class Editor final : public QObject, public std::enable_shared_from_this<Editor> {
     Q_OBJECT
 
@@ -175,7 +174,8 @@ public:
     Result<void> writeManagedProject(const FileURL& url, bool markSaved);
     void markProjectSaved();
 
-    // Export. `exportVideo` shows the options; `confirmExport` asks for a place and starts; `exportMedia` is the one path.
+    // Export. `exportVideo` shows the options; `confirmExport` asks for a place and starts; `exportMedia` is the one
+    // path.
     void exportVideo();
     void confirmExport(ExportResolution resolution, ExportFrameRate frameRate, ExportContainer container);
     QCoro::Task<Result<void>> exportMedia(FileURL destination, bool overwrite, ExportResolution resolution,
@@ -190,11 +190,68 @@ Q_SIGNALS:
 private:
     Editor(const UUID& id, const std::optional<FileURL>& mediaDirectory, EditorServices services);
 
+    /// What one export works with, fixed when it begins.
+    struct ExportJob {
+        FileURL destination;
+        /// Hidden file beside `destination`.
+        FileURL temporary;
+        bool overwrite = false;
+        ExportResolution resolution = ExportResolution::automatic;
+        ExportFrameRate frameRate = ExportFrameRate::automatic;
+        ExportContainer container = ExportContainer::mp4;
+        ClipArray clips;
+        std::function<Result<void>()> validatePublish;
+        std::stop_token stop;
+        /// What is encoded; none before it is built.
+        EditedMediaPtr edited;
+    };
+    using ExportJobPtr = std::shared_ptr<ExportJob>;
+
+    // Editor.cpp
     void apply(ClipArray clips);
     void pushUndo(HistoryEntry entry);
+    /// The way back to the present state.
+    [[nodiscard]] HistoryEntry presentEntry(bool withAssets) const;
+    void restore(HistoryEntry entry);
     void refreshDirty();
     void repairSelection();
     void notify();
+
+    // EditorSelection.cpp
+    void leaveAssetPreview();
+
+    // EditorImport.cpp
+    QCoro::Task<void> importEach(std::vector<FileURL> urls);
+    QCoro::Task<Result<std::vector<UUID>>> gatherImports(std::vector<FileURL> urls,
+                                                         std::function<Result<void>()> validateCommit,
+                                                         std::stop_token stop);
+    /// Takes what an import brought into the pool, as one step of history.
+    void takeImports(const std::vector<MediaEngine::ImportedClip>& imports);
+    void storeThumbnail(const FileURL& url, StillImagePtr picture);
+
+    // EditorSave.cpp
+    [[nodiscard]] Project project() const;
+    void saveTo(const FileURL& destination, bool saveAs, bool firstSave);
+    static QCoro::Task<void> loadThumbnails(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
+                                            ClipArray assets, std::stop_token stop);
+
+    // EditorExport.cpp
+    [[nodiscard]] std::string proposedExportName(ExportContainer container) const;
+    QCoro::Task<void> exportFromWindow(FileURL destination, ExportResolution resolution, ExportFrameRate frameRate);
+    [[nodiscard]] Result<ExportJobPtr> admitExport(FileURL destination, bool overwrite) const;
+    void enterExport(ExportContainer container);
+    void leaveExport(const FileURL& temporary);
+    QCoro::Task<Result<void>> runExport(ExportJobPtr job);
+    QCoro::Task<Result<void>> buildExport(ExportJobPtr job);
+    QCoro::Task<Result<void>> encodeExport(ExportJobPtr job);
+    QCoro::Task<Result<void>> publishExport(ExportJobPtr job);
+    [[nodiscard]] bool isStopped(const ExportJob& job) const;
+    void pollExportProgress();
+
+    // EditorPreview.cpp
+    static QCoro::Task<void> buildPreview(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
+                                          ClipArray clips, std::stop_token stop);
+    void showBuiltPreview(const Result<EditedMediaPtr>& built);
 
     UUID id_;
     std::optional<FileURL> mediaDirectory_;
@@ -236,7 +293,10 @@ private:
     std::string exportFormat_ = "Determining export settings…";
     std::optional<std::string> error_;
     std::optional<FileURL> exportedURL_;
+    /// Of an export that the window started.
     std::stop_source exportTask_{std::nostopstate};
+    /// Of the export under way, whoever started it.
+    std::stop_source exportWork_{std::nostopstate};
     std::shared_ptr<ExportSession> exportSession_;
     bool exportCancellationRequested_ = false;
     Timer progressTimer_;

@@ -1,0 +1,241 @@
+#include "Editor.h"
+
+#include <QPointer>
+#include <algorithm>
+#include <utility>
+
+#include "Session/AIAssistantSession.h"
+
+namespace kelvane {
+
+namespace {
+
+/// Steps that can be undone.
+constexpr std::size_t undoLimit = 100;
+
+bool same(const ClipArray& a, const ClipArray& b) { return a == b || *a == *b; }
+
+}  // namespace
+
+std::shared_ptr<Editor> Editor::create(const UUID& id, const std::optional<FileURL>& mediaDirectory,
+                                       EditorServices services) {
+    check(services.context != nullptr && services.media != nullptr && services.panels != nullptr,
+          "an editor needs its services");
+    check(services.makePlayer != nullptr, "an editor needs a player");
+    std::shared_ptr<Editor> editor(new Editor(id, mediaDirectory, std::move(services)));
+    editor->ai_->setEditor(editor);
+    return editor;
+}
+
+Editor::Editor(const UUID& id, const std::optional<FileURL>& mediaDirectory, EditorServices services)
+    : id_(id),
+      services_(std::move(services)),
+      ai_(std::make_shared<AIAssistantSession>(services_.context, services_.media)),
+      clips_(std::make_shared<const std::vector<Clip>>()),
+      assets_(clips_),
+      savedClips_(clips_),
+      savedAssets_(clips_),
+      player_(services_.makePlayer()) {
+    if (mediaDirectory) {
+        mediaDirectory_ = mediaDirectory->resolved();
+    }
+}
+
+Editor::~Editor() {
+    thumbnailTask_.request_stop();
+    previewTask_.request_stop();
+    exportTask_.request_stop();
+    exportWork_.request_stop();
+    ai_->suspend();
+}
+
+void Editor::setLibraryName(std::optional<std::string> name) {
+    libraryName_ = std::move(name);
+    notify();
+}
+
+void Editor::setSaveFailed(bool failed) {
+    saveFailed_ = failed;
+    notify();
+}
+
+void Editor::setDirty(bool dirty) {
+    isDirty_ = dirty;
+    notify();
+    if (dirty && onProjectChange) {
+        onProjectChange();
+    }
+}
+
+void Editor::setShowInspector(bool show) {
+    showInspector_ = show;
+    notify();
+}
+
+void Editor::setShowExportOptions(bool show) {
+    showExportOptions_ = show;
+    notify();
+}
+
+void Editor::setError(std::optional<std::string> error) {
+    error_ = std::move(error);
+    notify();
+}
+
+std::string Editor::title() const {
+    if (libraryName_) {
+        return *libraryName_;
+    }
+    return projectURL_ ? projectURL_->baseName() : "Untitled";
+}
+
+const Clip* Editor::selectedClip() const {
+    if (selectedClipIDs_.size() != 1 || !selection_) {
+        return nullptr;
+    }
+    const auto found = std::ranges::find(*clips_, *selection_, &Clip::id);
+    return found == clips_->end() ? nullptr : &*found;
+}
+
+double Editor::offset(const UUID& clipID) const {
+    double before = 0;
+    for (const Clip& clip : *clips_) {
+        if (clip.id == clipID) {
+            return clip.isAudio() ? clip.audioPosition() : before;
+        }
+        if (!clip.isAudio()) {
+            before += clip.duration();
+        }
+    }
+    // A sum of its own, not audio's end: an unknown clip counts as one at the end of the video.
+    return before;
+}
+
+void Editor::commit(std::vector<Clip> clips) {
+    if (busy() || clips == *clips_) {
+        return;
+    }
+    if (!interactionSnapshot_) {
+        pushUndo({clips_, std::nullopt});
+    }
+    redoStack_.clear();
+    apply(std::make_shared<const std::vector<Clip>>(std::move(clips)));
+}
+
+void Editor::update(const UUID& clipID, const std::function<void(Clip&)>& change) {
+    const auto found = std::ranges::find(*clips_, clipID, &Clip::id);
+    if (found == clips_->end()) {
+        return;
+    }
+    std::vector<Clip> changed = *clips_;
+    Clip& clip = changed[static_cast<std::size_t>(found - clips_->begin())];
+    change(clip);
+    if (clip.isValid()) {
+        commit(std::move(changed));
+    }
+}
+
+void Editor::beginInteraction() {
+    if (!busy() && !interactionSnapshot_) {
+        interactionSnapshot_ = clips_;
+        notify();
+    }
+}
+
+void Editor::endInteraction() {
+    if (!interactionSnapshot_) {
+        return;
+    }
+    const ClipArray before = *std::exchange(interactionSnapshot_, std::nullopt);
+    if (!same(before, clips_)) {
+        pushUndo({before, std::nullopt});
+    }
+    notify();
+}
+
+void Editor::undo() {
+    if (busy() || undoStack_.empty()) {
+        return;
+    }
+    HistoryEntry entry = std::move(undoStack_.back());
+    undoStack_.pop_back();
+    redoStack_.push_back(presentEntry(entry.assets.has_value()));
+    restore(std::move(entry));
+}
+
+void Editor::redo() {
+    if (busy() || redoStack_.empty()) {
+        return;
+    }
+    HistoryEntry entry = std::move(redoStack_.back());
+    redoStack_.pop_back();
+    pushUndo(presentEntry(entry.assets.has_value()));
+    restore(std::move(entry));
+}
+
+HistoryEntry Editor::presentEntry(bool withAssets) const {
+    return {clips_, withAssets ? std::optional(assets_) : std::nullopt};
+}
+
+void Editor::restore(HistoryEntry entry) {
+    if (entry.assets) {
+        assets_ = std::move(*entry.assets);
+    }
+    apply(std::move(entry.clips));
+}
+
+void Editor::pushUndo(HistoryEntry entry) {
+    undoStack_.push_back(std::move(entry));
+    if (undoStack_.size() > undoLimit) {
+        undoStack_.erase(undoStack_.begin());
+    }
+}
+
+void Editor::apply(ClipArray clips) {
+    selectedAssetIDs_.clear();
+    previewAssetID_.reset();
+    clips_ = std::move(clips);
+    refreshDirty();
+    repairSelection();
+    rebuildPreview();
+    notify();
+}
+
+void Editor::refreshDirty() { setDirty(!same(clips_, savedClips_) || !same(assets_, savedAssets_)); }
+
+void Editor::repairSelection() {
+    std::set<UUID> kept;
+    std::optional<UUID> firstKept;
+    for (const Clip& clip : *clips_) {
+        if (selectedClipIDs_.contains(clip.id)) {
+            kept.insert(clip.id);
+            firstKept = firstKept.value_or(clip.id);
+        }
+    }
+    if (kept.empty()) {
+        setSelection(clips_->empty() ? std::nullopt : std::optional(clips_->front().id));
+    } else {
+        if (!selection_ || !kept.contains(*selection_)) {
+            setSelection(firstKept);
+        }
+        selectedClipIDs_ = std::move(kept);
+    }
+    const auto& anchor = timelineSelectionAnchor_;
+    if (!anchor || std::ranges::find(*clips_, *anchor, &Clip::id) == clips_->end()) {
+        timelineSelectionAnchor_ = selection_;
+    }
+}
+
+void Editor::notify() {
+    if (std::exchange(notifyPending_, true)) {
+        return;
+    }
+    services_.context->post([weak = QPointer<Editor>(this)] {
+        if (weak) {
+            weak->notifyPending_ = false;
+            Q_EMIT weak->changed();
+        }
+    });
+}
+
+}  // namespace kelvane

@@ -1,0 +1,283 @@
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <utility>
+
+#include "Editor.h"
+#include "FilePublishing.h"
+#include "Support/AtomicFile.h"
+
+namespace kelvane {
+
+namespace {
+
+/// Pause between two looks at the encoder's progress.
+constexpr std::chrono::milliseconds progressPause{200};
+
+bool exists(const FileURL& file) {
+    struct stat status {};
+    return ::stat(file.path().c_str(), &status) == 0;
+}
+
+/// The size and rate that an export's choices come to, and the line that says so.
+struct ExportFormat {
+    Size size;
+    double rate = 0;
+
+    ExportFormat(ExportResolution resolution, ExportFrameRate frameRate, const ExportCapabilities& capabilities)
+        : size(kelvane::size(resolution).value_or(capabilities.maximumSize)),
+          rate(frameRate == ExportFrameRate::automatic ? capabilities.frameRate : static_cast<double>(frameRate)) {}
+
+    [[nodiscard]] std::string line(ExportContainer container) const {
+        return fmt::format("{:.0f} × {:.0f} · {} fps · {}", size.width, size.height, rateLabel(rate), title(container));
+    }
+};
+
+}  // namespace
+
+void Editor::exportVideo() {
+    if (!busy() && !clips_->empty()) {
+        setShowExportOptions(true);
+    }
+}
+
+std::string Editor::proposedExportName(ExportContainer container) const {
+    const std::string name = title();
+    return fmt::format("{}.{}", name == "Untitled" ? "Video" : name, rawValue(container));
+}
+
+void Editor::confirmExport(ExportResolution resolution, ExportFrameRate frameRate, ExportContainer container) {
+    if (busy() || clips_->empty()) {
+        return;
+    }
+    const PanelContent content =
+        container == ExportContainer::mov ? PanelContent::quickTimeMovie : PanelContent::mp4Movie;
+    const std::string message = fmt::format("{} · {} fps · {}", kelvane::title(resolution), kelvane::title(frameRate),
+                                            kelvane::title(container));
+    services_.panels->chooseDestination(
+        content, proposedExportName(container), message,
+        [weak = weak_from_this(), resolution, frameRate](std::optional<FileURL> destination) {
+            const auto self = weak.lock();
+            if (self && destination) {
+                self->exportFromWindow(*destination, resolution, frameRate);
+            }
+        });
+}
+
+QCoro::Task<void> Editor::exportFromWindow(FileURL destination, ExportResolution resolution,
+                                           ExportFrameRate frameRate) {
+    const std::shared_ptr<Editor> self = shared_from_this();
+    const std::stop_source task;
+    exportTask_ = task;
+    // The panel has asked whether a file may be replaced.
+    auto running = exportMedia(std::move(destination), true, resolution, frameRate, nullptr, task.get_token());
+    const Result<void> ended = co_await running;
+    if (!ended && !ended.error().isCancelled() && !task.stop_requested()) {
+        setError(MediaEngine::exportFailureDescription(ended.error()));
+    }
+}
+
+void Editor::cancelExport() {
+    exportCancellationRequested_ = true;
+    exportTask_.request_stop();
+    exportWork_.request_stop();
+    if (exportSession_) {
+        exportSession_->cancelExport();
+    }
+    notify();
+}
+
+Result<Editor::ExportJobPtr> Editor::admitExport(FileURL destination, bool overwrite) const {
+    if (busy() || interactionSnapshot_ || clips_->empty()) {
+        return fail("Kelvane is busy or the timeline is empty.");
+    }
+    const Result<ExportContainer> container = exportContainerForDestination(destination);
+    if (!container) {
+        return fail(container.error());
+    }
+    if (!overwrite && exists(destination)) {
+        return fail("Output exists; use --overwrite.");
+    }
+    const std::string target = destination.resolved().path();
+    const auto isTarget = [&target](const FileURL& url) { return url.resolved().path() == target; };
+    std::set<FileURL> seen;
+    bool taken = projectURL_ && isTarget(*projectURL_);
+    for (const ClipArray& clips : {clips_, assets_}) {
+        for (const Clip& clip : *clips) {
+            taken = taken || (seen.insert(clip.url).second && isTarget(clip.url));
+        }
+    }
+    if (taken) {
+        return fail("Output cannot replace project or source media.");
+    }
+    auto job = std::make_shared<ExportJob>();
+    job->temporary = destination.deletingLastPathComponent().appending(
+        fmt::format(".kelvane-{}.{}", UUID::random().upper(), rawValue(*container)));
+    job->destination = std::move(destination);
+    job->overwrite = overwrite;
+    job->container = *container;
+    job->clips = clips_;
+    return job;
+}
+
+QCoro::Task<Result<void>> Editor::exportMedia(FileURL destination, bool overwrite, ExportResolution resolution,
+                                              ExportFrameRate frameRate, std::function<Result<void>()> validatePublish,
+                                              std::stop_token stop) {
+    const std::shared_ptr<Editor> self = shared_from_this();
+    Result<ExportJobPtr> admitted = admitExport(std::move(destination), overwrite);
+    if (!admitted) {
+        co_return Result<void>(fail(std::move(admitted.error())));
+    }
+    const ExportJobPtr job = std::move(*admitted);
+    enterExport(job->container);
+    // One source for both ways to stop: the caller's token and cancelExport.
+    std::stop_source work;
+    exportWork_ = work;
+    auto forward = [work]() mutable { work.request_stop(); };
+    const std::stop_callback link(std::move(stop), std::move(forward));
+    job->resolution = resolution;
+    job->frameRate = frameRate;
+    job->validatePublish = std::move(validatePublish);
+    job->stop = work.get_token();
+    auto running = runExport(job);
+    const Result<void> ended = co_await running;
+    leaveExport(job->temporary);
+    co_return ended;
+}
+
+void Editor::enterExport(ExportContainer container) {
+    exportFormat_ = "Determining export settings… · " + kelvane::title(container);
+    isExporting_ = true;
+    showExportOptions_ = false;
+    exportProgress_ = 0;
+    exportCancellationRequested_ = false;
+    pausePlayer();
+    notify();
+}
+
+void Editor::leaveExport(const FileURL& temporary) {
+    progressTimer_.cancel();
+    exportSession_.reset();
+    isExporting_ = false;
+    (void)::unlink(temporary.path().c_str());
+    notify();
+}
+
+bool Editor::isStopped(const ExportJob& job) const { return job.stop.stop_requested() || exportCancellationRequested_; }
+
+QCoro::Task<Result<void>> Editor::runExport(ExportJobPtr job) {
+    auto building = buildExport(job);
+    Result<void> built = co_await building;
+    if (!built) {
+        co_return built;
+    }
+    if (isStopped(*job)) {
+        co_return Result<void>(fail(Error::cancelled()));
+    }
+    auto encoding = encodeExport(job);
+    Result<void> encoded = co_await encoding;
+    if (!encoded) {
+        co_return encoded;
+    }
+    auto publishing = publishExport(job);
+    Result<void> published = co_await publishing;
+    co_return published;
+}
+
+QCoro::Task<Result<void>> Editor::buildExport(ExportJobPtr job) {
+    auto measure = [media = services_.media, clips = job->clips, stop = job->stop] {
+        return MediaEngine::exportCapabilities(*media, *clips, stop);
+    };
+    auto measuring = inBackground(*services_.context, std::move(measure));
+    const Result<ExportCapabilities> capabilities = co_await measuring;
+    if (!capabilities) {
+        co_return Result<void>(fail(capabilities.error()));
+    }
+    if (isStopped(*job)) {
+        co_return Result<void>(fail(Error::cancelled()));
+    }
+    if (!isAvailable(job->resolution, capabilities->maximumSize)) {
+        co_return Result<void>(
+            fail(fmt::format("{} requires enough source resolution in every video clip after crop and zoom.",
+                             kelvane::title(job->resolution))));
+    }
+    const ExportFormat format(job->resolution, job->frameRate, *capabilities);
+    exportFormat_ = format.line(job->container);
+    notify();
+    auto build = [media = services_.media, clips = job->clips, stop = job->stop, format] {
+        return MediaEngine::build(*media, *clips, format.size, frameDuration(format.rate), stop);
+    };
+    auto building = inBackground(*services_.context, std::move(build));
+    Result<EditedMediaPtr> built = co_await building;
+    if (!built) {
+        co_return Result<void>(fail(std::move(built.error())));
+    }
+    job->edited = std::move(*built);
+    co_return Result<void>();
+}
+
+QCoro::Task<Result<void>> Editor::encodeExport(ExportJobPtr job) {
+    auto make = [media = services_.media, edited = job->edited, container = job->container] {
+        return MediaEngine::exporter(*media, edited, container);
+    };
+    auto making = inBackground(*services_.context, std::move(make));
+    Result<std::unique_ptr<ExportSession>> made = co_await making;
+    if (!made) {
+        co_return Result<void>(fail(std::move(made.error())));
+    }
+    if (isStopped(*job)) {
+        co_return Result<void>(fail(Error::cancelled()));
+    }
+    // The encoder would speak of the hidden file, and only after its start.
+    if (Result<void> accepted = checkFolderAccepts(job->destination); !accepted) {
+        co_return accepted;
+    }
+    exportSession_ = std::move(*made);
+    pollExportProgress();
+    auto encode = [session = exportSession_, file = job->temporary, container = job->container, stop = job->stop] {
+        return session->exportTo(file, container, stop);
+    };
+    auto encoding = inBackground(*services_.context, std::move(encode));
+    Result<void> encoded = co_await encoding;
+    progressTimer_.cancel();
+    co_return encoded;
+}
+
+void Editor::pollExportProgress() {
+    exportProgress_ = exportSession_->progress();
+    notify();
+    auto again = [weak = weak_from_this()] {
+        const auto self = weak.lock();
+        if (self && self->exportSession_) {
+            self->pollExportProgress();
+        }
+    };
+    progressTimer_ = services_.context->after(progressPause, std::move(again));
+}
+
+QCoro::Task<Result<void>> Editor::publishExport(ExportJobPtr job) {
+    if (isStopped(*job)) {
+        co_return Result<void>(fail(Error::cancelled()));
+    }
+    if (!exists(job->temporary)) {
+        co_return Result<void>(fail(fmt::format("Export did not produce a {} file.", kelvane::title(job->container))));
+    }
+    // From the last check to the rename nothing else can run on the main thread.
+    if (Result<void> valid = job->validatePublish ? job->validatePublish() : Result<void>(); !valid) {
+        co_return valid;
+    }
+    if (Result<void> published = publishFile(job->temporary, job->destination, job->overwrite); !published) {
+        co_return published;
+    }
+    exportedURL_ = job->destination;
+    exportProgress_ = 1;
+    notify();
+    auto sync = [folder = job->destination.deletingLastPathComponent().path()] { return syncFolder(folder); };
+    auto syncing = inBackground(*services_.context, std::move(sync));
+    // The movie is in place and complete; a folder that can't be synced takes nothing from that.
+    (void)co_await syncing;
+    co_return Result<void>();
+}
+
+}  // namespace kelvane

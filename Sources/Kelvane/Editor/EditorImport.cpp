@@ -1,0 +1,202 @@
+#include <algorithm>
+#include <utility>
+
+#include "Editor.h"
+
+namespace kelvane {
+
+namespace {
+
+using MediaEngine::ImportedClip;
+
+/// The record among `clips` that stands for `url`: by the very same URL, now or before it was copied in.
+const Clip* knownAs(const std::vector<Clip>& clips, const FileURL& url) {
+    const auto found =
+        std::ranges::find_if(clips, [&url](const Clip& clip) { return clip.url == url || clip.originalURL == url; });
+    return found == clips.end() ? nullptr : &*found;
+}
+
+const ImportedClip* knownAs(const std::vector<ImportedClip>& imports, const FileURL& url) {
+    const auto found = std::ranges::find_if(imports, [&url](const ImportedClip& imported) {
+        return imported.clip.url == url || imported.clip.originalURL == url;
+    });
+    return found == imports.end() ? nullptr : &*found;
+}
+
+bool holds(const std::vector<Clip>& clips, const FileURL& url) {
+    return std::ranges::find(clips, url, &Clip::url) != clips.end();
+}
+
+/// Probes a file and, with a transaction, copies it into the project. Blocks.
+Result<ImportedClip> bringIn(MediaPlatform& media, ProjectMedia* transaction, const FileURL& url,
+                             const std::stop_token& stop) {
+    Result<ImportedClip> imported = MediaEngine::importClip(media, url, stop);
+    if (!imported || transaction == nullptr) {
+        return imported;
+    }
+    Result<Clip> inside = transaction->localize(std::move(imported->clip), stop);
+    if (!inside) {
+        return fail(std::move(inside.error()));
+    }
+    imported->clip = std::move(*inside);
+    return imported;
+}
+
+std::string joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += text.empty() ? line : "\n" + line;
+    }
+    return text;
+}
+
+}  // namespace
+
+void Editor::importFiles() {
+    if (busy()) {
+        return;
+    }
+    services_.panels->chooseFiles(PanelContent::media, "Choose videos or audio files.",
+                                  [weak = weak_from_this()](std::vector<FileURL> urls) {
+                                      if (const auto self = weak.lock()) {
+                                          self->importURLs(std::move(urls));
+                                      }
+                                  });
+}
+
+void Editor::importURLs(std::vector<FileURL> urls) {
+    if (busy() || urls.empty()) {
+        return;
+    }
+    isImporting_ = true;
+    notify();
+    importEach(std::move(urls));
+}
+
+QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
+    const std::shared_ptr<Editor> self = shared_from_this();
+    std::vector<Clip> arrivals;
+    std::vector<std::string> failures;
+    for (const FileURL& url : urls) {
+        if (knownAs(*assets_, url) != nullptr || knownAs(arrivals, url) != nullptr) {
+            continue;
+        }
+        // Ends with the round, and with it the copy of a file that failed.
+        const auto transaction = mediaDirectory_ ? std::make_shared<ProjectMedia>(*mediaDirectory_) : nullptr;
+        auto work = [media = services_.media, transaction, url] { return bringIn(*media, transaction.get(), url, {}); };
+        auto background = inBackground(*services_.context, std::move(work));
+        Result<ImportedClip> imported = co_await background;
+        if (!imported) {
+            failures.push_back(std::move(imported.error().message));
+            continue;
+        }
+        storeThumbnail(imported->clip.url, std::move(imported->picture));
+        arrivals.push_back(std::move(imported->clip));
+        if (transaction) {
+            transaction->commit();
+        }
+    }
+    isImporting_ = false;
+    notify();
+    if (!arrivals.empty()) {
+        std::vector<Clip> assets = *assets_;
+        for (Clip& clip : arrivals) {
+            if (!holds(assets, clip.url)) {
+                assets.push_back(std::move(clip));
+            }
+        }
+        assets_ = std::make_shared<const std::vector<Clip>>(std::move(assets));
+        refreshDirty();
+    }
+    if (!failures.empty()) {
+        setError(joined(failures));
+    }
+}
+
+QCoro::Task<Result<std::vector<UUID>>> Editor::importMedia(std::vector<FileURL> urls,
+                                                           std::function<Result<void>()> validateCommit,
+                                                           std::stop_token stop) {
+    using Answer = Result<std::vector<UUID>>;
+    const std::shared_ptr<Editor> self = shared_from_this();
+    if (busy() || interactionSnapshot_) {
+        co_return Answer(fail("Kelvane is busy."));
+    }
+    isImporting_ = true;
+    notify();
+    auto gather = gatherImports(std::move(urls), std::move(validateCommit), std::move(stop));
+    Answer answer = co_await gather;
+    isImporting_ = false;
+    notify();
+    co_return answer;
+}
+
+QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL> urls,
+                                                             std::function<Result<void>()> validateCommit,
+                                                             std::stop_token stop) {
+    using Answer = Result<std::vector<UUID>>;
+    const auto transaction = mediaDirectory_ ? std::make_shared<ProjectMedia>(*mediaDirectory_) : nullptr;
+    std::vector<ImportedClip> results;
+    for (const FileURL& url : urls) {
+        if (stop.stop_requested()) {
+            co_return Answer(fail(Error::cancelled()));
+        }
+        if (const Clip* asset = knownAs(*assets_, url)) {
+            results.push_back({*asset, nullptr});
+            continue;
+        }
+        if (const ImportedClip* earlier = knownAs(results, url)) {
+            results.push_back(ImportedClip(*earlier));
+            continue;
+        }
+        auto work = [media = services_.media, transaction, url, stop] {
+            return bringIn(*media, transaction.get(), url, stop);
+        };
+        auto background = inBackground(*services_.context, std::move(work));
+        Result<ImportedClip> imported = co_await background;
+        if (!imported) {
+            co_return Answer(fail(std::move(imported.error())));
+        }
+        results.push_back(std::move(*imported));
+    }
+    if (const Result<void> valid = validateCommit ? validateCommit() : Result<void>(); !valid) {
+        co_return Answer(fail(valid.error()));
+    }
+    takeImports(results);
+    if (transaction) {
+        transaction->commit();
+    }
+    std::vector<UUID> ids;
+    ids.reserve(results.size());
+    for (const ImportedClip& result : results) {
+        ids.push_back(result.clip.id);
+    }
+    co_return Answer(std::move(ids));
+}
+
+void Editor::takeImports(const std::vector<ImportedClip>& imports) {
+    std::vector<Clip> assets = *assets_;
+    for (const ImportedClip& imported : imports) {
+        if (!holds(assets, imported.clip.url)) {
+            assets.push_back(imported.clip);
+            storeThumbnail(imported.clip.url, imported.picture);
+        }
+    }
+    if (assets.size() == assets_->size()) {
+        return;
+    }
+    pushUndo(presentEntry(true));
+    redoStack_.clear();
+    assets_ = std::make_shared<const std::vector<Clip>>(std::move(assets));
+    refreshDirty();
+}
+
+void Editor::storeThumbnail(const FileURL& url, StillImagePtr picture) {
+    if (picture) {
+        thumbnails_.insert_or_assign(url, std::move(picture));
+    } else {
+        thumbnails_.erase(url);
+    }
+    notify();
+}
+
+}  // namespace kelvane

@@ -1,0 +1,118 @@
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "Editor.h"
+#include "Timeline/Framing.h"
+#include "Timeline/TimelineLayout.h"
+
+namespace kelvane {
+
+namespace {
+
+/// Pause after a change before the preview is built, so that a burst of edits costs one build.
+constexpr std::chrono::milliseconds previewPause{180};
+/// One frame of the preview, seconds.
+constexpr MediaTime previewFrame{1, 30};
+
+}  // namespace
+
+const Clip* Editor::previewAsset() const {
+    if (!previewAssetID_) {
+        return nullptr;
+    }
+    const auto found = std::ranges::find(*assets_, *previewAssetID_, &Clip::id);
+    return found == assets_->end() ? nullptr : &*found;
+}
+
+bool Editor::hasPreview() const { return previewAsset() != nullptr || !clips_->empty(); }
+
+double Editor::previewDuration() const {
+    const Clip* asset = previewAsset();
+    return asset != nullptr ? asset->duration() : TimelineLayout::duration(*clips_);
+}
+
+double Editor::previewPlayhead() const { return previewAssetID_ ? assetPlayhead_ : playhead_; }
+
+void Editor::pausePlayer() {
+    player_->pause();
+    isPlaying_ = false;
+    notify();
+}
+
+void Editor::rebuildPreview() {
+    previewTask_.request_stop();
+    previewTimer_.cancel();
+    pausePlayer();
+    const Clip* asset = previewAsset();
+    ClipArray shown = asset != nullptr ? std::make_shared<const std::vector<Clip>>(1, *asset) : clips_;
+    if (shown->empty()) {
+        player_->replaceItem(nullptr);
+        playhead_ = 0;
+        isBuilding_ = false;
+        return;
+    }
+    isBuilding_ = true;
+    previewTask_ = std::stop_source();
+    auto build = [weak = weak_from_this(), context = services_.context, media = services_.media,
+                  shown = std::move(shown),
+                  stop = previewTask_.get_token()] { buildPreview(weak, context, media, shown, stop); };
+    previewTimer_ = services_.context->after(previewPause, std::move(build));
+}
+
+QCoro::Task<void> Editor::buildPreview(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
+                                       ClipArray clips, std::stop_token stop) {
+    auto work = [media, clips, stop] { return MediaEngine::build(*media, *clips, Framing::size, previewFrame, stop); };
+    auto background = inBackground(*context, std::move(work));
+    const Result<EditedMediaPtr> built = co_await background;
+    const std::shared_ptr<Editor> self = weak.lock();
+    if (self && !stop.stop_requested()) {
+        self->showBuiltPreview(built);
+    }
+}
+
+void Editor::showBuiltPreview(const Result<EditedMediaPtr>& built) {
+    if (!built && built.error().isCancelled()) {
+        return;
+    }
+    isBuilding_ = false;
+    notify();
+    if (!built) {
+        player_->replaceItem(nullptr);
+        setError(built.error().message);
+        return;
+    }
+    // The last frame begins one frame before the end.
+    const double lastFrame = std::max(previewDuration() - previewFrame.seconds(), 0.0);
+    const double target = std::min(previewPlayhead(), lastFrame);
+    player_->replaceItem(*built);
+    seekPreview(target);
+}
+
+void Editor::showAssetPreview(const UUID& assetID) {
+    const UUID id = assetID;
+    if (busy() || std::ranges::find(*assets_, id, &Clip::id) == assets_->end()) {
+        return;
+    }
+    setSelection(std::nullopt);
+    selectedAssetIDs_ = {id};
+    previewAssetID_ = id;
+    assetPlayhead_ = 0;
+    rebuildPreview();
+}
+
+void Editor::showTimelinePreview() { leaveAssetPreview(); }
+
+void Editor::seekPreview(double seconds) {
+    if (isRecording_ || std::isnan(seconds)) {
+        return;
+    }
+    pausePlayer();
+    const double position = std::clamp(seconds, 0.0, std::max(previewDuration(), 0.0));
+    (previewAssetID_ ? assetPlayhead_ : playhead_) = position;
+    if (!isBuilding_) {
+        player_->seek(MediaTime::fromSeconds(position).seconds());
+    }
+}
+
+}  // namespace kelvane

@@ -1,0 +1,123 @@
+#include <algorithm>
+#include <utility>
+
+#include "Editor.h"
+
+namespace kelvane {
+
+namespace {
+
+std::set<UUID> existing(const std::vector<Clip>& clips, const std::set<UUID>& ids) {
+    std::set<UUID> found;
+    for (const Clip& clip : clips) {
+        if (ids.contains(clip.id)) {
+            found.insert(clip.id);
+        }
+    }
+    return found;
+}
+
+std::optional<UUID> firstOf(const std::vector<Clip>& clips, const std::set<UUID>& ids) {
+    const auto found = std::ranges::find_if(clips, [&ids](const Clip& clip) { return ids.contains(clip.id); });
+    return found == clips.end() ? std::nullopt : std::optional(found->id);
+}
+
+/// The ids from `a` to `b` in array order, whichever comes first, both included. Both exist.
+std::set<UUID> range(const std::vector<Clip>& clips, const UUID& a, const UUID& b) {
+    auto first = std::ranges::find(clips, a, &Clip::id);
+    auto last = std::ranges::find(clips, b, &Clip::id);
+    if (last < first) {
+        std::swap(first, last);
+    }
+    std::set<UUID> found;
+    for (auto clip = first; clip <= last; ++clip) {
+        found.insert(clip->id);
+    }
+    return found;
+}
+
+}  // namespace
+
+void Editor::setSelection(std::optional<UUID> id) {
+    selection_ = id;
+    selectedClipIDs_.clear();
+    timelineSelectionAnchor_ = id;
+    if (id) {
+        selectedClipIDs_.insert(*id);
+        selectedAssetIDs_.clear();
+    }
+    notify();
+}
+
+void Editor::clearSelectedAssets() {
+    selectedAssetIDs_.clear();
+    notify();
+}
+
+void Editor::leaveAssetPreview() {
+    if (previewAssetID_) {
+        previewAssetID_.reset();
+        rebuildPreview();
+    }
+}
+
+void Editor::select(const UUID& clipID) {
+    const UUID id = clipID;
+    setSelection(id);
+    leaveAssetPreview();
+    seekPreview(offset(id));
+}
+
+void Editor::selectTimelineClip(const UUID& clipID, SelectionModifiers modifiers) {
+    const UUID id = clipID;
+    const auto exists = [this](const UUID& wanted) {
+        return std::ranges::find(*clips_, wanted, &Clip::id) != clips_->end();
+    };
+    if (busy() || !exists(id)) {
+        return;
+    }
+    std::set<UUID> chosen{id};
+    std::optional<UUID> anchor = id;
+    if (modifiers.shift && timelineSelectionAnchor_ && exists(*timelineSelectionAnchor_)) {
+        anchor = timelineSelectionAnchor_;
+        chosen = range(*clips_, *anchor, id);
+        if (modifiers.command) {
+            chosen.insert(selectedClipIDs_.begin(), selectedClipIDs_.end());
+        }
+    } else if (modifiers.command) {
+        chosen = selectedClipIDs_;
+        if (!chosen.insert(id).second) {
+            chosen.erase(id);
+        }
+    }
+    setSelection(chosen.contains(id) ? std::optional(id) : firstOf(*clips_, chosen));
+    selectedClipIDs_ = std::move(chosen);
+    timelineSelectionAnchor_ = anchor;
+    selectedAssetIDs_.clear();
+    leaveAssetPreview();
+}
+
+void Editor::selectTimelineClips(const std::set<UUID>& ids) {
+    if (busy()) {
+        return;
+    }
+    std::set<UUID> chosen = existing(*clips_, ids);
+    setSelection(selection_ && chosen.contains(*selection_) ? selection_ : firstOf(*clips_, chosen));
+    selectedClipIDs_ = std::move(chosen);
+    selectedAssetIDs_.clear();
+    leaveAssetPreview();
+}
+
+void Editor::selectAssets(const std::set<UUID>& ids) {
+    if (busy()) {
+        return;
+    }
+    std::set<UUID> chosen = existing(*assets_, ids);
+    setSelection(std::nullopt);
+    selectedAssetIDs_ = std::move(chosen);
+    if (previewAssetID_ && !selectedAssetIDs_.contains(*previewAssetID_)) {
+        leaveAssetPreview();
+    }
+}
+
+}  // namespace kelvane
