@@ -47,14 +47,23 @@ public:
     BackgroundAwaiter(const BackgroundAwaiter&) = delete;
     BackgroundAwaiter& operator=(const BackgroundAwaiter&) = delete;
 
-    [[nodiscard]] bool await_ready() const noexcept { return false; }
-    void await_suspend(std::coroutine_handle<> caller) {
-        context_->runInBackground([this, caller] {
-            value_.emplace(work_());
-            context_->post([caller] { caller.resume(); });
-        });
-    }
-    Value await_resume() { return std::move(*value_); }
+    /// What the `co_await` itself holds: a pointer alone, as compilers have also copied awaiters that stand in a variable.
+    class Wait {
+    public:
+        explicit Wait(BackgroundAwaiter& awaiter) : awaiter_(&awaiter) {}
+        [[nodiscard]] bool await_ready() const noexcept { return false; }
+        void await_suspend(std::coroutine_handle<> caller) {
+            awaiter_->context_->runInBackground([awaiter = awaiter_, caller] {
+                awaiter->value_.emplace(awaiter->work_());
+                awaiter->context_->post([caller] { caller.resume(); });
+            });
+        }
+        Value await_resume() { return std::move(*awaiter_->value_); }
+
+    private:
+        BackgroundAwaiter* awaiter_;
+    };
+    Wait operator co_await() noexcept { return Wait(*this); }
 
 private:
     MainContext* context_;
