@@ -20,8 +20,8 @@ constexpr int linearShift = 20;  // 12 bits of the factors, 8 of the samples' fr
 
 constexpr int lumaCells = 64;
 constexpr int lumaCellBits = 10;
-constexpr int chromaNodes = 33;
-constexpr int chromaCellBits = 11;
+constexpr int chromaNodes = 65;
+constexpr int chromaCellBits = 10;
 /// Cube values are 8-bit sample values times 64.
 constexpr int cubeScale = 64;
 constexpr int cubeShift = 6 + chromaCellBits;

@@ -20,11 +20,11 @@ struct ColorRows {
 };
 
 /// Converts 4:2:0 pictures, chroma sited left, to 8-bit limited-range Rec. 709. Conversions that are linear are
-/// calculated; the others are looked up in a cube of 65 lumas by 33 by 33 colour differences and interpolated in it
+/// calculated; the others are looked up in a cube of 65 lumas by 65 by 65 colour differences and interpolated in it
 /// (linear along luma, by triangles across). Immutable, any thread.
 class ColorConverter {
 public:
-    /// The converter for a kind of source. The ones used last are remembered, because a cube takes some 40 ms to make.
+    /// The converter for a kind of source. The ones used last are remembered, because a cube takes some 80 ms to make.
     static std::shared_ptr<const ColorConverter> forColor(const PictureColor& color);
     explicit ColorConverter(const PictureColor& color);
 

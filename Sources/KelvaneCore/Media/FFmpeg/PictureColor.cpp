@@ -185,10 +185,17 @@ ColorMatrix signalMatrix(AVColorSpace matrix) {
              {1, 2 * (1 - w.blue), 0}}};
 }
 
-// The display that SDR signals are made for: Rec. ITU-R BT.1886's pure power. Odd around zero, so that colours outside
-// the gamut pass through.
-constexpr double displayGamma = 2.4;
-double signedPower(double value, double exponent) { return std::copysign(std::pow(std::abs(value), exponent), value); }
+// The screen that SDR signals are made for, as players treat all of them: IEC 61966-2-1. Unlike Rec. 1886's pure power
+// it has a straight toe, without which colours at the gamut's edge would have no bounded slope to interpolate. Odd
+// around zero, so that colours outside the gamut pass through.
+double screenLight(double signal) {
+    const double size = std::abs(signal);
+    return std::copysign(size <= 0.04045 ? size / 12.92 : std::pow((size + 0.055) / 1.055, 2.4), signal);
+}
+double screenSignal(double light) {
+    const double size = std::abs(light);
+    return std::copysign(size <= 0.0031308 ? size * 12.92 : 1.055 * std::pow(size, 1 / 2.4) - 0.055, light);
+}
 
 constexpr ColorTriple rec709Luminance{0.2126, 0.7152, 0.0722};
 
@@ -263,13 +270,14 @@ Rec709Mapping::Rec709Mapping(const PictureColor& from) : from_(from), wideGamut_
         sampleOffset_ = {16 * step, middle, middle};
     }
     toSignal_ = signalMatrix(from.matrix);
+    fromSignal_ = inverse(signalMatrix(AVCOL_SPC_BT709));
     const ColorMatrix source = toXYZ(chromaticitiesOf(from.primaries));
     luminance_ = source[1];
     toRec709_ = multiply(inverse(toXYZ(chromaticitiesOf(AVCOL_PRI_BT709))), source);
 }
 
 Rec709Mapping::Linear Rec709Mapping::linear() const {
-    const ColorMatrix across = multiply(inverse(signalMatrix(AVCOL_SPC_BT709)), toSignal_);
+    const ColorMatrix across = multiply(fromSignal_, toSignal_);
     constexpr ColorTriple outScale{219, 224, 224};
     constexpr ColorTriple outOffset{16, 128, 128};
     Linear out;
@@ -289,9 +297,9 @@ ColorTriple Rec709Mapping::map(const ColorTriple& samples) const {
     ColorTriple signal = multiply(toSignal_, parts);
     if (!from_.isLinearMap()) {
         const ColorTriple light = sdrLight(signal);
-        for (int i = 0; i < 3; ++i) signal[i] = signedPower(light[i], 1 / displayGamma);
+        for (int i = 0; i < 3; ++i) signal[i] = screenSignal(light[i]);
     }
-    const ColorTriple out = multiply(inverse(signalMatrix(AVCOL_SPC_BT709)), signal);
+    const ColorTriple out = multiply(fromSignal_, signal);
     return {16 + 219 * out[0], 128 + 224 * out[1], 128 + 224 * out[2]};
 }
 
@@ -299,7 +307,7 @@ ColorTriple Rec709Mapping::sdrLight(const ColorTriple& signal) const {
     ColorTriple light{};
     switch (from_.transfer) {
         case TransferKind::sdr:
-            for (int i = 0; i < 3; ++i) light[i] = signedPower(signal[i], displayGamma);
+            for (int i = 0; i < 3; ++i) light[i] = screenLight(signal[i]);
             break;
         case TransferKind::linear:
             light = signal;

@@ -61,6 +61,7 @@ private:
 
     PictureColor from_;
     ColorMatrix toSignal_{};
+    ColorMatrix fromSignal_{};
     ColorTriple sampleScale_{};
     ColorTriple sampleOffset_{};
     ColorMatrix toRec709_{};

@@ -30,7 +30,7 @@ bool isPlain(const AVPixFmtDescriptor& format) {
 
 /// The planar format that holds all of a format that isn't plain.
 AVPixelFormat plainFormat(const AVPixFmtDescriptor& format, bool becomesRec709) {
-    const bool alpha = (format.flags & AV_PIX_FMT_FLAG_ALPHA) != 0 || (format.flags & AV_PIX_FMT_FLAG_PAL) != 0;
+    const bool alpha = (format.flags & AV_PIX_FMT_FLAG_ALPHA) != 0;
     const int depth = format.comp[0].depth;
     if (becomesRec709) {
         if (depth <= 8) return alpha ? AV_PIX_FMT_YUVA444P : AV_PIX_FMT_YUV444P;
@@ -105,12 +105,31 @@ SampleGrid chromaGrid(const AVFrame& frame, int log2Width, int log2Height) {
 
 void PictureNormalizer::RepackerDeleter::operator()(SwsContext* context) const { sws_freeContext(context); }
 
+Result<FramePtr> PictureNormalizer::withoutPalette(const AVFrame& frame) {
+    FramePtr out(av_frame_alloc());
+    check(out != nullptr, "no memory for a frame");
+    out->format = AV_PIX_FMT_RGB32;
+    out->width = frame.width;
+    out->height = frame.height;
+    if (const int code = av_frame_get_buffer(out.get(), planeAlignment); code < 0)
+        return fail("A picture could not be unpacked: " + ffmpegErrorText(code) + ".");
+    out->color_primaries = frame.color_primaries;
+    out->color_trc = frame.color_trc;
+    if (frame.data[1] == nullptr) return fail("A picture without its palette can't be shown.");
+    for (int y = 0; y < frame.height; ++y) {
+        const std::uint8_t* in = frame.data[0] + static_cast<std::ptrdiff_t>(y) * frame.linesize[0];
+        std::uint8_t* to = out->data[0] + static_cast<std::ptrdiff_t>(y) * out->linesize[0];
+        // Palette entries and RGB32 both are words in the machine's byte order.
+        for (int x = 0; x < frame.width; ++x) std::memcpy(to + 4 * x, frame.data[1] + 4 * in[x], 4);
+    }
+    return out;
+}
+
 Result<const AVFrame*> PictureNormalizer::repacked(const AVFrame& frame, PictureColor& color) {
     const auto format = static_cast<AVPixelFormat>(frame.format);
     const AVPixFmtDescriptor& description = *av_pix_fmt_desc_get(format);
     const bool becomesRec709 =
-        (description.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_PAL | AV_PIX_FMT_FLAG_BAYER)) != 0 ||
-        description.nb_components <= 2;
+        (description.flags & (AV_PIX_FMT_FLAG_RGB | AV_PIX_FMT_FLAG_BAYER)) != 0 || description.nb_components <= 2;
     const AVPixelFormat target = plainFormat(description, becomesRec709);
     color = PictureColor::of(frame, av_pix_fmt_desc_get(target)->comp[0].depth);
     if (becomesRec709) {
@@ -167,7 +186,13 @@ Result<PlanarPicture> PictureNormalizer::normalize(const AVFrame& frame) {
     if (isPlain(*description)) {
         picture.color = PictureColor::of(frame, description->comp[0].depth);
     } else {
-        const auto unpacked = repacked(frame, picture.color);
+        FramePtr coloured;
+        if ((description->flags & AV_PIX_FMT_FLAG_PAL) != 0) {
+            auto made = withoutPalette(frame);
+            if (!made) return fail(made.error());
+            coloured = std::move(*made);
+        }
+        const auto unpacked = repacked(coloured ? *coloured : frame, picture.color);
         if (!unpacked) return fail(unpacked.error());
         plain = *unpacked;
         description = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(plain->format));

@@ -29,6 +29,8 @@ private:
     struct RepackerDeleter {
         void operator()(SwsContext* context) const;
     };
+    /// A palette picture as the colours that it means.
+    Result<FramePtr> withoutPalette(const AVFrame& frame);
     Result<const AVFrame*> repacked(const AVFrame& frame, PictureColor& color);
     void layOverBlack(PlanarPicture& picture, const PlaneView& alpha);
 

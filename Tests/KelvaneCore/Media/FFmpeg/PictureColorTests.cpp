@@ -1,0 +1,487 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "Media/FFmpeg/ColorConverter.h"
+#include "Media/FFmpeg/PictureScaler.h"
+#include "PictureTestFrames.h"
+
+namespace kelvane {
+namespace {
+
+using namespace picturetest;
+using Samples = std::array<int, 3>;
+
+/// One colour through the whole drawing path; the sample in the middle of the canvas.
+Samples drawn(const FrameKind& kind, Samples samples) {
+    const FramePtr source = patchFrame(kind, samples);
+    const Size size{static_cast<double>(kind.width), static_cast<double>(kind.height)};
+    const auto out = PictureScaler().draw(*source, size, {}, size);
+    EXPECT_TRUE(out.has_value());
+    if (!out) return {};
+    return {sampleAt(**out, 0, kind.width / 2, kind.height / 2), sampleAt(**out, 1, kind.width / 4, kind.height / 4),
+            sampleAt(**out, 2, kind.width / 4, kind.height / 4)};
+}
+
+void expectNear(Samples actual, Samples expected, int tolerance, const std::string& what) {
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(actual[i], expected[i], tolerance) << what << ", channel " << i;
+}
+
+using Color = std::array<double, 3>;
+
+/// R'G'B' as samples, from the definition: Y' = kr R' + kg G' + kb B', Cb = (B' - Y') / (2 - 2 kb), Cr alike.
+Samples encoded(Color rgb, double kr, double kb, bool full, int depth) {
+    const double y = kr * rgb[0] + (1 - kr - kb) * rgb[1] + kb * rgb[2];
+    const double b = (rgb[2] - y) / (2 * (1 - kb));
+    const double r = (rgb[0] - y) / (2 * (1 - kr));
+    const double top = std::ldexp(1.0, depth) - 1;
+    const double step = std::ldexp(1.0, depth - 8);
+    const double middle = std::ldexp(1.0, depth - 1);
+    const auto whole = [](double value) { return static_cast<int>(std::lround(value)); };
+    if (full) return {whole(y * top), whole(b * top + middle), whole(r * top + middle)};
+    return {whole((16 + 219 * y) * step), whole(224 * b * step + middle), whole(224 * r * step + middle)};
+}
+Samples rec709(Color rgb) { return encoded(rgb, 0.2126, 0.0722, false, 8); }
+Samples rec601(Color rgb, bool full = false, int depth = 8) { return encoded(rgb, 0.299, 0.114, full, depth); }
+Samples rec2020(Color rgb, int depth) { return encoded(rgb, 0.2627, 0.0593, false, depth); }
+
+const std::vector<Color> patches{{0, 0, 0},       {1, 1, 1},       {0.5, 0.5, 0.5}, {0.18, 0.18, 0.18}, {0.75, 0, 0},
+                                 {0, 0.75, 0},    {0, 0, 0.75},    {0.75, 0.75, 0}, {0, 0.75, 0.75},    {0.75, 0, 0.75},
+                                 {0.8, 0.6, 0.5}, {0.2, 0.4, 0.7}, {1, 0, 0},       {0, 1, 0},          {0, 0, 1}};
+
+TEST(PictureColor, ColourBarsOfRec601BecomeThoseOfRec709) {
+    // The published samples of 75% bars.
+    struct Row {
+        std::string name;
+        Samples from, to;
+    };
+    const std::vector<Row> rows{{"white", {180, 128, 128}, {180, 128, 128}}, {"yellow", {162, 44, 142}, {168, 44, 136}},
+                                {"cyan", {131, 156, 44}, {145, 147, 44}},    {"green", {112, 72, 58}, {133, 63, 52}},
+                                {"magenta", {84, 184, 198}, {63, 193, 204}}, {"red", {65, 100, 212}, {51, 109, 212}},
+                                {"blue", {35, 212, 114}, {28, 212, 120}},    {"black", {16, 128, 128}, {16, 128, 128}}};
+    for (const Row& row : rows)
+        expectNear(drawn({.width = 64, .height = 64, .matrix = AVCOL_SPC_SMPTE170M}, row.from), row.to, 1, row.name);
+}
+
+TEST(PictureColor, MatricesAndRangesAreConverted) {
+    for (const Color& patch : patches) {
+        for (const bool full : {false, true}) {
+            const AVColorRange range = full ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG;
+            const std::string what = ::testing::PrintToString(patch) + (full ? " full" : " limited");
+            expectNear(drawn({.width = 64, .height = 64, .range = range}, encoded(patch, 0.2126, 0.0722, full, 8)),
+                       rec709(patch), 1, what + " 709");
+            expectNear(
+                drawn({.width = 64, .height = 64, .range = range, .matrix = AVCOL_SPC_BT470BG}, rec601(patch, full)),
+                rec709(patch), 1, what + " 601");
+            expectNear(drawn({.width = 64,
+                              .height = 64,
+                              .format = AV_PIX_FMT_YUV422P10,
+                              .range = range,
+                              .matrix = AVCOL_SPC_SMPTE170M},
+                             rec601(patch, full, 10)),
+                       rec709(patch), 1, what + " 601 10-bit");
+            expectNear(drawn({.width = 64, .height = 64, .format = AV_PIX_FMT_YUV444P12, .range = range},
+                             encoded(patch, 0.2126, 0.0722, full, 12)),
+                       rec709(patch), 1, what + " 709 12-bit");
+        }
+        // The older full-range formats say so by their name.
+        expectNear(drawn({.width = 64, .height = 64, .format = AV_PIX_FMT_YUVJ420P, .range = AVCOL_RANGE_UNSPECIFIED},
+                         encoded(patch, 0.2126, 0.0722, true, 8)),
+                   rec709(patch), 1, ::testing::PrintToString(patch) + " yuvj");
+    }
+}
+
+TEST(PictureColor, UntaggedPicturesAreGuessedBySize) {
+    struct Row {
+        int width, height;
+        bool rec709;
+    };
+    for (const Row& row : {Row{640, 480, false}, Row{720, 576, false}, Row{854, 480, false}, Row{1280, 534, true},
+                           Row{1280, 720, true}, Row{720, 1280, true}, Row{1920, 1080, true}}) {
+        const FrameKind untagged{.width = row.width,
+                                 .height = row.height,
+                                 .range = AVCOL_RANGE_UNSPECIFIED,
+                                 .matrix = AVCOL_SPC_UNSPECIFIED,
+                                 .primaries = AVCOL_PRI_UNSPECIFIED,
+                                 .transfer = AVCOL_TRC_UNSPECIFIED,
+                                 .chroma = AVCHROMA_LOC_UNSPECIFIED};
+        const Color green{0.1, 0.7, 0.2};
+        expectNear(drawn(untagged, row.rec709 ? rec709(green) : rec601(green)), rec709(green), 1,
+                   std::to_string(row.width) + "×" + std::to_string(row.height));
+    }
+}
+
+TEST(PictureColor, SRGBKeepsItsCodeValues) {
+    for (const Color& patch : patches)
+        expectNear(drawn({.width = 64, .height = 64, .transfer = AVCOL_TRC_IEC61966_2_1}, rec709(patch)), rec709(patch),
+                   0, ::testing::PrintToString(patch));
+}
+
+TEST(PictureColor, RGBPicturesAreEncoded) {
+    for (const Color& patch : patches) {
+        const auto level = [&](int i, int top) {
+            return static_cast<int>(std::lround(patch[static_cast<std::size_t>(i)] * top));
+        };
+        FrameKind kind{.width = 64,
+                       .height = 64,
+                       .format = AV_PIX_FMT_GBRP,
+                       .matrix = AVCOL_SPC_RGB,
+                       .transfer = AVCOL_TRC_IEC61966_2_1};
+        const std::string what = ::testing::PrintToString(patch);
+        expectNear(drawn(kind, {level(1, 255), level(2, 255), level(0, 255)}), rec709(patch), 1, what + " gbrp");
+        kind.format = AV_PIX_FMT_GBRP10;
+        expectNear(drawn(kind, {level(1, 1023), level(2, 1023), level(0, 1023)}), rec709(patch), 1, what + " gbrp10");
+
+        for (const auto format : {AV_PIX_FMT_RGB24, AV_PIX_FMT_BGRA, AV_PIX_FMT_PAL8}) {
+            kind.format = format;
+            FramePtr source = emptyFrame(kind);
+            const std::array<int, 4> bgra{level(2, 255), level(1, 255), level(0, 255), 255};
+            if (format == AV_PIX_FMT_PAL8) {
+                for (int i = 0; i < 4; ++i)
+                    source->data[1][4 * 9 + i] = static_cast<std::uint8_t>(bgra[static_cast<std::size_t>(i)]);
+            }
+            for (int y = 0; y < 64; ++y) {
+                std::uint8_t* row = source->data[0] + std::ptrdiff_t{y} * source->linesize[0];
+                for (int x = 0; x < 64; ++x) {
+                    if (format == AV_PIX_FMT_PAL8) row[x] = 9;
+                    if (format == AV_PIX_FMT_RGB24)
+                        for (int i = 0; i < 3; ++i) row[3 * x + i] = static_cast<std::uint8_t>(level(i, 255));
+                    if (format == AV_PIX_FMT_BGRA)
+                        for (int i = 0; i < 4; ++i)
+                            row[4 * x + i] = static_cast<std::uint8_t>(bgra[static_cast<std::size_t>(i)]);
+                }
+            }
+            const auto out = PictureScaler().draw(*source, {64, 64}, {}, {64, 64});
+            ASSERT_TRUE(out.has_value());
+            expectNear({sampleAt(**out, 0, 30, 30), sampleAt(**out, 1, 15, 15), sampleAt(**out, 2, 15, 15)},
+                       rec709(patch), 1, what + " " + av_get_pix_fmt_name(format));
+        }
+    }
+}
+
+TEST(PictureColor, InterleavedAndGrayFormatsAreTaken) {
+    const Color patch{0.3, 0.6, 0.2};
+    const Samples expected = rec709(patch);
+    for (const auto format : {AV_PIX_FMT_NV12, AV_PIX_FMT_P010, AV_PIX_FMT_YUYV422}) {
+        FramePtr source = emptyFrame({.width = 64, .height = 64, .format = format});
+        for (int y = 0; y < 64; ++y) {
+            for (int x = 0; x < 64; ++x) {
+                std::uint8_t* luma = source->data[0] + std::ptrdiff_t{y} * source->linesize[0];
+                std::uint8_t* chroma = source->data[1] == nullptr
+                                           ? nullptr
+                                           : source->data[1] + std::ptrdiff_t{y / 2} * source->linesize[1];
+                const int part = expected[static_cast<std::size_t>(1 + x % 2)];
+                if (format == AV_PIX_FMT_NV12) {
+                    luma[x] = static_cast<std::uint8_t>(expected[0]);
+                    chroma[x] = static_cast<std::uint8_t>(part);
+                } else if (format == AV_PIX_FMT_P010) {
+                    reinterpret_cast<std::uint16_t*>(luma)[x] = static_cast<std::uint16_t>(expected[0] << 8);
+                    reinterpret_cast<std::uint16_t*>(chroma)[x] = static_cast<std::uint16_t>(part << 8);
+                } else {
+                    luma[2 * x] = static_cast<std::uint8_t>(expected[0]);
+                    luma[2 * x + 1] = static_cast<std::uint8_t>(part);
+                }
+            }
+        }
+        const auto out = PictureScaler().draw(*source, {64, 64}, {}, {64, 64});
+        ASSERT_TRUE(out.has_value()) << out.error().message;
+        expectNear({sampleAt(**out, 0, 30, 30), sampleAt(**out, 1, 15, 15), sampleAt(**out, 2, 15, 15)}, expected, 0,
+                   av_get_pix_fmt_name(format));
+    }
+    expectNear(drawn({.width = 64, .height = 64, .format = AV_PIX_FMT_GRAY8}, {100, 0, 0}), {100, 128, 128}, 0, "gray");
+    expectNear(
+        drawn({.width = 64, .height = 64, .format = AV_PIX_FMT_GRAY8, .range = AVCOL_RANGE_UNSPECIFIED}, {255, 0, 0}),
+        {235, 128, 128}, 0, "full gray");
+    expectNear(drawn({.width = 64, .height = 64, .format = AV_PIX_FMT_GRAY10}, {400, 0, 0}), {100, 128, 128}, 0,
+               "gray10");
+}
+
+TEST(PictureColor, TransparentPicturesLieOverBlack) {
+    struct Row {
+        int alpha;
+        double share;
+    };
+    for (const Row& row : {Row{255, 1}, Row{128, 128.0 / 255}, Row{0, 0}}) {
+        const Samples expected{static_cast<int>(std::lround(16 + (200 - 16) * row.share)),
+                               static_cast<int>(std::lround(128 + (90 - 128) * row.share)),
+                               static_cast<int>(std::lround(128 + (160 - 128) * row.share))};
+        for (const auto format : {AV_PIX_FMT_YUVA420P, AV_PIX_FMT_YUVA444P, AV_PIX_FMT_YUVA444P10}) {
+            const int scale = format == AV_PIX_FMT_YUVA444P10 ? 4 : 1;
+            const FramePtr source =
+                paintedFrame({.width = 65, .height = 65, .format = format}, [&](int plane, double, double) {
+                    return scale == 1 || plane < 3
+                               ? std::array{200, 90, 160, row.alpha}[static_cast<std::size_t>(plane)] * scale
+                               : std::lround(row.alpha * 1023.0 / 255);
+                });
+            const auto out = PictureScaler().draw(*source, {65, 65}, {}, {65, 65});
+            ASSERT_TRUE(out.has_value());
+            expectNear({sampleAt(**out, 0, 64, 64), sampleAt(**out, 1, 32, 32), sampleAt(**out, 2, 32, 32)}, expected,
+                       1, std::string(av_get_pix_fmt_name(format)) + " " + std::to_string(row.alpha));
+        }
+    }
+}
+
+constexpr FrameKind hdrKind(AVColorTransferCharacteristic transfer) {
+    return {.width = 64,
+            .height = 64,
+            .format = AV_PIX_FMT_YUV420P10,
+            .matrix = AVCOL_SPC_BT2020_NCL,
+            .primaries = AVCOL_PRI_BT2020,
+            .transfer = transfer};
+}
+
+TEST(PictureColor, NeutralHLGStaysNeutralAndMeetsTheSDRLevels) {
+    struct Row {
+        std::string name;
+        double signal;
+        /// R'G'B' level of the SDR picture.
+        double low, high;
+    };
+    // BT.2408: reference white is 75% HLG, a grey card of 18% reflectance 38%, and 41% in SDR.
+    for (const Row& row : {Row{"black", 0, 0, 0.002}, Row{"grey card", 0.38, 0.38, 0.46},
+                           Row{"white", 0.75, 0.88, 0.95}, Row{"peak", 1, 0.99, 1.0}}) {
+        const int luma = static_cast<int>(std::lround(64 + 876 * row.signal));
+        const Samples out = drawn(hdrKind(AVCOL_TRC_ARIB_STD_B67), {luma, 512, 512});
+        EXPECT_GE((out[0] - 16) / 219.0, row.low - 0.003) << row.name;
+        EXPECT_LE((out[0] - 16) / 219.0, row.high + 0.003) << row.name;
+        EXPECT_NEAR(out[1], 128, 1) << row.name;
+        EXPECT_NEAR(out[2], 128, 1) << row.name;
+    }
+}
+
+TEST(PictureColor, NeutralLevelsRiseWithoutSteps) {
+    for (const auto transfer : {AVCOL_TRC_ARIB_STD_B67, AVCOL_TRC_SMPTE2084}) {
+        const Rec709Mapping mapping({.matrix = AVCOL_SPC_BT2020_NCL,
+                                     .primaries = AVCOL_PRI_BT2020,
+                                     .transfer = transfer == AVCOL_TRC_SMPTE2084 ? TransferKind::pq : TransferKind::hlg,
+                                     .depth = 10});
+        double before = 0;
+        for (int luma = 64; luma <= 940; ++luma) {
+            const double value = mapping.map({static_cast<double>(luma), 512, 512})[0];
+            EXPECT_GE(value, before - 1e-9) << luma;
+            EXPECT_LE(value - before, luma == 64 ? 17.0 : 1.0) << luma;
+            before = value;
+        }
+    }
+}
+
+/// SMPTE ST 2084, from its text.
+double pqCode(double nits) {
+    const double y = std::pow(nits / 10000, 0.1593017578125);
+    return std::pow((0.8359375 + 18.8515625 * y) / (1 + 18.6875 * y), 78.84375);
+}
+
+/// IEC 61966-2-1.
+double screenCode(double light) {
+    return light <= 0.0031308 ? 12.92 * light : 1.055 * std::pow(light, 1 / 2.4) - 0.055;
+}
+
+TEST(PictureColor, ColoursBelowTheShoulderComeThroughPQUnchanged) {
+    // Linear Rec. 709 light to Rec. 2020 (ITU-R BT.2087), of at most 88 nits.
+    for (const Color& light :
+         {Color{0.3, 0.3, 0.3}, Color{0.35, 0.05, 0.05}, Color{0.05, 0.3, 0.05}, Color{0.04, 0.04, 0.4},
+          Color{0.2, 0.14, 0.1}, Color{0.02, 0.03, 0.025}, Color{0.005, 0.005, 0.005}}) {
+        const Color wide{0.6274 * light[0] + 0.3293 * light[1] + 0.0433 * light[2],
+                         0.0691 * light[0] + 0.9195 * light[1] + 0.0114 * light[2],
+                         0.0164 * light[0] + 0.0880 * light[1] + 0.8956 * light[2]};
+        const Color signal{pqCode(203 * wide[0]), pqCode(203 * wide[1]), pqCode(203 * wide[2])};
+        const Color expected{screenCode(light[0]), screenCode(light[1]), screenCode(light[2])};
+        expectNear(drawn(hdrKind(AVCOL_TRC_SMPTE2084), rec2020(signal, 10)), rec709(expected), 2,
+                   ::testing::PrintToString(light));
+    }
+    // Reference white and far beyond.
+    const double white =
+        (drawn(hdrKind(AVCOL_TRC_SMPTE2084), rec2020({pqCode(203), pqCode(203), pqCode(203)}, 10))[0] - 16) / 219.0;
+    EXPECT_GE(white, 0.88);
+    EXPECT_LE(white, 0.95);
+    EXPECT_NEAR(drawn(hdrKind(AVCOL_TRC_SMPTE2084), {940, 512, 512})[0], 235, 1);
+}
+
+TEST(PictureColor, SaturatedHLGKeepsItsHue) {
+    // Primaries and their mixtures: the two colour differences keep their signs and the strongest components stay
+    // strongest.
+    for (const Color& patch :
+         {Color{0.75, 0, 0}, Color{0, 0.75, 0}, Color{0, 0, 0.75}, Color{0.75, 0.75, 0}, Color{0, 0.75, 0.75},
+          Color{0.75, 0, 0.75}, Color{0.7, 0.5, 0.4}, Color{0.9, 0.3, 0.3}}) {
+        const Samples out = drawn(hdrKind(AVCOL_TRC_ARIB_STD_B67), rec2020(patch, 10));
+        const double y = (out[0] - 16) / 219.0, b = (out[1] - 128) / 224.0, r = (out[2] - 128) / 224.0;
+        const Color rgb{y + 1.5748 * r, y - 0.1873 * b - 0.4681 * r, y + 1.8556 * b};
+        for (std::size_t i = 0; i < 3; ++i) {
+            EXPECT_GE(rgb[i], -0.03) << ::testing::PrintToString(patch);
+            EXPECT_LE(rgb[i], 1.03) << ::testing::PrintToString(patch);
+            for (std::size_t j = 0; j < 3; ++j)
+                if (patch[i] > patch[j]) EXPECT_GT(rgb[i], rgb[j] + 0.02) << ::testing::PrintToString(patch);
+        }
+    }
+}
+
+TEST(PictureColor, WidePrimariesAreConverted) {
+    // SDR of Rec. 2020: light through the inverse of BT.2087's matrix by an sRGB screen.
+    for (const Color& light :
+         {Color{0.5, 0.5, 0.5}, Color{0.8, 0.1, 0.1}, Color{0.1, 0.6, 0.1}, Color{0.1, 0.1, 0.7}}) {
+        const Color wide{0.6274 * light[0] + 0.3293 * light[1] + 0.0433 * light[2],
+                         0.0691 * light[0] + 0.9195 * light[1] + 0.0114 * light[2],
+                         0.0164 * light[0] + 0.0880 * light[1] + 0.8956 * light[2]};
+        const auto power = [](const Color& c) { return Color{screenCode(c[0]), screenCode(c[1]), screenCode(c[2])}; };
+        FrameKind kind = hdrKind(AVCOL_TRC_BT2020_10);
+        expectNear(drawn(kind, rec2020(power(wide), 10)), rec709(power(light)), 2, ::testing::PrintToString(light));
+    }
+}
+
+/// Linear Rec. 709 light in nits as a signal of Rec. 2020 (ITU-R BT.2087, BT.2100).
+Color hdrSignal(const Color& nits, TransferKind transfer) {
+    const Color wide{0.6274 * nits[0] + 0.3293 * nits[1] + 0.0433 * nits[2],
+                     0.0691 * nits[0] + 0.9195 * nits[1] + 0.0114 * nits[2],
+                     0.0164 * nits[0] + 0.0880 * nits[1] + 0.8956 * nits[2]};
+    if (transfer == TransferKind::pq) return {pqCode(wide[0]), pqCode(wide[1]), pqCode(wide[2])};
+    const double display = (0.2627 * wide[0] + 0.6780 * wide[1] + 0.0593 * wide[2]) / 1000;
+    Color out{};
+    for (std::size_t i = 0; i < 3; ++i) {
+        const double scene = wide[i] / 1000 * std::pow(display, 1 / 1.2 - 1);
+        out[i] = scene <= 1.0 / 12 ? std::sqrt(3 * scene) : 0.17883277 * std::log(12 * scene - 0.28466892) + 0.55991073;
+    }
+    return out;
+}
+
+/// A picture of 4 by 4 blocks of one colour each, so that the samples in a block see nothing of the next.
+struct Blocks {
+    static constexpr int side = 256;
+    static constexpr int count = side / 4;
+    std::vector<std::uint16_t> planes[3];
+
+    void fill(int bx, int by, Samples samples) {
+        for (int y = 0; y < 4; ++y)
+            for (int x = 0; x < 4; ++x)
+                planes[0][static_cast<std::size_t>((4 * by + y) * side + 4 * bx + x)] =
+                    static_cast<std::uint16_t>(samples[0]);
+        for (int i = 1; i < 3; ++i)
+            for (int y = 0; y < 2; ++y)
+                for (int x = 0; x < 2; ++x)
+                    planes[i][static_cast<std::size_t>((2 * by + y) * side / 2 + 2 * bx + x)] =
+                        static_cast<std::uint16_t>(samples[static_cast<std::size_t>(i)]);
+    }
+};
+
+TEST(PictureColor, TheCubeFollowsTheFormula) {
+    struct Row {
+        std::string name;
+        PictureColor color;
+        /// All codes of the source's gamut, or colours of Rec. 709 up to three times as bright as white.
+        bool all;
+        /// Levels of 255; the rounding alone makes a mean of 0.25.
+        double largest, mean;
+    };
+    const PictureColor rec601{.matrix = AVCOL_SPC_BT470BG, .primaries = AVCOL_PRI_BT470BG, .fullRange = true};
+    const PictureColor hlg{
+        .matrix = AVCOL_SPC_BT2020_NCL, .primaries = AVCOL_PRI_BT2020, .transfer = TransferKind::hlg, .depth = 10};
+    PictureColor pq = hlg;
+    pq.transfer = TransferKind::pq;
+    // Outside of Rec. 709's gamut the mapping has edges that no cube follows; there only the mean is bounded.
+    const std::vector<Row> rows{{"601, all", rec601, true, 3, 0.32}, {"601, usual", rec601, false, 1, 0.28},
+                                {"HLG, all", hlg, true, 100, 0.5},   {"HLG, usual", hlg, false, 6, 0.32},
+                                {"PQ, all", pq, true, 100, 0.65},    {"PQ, usual", pq, false, 6, 0.42}};
+    for (const Row& row : rows) {
+        const Rec709Mapping mapping(row.color);
+        std::mt19937 random(7);
+        std::uniform_real_distribution<double> level(0.05, 0.95);
+        Blocks blocks;
+        for (int i = 0; i < 3; ++i) blocks.planes[i].resize(Blocks::side * Blocks::side / (i == 0 ? 1 : 4));
+        std::vector<ColorTriple> exact;
+        for (int by = 0; by < Blocks::count; ++by) {
+            for (int bx = 0; bx < Blocks::count; ++bx) {
+                const Color random3{level(random), level(random), level(random)};
+                Color rgb = random3;
+                if (!row.all) {
+                    const double light = 203 * std::pow(10.0, 2.5 * level(random) - 2);
+                    const Color nits{light * (0.3 + 0.7 * random3[0]), light * (0.3 + 0.7 * random3[1]),
+                                     light * (0.3 + 0.7 * random3[2])};
+                    for (std::size_t i = 0; i < 3; ++i) rgb[i] = std::min(1.0, screenCode(nits[i] / 640));
+                    if (row.color.depth > 8) rgb = hdrSignal(nits, row.color.transfer);
+                }
+                const Samples samples = row.color.depth == 8 ? encoded(rgb, 0.299, 0.114, true, 8) : rec2020(rgb, 10);
+                blocks.fill(bx, by, samples);
+                exact.push_back(mapping.map({static_cast<double>(samples[0]), static_cast<double>(samples[1]),
+                                             static_cast<double>(samples[2])}));
+            }
+        }
+        std::vector<std::uint8_t> out[3];
+        PlaneView from[3];
+        PlaneSpan to[3];
+        for (int i = 0; i < 3; ++i) {
+            const int side = i == 0 ? Blocks::side : Blocks::side / 2;
+            out[i].resize(blocks.planes[i].size());
+            from[i] = {reinterpret_cast<const std::uint8_t*>(blocks.planes[i].data()), side * 2, side, side, 2};
+            to[i] = {out[i].data(), side, side, side, 1};
+        }
+        ColorRows scratch;
+        ColorConverter(row.color).convert(from, to, scratch);
+        for (int i = 0; i < 3; ++i) {
+            std::vector<double> expected, actual;
+            for (int by = 0; by < Blocks::count; ++by) {
+                for (int bx = 0; bx < Blocks::count; ++bx) {
+                    const double value =
+                        exact[static_cast<std::size_t>(by * Blocks::count + bx)][static_cast<std::size_t>(i)];
+                    expected.push_back(std::clamp(value, 0.0, 255.0));
+                    actual.push_back(i == 0 ? out[0][static_cast<std::size_t>((4 * by + 1) * Blocks::side + 4 * bx + 1)]
+                                            : out[i][static_cast<std::size_t>(2 * by * Blocks::side / 2 + 2 * bx + 1)]);
+                }
+            }
+            const Difference gap = difference(expected, actual);
+            EXPECT_LE(gap.largest, row.largest) << row.name << ", channel " << i;
+            EXPECT_LE(gap.mean, row.mean) << row.name << ", channel " << i;
+        }
+    }
+}
+
+TEST(PictureColor, StillsAreWhatAPlayerShows) {
+    for (const Color& patch : patches) {
+        const FramePtr source = patchFrame({.width = 33, .height = 17}, rec709(patch));
+        const auto still = PictureScaler::still(*source);
+        ASSERT_TRUE(still.has_value());
+        ASSERT_EQ((*still)->width, 33);
+        ASSERT_EQ((*still)->height, 17);
+        ASSERT_EQ((*still)->pixels.size(), 33U * 17 * 4);
+        for (const std::size_t at : {std::size_t{0}, std::size_t{16 * 33 + 32} * 4}) {
+            for (std::size_t i = 0; i < 3; ++i)
+                EXPECT_NEAR((*still)->pixels[at + i], patch[i] * 255, 2.5) << ::testing::PrintToString(patch);
+            EXPECT_EQ((*still)->pixels[at + 3], 255);
+        }
+    }
+    for (const auto [width, height] : {std::pair{1, 1}, {2, 1}, {1, 2}}) {
+        const auto black = PictureScaler::black({static_cast<double>(width), static_cast<double>(height)});
+        const auto still = PictureScaler::still(**black);
+        ASSERT_TRUE(still.has_value());
+        EXPECT_EQ((*still)->pixels[0], 0);
+        EXPECT_EQ((*still)->pixels[3], 255);
+    }
+}
+
+TEST(PictureColor, PicturesWithoutAnImageAreRefused) {
+    FramePtr frame(av_frame_alloc());
+    const auto drawnFrame = PictureScaler().draw(*frame, {64, 64}, {}, {64, 64});
+    ASSERT_FALSE(drawnFrame.has_value());
+    EXPECT_EQ(drawnFrame.error().message, "A picture without an image can't be shown.");
+    EXPECT_FALSE(PictureScaler::still(*frame).has_value());
+}
+
+TEST(PictureColor, EveryFormatThatDecodersGiveIsDrawn) {
+    int accepted = 0;
+    PictureScaler scaler;
+    for (const AVPixFmtDescriptor* format = av_pix_fmt_desc_next(nullptr); format != nullptr;
+         format = av_pix_fmt_desc_next(format)) {
+        if ((format->flags & AV_PIX_FMT_FLAG_HWACCEL) != 0) continue;
+        const FramePtr source = emptyFrame({.width = 66, .height = 34, .format = av_pix_fmt_desc_get_id(format)});
+        if (source->data[0] == nullptr) continue;
+        const auto out = scaler.draw(*source, {66, 34}, {1.7, 0, 0, 1.7, -5, -3}, {40, 48});
+        if (out) {
+            ++accepted;
+        } else {
+            EXPECT_EQ(out.error().message, "A picture of the format " + std::string(format->name) + " can't be shown.");
+            RecordProperty(format->name, "refused");
+        }
+    }
+    EXPECT_GE(accepted, 150);
+}
+
+}  // namespace
+}  // namespace kelvane
