@@ -124,7 +124,7 @@ Result<ExportResolution> exportResolutionFromCommandLine(std::string_view text) 
 }
 
 std::string title(ExportFrameRate rate) {
-    return rate == ExportFrameRate::automatic ? "Auto" : fmt::format("{}", static_cast<int>(rate));
+    return rate == ExportFrameRate::automatic ? "Auto" : std::to_string(static_cast<int>(rate));
 }
 
 std::string commandLineWord(ExportFrameRate rate) { return rate == ExportFrameRate::automatic ? "auto" : title(rate); }

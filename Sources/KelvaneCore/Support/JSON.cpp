@@ -1,7 +1,5 @@
 #include "JSON.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -95,7 +93,7 @@ std::string place(std::string_view text, std::size_t offset) {
     const auto lines = std::count(head.begin(), head.end(), '\n');
     const auto lineStart = head.rfind('\n');
     const auto column = lineStart == std::string_view::npos ? offset : offset - lineStart - 1;
-    return fmt::format("line {}, column {}", lines + 1, column + 1);
+    return "line " + std::to_string(lines + 1) + ", column " + std::to_string(column + 1);
 }
 
 /// Builds the value from the parser's events. The parser itself does not recurse; the bound on depth is for the code
@@ -146,7 +144,7 @@ public:
 private:
     bool count() {
         if (++values_ <= maximumJSONValues) return true;
-        failure_ = fmt::format("The JSON holds more than {} values.", maximumJSONValues);
+        failure_ = "The JSON holds more than " + std::to_string(maximumJSONValues) + " values.";
         return false;
     }
 
@@ -169,7 +167,7 @@ private:
     bool open(nlohmann::json value) {
         if (!count()) return false;
         if (open_.size() >= static_cast<std::size_t>(maximumJSONDepth)) {
-            failure_ = fmt::format("The JSON nests deeper than {} levels.", maximumJSONDepth);
+            failure_ = "The JSON nests deeper than " + std::to_string(maximumJSONDepth) + " levels.";
             return false;
         }
         open_.push_back(&place_(std::move(value)));
