@@ -7,10 +7,11 @@
 
 namespace kelvane::testing {
 
-/// Footage whose frame n has luma `base` + 2n, all of one chroma, at 30 frames a second, with a tone.
+/// Footage whose frame n has luma `base` + 8 (n mod 24), all of one chroma, at 30 frames a second, with a tone. Steps
+/// of 8 stay apart through two lossy encodings.
 struct Footage {
     std::string size = "640x360";
-    int base = 30;
+    int base = 20;
     int cb = 110;
     int tone = 440;
     double seconds = 3;
@@ -23,7 +24,7 @@ inline std::string makeFootage(const TempFolder& folder, const std::string& name
     const auto made = runProcess(
         {"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
          "color=c=gray:s=" + footage.size + ":r=30:d=" + seconds + ",format=yuv420p,geq=lum='" +
-             std::to_string(footage.base) + "+2*N':cb=" + std::to_string(footage.cb) + ":cr=128",
+             std::to_string(footage.base) + "+8*mod(N\\,24)':cb=" + std::to_string(footage.cb) + ":cr=128",
          "-f", "lavfi", "-i", "sine=frequency=" + std::to_string(footage.tone) + ":sample_rate=48000:duration=" + seconds,
          "-ac", "2", "-c:v", "libx264", "-preset", "veryfast", "-crf", "8", "-bf", "2", "-color_primaries", "bt709",
          "-color_trc", "bt709", "-colorspace", "bt709", "-color_range", "tv", "-c:a", "aac", "-shortest", path});
