@@ -1,0 +1,167 @@
+#include "CLI/KelvaneCLI.h"
+#include "SessionFixture.h"
+
+namespace kelvane::testing {
+namespace {
+
+using nlohmann::json;
+
+class SessionCommands : public SessionFixture {
+protected:
+    /// An import that has begun and waits for its file to be opened.
+    Reply startImport() {
+        const auto file = makeSource("new.mov", FakeFile::video(5));
+        return startWrite("import", {{"json", json::array({file.path()}).dump()}});
+    }
+};
+
+TEST_F(SessionCommands, TheTableIsAskedFirst) {
+    struct Row {
+        std::string command;
+        Options options;
+        std::string words;
+    };
+    for (const Row& row : {
+             Row{"fly", {}, "Unknown command: fly. Run Kelvane cli help."},
+             Row{"", {}, "Unknown command: . Run Kelvane cli help."},
+             Row{"undo",
+                 {{"revision", "x"}, {"compact", "false"}},
+                 "Unknown or invalid option: --compact. Run Kelvane cli help."},
+             Row{"project", {{"compact", "true"}}, "Unknown or invalid option: --compact. Run Kelvane cli help."},
+             Row{"undo", {}, "Missing --revision. Run Kelvane cli help."},
+             Row{"timeline", {{"revision", "x"}, {"json", ""}}, "Missing --json. Run Kelvane cli help."},
+         }) {
+        EXPECT_EQ(refusal(perform(row.command, row.options)), row.words);
+        // Before the token, too.
+        EXPECT_EQ(refusal(finish(start(row.command, row.options, UUID::random()))), row.words);
+    }
+}
+
+TEST_F(SessionCommands, ARequestOfAnEndedPeriodIsRefused) {
+    const UUID before = session().generation();
+    EXPECT_EQ(refusal(finish(start("project", {}, before))), "done");
+    session().suspend();
+    EXPECT_NE(session().generation(), before);
+    for (const char* command : {"project", "frames", "undo"}) {
+        Options options;
+        if (std::string_view(command) == "frames") options = {{"asset", assetID(0)}};
+        if (std::string_view(command) == "undo") options = {{"revision", "stale"}};
+        EXPECT_EQ(refusal(finish(start(command, options, before))), startNewText) << command;
+    }
+    EXPECT_EQ(refusal(finish(start("project", {}, session().generation()))), "done");
+    // Without a token the present period counts.
+    EXPECT_EQ(refusal(perform("project")), "done");
+}
+
+TEST_F(SessionCommands, ARequestForAClosedProjectIsRefused) {
+    const auto kept = session().shared_from_this();
+    editor.reset();
+    context.settle();
+    auto task = kept->perform(CLIRequest{"project", {}, {}}, std::nullopt);
+    EXPECT_EQ(refusal(QCoro::waitFor(task)), startNewText);
+    EXPECT_EQ(kept->checkWrite("x", kept->generation()).error().message, sessionClosedText);
+    EXPECT_EQ(kept->checkSnapshot("x", kept->generation()).error().message, sessionClosedText);
+}
+
+TEST_F(SessionCommands, ChecksAnswerInOrder) {
+    const UUID epoch = session().generation();
+    const auto words = [&](const Result<void>& checked) { return checked ? "passed" : checked.error().message; };
+    EXPECT_EQ(words(session().checkWrite(revision(), epoch)), "passed");
+    EXPECT_EQ(words(session().checkWrite("stale", epoch)), changedText);
+    EXPECT_EQ(words(session().checkWrite(revision() + " ", epoch)), changedText);
+    EXPECT_EQ(words(session().checkWrite("stale", UUID::random())), sessionClosedText);
+    EXPECT_EQ(words(session().checkSnapshot("stale", UUID::random())), sessionClosedText);
+
+    editor->beginInteraction();
+    EXPECT_EQ(words(session().checkWrite("stale", UUID::random())), sessionClosedText);
+    EXPECT_EQ(words(session().checkWrite("stale", epoch)), busyText);
+    EXPECT_EQ(words(session().checkSnapshot("stale", epoch)), changedText);
+    EXPECT_EQ(words(session().checkSnapshot(revision(), epoch)), "passed");
+    editor->endInteraction();
+
+    const auto import = startImport();
+    EXPECT_EQ(words(session().checkWrite(revision(), epoch)), busyText);
+    EXPECT_EQ(words(session().checkSnapshot(revision(), epoch)), "passed");
+    EXPECT_EQ(refusal(finish(import)), "done");
+}
+
+TEST_F(SessionCommands, ProjectIsTheFullStateAndCapabilitiesOnRequest) {
+    json expected = state();
+    EXPECT_EQ(document(perform("project")), expected);
+    expected["capabilities"] = json::parse(KelvaneCLI::capabilities());
+    EXPECT_EQ(document(perform("project", {{"include-capabilities", "true"}})), expected);
+}
+
+TEST_F(SessionCommands, ProjectAnswersWhileAnImportRunsAndWritesDoNot) {
+    const auto import = startImport();
+    EXPECT_EQ(document(start("project")->value())["busy"], true);
+    EXPECT_EQ(refusal(startWrite("rename", {{"name", "New"}})->value()), busyText);
+    EXPECT_EQ(refusal(start("undo", {{"revision", "stale"}})->value()), busyText);
+    EXPECT_EQ(refusal(finish(import)), "done");
+    EXPECT_EQ(document(perform("project"))["busy"], false);
+    EXPECT_EQ(refusal(perform("undo", {{"revision", "stale"}})), changedText);
+}
+
+TEST_F(SessionCommands, InspectionsNeedAFileAndAreNotThereYet) {
+    const std::map<std::string, Options> requests{{"frames", {{"asset", assetID(0)}}},
+                                                  {"contact-sheet", {{"all", "true"}}},
+                                                  {"preview", {}},
+                                                  {"waveform", {{"clip", clipID(1)}}}};
+    for (const auto& [command, options] : requests) {
+        EXPECT_EQ(refusal(perform(command, options)),
+                  "The command " + command + " is not available in this version of Kelvane.");
+    }
+    makeUnsaved();
+    for (const auto& [command, options] : requests) {
+        EXPECT_EQ(refusal(perform(command, options)), "Save the project before inspecting media.") << command;
+    }
+    EXPECT_EQ(refusal(perform("project")), "done");
+}
+
+TEST_F(SessionCommands, RenamePassesTheNameOnAndKeepsTheRevision) {
+    std::vector<std::string> names;
+    editor->onRenameProject = [&](const std::string& name) -> Result<void> {
+        names.push_back(name);
+        if (name == " ") return fail("Name your project.");
+        editor->setLibraryName("Renamed");
+        return {};
+    };
+    const auto before = revision();
+    const json reply = document(write("rename", {{"name", "  New name "}}));
+    EXPECT_EQ(names, std::vector<std::string>{"  New name "});
+    EXPECT_EQ(reply, state());
+    EXPECT_EQ(reply["name"], "Renamed");
+    EXPECT_EQ(reply["revision"], before);
+    EXPECT_EQ(reply["canUndo"], false);
+
+    EXPECT_EQ(refusal(write("rename", {{"name", " "}})), "Name your project.");
+    EXPECT_EQ(refusal(perform("rename", {{"name", "x"}, {"revision", "stale"}})), changedText);
+    EXPECT_EQ(names.size(), 2U);
+}
+
+TEST_F(SessionCommands, RenameNeedsALibraryProject) {
+    EXPECT_EQ(refusal(write("rename", {{"name", "New"}})), "Open a library project before renaming it.");
+}
+
+TEST_F(SessionCommands, UndoAndRedoGoThroughHistory) {
+    const auto before = revision();
+    EXPECT_EQ(document(write("undo")), state());
+    EXPECT_EQ(document(write("redo", {{"compact", "true"}})), state(true));
+    EXPECT_EQ(revision(), before);
+
+    EXPECT_EQ(refusal(write("remove", {{"id", clipID(0)}})), "done");
+    const auto after = revision();
+    EXPECT_EQ(refusal(perform("undo", {{"revision", before}})), changedText);
+
+    const json undone = document(write("undo"));
+    EXPECT_EQ(undone["revision"], before);
+    EXPECT_EQ(undone["canUndo"], false);
+    EXPECT_EQ(undone["canRedo"], true);
+    const json redone = document(write("redo"));
+    EXPECT_EQ(redone["revision"], after);
+    EXPECT_EQ(redone["canUndo"], true);
+    EXPECT_EQ(redone["canRedo"], false);
+}
+
+}  // namespace
+}  // namespace kelvane::testing

@@ -1,0 +1,327 @@
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <future>
+#include <thread>
+
+#include "CLI/CLIProjectDiscovery.h"
+#include "CLI/LocalCLIConnection.h"
+#include "Platform/QtMainContext.h"
+#include "SessionFixture.h"
+
+namespace kelvane::testing {
+namespace {
+
+using nlohmann::json;
+
+constexpr const char* closedText = "The Kelvane project is closed.";
+
+/// A peer that connects first and speaks later.
+class Peer {
+public:
+    explicit Peer(const std::string& path) : descriptor_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+        connected_ = ::connect(descriptor_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    }
+    ~Peer() { ::close(descriptor_); }
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+    [[nodiscard]] bool connected() const { return connected_; }
+    /// Sends `line` and reads the reply up to the end.
+    [[nodiscard]] std::string exchange(const std::string& line) const {
+        const std::string message = line + "\n";
+        if (::send(descriptor_, message.data(), message.size(), MSG_NOSIGNAL) < 0) return {};
+        std::string reply;
+        char buffer[4096];
+        for (ssize_t count = 0; (count = ::recv(descriptor_, buffer, sizeof buffer, 0)) > 0;) {
+            reply.append(buffer, static_cast<std::size_t>(count));
+        }
+        return reply;
+    }
+
+private:
+    int descriptor_;
+    bool connected_ = false;
+};
+
+std::size_t openDescriptors() {
+    const auto folder = std::filesystem::directory_iterator("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
+}
+
+class SessionConnection : public SessionFixture {
+protected:
+    SessionConnection() { useRegistry(); }
+    ~SessionConnection() override {
+        session().suspend();
+        context.settle();
+    }
+    void useRegistry() {
+        registry = folder().appending("Registry").path();
+        std::filesystem::create_directory(registry);
+        std::filesystem::permissions(registry, std::filesystem::perms::owner_all);
+        session().registryPath = registry;
+    }
+    /// Asks on another thread while this one plays the main thread.
+    template <class Ask>
+    auto ask(Ask question) {
+        auto answer = std::async(std::launch::async, std::move(question));
+        while (answer.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) context.settle();
+        return answer.get();
+    }
+    Result<std::string> request(const CLIRequest& request) {
+        return ask(
+            [path = path, text = encodeCLIRequest(request)] { return LocalCLIConnection::request(text, path, 30); });
+    }
+    void connect() {
+        const auto connected = session().connect();
+        ASSERT_TRUE(connected.has_value()) << connected.error().message;
+        path = *connected;
+    }
+
+    std::string registry;
+    std::string path;
+};
+
+TEST_F(SessionConnection, AReplyIsTheDocumentWithSortedKeysAndPlainSlashes) {
+    connect();
+    const auto reply = request({"project", {}, editor->id()});
+    ASSERT_TRUE(reply.has_value()) << reply.error().message;
+    EXPECT_EQ(*reply, R"({"ok":true,"result":)" + session().projectState(false)->text() + "}");
+    EXPECT_NE(reply->find("kelvane://project/"), std::string::npos);
+}
+
+TEST_F(SessionConnection, ARefusalIsOkFalseAndItsSentenceWithEscapedSlashes) {
+    connect();
+    const auto reply = request({"split", {{"revision", revision()}, {"id", "x"}, {"at", "1"}}, editor->id()});
+    ASSERT_TRUE(reply.has_value()) << reply.error().message;
+    EXPECT_EQ(json::parse(*reply),
+              (json{{"ok", false}, {"error", "Require a known clipID and --at leaving at least 1/30s on each side."}}));
+    EXPECT_NE(reply->find(R"(1\/30s)"), std::string::npos) << *reply;
+}
+
+TEST_F(SessionConnection, AProjectIDIsComparedAndMayBeAbsent) {
+    connect();
+    EXPECT_EQ(json::parse(request({"project", {}, std::nullopt}).value())["ok"], true);
+    const auto before = editor->clips();
+    const auto reply = request({"timeline", {{"revision", revision()}, {"json", "[]"}}, UUID::random()});
+    EXPECT_EQ(json::parse(reply.value())["error"],
+              "The connection belongs to a different Kelvane project. Reopen the requested project.");
+    EXPECT_EQ(editor->clips(), before);
+    EXPECT_TRUE(editor->undoStack().empty());
+}
+
+TEST_F(SessionConnection, AnUnreadableMessageIsAnsweredInWords) {
+    connect();
+    for (const std::string& message :
+         {std::string(), std::string("{"), std::string("[]"), std::string(R"({"command":"project"})"),
+          std::string(R"({"command":"project","options":{"x":1}})"),
+          std::string(R"({"command":"project","options":{},"projectID":"x"})"), std::string(500'000, '[')}) {
+        const auto reply = ask([path = path, message] { return LocalCLIConnection::request(message, path, 30); });
+        ASSERT_TRUE(reply.has_value()) << message.substr(0, 60);
+        const json answer = json::parse(*reply);
+        EXPECT_EQ(answer["ok"], false) << message.substr(0, 60);
+        EXPECT_NE(answer["error"].get<std::string>(), "") << message.substr(0, 60);
+    }
+    EXPECT_EQ(json::parse(request({"project", {}, {}}).value())["ok"], true) << "serving goes on";
+}
+
+TEST_F(SessionConnection, AnEditOverTheSocketIsOneUndoStep) {
+    connect();
+    const auto reply = request({"timeline", {{"revision", revision()}, {"json", "[]"}}, editor->id()});
+    EXPECT_EQ(json::parse(reply.value())["result"]["timeline"], json::array());
+    EXPECT_EQ(editor->undoStack().size(), 1U);
+}
+
+TEST_F(SessionConnection, ConnectTwiceIsOneConnection) {
+    connect();
+    const auto open = openDescriptors();
+    EXPECT_EQ(session().connect(), path);
+    EXPECT_EQ(openDescriptors(), open);
+    EXPECT_TRUE(session().isConnected());
+    EXPECT_EQ(CLIProjectDiscovery::publishedSocketPath(editor->id(), registry), path);
+}
+
+TEST_F(SessionConnection, SuspendWithdrawsTheRecordAndTheSocket) {
+    connect();
+    const auto before = session().generation();
+    session().suspend();
+    EXPECT_FALSE(session().isConnected());
+    EXPECT_NE(session().generation(), before);
+    EXPECT_FALSE(CLIProjectDiscovery::publishedSocketPath(editor->id(), registry).has_value());
+    EXPECT_FALSE(std::filesystem::exists(std::filesystem::path(path).parent_path()));
+    EXPECT_EQ(entries(FileURL::fromPath(registry)), std::vector<std::string>{editor->id().upper() + ".lock"});
+
+    const auto old = path;
+    connect();
+    EXPECT_NE(path, old);
+    EXPECT_EQ(json::parse(request({"project", {}, editor->id()}).value())["ok"], true);
+}
+
+TEST_F(SessionConnection, SuspendWithoutAConnectionIsHarmless) {
+    const auto before = session().generation();
+    session().suspend();
+    EXPECT_NE(session().generation(), before);
+    EXPECT_FALSE(session().isConnected());
+}
+
+TEST_F(SessionConnection, ARequestThatWaitsWhenTheSessionEndsIsRefused) {
+    connect();
+    const Peer early(path);
+    ASSERT_TRUE(early.connected());
+    // Connections are accepted in order: once this one is answered, the early one is in its task.
+    EXPECT_TRUE(request({"project", {}, {}}).has_value());
+    session().suspend();
+    const auto reply = ask([&] { return early.exchange(R"({"command":"project","options":{}})"); });
+    EXPECT_EQ(json::parse(reply)["error"], startNewText);
+}
+
+TEST_F(SessionConnection, ARequestOfAnEarlierPeriodIsRefusedInTheNext) {
+    connect();
+    const Peer early(path);
+    EXPECT_TRUE(request({"project", {}, {}}).has_value());
+    session().suspend();
+    connect();
+    const auto reply = ask([&] { return early.exchange(R"({"command":"project","options":{}})"); });
+    EXPECT_EQ(json::parse(reply)["error"], startNewText);
+    EXPECT_EQ(json::parse(request({"project", {}, {}}).value())["ok"], true);
+}
+
+TEST_F(SessionConnection, ARequestThatOutlivesItsProjectIsToldSo) {
+    connect();
+    const Peer early(path);
+    EXPECT_TRUE(request({"project", {}, {}}).has_value());
+    makeEditor();
+    EXPECT_FALSE(std::filesystem::exists(path)) << "the session's end is the connection's end";
+    const auto reply = ask([&] { return early.exchange(R"({"command":"project","options":{}})"); });
+    EXPECT_EQ(json::parse(reply), (json{{"ok", false}, {"error", closedText}}));
+}
+
+TEST_F(SessionConnection, TwoInstancesDoNotServeOneProject) {
+    const auto other = CLIProjectDiscovery::start(editor->id(), "/tmp/other.sock", registry);
+    ASSERT_TRUE(other.has_value());
+    const auto open = openDescriptors();
+    const auto connected = session().connect();
+    ASSERT_FALSE(connected.has_value());
+    EXPECT_EQ(connected.error().message, "This project is already connected in another Kelvane instance.");
+    EXPECT_FALSE(session().isConnected());
+    // Closing the listener and removing its folder are one step.
+    EXPECT_EQ(openDescriptors(), open);
+    EXPECT_EQ(CLIProjectDiscovery::publishedSocketPath(editor->id(), registry), "/tmp/other.sock");
+
+    (*other)->stop();
+    connect();
+    EXPECT_TRUE(session().isConnected());
+}
+
+TEST_F(SessionConnection, ARegistryThatIsNotPrivateRefuses) {
+    std::filesystem::permissions(registry, std::filesystem::perms::group_read, std::filesystem::perm_options::add);
+    EXPECT_EQ(session().connect().error().message, "The Kelvane connection registry is not private.");
+    EXPECT_FALSE(session().isConnected());
+}
+
+TEST_F(SessionConnection, AClosedProjectIsNotServed) {
+    const auto kept = session().shared_from_this();
+    editor.reset();
+    context.settle();
+    EXPECT_EQ(kept->connect().error().message, closedText);
+    makeEditor();
+}
+
+// MARK: Real threads
+
+/// The session over Qt's event loop and thread pool, as the application runs it.
+TEST(SessionThreads, EightCallersReadAndWriteOneProject) {
+    const TempFolder folder;
+    FakeMediaPlatform media;
+    FakePanels panels;
+    QtMainContext context;
+    EditorServices services;
+    services.context = &context;
+    services.media = &media;
+    services.panels = &panels;
+    services.makePlayer = [] { return std::make_unique<StillPlayer>(); };
+    auto editor = Editor::create(UUID::random(), std::nullopt, services);
+    folder.makeFolder("Registry");
+    std::filesystem::permissions(folder.path("Registry"), std::filesystem::perms::owner_all);
+    editor->ai().registryPath = folder.path("Registry");
+    media.addFileNamed("film.mov", FakeFile::video(10));
+    const auto film = folder.write("film.mov");
+    const auto path = editor->ai().connect();
+    ASSERT_TRUE(path.has_value()) << path.error().message;
+
+    const auto ask = [path = *path](const std::string& command, std::map<std::string, std::string> options) {
+        const auto reply = LocalCLIConnection::request(encodeCLIRequest({command, std::move(options), {}}), path, 60);
+        return reply ? json::parse(*reply) : json{{"ok", false}, {"error", reply.error().message}};
+    };
+    constexpr int callers = 7;
+    constexpr int rounds = 8;
+    std::atomic<int> running = callers;
+    std::atomic<int> committed = 0;
+    std::atomic<int> stale = 0;
+    std::atomic<int> others = 0;
+    std::vector<std::thread> threads;
+    {
+        std::atomic<bool> imported = false;
+        std::thread first([&] {
+            const json state = ask("project", {});
+            const json reply =
+                ask("import", {{"revision", state["result"]["revision"]}, {"json", json::array({film.path()}).dump()}});
+            EXPECT_EQ(reply["ok"], true) << reply.dump();
+            imported = true;
+        });
+        while (!imported) QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+        first.join();
+    }
+    for (int caller = 0; caller < callers; ++caller) {
+        threads.emplace_back([&, caller] {
+            for (int round = 0; round < rounds; ++round) {
+                const json state = ask("project", {})["result"];
+                const std::string timeline = json::array({{{"assetID", state["assets"][0]["assetID"]},
+                                                           {"start", 0},
+                                                           {"end", 1 + caller * 0.5 + round * 0.0625}}})
+                                                 .dump();
+                const json reply = ask("timeline", {{"revision", state["revision"]}, {"json", timeline}});
+                if (reply["ok"] == true) {
+                    ++committed;
+                } else if (reply["error"] == changedText) {
+                    ++stale;
+                } else {
+                    ++others;
+                    ADD_FAILURE() << reply.dump();
+                }
+            }
+            --running;
+        });
+    }
+    while (running > 0) QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+    for (auto& thread : threads) thread.join();
+
+    EXPECT_EQ(committed + stale, callers * rounds);
+    EXPECT_GT(committed, 0);
+    // The import is a step, and so is each commit.
+    EXPECT_EQ(editor->undoStack().size(), static_cast<std::size_t>(std::min(committed + 1, 100)));
+
+    // The project closes while callers still ask.
+    std::atomic<bool> asked = false;
+    std::thread late([&] {
+        for (int i = 0; i < 20; ++i) (void)ask("project", {});
+        asked = true;
+    });
+    QCoreApplication::processEvents();
+    editor.reset();
+    while (!asked) QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+    late.join();
+}
+
+}  // namespace
+}  // namespace kelvane::testing
