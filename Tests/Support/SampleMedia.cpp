@@ -201,6 +201,8 @@ FileURL makeSampleMovie(const std::string& folder, const std::string& name, cons
     if (!movie.videoFilter.empty()) append(words, {"-vf", movie.videoFilter});
     append(words, movie.video);
     if (movie.soundSeconds > 0) append(words, movie.audio);
+    // Else the late start is filled with copies of the first picture.
+    if (movie.soundDelay < 0) append(words, {"-fps_mode", "passthrough"});
     append(words, movie.output);
     words.push_back(base);
     runSampleTool(words);

@@ -85,9 +85,11 @@ FFmpegTrack::Facts factsOf(const SourceFile& file, const FileURL& url, const Fou
     facts.identity = file.identity();
     facts.streamIndex = track.index;
     facts.timeBase = stream.time_base;
-    facts.zero = av_rescale_q(zero.value, zero.timeBase, stream.time_base);
-    const std::int64_t first = std::max<std::int64_t>(track.span.first - facts.zero, 0);
-    const std::int64_t end = std::max(track.span.end - facts.zero, first);
+    const std::int64_t start = av_rescale_q(zero.value, zero.timeBase, stream.time_base);
+    const std::int64_t first = std::max<std::int64_t>(track.span.first - start, 0);
+    const std::int64_t end = std::max(track.span.end - start, first);
+    // AVI counts in the order of decoding: pictures come out later by the decoder's lag, one tick a frame.
+    facts.zero = start + (file.isFormat("avi") ? std::max(stream.codecpar->video_delay, 0) : 0);
     facts.timeRange = {exactTime(first, stream.time_base), exactTime(end - first, stream.time_base)};
     if (track.type == MediaType::video) {
         facts.naturalSize = FFmpegProbe::naturalSize(context, stream);

@@ -1,0 +1,317 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <random>
+#include <thread>
+
+#include "Media/MediaError.h"
+#include "SourceFixture.h"
+
+namespace kelvane::testing {
+namespace {
+
+/// One way to store a numbered movie.
+struct Storage {
+    const char* name;
+    const char* file;
+    SampleMovie movie;
+    /// When frame n begins, in units of 1/3000 s; none for the movie's own rate from 0.
+    std::int64_t (*begins)(int) = nullptr;
+    /// The container's clock is coarse: frames are asked for in their middle, not at their beginning.
+    bool coarse = false;
+};
+
+std::vector<std::string> x264(const std::string& parameters) {
+    return {"-c:v", "libx264", "-preset", "veryfast", "-qp", "16", "-pix_fmt", "yuv420p", "-x264-params", parameters};
+}
+
+std::vector<Storage> storages() {
+    std::vector<Storage> all;
+    const auto add = [&](const char* name, const char* file, std::vector<std::string> video,
+                         std::vector<std::string> output = {}) -> Storage& {
+        Storage storage{name, file, {}, nullptr, false};
+        storage.movie.width = 160;
+        storage.movie.height = 96;
+        storage.movie.frames = 90;
+        storage.movie.video = std::move(video);
+        storage.movie.output = std::move(output);
+        all.push_back(storage);
+        return all.back();
+    };
+    add("EachFrameAKeyFrame", "a.mp4", x264("keyint=1"));
+    add("ReorderedFrames", "a.mp4", x264("keyint=24:bframes=5:b-adapt=0:b-pyramid=normal"));
+    add("OpenGroups", "a.mp4", x264("keyint=15:min-keyint=15:scenecut=0:open-gop=1:bframes=3:b-adapt=0"));
+    add("OneKeyFrame", "a.mov", x264("keyint=9999:bframes=3"));
+    add("NegativeOffsets", "a.mp4", x264("keyint=24:bframes=3"), {"-movflags", "negative_cts_offsets"});
+    add("Fragments", "a.mp4", x264("keyint=12:bframes=2"), {"-movflags", "frag_keyframe+delay_moov"});
+    // Without an edit list, the frames begin as late as the decoder lags.
+    add("FragmentsThatStartLate", "a.mp4", x264("keyint=12:bframes=2"),
+        {"-movflags", "frag_keyframe+empty_moov+default_base_moof"})
+        .begins = [](int n) -> std::int64_t { return std::int64_t{100} * (n + 2); };
+    add("Hevc", "a.mp4", {"-c:v", "libx265", "-preset", "ultrafast", "-x265-params", "log-level=none:keyint=20:qp=16"});
+    add("ProRes", "a.mov", {"-c:v", "prores_ks", "-pix_fmt", "yuv422p10le"});
+    add("MotionJpeg", "a.mov", {"-c:v", "mjpeg", "-q:v", "2", "-pix_fmt", "yuvj420p"});
+    add("Matroska", "a.mkv", x264("keyint=24:bframes=3")).coarse = true;
+    add("WebM", "a.webm", {"-c:v", "libvpx-vp9", "-crf", "10", "-b:v", "0", "-deadline", "realtime", "-g", "30"})
+        .coarse = true;
+    add("TransportStream", "a.ts", x264("keyint=24:bframes=3"));
+    add("TransportStreamOfOpenGroups", "a.ts", {"-c:v", "mpeg2video", "-qscale:v", "2", "-bf", "2", "-g", "12"});
+    add("ProgramStream", "a.mpg", {"-c:v", "mpeg2video", "-qscale:v", "2", "-bf", "2", "-g", "12"});
+    add("Avi", "a.avi", {"-c:v", "mpeg4", "-qscale:v", "2", "-g", "25"});
+    add("AviOfReorderedFrames", "a.avi", {"-c:v", "mpeg4", "-qscale:v", "2", "-bf", "2", "-g", "24"});
+    add("Flash", "a.flv", x264("keyint=24:bframes=2")).coarse = true;
+    Storage& uneven = add("UnevenFrames", "a.mp4", x264("keyint=24:bframes=3"), {"-fps_mode", "passthrough"});
+    uneven.movie.videoFilter = "settb=1/3000,setpts=100*(N+2*floor(N/5))";
+    uneven.begins = [](int n) -> std::int64_t { return 100 * (n + 2 * (n / 5)); };
+    Storage& ntsc = add("NtscRate", "a.mov", x264("keyint=24:bframes=3"));
+    ntsc.movie.rateNumerator = 30000;
+    ntsc.movie.rateDenominator = 1001;
+    Storage& odd = add("OddSize", "a.mp4", {"-c:v", "libx264", "-qp", "10", "-pix_fmt", "yuv444p"});
+    odd.movie.width = 161;
+    odd.movie.height = 97;
+    return all;
+}
+
+/// The time at which frame n is asked for.
+MediaTime askFor(const Storage& storage, int n) {
+    const auto begin = [&](int frame) -> MediaTime {
+        if (storage.begins != nullptr) return {storage.begins(frame), 3000};
+        return {std::int64_t{frame} * storage.movie.rateDenominator, storage.movie.rateNumerator};
+    };
+    const MediaTime from = begin(n);
+    if (!storage.coarse) return from;
+    return {from.value * 2 + storage.movie.rateDenominator, from.timescale * 2};
+}
+
+void PrintTo(const Storage& storage, std::ostream* stream) { *stream << storage.name; }
+
+class Frames : public ::testing::TestWithParam<Storage> {
+protected:
+    void SetUp() override { skipWithoutTool(); }
+    TempFolder folder_;
+};
+
+TEST_P(Frames, ComeExactInAndOutOfOrder) {
+    const Storage& storage = GetParam();
+    const FileURL file = makeSampleMovie(folder_.path(), storage.file, storage.movie);
+    const auto reader = openReader(file, {.threads = 2});
+    ASSERT_TRUE(reader);
+    const int count = storage.movie.frames;
+    for (int n = 0; n < count; ++n) ASSERT_EQ(numberAt(*reader, askFor(storage, n)), n) << "in order";
+    std::mt19937 random(7);
+    for (int i = 0; i < 60; ++i) {
+        const int n = static_cast<int>(random() % static_cast<unsigned>(count));
+        ASSERT_EQ(numberAt(*reader, askFor(storage, n)), n) << "out of order, ask " << i;
+    }
+    EXPECT_EQ(numberAt(*reader, {1000, 1}), count - 1);
+    EXPECT_EQ(numberAt(*reader, {0, 600}), 0);
+}
+
+TEST_P(Frames, ComeExactWhenUnneededOnesAreSkipped) {
+    const Storage& storage = GetParam();
+    const FileURL file = makeSampleMovie(folder_.path(), storage.file, storage.movie);
+    const auto reader = openReader(file, {.threads = 1, .skipUnneeded = true});
+    ASSERT_TRUE(reader);
+    std::mt19937 random(11);
+    for (int n = 0; n < storage.movie.frames; n += 1 + static_cast<int>(random() % 17)) {
+        ASSERT_EQ(numberAt(*reader, askFor(storage, n)), n);
+    }
+    for (int i = 0; i < 20; ++i) {
+        const int n = static_cast<int>(random() % static_cast<unsigned>(storage.movie.frames));
+        ASSERT_EQ(numberAt(*reader, askFor(storage, n)), n);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Storage, Frames, ::testing::ValuesIn(storages()),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+class FrameReader : public ::testing::Test {
+protected:
+    void SetUp() override { skipWithoutTool(); }
+    FileURL make(const std::string& name, const SampleMovie& movie) {
+        return makeSampleMovie(folder_.path(), name, movie);
+    }
+    TempFolder folder_;
+};
+
+TEST_F(FrameReader, ShowsAFrameFromItsExactBeginningOn) {
+    SampleMovie movie;
+    movie.rateNumerator = 30000;
+    movie.rateDenominator = 1001;
+    movie.output = {"-video_track_timescale", "30000"};
+    const auto reader = openReader(make("a.mp4", movie));
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(numberAt(*reader, {20 * 1001, 30000}), 20);
+    EXPECT_EQ(numberAt(*reader, {20 * 1001 - 1, 30000}), 19);
+    // A billionth before the beginning, as exact times tell them apart.
+    EXPECT_EQ(numberAt(*reader, {20LL * 1001 * 60000 - 1, 1800000000}), 19);
+    EXPECT_EQ(numberAt(*reader, {20LL * 1001 * 60000, 1800000000}), 20);
+}
+
+TEST_F(FrameReader, GivesTheSamePointerWhileTheFrameStays) {
+    const auto reader = openReader(make("a.mp4", {}));
+    ASSERT_TRUE(reader);
+    const auto first = reader->frame({100, 600}, {});
+    const auto again = reader->frame({119, 600}, {});
+    const auto next = reader->frame({120, 600}, {});
+    ASSERT_TRUE(first && again && next);
+    EXPECT_EQ(first->get(), again->get());
+    EXPECT_NE(first->get(), next->get());
+}
+
+TEST_F(FrameReader, ShowsNothingBeforeALateTrack) {
+    SampleMovie movie;
+    movie.soundSeconds = 3;
+    movie.soundDelay = -0.5;
+    const auto reader = openReader(make("a.mp4", movie));
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(reader->track().facts().timeRange.start, (MediaTime{1, 2}));
+    EXPECT_EQ(numberAt(*reader, {0, 600}), -1);
+    EXPECT_EQ(numberAt(*reader, {200, 600}), -1);
+    // Within a tenth of a second, the first frame stands in.
+    EXPECT_EQ(numberAt(*reader, {270, 600}), 0);
+    EXPECT_EQ(numberAt(*reader, {300, 600}), 0);
+    EXPECT_EQ(numberAt(*reader, {320, 600}), 1);
+}
+
+TEST_F(FrameReader, BeginsAnEditThatLiesBetweenKeyFramesAtItsFrame) {
+    SampleMovie movie;
+    movie.video = x264("keyint=90:bframes=3");
+    movie.frames = 90;
+    const FileURL whole = make("whole.mp4", movie);
+    const FileURL cut = FileURL::fromPath(folder_.path() + "/cut.mp4");
+    runSampleTool({"-ss", "0.5", "-i", whole.path(), "-c", "copy", cut.path()});
+    const auto reader = openReader(cut);
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(reader->track().facts().timeRange.start, MediaTime{});
+    EXPECT_EQ(numberAt(*reader, {0, 600}), 15);
+    EXPECT_EQ(numberAt(*reader, {600, 600}), 45);
+    EXPECT_EQ(numberAt(*reader, {20, 600}), 16);
+}
+
+TEST_F(FrameReader, JumpsFarInFragmentsWithoutAnIndex) {
+    SampleMovie movie;
+    movie.width = 64;
+    movie.height = 64;
+    movie.frames = 1800;
+    movie.video = x264("keyint=30:bframes=2");
+    movie.output = {"-movflags", "frag_keyframe+delay_moov"};
+    const auto reader = openReader(make("a.mp4", movie), {.threads = 1});
+    ASSERT_TRUE(reader);
+    for (const int n : {1700, 3, 900, 1799, 0, 1250}) EXPECT_EQ(numberAt(*reader, {n, 30}), n);
+}
+
+TEST_F(FrameReader, ReadsOnAfterACancelledCall) {
+    SampleMovie movie;
+    movie.frames = 600;
+    movie.video = x264("keyint=9999:bframes=3");
+    const auto reader = openReader(make("a.mp4", movie), {.threads = 1});
+    ASSERT_TRUE(reader);
+    std::stop_source stopped;
+    stopped.request_stop();
+    const auto refused = reader->frame({300, 30}, stopped.get_token());
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(refused.error().isCancelled());
+    for (int i = 0; i < 5; ++i) {
+        std::stop_source source;
+        std::jthread other([&] { source.request_stop(); });
+        const auto result = reader->frame({500 + i, 30}, source.get_token());
+        if (!result) {
+            EXPECT_TRUE(result.error().isCancelled());
+        } else {
+            EXPECT_EQ(numberOf(*result), 500 + i);
+        }
+    }
+    EXPECT_EQ(numberAt(*reader, {450, 30}), 450);
+    EXPECT_EQ(numberAt(*reader, {10, 30}), 10);
+}
+
+TEST_F(FrameReader, MakesWholePicturesOfInterlacedOnes) {
+    SampleMovie movie;
+    movie.width = 320;
+    movie.height = 192;
+    movie.frames = 90;
+    // Two of three pictures, so that no bit of the number stands still in both fields.
+    movie.videoFilter = "select='lt(mod(n,3),2)',setpts=N/30/TB,tinterlace=mode=interleave_top,setfield=tff";
+    movie.video = {"-c:v", "libx264", "-qp", "8", "-flags", "+ildct+ilme", "-x264-params", "tff=1"};
+    const auto reader = openReader(make("a.mp4", movie));
+    ASSERT_TRUE(reader);
+    for (const int frame : {3, 20, 7, 29}) {
+        const auto picture = reader->frame({frame, 15}, {});
+        ASSERT_TRUE(picture && *picture);
+        // The lines of the lower field came from the next picture; now all lines are the upper field's.
+        for (const int parity : {0, 1}) {
+            const auto number = readSampleNumber([&](double x, double y) {
+                const int row = static_cast<int>(y * (*picture)->height) / 2 * 2 + parity;
+                const int column = static_cast<int>(x * (*picture)->width);
+                return static_cast<int>((*picture)->data[0][row * (*picture)->linesize[0] + column]);
+            });
+            EXPECT_EQ(number, 3 * frame) << "lines of parity " << parity;
+        }
+    }
+}
+
+TEST_F(FrameReader, PassesOverADamagedFrame) {
+    SampleMovie movie;
+    movie.video = x264("keyint=1");
+    const FileURL file = make("a.mp4", movie);
+    const auto track = firstTrack(file, MediaType::video);
+    ASSERT_TRUE(track);
+    std::int64_t position = 0;
+    int size = 0;
+    {
+        auto demuxer = SourceDemuxer::open(*track);
+        ASSERT_TRUE(demuxer);
+        for (int i = 0; i <= 20; ++i) {
+            auto packet = (*demuxer)->next();
+            ASSERT_TRUE(packet && *packet);
+            position = (*packet)->pos;
+            size = (*packet)->size;
+        }
+    }
+    const int descriptor = ::open(file.path().c_str(), O_WRONLY);
+    const std::vector<char> zeros(static_cast<std::size_t>(size), 0);
+    ASSERT_EQ(::pwrite(descriptor, zeros.data(), zeros.size(), position), size);
+    ::close(descriptor);
+    const auto reader = openReader(file);
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(numberAt(*reader, {19, 30}), 19);
+    EXPECT_EQ(numberAt(*reader, {20, 30}), 19);
+    EXPECT_EQ(numberAt(*reader, {21, 30}), 21);
+    EXPECT_EQ(numberAt(*reader, {20, 30}), 19);
+}
+
+TEST_F(FrameReader, RefusesAFileThatWasReplaced) {
+    const FileURL file = make("Beach.mp4", {});
+    const auto track = firstTrack(file, MediaType::video);
+    ASSERT_TRUE(track);
+    truncateSample(file, 1000);
+    const auto changed = VideoFrameReader::open(track);
+    ASSERT_FALSE(changed);
+    EXPECT_EQ(changed.error(), MediaError::invalidClip("Beach"));
+    std::filesystem::remove(file.path());
+    const auto gone = VideoFrameReader::open(track);
+    ASSERT_FALSE(gone);
+    EXPECT_EQ(gone.error(), MediaError::invalidClip("Beach"));
+}
+
+TEST_F(FrameReader, KeepsShowingTheLastFrameWhenTheEndIsMissing) {
+    SampleMovie movie;
+    movie.frames = 120;
+    movie.video = x264("keyint=1");
+    movie.output = {"-movflags", "+faststart"};
+    const FileURL file = make("a.mp4", movie);
+    const auto bytes = std::filesystem::file_size(file.path());
+    truncateSample(file, bytes / 2);
+    const auto reader = openReader(file);
+    ASSERT_TRUE(reader);
+    const double end = reader->track().facts().timeRange.end().seconds();
+    EXPECT_GT(end, 1.0);
+    EXPECT_LT(end, 3.0);
+    const int last = static_cast<int>(std::lround(end * 30)) - 1;
+    EXPECT_EQ(numberAt(*reader, {last, 30}), last);
+    EXPECT_EQ(numberAt(*reader, {10000, 30}), last);
+}
+
+}  // namespace
+}  // namespace kelvane::testing
