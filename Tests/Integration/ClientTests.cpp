@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <sstream>
 #include <thread>
 
@@ -127,7 +128,7 @@ protected:
         std::filesystem::remove_all(folder_, ignored);
     }
 
-    /// Answers every connection with `bytes` as they stand and closes; keeps the last request.
+    /// Answers every connection with `bytes` as they stand and closes.
     void answer(const std::string& bytes) {
         listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_un address{};
@@ -137,12 +138,16 @@ protected:
         ASSERT_EQ(listen(listener_, 8), 0);
         serving_ = std::thread([this, bytes] {
             for (int peer; (peer = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC)) >= 0;) {
-                request_.clear();
+                std::string request;
                 std::array<char, 65536> chunk{};
-                while (!request_.ends_with('\n')) {
+                while (!request.ends_with('\n')) {
                     const ssize_t count = recv(peer, chunk.data(), chunk.size(), 0);
                     if (count <= 0) break;
-                    request_.append(chunk.data(), static_cast<std::size_t>(count));
+                    request.append(chunk.data(), static_cast<std::size_t>(count));
+                }
+                if (!request.empty()) {
+                    const std::lock_guard lock(mutex_);
+                    request_ = std::move(request);
                 }
                 for (std::size_t at = 0; at < bytes.size();) {
                     const ssize_t count = send(peer, bytes.data() + at, bytes.size() - at, MSG_NOSIGNAL);
@@ -161,6 +166,12 @@ protected:
         unlink(socketPath_.c_str());
     }
 
+    /// The last bytes that a client sent: whole once the client has ended with a reply, which comes after them.
+    std::string request() {
+        const std::lock_guard lock(mutex_);
+        return request_;
+    }
+
     Outcome ask(Words words, const std::string& input = {}) {
         words.insert(words.begin(), {"--socket", socketPath_});
         return client(std::move(words), input);
@@ -177,12 +188,12 @@ protected:
     std::string folder_;
     std::string socketPath_;
     std::string record_;
-    /// Read only after the client that sent it has ended: it waits for the reply, so the write is over by then.
-    std::string request_;
     const UUID project_ = UUID::random();
 
 private:
     int listener_ = -1;
+    std::mutex mutex_;
+    std::string request_;
     std::thread serving_;
 };
 
@@ -212,7 +223,7 @@ TEST_F(Client, RefusesABadCommandLineOnStandardErrorBeforeAnyConnection) {
               refused("--resolution must be auto, 4k, 1440p, 1080p or 720p."));
     EXPECT_EQ(ask({"export", "--revision", "R", "--path", "/e.mp4", "--fps", "24.0"}),
               refused("--fps must be auto, 24, 25, 30, 50 or 60."));
-    EXPECT_EQ(request_, "");
+    EXPECT_EQ(request(), "");
 }
 
 TEST_F(Client, PrintsTheReplyAsReceivedAndAnswersForItsOk) {
@@ -233,7 +244,7 @@ TEST_F(Client, PrintsTheReplyAsReceivedAndAnswersForItsOk) {
     for (const auto& [reply, status] : rows) {
         answer(reply + "\nand more");
         EXPECT_EQ(ask({"project"}), (Outcome{reply + "\n", "", status}));
-        EXPECT_EQ(request_, "{\"command\":\"project\",\"options\":{}}\n");
+        EXPECT_EQ(request(), "{\"command\":\"project\",\"options\":{}}\n");
         stopAnswering();
     }
 }
@@ -256,7 +267,7 @@ TEST_F(Client, ReportsABrokenConversationAsUnknownOutcome) {
     for (const std::string& bytes : {std::string(), std::string("{\"ok\":true}"), std::string(1'048'577, ' ') + "\n"}) {
         answer(bytes);
         EXPECT_EQ(ask({"undo", "--revision", "R"}), (Outcome{"", outcomeUnknown, 1})) << bytes.size();
-        EXPECT_EQ(request_, "{\"command\":\"undo\",\"options\":{\"revision\":\"R\"}}\n");
+        EXPECT_EQ(request(), "{\"command\":\"undo\",\"options\":{\"revision\":\"R\"}}\n");
         stopAnswering();
     }
 }
@@ -283,8 +294,8 @@ TEST_F(Client, FindsTheProjectThroughItsRecord) {
     answer("{\"ok\":true}\n");
     publish(R"({"projectID":")" + project_.upper() + R"(","socketPath":")" + socketPath_ + "\"}");
     EXPECT_EQ(client(words), (Outcome{"{\"ok\":true}\n", "", 0}));
-    EXPECT_EQ(request_, R"({"command":"clip","options":{"id":"C","revision":"R","start":"-0.5"},"projectID":")" +
-                            project_.upper() + "\"}\n");
+    EXPECT_EQ(request(), R"({"command":"clip","options":{"id":"C","revision":"R","start":"-0.5"},"projectID":")" +
+                             project_.upper() + "\"}\n");
 
     publish(R"({"projectID":")" + UUID::random().upper() + R"(","socketPath":")" + socketPath_ + "\"}");
     EXPECT_EQ(client(words), notConnected);
@@ -308,13 +319,13 @@ TEST_F(Client, ReadsTheJSONOptionFromStandardInput) {
     };
     for (const auto& [input, option] : rows) {
         EXPECT_EQ(ask(timeline, input), sent);
-        EXPECT_TRUE(request_ ==
+        EXPECT_TRUE(request() ==
                     R"({"command":"timeline","options":{"json":")" + option + R"(","revision":"R"}})" + "\n")
             << input.size();
     }
     EXPECT_EQ(ask({"timeline", "--revision", "R", "--json", "--"}), refused("Unknown or incomplete option: --json."));
     EXPECT_EQ(ask({"timeline", "--revision", "R", "--json", "-1"}), sent);
-    EXPECT_EQ(request_, "{\"command\":\"timeline\",\"options\":{\"json\":\"-1\",\"revision\":\"R\"}}\n");
+    EXPECT_EQ(request(), "{\"command\":\"timeline\",\"options\":{\"json\":\"-1\",\"revision\":\"R\"}}\n");
 }
 
 TEST_F(Client, RefusesStandardInputThatIsTooLongOrNotUTF8) {
@@ -323,10 +334,10 @@ TEST_F(Client, RefusesStandardInputThatIsTooLongOrNotUTF8) {
     EXPECT_EQ(ask(words, std::string(1'048'577, ' ')), refused("stdin exceeds 1 MiB."));
     EXPECT_EQ(ask(words, std::string(5'000'000, '\xFF')), refused("stdin exceeds 1 MiB."));
     EXPECT_EQ(ask(words, "\xC3\x28"), refused("stdin must be UTF-8 JSON of at most 1 MiB."));
-    EXPECT_EQ(request_, "");
+    EXPECT_EQ(request(), "");
     // What fits as input can still be too long as a message.
     EXPECT_EQ(ask(words, std::string(1'048'576, ' ')), refused("CLI message exceeds 1 MiB."));
-    EXPECT_EQ(request_, "");
+    EXPECT_EQ(request(), "");
     // A bad command line never waits for the input.
     EXPECT_EQ(ask({"import", "--json", "-"}, std::string(100, ' ')),
               refused("Missing --revision. Run Kelvane cli help."));
