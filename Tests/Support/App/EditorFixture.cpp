@@ -98,6 +98,11 @@ void EditorFixture::settlePreview() {
     context.settle();
 }
 
+void EditorFixture::beBusy() {
+    editor->importURLs({makeSource("busy.mov", FakeFile::video(1))});
+    ASSERT_TRUE(editor->busy());
+}
+
 std::vector<UUID> ids(const std::vector<Clip>& clips) {
     std::vector<UUID> found;
     found.reserve(clips.size());

@@ -51,6 +51,23 @@ protected:
     void load(std::vector<Clip> clips, std::optional<std::vector<Clip>> assets = std::nullopt);
     /// Runs everything that is ready, and the preview's pause.
     void settlePreview();
+    /// Makes the editor busy with an import that goes on until `settle`.
+    void beBusy();
+    /// Runs what is ready until `task` is done, and gives its answer. A task that waits for a timer ends the program.
+    template <class Answer>
+    Answer finish(QCoro::Task<Answer> task) {
+        std::optional<Answer> answer;
+        const auto keeper = keep(std::move(task), &answer);
+        context.settle();
+        check(answer.has_value(), "the task is done when nothing is left to run");
+        return std::move(*answer);
+    }
+    /// Puts the answer of `task` into `place`, which must live until then.
+    template <class Answer>
+    static QCoro::Task<void> keep(QCoro::Task<Answer> task, std::optional<Answer>* place) {
+        Answer answer = co_await task;
+        place->emplace(std::move(answer));
+    }
 
     FakeMainContext context;
     FakeMediaPlatform media;

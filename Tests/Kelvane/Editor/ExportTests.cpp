@@ -1,0 +1,500 @@
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "Support/App/EditorFixture.h"
+#include "Support/ClipBuilder.h"
+
+namespace kelvane::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+using namespace std::chrono_literals;
+
+std::string contents(const FileURL& file) {
+    std::ostringstream text;
+    text << std::ifstream(file.path(), std::ios::binary).rdbuf();
+    return text.str();
+}
+
+class Export : public EditorFixture {
+protected:
+    Export() {
+        std::filesystem::create_directories(output().path());
+        movie = makeManaged("a.mov", FakeFile::video(4));
+        sound = makeManaged("b.wav", FakeFile::audio(2));
+        load({videoClip(1, movie, 4)}, std::vector<Clip>{videoClip(91, movie, 4), audioClip(92, sound, 2)});
+        settlePreview();
+        media.clearCalls();
+    }
+    [[nodiscard]] FileURL output() const { return folder().appending("Output"); }
+    [[nodiscard]] FileURL place(const std::string& name) const { return output().appending(name); }
+    /// Starts an export whose answer lands in `answer`.
+    void start(const FileURL& file, bool overwrite = false, ExportResolution resolution = ExportResolution::automatic,
+               ExportFrameRate rate = ExportFrameRate::automatic, std::function<Result<void>()> validate = nullptr,
+               std::stop_token stop = {}) {
+        answer.reset();
+        task =
+            keep(editor->exportMedia(file, overwrite, resolution, rate, std::move(validate), std::move(stop)), &answer);
+    }
+    template <class... Arguments>
+    Result<void> run(Arguments... arguments) {
+        start(std::move(arguments)...);
+        context.settle();
+        check(answer.has_value(), "an export is done when nothing is left to run");
+        return *answer;
+    }
+    /// Runs the next piece of background work and what it leads to.
+    void step() {
+        ASSERT_TRUE(context.stepBackground());
+        context.runPosted();
+    }
+    void whenCalled(const std::string& prefix, std::function<void()> act) {
+        media.setObserver([prefix, act = std::move(act)](const std::string& line) {
+            if (line.starts_with(prefix)) {
+                act();
+            }
+        });
+    }
+    /// Expects what a refusal before the start leaves.
+    void expectUntouched() {
+        EXPECT_EQ(editor->exportFormat(), "Determining export settings…");
+        EXPECT_EQ(editor->exportedURL(), std::nullopt);
+        EXPECT_EQ(media.calls(), std::vector<std::string>());
+    }
+    /// Expects what the clean-up leaves, and that the folder of the exports holds `names`.
+    void expectCleanedUp(const std::vector<std::string>& names) {
+        EXPECT_FALSE(editor->isExporting());
+        EXPECT_EQ(context.pendingTimers(), 0U);
+        EXPECT_EQ(entries(output()), names);
+    }
+
+    FileURL movie, sound;
+    std::optional<Result<void>> answer;
+    QCoro::Task<void> task;
+};
+
+const Result<void> done;
+
+TEST_F(Export, AFinishedMovieTakesItsNameAtTheEnd) {
+    std::vector<std::string> during;
+    media.exports.onFileWritten = [&](const FileURL&) { during = entries(output()); };
+    EXPECT_EQ(run(place("Film.mp4")), done);
+    ASSERT_THAT(during, SizeIs(1));
+    EXPECT_THAT(during[0], ::testing::MatchesRegex("\\.kelvane-[0-9A-F-]{36}\\.mp4"));
+    EXPECT_EQ(contents(place("Film.mp4")), media.exports.contents);
+    EXPECT_EQ(editor->exportedURL(), place("Film.mp4"));
+    EXPECT_EQ(editor->exportProgress(), 1);
+    EXPECT_EQ(editor->exportFormat(), "1080 × 1920 · 30 fps · MP4");
+    expectCleanedUp({"Film.mp4"});
+    ASSERT_THAT(media.exportRecords(), SizeIs(1));
+    EXPECT_EQ(media.exportRecords()[0].container, ExportContainer::mp4);
+}
+
+TEST_F(Export, TheExportingStateBeginsAtOnce) {
+    editor->setShowExportOptions(true);
+    const int pauses = player->pauses;
+    start(place("Film.mov"));
+    EXPECT_TRUE(editor->isExporting());
+    EXPECT_TRUE(editor->busy());
+    EXPECT_FALSE(editor->showExportOptions());
+    EXPECT_EQ(editor->exportFormat(), "Determining export settings… · MOV");
+    EXPECT_EQ(editor->exportProgress(), 0);
+    EXPECT_EQ(player->pauses, pauses + 1);
+    std::optional<Result<void>> second;
+    const auto refused = keep(
+        editor->exportMedia(place("Other.mov"), true, ExportResolution::automatic, ExportFrameRate::automatic, nullptr),
+        &second);
+    EXPECT_EQ(second, Result<void>(fail("Kelvane is busy or the timeline is empty.")));
+    context.settle();
+    EXPECT_EQ(answer, done);
+}
+
+TEST_F(Export, TheExtensionChoosesTheContainerInAnyCase) {
+    EXPECT_EQ(run(place("Film.MOV")), done);
+    EXPECT_TRUE(std::filesystem::exists(place("Film.MOV").path()));
+    EXPECT_EQ(media.exportRecords()[0].container, ExportContainer::mov);
+    EXPECT_EQ(media.exportRecords()[0].file->pathExtension(), "mov");
+    EXPECT_EQ(run(place("Film.avi")), Result<void>(fail("Export requires a .mp4 or .mov path.")));
+}
+
+TEST_F(Export, NothingIsExportedWithoutClipsOrInAGesture) {
+    const Result<void> refused = fail("Kelvane is busy or the timeline is empty.");
+    editor->beginInteraction();
+    EXPECT_EQ(run(place("Film.avi")), refused) << "asked before the extension";
+    editor->endInteraction();
+    expectUntouched();
+    editor->commit({});
+    EXPECT_EQ(run(place("Film.mp4")), refused);
+    EXPECT_THAT(entries(output()), IsEmpty());
+}
+
+TEST_F(Export, AnExistingFileNeedsOverwrite) {
+    std::ofstream(place("Film.mp4").path()) << "old";
+    EXPECT_EQ(run(place("Film.mp4")), Result<void>(fail("Output exists; use --overwrite.")));
+    expectUntouched();
+    EXPECT_EQ(contents(place("Film.mp4")), "old");
+    EXPECT_EQ(run(place("Film.mp4"), true), done);
+    EXPECT_EQ(contents(place("Film.mp4")), media.exports.contents);
+}
+
+TEST_F(Export, SourcesAndTheProjectAreNeverReplaced) {
+    const Result<void> refused = fail("Output cannot replace project or source media.");
+    const FileURL unused = makeManaged("unused.mov", FakeFile::video(1));
+    load({videoClip(1, movie, 4)}, std::vector<Clip>{videoClip(92, unused, 1)});
+    const FileURL link = place("link.mov");
+    ASSERT_EQ(::symlink(movie.path().c_str(), link.path().c_str()), 0);
+    const FileURL detour = FileURL::fromPath(library().path() + "/../Library/Media/../" +
+                                             movie.path().substr(library().path().size() + 1));
+    for (const FileURL& file : {movie, unused, link, detour}) {
+        EXPECT_EQ(run(file, true), refused) << file.path();
+        EXPECT_EQ(run(file, false), Result<void>(fail("Output exists; use --overwrite."))) << file.path();
+    }
+    EXPECT_EQ(contents(movie), "media of a.mov");
+    const FileURL project = place("Project.mov");
+    ASSERT_TRUE(editor->writeManagedProject(project, true));
+    EXPECT_EQ(run(project, true), refused);
+    EXPECT_EQ(run(mediaFolder().appending("Film.mov"), false), done) << "a new name in the project's folder is allowed";
+}
+
+TEST_F(Export, TheChoicesAreResolvedAndAnnounced) {
+    const FileURL large = makeManaged("large.mov", FakeFile::video(4, {2160, 3840}, {}, 29.97F));
+    load({videoClip(1, large, 4)});
+    struct Row {
+        ExportResolution resolution;
+        ExportFrameRate rate;
+        const char* name;
+        std::string line;
+        Size size;
+        MediaTime frame;
+    };
+    using Resolution = ExportResolution;
+    using Rate = ExportFrameRate;
+    for (const Row& row :
+         {Row{Resolution::automatic,
+              Rate::automatic,
+              "1.mp4",
+              "2160 × 3840 · 29.97 fps · MP4",
+              {2160, 3840},
+              {1001, 30000}},
+          Row{Resolution::fullHD, Rate::fps25, "2.mov", "1080 × 1920 · 25 fps · MOV", {1080, 1920}, {1, 25}},
+          Row{Resolution::hd720, Rate::fps60, "3.mp4", "720 × 1280 · 60 fps · MP4", {720, 1280}, {1, 60}},
+          Row{Resolution::quadHD,
+              Rate::automatic,
+              "4.mp4",
+              "1440 × 2560 · 29.97 fps · MP4",
+              {1440, 2560},
+              {1001, 30000}}}) {
+        SCOPED_TRACE(row.line);
+        EXPECT_EQ(run(place(row.name), false, row.resolution, row.rate), done);
+        EXPECT_EQ(editor->exportFormat(), row.line);
+        const FakeExportRecord record = media.exportRecords().back();
+        ASSERT_TRUE(record.media);
+        EXPECT_EQ(record.media->video.renderSize, row.size);
+        EXPECT_EQ(record.media->video.frameDuration, row.frame);
+    }
+}
+
+TEST_F(Export, ASizeThatTheSourcesCanNotFillIsRefused) {
+    EXPECT_EQ(run(place("Film.mp4"), false, ExportResolution::ultraHD),
+              Result<void>(fail("4K requires enough source resolution in every video clip after crop and zoom.")));
+    EXPECT_EQ(run(place("Film.mp4"), false, ExportResolution::quadHD),
+              Result<void>(fail("1440p requires enough source resolution in every video clip after crop and zoom.")));
+    EXPECT_EQ(editor->exportFormat(), "Determining export settings… · MP4");
+    expectCleanedUp({});
+}
+
+TEST_F(Export, ATimelineOfSoundHasASizeInItsLineAndNoPictures) {
+    load({audioClip(1, sound, 2).at(0)});
+    EXPECT_EQ(run(place("Song.mp4")), done);
+    EXPECT_EQ(editor->exportFormat(), "1080 × 1920 · 30 fps · MP4");
+    EXPECT_EQ(media.exportRecords()[0].videoComposition, std::nullopt);
+}
+
+TEST_F(Export, ProgressIsReadEveryFifthOfASecond) {
+    media.setProgress(0.25);
+    start(place("Film.mp4"));
+    step();
+    step();
+    step();
+    ASSERT_EQ(editor->exportFormat(), "1080 × 1920 · 30 fps · MP4");
+    EXPECT_EQ(editor->exportProgress(), 0.25F);
+    media.setProgress(0.5);
+    context.advance(199ms);
+    EXPECT_EQ(editor->exportProgress(), 0.25F);
+    context.advance(1ms);
+    EXPECT_EQ(editor->exportProgress(), 0.5F);
+    media.setProgress(0.75);
+    context.advance(200ms);
+    EXPECT_EQ(editor->exportProgress(), 0.75F);
+    context.settle();
+    EXPECT_EQ(editor->exportProgress(), 1);
+    expectCleanedUp({"Film.mp4"});
+}
+
+TEST_F(Export, TheSnapshotOfTheStartIsExported) {
+    start(place("Film.mp4"));
+    editor->commit({});
+    EXPECT_THAT(editor->clips(), SizeIs(1)) << "an export keeps edits out";
+    context.settle();
+    EXPECT_EQ(answer, done);
+    EXPECT_THAT(media.exportRecords(), SizeIs(1));
+}
+
+TEST_F(Export, ACancelWhileTheSettingsAreDetermined) {
+    start(place("Film.mp4"));
+    editor->cancelExport();
+    context.settle();
+    ASSERT_TRUE(answer && !*answer);
+    EXPECT_TRUE(answer->error().isCancelled());
+    EXPECT_EQ(editor->exportFormat(), "Determining export settings… · MP4");
+    EXPECT_TRUE(editor->exportCancellationRequested());
+    EXPECT_THAT(media.exportRecords(), IsEmpty());
+    expectCleanedUp({});
+    EXPECT_EQ(run(place("Film.mp4")), done) << "the request ends with the export";
+    EXPECT_FALSE(editor->exportCancellationRequested());
+}
+
+TEST_F(Export, ACancelEndsEachStep) {
+    struct Row {
+        const char* when;
+        int steps;
+        std::size_t sessions;
+    };
+    for (const Row& row :
+         {Row{"the settings are determined and the edit is to be built", 1, 0},
+          Row{"the edit is built and the session is to be made", 2, 1}, Row{"the session is to be run", 3, 1}}) {
+        SCOPED_TRACE(row.when);
+        const std::size_t before = media.exportRecords().size();
+        start(place("Film.mp4"));
+        for (int left = row.steps; left > 0; --left) {
+            step();
+        }
+        editor->cancelExport();
+        context.settle();
+        ASSERT_TRUE(answer && !*answer);
+        EXPECT_TRUE(answer->error().isCancelled());
+        EXPECT_EQ(media.exportRecords().size() - before, row.sessions);
+        EXPECT_EQ(editor->exportedURL(), std::nullopt);
+        expectCleanedUp({});
+    }
+}
+
+TEST_F(Export, ACancelDuringTheEncodeRemovesTheHalfFile) {
+    whenCalled("exportTo", [this] { editor->cancelExport(); });
+    const Result<void> ended = run(place("Film.mp4"));
+    ASSERT_FALSE(ended);
+    EXPECT_TRUE(ended.error().isCancelled());
+    EXPECT_EQ(media.count("cancelExport"), 1U);
+    EXPECT_TRUE(media.exportRecords()[0].cancelled);
+    expectCleanedUp({});
+}
+
+TEST_F(Export, ACancelAfterTheLastFramePublishesNothing) {
+    media.exports.onFileWritten = [this](const FileURL&) { editor->cancelExport(); };
+    const Result<void> ended = run(place("Film.mp4"));
+    ASSERT_FALSE(ended);
+    EXPECT_TRUE(ended.error().isCancelled());
+    expectCleanedUp({});
+}
+
+TEST_F(Export, TheCallersStopReachesEveryStep) {
+    for (const char* line : {"loadNominalFrameRate", "insertTimeRange", "makeExportSession", "exportTo"}) {
+        SCOPED_TRACE(line);
+        std::stop_source stop;
+        whenCalled(line, [&stop] { stop.request_stop(); });
+        const Result<void> ended = run(place("Film.mp4"), false, ExportResolution::automatic,
+                                       ExportFrameRate::automatic, nullptr, stop.get_token());
+        EXPECT_TRUE(stop.stop_requested());
+        ASSERT_FALSE(ended);
+        EXPECT_TRUE(ended.error().isCancelled());
+        EXPECT_FALSE(editor->exportCancellationRequested());
+        expectCleanedUp({});
+    }
+}
+
+TEST_F(Export, ARunWithoutAFileIsToldByItsContainer) {
+    media.exports.onFileWritten = [](const FileURL& file) { std::filesystem::remove(file.path()); };
+    EXPECT_EQ(run(place("Film.mov")), Result<void>(fail("Export did not produce a MOV file.")));
+    EXPECT_EQ(run(place("Film.mp4")), Result<void>(fail("Export did not produce a MP4 file.")));
+    expectCleanedUp({});
+}
+
+TEST_F(Export, AVetoStopsThePublication) {
+    std::ofstream(place("Film.mp4").path()) << "old";
+    std::size_t files = 0;
+    const auto veto = [&]() -> Result<void> {
+        files = entries(output()).size();
+        return fail("Read project again and use its latest revision.");
+    };
+    EXPECT_EQ(run(place("Film.mp4"), true, ExportResolution::automatic, ExportFrameRate::automatic, veto),
+              Result<void>(fail("Read project again and use its latest revision.")));
+    EXPECT_EQ(files, 2U) << "asked when the movie is complete";
+    EXPECT_EQ(contents(place("Film.mp4")), "old");
+    EXPECT_EQ(editor->exportedURL(), std::nullopt);
+    expectCleanedUp({"Film.mp4"});
+}
+
+TEST_F(Export, AFileThatAppearsMeanwhileSurvives) {
+    media.exports.onFileWritten = [this](const FileURL&) { std::ofstream(place("Film.mp4").path()) << "theirs"; };
+    const Result<void> ended = run(place("Film.mp4"));
+    EXPECT_EQ(ended, Result<void>(fail(Error("“Film.mp4” could not be saved: File exists.", "POSIX", EEXIST))));
+    EXPECT_EQ(contents(place("Film.mp4")), "theirs");
+    expectCleanedUp({"Film.mp4"});
+}
+
+TEST_F(Export, AFolderInThePlaceOfTheFileIsLeft) {
+    std::filesystem::create_directories(place("Film.mp4").path());
+    const Result<void> ended = run(place("Film.mp4"), true);
+    EXPECT_EQ(ended, Result<void>(fail(Error("“Film.mp4” could not be saved: Is a directory.", "POSIX", EISDIR))));
+    expectCleanedUp({"Film.mp4"});
+}
+
+TEST_F(Export, AMissingFolderIsToldBeforeTheEncode) {
+    const FileURL gone = folder().appending("Gone");
+    EXPECT_EQ(run(gone.appending("Film.mp4")),
+              Result<void>(fail(Error("“Film.mp4” could not be saved in the folder “Gone”: No such file or directory.",
+                                      "POSIX", ENOENT))));
+    EXPECT_EQ(media.count("exportTo"), 0U);
+    EXPECT_FALSE(std::filesystem::exists(gone.path()));
+    EXPECT_EQ(run(movie.appending("Film.mp4")),
+              Result<void>(fail(
+                  Error("“Film.mp4” could not be saved in the folder “a.mov”: Not a directory.", "POSIX", ENOTDIR))));
+}
+
+TEST_F(Export, AFolderWithoutPermissionIsToldBeforeTheEncode) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "the superuser may write everywhere";
+    }
+    std::filesystem::permissions(output().path(), std::filesystem::perms::owner_read);
+    EXPECT_EQ(run(place("Film.mp4")),
+              Result<void>(fail(
+                  Error("“Film.mp4” could not be saved in the folder “Output”: Permission denied.", "POSIX", EACCES))));
+    std::filesystem::permissions(output().path(), std::filesystem::perms::owner_all);
+    expectCleanedUp({});
+}
+
+TEST_F(Export, AFailingEncoderIsPassedOnAndItsFileRemoved) {
+    media.exports.failure = Error("The disk is full.");
+    EXPECT_EQ(run(place("Film.mp4")), Result<void>(fail("The disk is full.")));
+    expectCleanedUp({});
+}
+
+TEST_F(Export, AMissingEncoderIsPassedOn) {
+    media.exports.available = false;
+    EXPECT_EQ(run(place("Film.mp4")),
+              Result<void>(fail("This device could not create an export session for the selected format.")));
+    expectCleanedUp({});
+}
+
+TEST_F(Export, AnEditorThatIsLetGoFinishesItsExport) {
+    start(place("Film.mp4"));
+    const std::weak_ptr<Editor> weak = editor;
+    editor.reset();
+    context.settle();
+    EXPECT_EQ(answer, done);
+    EXPECT_TRUE(weak.expired());
+    EXPECT_THAT(entries(output()), ElementsAre("Film.mp4"));
+}
+
+class ExportFromWindow : public Export {
+protected:
+    void confirm(ExportContainer container = ExportContainer::mp4) {
+        editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, container);
+        context.settle();
+    }
+};
+
+TEST_F(ExportFromWindow, TheOptionsShowWhenThereIsSomethingToExport) {
+    editor->exportVideo();
+    EXPECT_TRUE(editor->showExportOptions());
+    editor->setShowExportOptions(false);
+    beBusy();
+    editor->exportVideo();
+    EXPECT_FALSE(editor->showExportOptions());
+    context.settle();
+    editor->commit({});
+    editor->exportVideo();
+    EXPECT_FALSE(editor->showExportOptions());
+}
+
+TEST_F(ExportFromWindow, ThePanelSaysWhatIsExported) {
+    confirm();
+    editor->confirmExport(ExportResolution::fullHD, ExportFrameRate::fps30, ExportContainer::mov);
+    EXPECT_THAT(
+        panels.askedDestinations,
+        ElementsAre(
+            FakePanels::DestinationQuestion{PanelContent::mp4Movie, "Trailer.mp4", "Auto · Auto fps · MP4"},
+            FakePanels::DestinationQuestion{PanelContent::quickTimeMovie, "Trailer.mov", "1080p · 30 fps · MOV"}));
+    EXPECT_FALSE(editor->busy());
+    EXPECT_EQ(editor->error(), std::nullopt);
+}
+
+TEST_F(ExportFromWindow, AProjectWithoutANameIsAVideo) {
+    makeEditor(false);
+    editor->commit({videoClip(1, movie, 4)});
+    confirm(ExportContainer::mov);
+    EXPECT_EQ(panels.askedDestinations.at(0).proposedName, "Video.mov");
+}
+
+TEST_F(ExportFromWindow, TheChosenFileIsReplaced) {
+    std::ofstream(place("Film.mp4").path()) << "old";
+    panels.destinations.push_back(place("Film.mp4"));
+    confirm();
+    EXPECT_EQ(contents(place("Film.mp4")), media.exports.contents);
+    EXPECT_EQ(editor->exportedURL(), place("Film.mp4"));
+    EXPECT_EQ(editor->error(), std::nullopt);
+}
+
+TEST_F(ExportFromWindow, AFailureIsShown) {
+    Error failure("The movie could not be written.");
+    failure.recoverySuggestion = "Free some space.";
+    media.exports.failure = failure;
+    panels.destinations.push_back(place("Film.mp4"));
+    confirm();
+    EXPECT_EQ(editor->error(), MediaEngine::exportFailureDescription(failure));
+}
+
+TEST_F(ExportFromWindow, ACancelledExportShowsNothing) {
+    panels.destinations.push_back(place("Film.mp4"));
+    whenCalled("exportTo", [this] { editor->cancelExport(); });
+    confirm();
+    EXPECT_EQ(editor->error(), std::nullopt);
+    expectCleanedUp({});
+}
+
+TEST_F(ExportFromWindow, AFailureThatACancelBringsAboutShowsNothing) {
+    panels.destinations.push_back(place("Film.mp4"));
+    media.failOn("exportTo", "The encoder broke off.");
+    whenCalled("exportTo", [this] { editor->cancelExport(); });
+    confirm();
+    EXPECT_EQ(editor->error(), std::nullopt);
+}
+
+TEST_F(ExportFromWindow, NothingIsAskedWhileBusyOrWithoutClips) {
+    beBusy();
+    editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
+    context.settle();
+    editor->commit({});
+    confirm();
+    EXPECT_THAT(panels.askedDestinations, IsEmpty());
+}
+
+TEST_F(ExportFromWindow, APanelThatOutlivesTheEditorExportsNothing) {
+    panels.hold = true;
+    panels.destinations.push_back(place("Film.mp4"));
+    confirm();
+    editor.reset();
+    panels.release();
+    context.settle();
+    EXPECT_THAT(entries(output()), IsEmpty());
+}
+
+}  // namespace
+}  // namespace kelvane::testing
