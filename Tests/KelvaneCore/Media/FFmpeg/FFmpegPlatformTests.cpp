@@ -1,0 +1,103 @@
+#include <thread>
+
+#include "Media/FFmpeg/FFmpegPlatform.h"
+#include "SourceFixture.h"
+
+namespace kelvane::testing {
+namespace {
+
+class Platform : public ::testing::Test {
+protected:
+    void SetUp() override { skipWithoutTool(); }
+    FileURL make(const std::string& name, const SampleMovie& movie) {
+        return makeSampleMovie(folder_.path(), name, movie);
+    }
+    /// The number that a still shows, and its size.
+    static int numberOfStill(const StillImage& image) {
+        return readSampleNumber([&](double x, double y) {
+                   const auto row = static_cast<std::size_t>(y * image.height);
+                   const auto column = static_cast<std::size_t>(x * image.width);
+                   return static_cast<int>(image.pixels[(row * image.width + column) * 4 + 1]);
+               })
+            .value_or(-2);
+    }
+    TempFolder folder_;
+    FFmpegPlatform platform_;
+};
+
+TEST_F(Platform, OpensAFileOnceUntilItChanges) {
+    const FileURL file = make("a.mp4", {});
+    const auto first = platform_.openAsset(file, {});
+    const auto second = platform_.openAsset(file, {});
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(first->get(), second->get());
+    EXPECT_EQ(platform_.probeCount(), 1);
+    SampleMovie longer;
+    longer.frames = 90;
+    make("a.mp4", longer);
+    const auto third = platform_.openAsset(file, {});
+    ASSERT_TRUE(third);
+    EXPECT_NEAR(*(*third)->loadDuration(), 3, 0.001);
+    EXPECT_EQ(platform_.probeCount(), 2);
+}
+
+TEST_F(Platform, RemembersNoFailure) {
+    const FileURL file = FileURL::fromPath(folder_.path() + "/a.mp4");
+    EXPECT_FALSE(platform_.openAsset(file, {}));
+    make("a.mp4", {});
+    EXPECT_TRUE(platform_.openAsset(file, {}));
+}
+
+TEST_F(Platform, ServesSeveralThreads) {
+    std::vector<FileURL> files;
+    for (const char* name : {"a.mp4", "b.mp4", "c.mp4"}) files.push_back(make(name, {}));
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&, i] {
+            for (int n = 0; n < 30; ++n) EXPECT_TRUE(platform_.openAsset(files[(n + i) % files.size()], {}));
+        });
+    }
+    threads.clear();
+    EXPECT_GE(platform_.probeCount(), 3);
+    EXPECT_LE(platform_.probeCount(), 12);
+}
+
+TEST_F(Platform, TakesTheStillOfItsTime) {
+    SampleMovie movie;
+    movie.width = 640;
+    movie.height = 360;
+    const auto asset = platform_.openAsset(make("a.mp4", movie), {});
+    ASSERT_TRUE(asset);
+    const auto image = platform_.image(*asset, {300, 600}, {1024, 1024}, {});
+    ASSERT_TRUE(image) << image.error().message;
+    EXPECT_EQ((*image)->width, 640);
+    EXPECT_EQ((*image)->height, 360);
+    EXPECT_EQ(numberOfStill(**image), 15);
+    const auto small = platform_.image(*asset, {600, 600}, {200, 200}, {});
+    ASSERT_TRUE(small);
+    EXPECT_EQ((*small)->width, 200);
+    EXPECT_EQ((*small)->height, 112);
+    EXPECT_EQ(numberOfStill(**small), 30);
+}
+
+TEST_F(Platform, TakesTheFirstPictureOfATrackThatStartsLater) {
+    SampleMovie movie;
+    movie.soundSeconds = 4;
+    movie.soundDelay = -1;
+    const auto asset = platform_.openAsset(make("a.mp4", movie), {});
+    ASSERT_TRUE(asset);
+    const auto image = platform_.image(*asset, {300, 600}, {1024, 1024}, {});
+    ASSERT_TRUE(image) << image.error().message;
+    EXPECT_EQ(numberOfStill(**image), 0);
+}
+
+TEST_F(Platform, HasNoStillOfSound) {
+    const auto asset = platform_.openAsset(makeSampleSound(folder_.path(), "a.m4a", 1), {});
+    ASSERT_TRUE(asset);
+    const auto image = platform_.image(*asset, {0, 600}, {100, 100}, {});
+    ASSERT_FALSE(image);
+    EXPECT_EQ(image.error().message, "The file has no picture.");
+}
+
+}  // namespace
+}  // namespace kelvane::testing
