@@ -314,7 +314,6 @@ ColorTriple Rec709Mapping::sdrLight(const ColorTriple& signal) const {
             break;
         case TransferKind::pq:
             for (int i = 0; i < 3; ++i) light[i] = HDR::pqLight(std::clamp(signal[i], 0.0, 1.0));
-            light = toneMapped(light);
             break;
         case TransferKind::hlg: {
             for (int i = 0; i < 3; ++i) light[i] = HDR::hlgSceneLight(std::clamp(signal[i], 0.0, 1.09));
@@ -322,17 +321,17 @@ ColorTriple Rec709Mapping::sdrLight(const ColorTriple& signal) const {
             const double scene = luminance_[0] * light[0] + luminance_[1] * light[1] + luminance_[2] * light[2];
             const double gain = scene > 0 ? usualPeak * std::pow(scene, 0.2) : 0;
             for (double& part : light) part *= gain;
-            light = toneMapped(light);
             break;
         }
     }
     light = multiply(toRec709_, light);
     const bool hdr = from_.transfer == TransferKind::hlg || from_.transfer == TransferKind::pq;
+    if (hdr) light = toneMapped(light);
     return hdr || wideGamut_ ? withinGamut(light) : light;
 }
 
 ColorTriple Rec709Mapping::toneMapped(const ColorTriple& nits) const {
-    // One factor for all three, by the brightest: hues stay, and nothing leaves the range.
+    // One factor for all three, by the brightest: hues stay, and bright colours darken rather than pale.
     const double brightest = std::max({nits[0], nits[1], nits[2]});
     if (brightest <= 0) return {};
     const double factor = HDR::compressed(brightest, from_.peakNits) / brightest / HDR::referenceWhiteNits;
