@@ -33,7 +33,9 @@ ProjectMedia::~ProjectMedia() {
 Result<FileURL> ProjectMedia::copy(const FileURL& url, std::stop_token stop) {
     if (stop.stop_requested()) return fail(Error::cancelled());
     if (!url.isFile()) return fail("“" + url.absoluteString() + "” is not a file on this computer.");
-    const FileURL source = url.resolved();
+    const auto [entry, isNew] = sources_.try_emplace(url);
+    if (isNew) entry->second = url.resolved();
+    const FileURL& source = entry->second;
     if (const auto rest = pathBelow(directory_.path(), source.path())) {
         // One path has many texts; the text at hand stays, so that nothing seems to have moved.
         if (url.path() == source.path()) return url;

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <stop_token>
+#include <unordered_map>
 #include <vector>
 
 #include "Support/Error.h"
@@ -37,6 +38,9 @@ public:
 
 private:
     FileURL directory_;
+    /// The source, standardised with links resolved, of each URL that was asked for: resolving asks the disk, and a
+    /// timeline uses one file many times.
+    std::unordered_map<FileURL, FileURL> sources_;
     std::map<FileURL, FileURL> copies_;
     std::vector<FileURL> createdFolders_;
     bool committed_ = false;
