@@ -12,7 +12,7 @@ using ColorMatrix = std::array<ColorTriple, 3>;
 
 /// What a display does with a source's code values. SDR curves (Rec. 709, Rec. 601, sRGB, gammas) are one kind: players
 /// send all of them to the screen unchanged, and so does this program. A conversion to the letter (sRGB's curve undone,
-/// Rec. 1886's done) would lift the shadows of screen recordings by up to 4% of the range on nearly every screen in
+/// Rec. 1886's done) would lift the shadows of screen recordings by up to 5% of the range on nearly every screen in
 /// use.
 enum class TransferKind { sdr, linear, hlg, pq };
 
