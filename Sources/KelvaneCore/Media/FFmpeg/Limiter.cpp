@@ -8,9 +8,9 @@ namespace kelvane {
 namespace {
 
 /// Part of the missing gain that comes back with each sample: a time constant of 80 ms at 48 kHz.
-constexpr float releasePart = 1.0F / 3840.0F;
+constexpr double releasePart = 1.0 / 3840.0;
 /// From here on a gain counts as 1; the step is far below what can be heard.
-constexpr float nearlyOne = 0.9999F;
+constexpr double nearlyOne = 0.9999;
 
 }  // namespace
 
@@ -43,14 +43,14 @@ void Limiter::push(float left, float right, float needed, std::vector<float>& ou
     ++position_;
     // The least gain of a window of look-ahead, averaged over a window of the same length, never exceeds what any
     // single sample in the middle of both needs.
-    const float recovered = released_ + (1.0F - released_) * releasePart;
-    released_ = std::min(recovered >= nearlyOne ? 1.0F : recovered, least_.front().second);
+    const double recovered = released_ + (1.0 - released_) * releasePart;
+    released_ = std::min<double>(recovered >= nearlyOne ? 1.0 : recovered, least_.front().second);
     recent_.push_back(released_);
     sum_ += released_;
-    reduced_ += released_ < 1.0F ? 1 : 0;
+    reduced_ += released_ < 1.0 ? 1 : 0;
     if (std::ssize(recent_) > window) {
         sum_ -= recent_.front();
-        reduced_ -= recent_.front() < 1.0F ? 1 : 0;
+        reduced_ -= recent_.front() < 1.0 ? 1 : 0;
         recent_.pop_front();
     }
     held_.emplace_back(left, right);

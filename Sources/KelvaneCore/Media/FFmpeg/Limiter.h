@@ -29,10 +29,10 @@ private:
     /// Gains that samples need, as (position, gain), rising: the front is the least of the window.
     std::deque<std::pair<std::int64_t, float>> least_;
     /// The gains that are averaged to the one applied, with their sum and how many of them are not 1.
-    std::deque<float> recent_;
+    std::deque<double> recent_;
     double sum_ = 0;
     std::int64_t reduced_ = 0;
-    float released_ = 1;
+    double released_ = 1;
     std::int64_t position_ = 0;
 };
 

@@ -31,10 +31,10 @@ constexpr int lowestRate = 1000;
 constexpr int highestRate = 1'000'000;
 /// Time stamps beyond this are damaged, seconds.
 constexpr std::int64_t farthest = 10'000'000;
-/// Channels that a downmix is worked out for; more are cut down to the first two.
-constexpr int mixableChannels = 16;
 /// Blocks looked at to learn how long the frames of a file are.
 constexpr int gridSamples = 4;
+/// Refused packets in a row after which the decoder is opened anew; the first one counts.
+constexpr int reopenAfter = 16;
 /// The time stamp that stands for a file's beginning in a seek.
 constexpr std::int64_t fromBeginning = std::numeric_limits<std::int64_t>::min();
 
@@ -67,12 +67,17 @@ std::vector<double> stereoMatrix(const AVChannelLayout& layout) {
     if (channels == 1) {
         return {1.0, 1.0};
     }
+    // The library fills a square of all the channels that it knows, whatever the layouts are.
+    constexpr std::size_t square = 64;
+    std::vector<double> known(square * square, 0.0);
     AVChannelLayout stereo = stereoLayout();
-    const bool worked = channels > 2 && layout.nb_channels <= mixableChannels &&
-                        swr_build_matrix2(&layout, &stereo, M_SQRT1_2, M_SQRT1_2, 0.0, 1.0, 1.0, matrix.data(),
-                                          static_cast<ptrdiff_t>(channels), AV_MATRIX_ENCODING_NONE, nullptr) >= 0;
-    if (!worked) {
-        std::ranges::fill(matrix, 0.0);
+    if (channels > 2 && channels <= square &&
+        swr_build_matrix2(&layout, &stereo, M_SQRT1_2, M_SQRT1_2, 0.0, 1.0, 1.0, known.data(), square,
+                          AV_MATRIX_ENCODING_NONE, nullptr) >= 0) {
+        std::copy_n(known.begin(), channels, matrix.begin());
+        std::copy_n(known.begin() + std::ptrdiff_t{square}, channels,
+                    matrix.begin() + static_cast<std::ptrdiff_t>(channels));
+    } else {
         matrix[0] = 1.0;
         matrix[channels + 1] = 1.0;
     }
@@ -135,7 +140,7 @@ Result<void> SoundDecoder::seek(double seconds, std::stop_token stop) {
     const AVRational base = track_->facts().timeBase;
     const double goal = seconds - decoderRunUp;
     const bool coarse = tickSamples(std::max(track_->facts().sampleRate, 8000)) > 1;
-    if (coarse && !gridKnown_ && goal > 0) {
+    if (coarse && !gridKnown_) {
         if (auto learned = learnGrid(stop); !learned) {
             return fail(learned.error());
         }
@@ -146,11 +151,9 @@ Result<void> SoundDecoder::seek(double seconds, std::stop_token stop) {
 }
 
 Result<void> SoundDecoder::learnGrid(std::stop_token stop) {
+    // Only a file just opened tells its encoder's delay to the sample, so this comes before the first seek.
     gridKnown_ = true;
     atStart_ = true;
-    if (auto moved = goTo(fromBeginning, stop); !moved) {
-        return fail(moved.error());
-    }
     std::vector<SoundBlock> blocks;
     while (blocks.size() < gridSamples) {
         auto block = next(stop);
@@ -193,8 +196,13 @@ Result<bool> SoundDecoder::decodeFrame(std::stop_token stop) {
             return fail(packet.error());
         }
         draining_ = *packet == nullptr;
-        // A packet that is refused leaves a hole, which the next time stamp shows.
+        // A packet that is refused leaves a hole, which the next time stamp shows. A decoder that took damage for a new
+        // configuration is of no use any more.
         const int sent = avcodec_send_packet(codec_.get(), packet->get());
+        failures_ = sent < 0 ? failures_ + 1 : 0;
+        if (!draining_ && failures_ % reopenAfter == 1) {
+            openCodec();
+        }
         if (draining_ && sent < 0) {
             return false;
         }

@@ -66,6 +66,8 @@ private:
     ResamplerPtr mixer_;
     Format mixerFormat_;
     bool draining_ = false;
+    /// Packets refused in a row.
+    int failures_ = 0;
     /// Where the next block begins if the source has no hole; none after a seek.
     std::optional<std::int64_t> expected_;
     int expectedRate_ = 0;

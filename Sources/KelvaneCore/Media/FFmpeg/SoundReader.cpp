@@ -22,7 +22,8 @@ namespace {
 constexpr std::int64_t warmUp = 2048;
 /// Samples read and thrown away rather than sought over.
 constexpr std::int64_t longestSkip = 2 * soundSampleRate;
-constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max();
+/// Behind every sample of any source.
+constexpr std::int64_t noLimit = std::numeric_limits<std::int64_t>::max() / 2;
 /// Seconds that a seek which landed late is tried again earlier by.
 constexpr std::array retries{0.0, 2.0, 10.0};
 
