@@ -6,7 +6,6 @@
 #include <sys/un.h>
 
 #include <cerrno>
-#include <cmath>
 #include <cstring>
 
 #include "CLIError.h"
@@ -31,8 +30,8 @@ timeval interval(double seconds) {
     // Beyond a century a timeout is none, and casting stays defined.
     constexpr double longest = 3.2e9;
     if (!(seconds > 0) || seconds > longest) return {};
-    const double whole = std::floor(seconds);
-    return {static_cast<time_t>(whole), static_cast<suseconds_t>((seconds - whole) * 1'000'000)};
+    const auto whole = static_cast<time_t>(seconds);
+    return {whole, static_cast<suseconds_t>((seconds - static_cast<double>(whole)) * 1'000'000)};
 }
 
 }  // namespace
