@@ -25,6 +25,20 @@ ApplicationWindow {
     palette.highlightedText: "#ffffff"
     palette.mid: "#3a3e47"
 
+    component ActionButton: Button {
+        id: button
+        implicitHeight: 32
+        leftPadding: 14
+        rightPadding: 14
+        background: Rectangle {
+            radius: 6
+            color: button.down ? "#4a505c" : button.hovered ? "#3a3f49" : "#2f333b"
+            opacity: button.enabled ? 1 : 0.4
+            border.width: button.visualFocus ? 2 : 0
+            border.color: "#3d7eff"
+        }
+    }
+
     onClosing: close => close.accepted = view.shouldClose()
 
     Shortcut { sequences: [StandardKey.Undo]; enabled: view.canUndo; onActivated: view.undo() }
@@ -37,6 +51,7 @@ ApplicationWindow {
     Shortcut { sequence: "Ctrl+1"; enabled: !view.busy; onActivated: view.showHome() }
 
     header: ToolBar {
+        implicitHeight: 56
         background: Rectangle { color: "#1f2126" }
         RowLayout {
             anchors.fill: parent
@@ -52,13 +67,13 @@ ApplicationWindow {
                 font.bold: true
                 verticalAlignment: Text.AlignVCenter
             }
-            Button { visible: window.view.showsHome; text: "New Project…"; onClicked: window.view.newProject() }
-            Button { visible: window.view.showsHome; text: "Import Project…"; onClicked: window.view.chooseProject() }
-            Button { visible: !window.view.showsHome; enabled: !window.view.busy; text: "Projects"; onClicked: window.view.showHome() }
-            Button { visible: !window.view.showsHome; enabled: !window.view.busy; text: "Import Videos…"; onClicked: window.view.importMedia() }
-            Button { visible: !window.view.showsHome; enabled: window.view.canUndo; text: "Undo"; onClicked: window.view.undo() }
-            Button { visible: !window.view.showsHome; enabled: window.view.canRedo; text: "Redo"; onClicked: window.view.redo() }
-            Button { visible: !window.view.showsHome; enabled: window.view.canExport; text: "Export Video…"; onClicked: window.view.exportVideo() }
+            ActionButton { visible: window.view.showsHome; text: "New Project…"; onClicked: window.view.newProject() }
+            ActionButton { visible: window.view.showsHome; text: "Import Project…"; onClicked: window.view.chooseProject() }
+            ActionButton { visible: !window.view.showsHome; enabled: !window.view.busy; text: "Projects"; onClicked: window.view.showHome() }
+            ActionButton { visible: !window.view.showsHome; enabled: !window.view.busy; text: "Import Videos…"; onClicked: window.view.importMedia() }
+            ActionButton { visible: !window.view.showsHome; enabled: window.view.canUndo; text: "Undo"; onClicked: window.view.undo() }
+            ActionButton { visible: !window.view.showsHome; enabled: window.view.canRedo; text: "Redo"; onClicked: window.view.redo() }
+            ActionButton { visible: !window.view.showsHome; enabled: window.view.canExport; text: "Export Video…"; onClicked: window.view.exportVideo() }
         }
     }
 
@@ -133,14 +148,15 @@ ApplicationWindow {
                 Label { text: name; textFormat: Text.PlainText; elide: Text.ElideRight; font.pixelSize: 15; Layout.fillWidth: true }
                 Label { text: modified; color: "#9aa0ab" }
                 Label { text: length; horizontalAlignment: Text.AlignRight; Layout.preferredWidth: 70 }
-                Button { text: "Open"; onClicked: window.view.openProject(index) }
-                Button { text: "Delete…"; onClicked: window.view.deleteProject(index) }
+                ActionButton { text: "Open"; onClicked: window.view.openProject(index) }
+                ActionButton { text: "Delete…"; onClicked: window.view.deleteProject(index) }
             }
         }
     }
 
     footer: ToolBar {
         visible: !window.view.showsHome
+        implicitHeight: 36
         background: Rectangle { color: "#1f2126" }
         RowLayout {
             anchors.fill: parent
@@ -148,8 +164,8 @@ ApplicationWindow {
             anchors.rightMargin: 16
             Label { text: window.view.summary; color: "#9aa0ab"; Layout.fillWidth: true; elide: Text.ElideRight }
             Label { text: window.view.status; color: "#9aa0ab" }
-            ProgressBar { visible: window.view.exporting; value: window.view.progress; Layout.preferredWidth: 160 }
-            Button { visible: window.view.exporting; text: "Cancel"; onClicked: window.view.cancelExport() }
+            ProgressBar { visible: window.view.exporting; from: 0; to: 1; value: window.view.progress; Layout.preferredWidth: 160 }
+            Button { visible: window.view.exporting; text: "Cancel"; implicitHeight: 26; onClicked: window.view.cancelExport() }
         }
     }
 

@@ -7,6 +7,10 @@ namespace kelvane {
 
 namespace {
 QString text(const std::string& string) { return QString::fromStdString(string); }
+
+QString counted(std::size_t count, const QString& one, const QString& many) {
+    return QStringLiteral("%1 %2").arg(count).arg(count == 1 ? one : many);
+}
 }  // namespace
 
 ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Workspace> workspace)
@@ -52,9 +56,8 @@ QString ProjectWindowView::summary() const {
         return {};
     }
     const auto length = text(timeLabel(TimelineLayout::duration(editor->clips())));
-    return tr("%n clip(s) · %1 · %2 asset(s)", nullptr, static_cast<int>(editor->clips().size()))
-        .arg(length)
-        .arg(editor->assets().size());
+    return counted(editor->clips().size(), tr("clip"), tr("clips")) + " · " + length + " · " +
+           counted(editor->assets().size(), tr("asset"), tr("assets"));
 }
 
 QString ProjectWindowView::status() const {
