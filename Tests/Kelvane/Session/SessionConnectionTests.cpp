@@ -2,17 +2,12 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <QCoreApplication>
-#include <QEventLoop>
-#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <future>
-#include <thread>
 
 #include "CLI/CLIProjectDiscovery.h"
 #include "CLI/LocalCLIConnection.h"
-#include "Platform/QtMainContext.h"
 #include "SessionFixture.h"
 
 namespace kelvane::testing {
@@ -235,92 +230,6 @@ TEST_F(SessionConnection, AClosedProjectIsNotServed) {
     context.settle();
     EXPECT_EQ(kept->connect().error().message, closedText);
     makeEditor();
-}
-
-// MARK: Real threads
-
-/// The session over Qt's event loop and thread pool, as the application runs it.
-TEST(SessionThreads, EightCallersReadAndWriteOneProject) {
-    const TempFolder folder;
-    FakeMediaPlatform media;
-    FakePanels panels;
-    QtMainContext context;
-    EditorServices services;
-    services.context = &context;
-    services.media = &media;
-    services.panels = &panels;
-    services.makePlayer = [] { return std::make_unique<StillPlayer>(); };
-    auto editor = Editor::create(UUID::random(), std::nullopt, services);
-    folder.makeFolder("Registry");
-    std::filesystem::permissions(folder.path("Registry"), std::filesystem::perms::owner_all);
-    editor->ai().registryPath = folder.path("Registry");
-    media.addFileNamed("film.mov", FakeFile::video(10));
-    const auto film = folder.write("film.mov");
-    const auto path = editor->ai().connect();
-    ASSERT_TRUE(path.has_value()) << path.error().message;
-
-    const auto ask = [path = *path](const std::string& command, std::map<std::string, std::string> options) {
-        const auto reply = LocalCLIConnection::request(encodeCLIRequest({command, std::move(options), {}}), path, 60);
-        return reply ? json::parse(*reply) : json{{"ok", false}, {"error", reply.error().message}};
-    };
-    constexpr int callers = 7;
-    constexpr int rounds = 8;
-    std::atomic<int> running = callers;
-    std::atomic<int> committed = 0;
-    std::atomic<int> stale = 0;
-    std::atomic<int> others = 0;
-    std::vector<std::thread> threads;
-    {
-        std::atomic<bool> imported = false;
-        std::thread first([&] {
-            const json state = ask("project", {});
-            const json reply =
-                ask("import", {{"revision", state["result"]["revision"]}, {"json", json::array({film.path()}).dump()}});
-            EXPECT_EQ(reply["ok"], true) << reply.dump();
-            imported = true;
-        });
-        while (!imported) QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
-        first.join();
-    }
-    for (int caller = 0; caller < callers; ++caller) {
-        threads.emplace_back([&, caller] {
-            for (int round = 0; round < rounds; ++round) {
-                const json state = ask("project", {})["result"];
-                const std::string timeline = json::array({{{"assetID", state["assets"][0]["assetID"]},
-                                                           {"start", 0},
-                                                           {"end", 1 + caller * 0.5 + round * 0.0625}}})
-                                                 .dump();
-                const json reply = ask("timeline", {{"revision", state["revision"]}, {"json", timeline}});
-                if (reply["ok"] == true) {
-                    ++committed;
-                } else if (reply["error"] == changedText) {
-                    ++stale;
-                } else {
-                    ++others;
-                    ADD_FAILURE() << reply.dump();
-                }
-            }
-            --running;
-        });
-    }
-    while (running > 0) QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
-    for (auto& thread : threads) thread.join();
-
-    EXPECT_EQ(committed + stale, callers * rounds);
-    EXPECT_GT(committed, 0);
-    // The import is a step, and so is each commit.
-    EXPECT_EQ(editor->undoStack().size(), static_cast<std::size_t>(std::min(committed + 1, 100)));
-
-    // The project closes while callers still ask.
-    std::atomic<bool> asked = false;
-    std::thread late([&] {
-        for (int i = 0; i < 20; ++i) (void)ask("project", {});
-        asked = true;
-    });
-    QCoreApplication::processEvents();
-    editor.reset();
-    while (!asked) QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
-    late.join();
 }
 
 }  // namespace
