@@ -55,6 +55,9 @@ struct VideoFrameReader::State {
     int passedOver = 0;
     int errors = 0;
     std::int64_t lastPts = AV_NOPTS_VALUE;
+    /// Where a stretch was given up for its errors.
+    std::int64_t gaveUpAt = AV_NOPTS_VALUE;
+    std::int64_t lastFed = AV_NOPTS_VALUE;
 
     /// The decoder stands somewhere: `current` and `next` are frames that follow one another.
     bool positioned = false;
@@ -149,6 +152,7 @@ Result<void> VideoFrameReader::State::feed(std::int64_t limit) {
     }
     const PacketPtr packet = std::move(packets.front());
     packets.pop_front();
+    lastFed = shownAt(*packet);
     decoder->skip_frame = isUnneeded(*packet, limit) ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
     if (avcodec_send_packet(decoder.get(), packet.get()) < 0) ++errors;
     return {};
@@ -183,6 +187,7 @@ Result<TimedFrame> VideoFrameReader::State::decode(std::int64_t limit) {
             if (code != AVERROR(EAGAIN)) ++errors;
             if (errors > errorLimit) {
                 drained = true;
+                gaveUpAt = lastFed;
                 break;
             }
             if (auto fed = feed(limit); !fed) return std::unexpected(fed.error());
@@ -203,7 +208,7 @@ Result<void> VideoFrameReader::State::restart(std::int64_t timestamp) {
     packetsEnded = drained = false;
     waitsForKey = true;
     passedOver = errors = 0;
-    lastPts = AV_NOPTS_VALUE;
+    lastPts = gaveUpAt = lastFed = AV_NOPTS_VALUE;
     deinterlacer.reset();
     avcodec_flush_buffers(decoder.get());
     fromBeginning = timestamp == INT64_MIN;
@@ -245,8 +250,10 @@ Result<void> VideoFrameReader::State::seek(std::int64_t limit) {
 
 /// Whether `limit` is reached sooner by a seek than by decoding on.
 bool VideoFrameReader::State::shouldJump(std::int64_t limit) const {
-    if (!next.frame || limit <= next.pts) return false;
     const std::int64_t key = demuxer->keyFrameBefore(limit);
+    // Behind a stretch that was given up, the next key frame is a new chance.
+    if (gaveUpAt != AV_NOPTS_VALUE && !next.frame) return key != AV_NOPTS_VALUE && key > gaveUpAt;
+    if (!next.frame || limit <= next.pts) return false;
     std::int64_t read = next.pts;
     if (!packets.empty() && packets.back()->dts != AV_NOPTS_VALUE) read = std::max(read, packets.back()->dts);
     if (key != AV_NOPTS_VALUE && key > read) return true;
@@ -273,7 +280,7 @@ Result<void> VideoFrameReader::State::reach(std::int64_t limit) {
     if (!positioned || (current.frame && limit < current.pts && !isFirst)) {
         if (auto sought = seek(limit); !sought) return sought;
     } else if (shouldJump(limit)) {
-        const std::int64_t stood = next.pts;
+        const std::int64_t stood = next.frame ? next.pts : current.pts;
         if (auto sought = seek(limit); !sought) return sought;
         jumpsAreVain = jumpsAreVain || (current.frame && current.pts <= stood);
     }

@@ -288,6 +288,13 @@ TEST_F(Asset, HasNoTracksForPicturesTextsAndPlayLists) {
         files.push_back(path(name));
         runSampleTool({"-i", film.path(), "-frames:v", "20", files.back().path()});
     }
+    for (const char* frames : {"1", "5"}) {
+        const FileURL avif = path(std::string(frames) + ".avif");
+        const std::vector<std::string> words{"ffmpeg", "-v",   "quiet",      "-i",        film.path(), "-frames:v",
+                                             frames,   "-c:v", "libaom-av1", "-cpu-used", "8",         avif.path()};
+        // Not every build of the tool can write these.
+        if (runTool(words) == 0) files.push_back(avif);
+    }
     const auto text = [&](const char* name, const std::string& content) {
         files.push_back(path(name));
         std::ofstream(files.back().path()) << content;

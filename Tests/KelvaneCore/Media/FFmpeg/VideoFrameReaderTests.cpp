@@ -251,34 +251,61 @@ TEST_F(FrameReader, MakesWholePicturesOfInterlacedOnes) {
     }
 }
 
+/// Overwrites the samples `from` to `to` of a movie's pictures with zeros.
+void wipeFrames(const FileURL& file, int from, int to) {
+    const auto track = firstTrack(file, MediaType::video);
+    ASSERT_TRUE(track);
+    auto demuxer = SourceDemuxer::open(*track);
+    ASSERT_TRUE(demuxer);
+    const int descriptor = ::open(file.path().c_str(), O_WRONLY);
+    for (int i = 0; i <= to; ++i) {
+        const auto packet = (*demuxer)->next();
+        ASSERT_TRUE(packet && *packet);
+        if (i < from) continue;
+        const std::vector<char> zeros(static_cast<std::size_t>((*packet)->size), 0);
+        ASSERT_EQ(::pwrite(descriptor, zeros.data(), zeros.size(), (*packet)->pos), (*packet)->size);
+    }
+    ::close(descriptor);
+}
+
 TEST_F(FrameReader, PassesOverADamagedFrame) {
     SampleMovie movie;
     movie.video = x264("keyint=1");
     const FileURL file = make("a.mp4", movie);
-    const auto track = firstTrack(file, MediaType::video);
-    ASSERT_TRUE(track);
-    std::int64_t position = 0;
-    int size = 0;
-    {
-        auto demuxer = SourceDemuxer::open(*track);
-        ASSERT_TRUE(demuxer);
-        for (int i = 0; i <= 20; ++i) {
-            auto packet = (*demuxer)->next();
-            ASSERT_TRUE(packet && *packet);
-            position = (*packet)->pos;
-            size = (*packet)->size;
-        }
-    }
-    const int descriptor = ::open(file.path().c_str(), O_WRONLY);
-    const std::vector<char> zeros(static_cast<std::size_t>(size), 0);
-    ASSERT_EQ(::pwrite(descriptor, zeros.data(), zeros.size(), position), size);
-    ::close(descriptor);
+    wipeFrames(file, 20, 20);
     const auto reader = openReader(file);
     ASSERT_TRUE(reader);
     EXPECT_EQ(numberAt(*reader, {19, 30}), 19);
     EXPECT_EQ(numberAt(*reader, {20, 30}), 19);
     EXPECT_EQ(numberAt(*reader, {21, 30}), 21);
     EXPECT_EQ(numberAt(*reader, {20, 30}), 19);
+}
+
+TEST_F(FrameReader, GoesOnBehindALongDamagedStretch) {
+    SampleMovie movie;
+    movie.width = 64;
+    movie.height = 48;
+    movie.frames = 700;
+    movie.video = x264("keyint=1");
+    const FileURL file = make("a.mp4", movie);
+    wipeFrames(file, 50, 640);
+    const auto reader = openReader(file);
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(numberAt(*reader, {100, 30}), 49);
+    EXPECT_EQ(numberAt(*reader, {660, 30}), 660);
+    EXPECT_EQ(numberAt(*reader, {600, 30}), 49);
+    EXPECT_EQ(numberAt(*reader, {10, 30}), 10);
+}
+
+TEST_F(FrameReader, ShowsNothingOfATrackThatDoesNotDecode) {
+    SampleMovie movie;
+    movie.video = x264("keyint=1");
+    const FileURL file = make("a.mp4", movie);
+    wipeFrames(file, 0, 59);
+    const auto reader = openReader(file);
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(numberAt(*reader, {0, 30}), -1);
+    EXPECT_EQ(numberAt(*reader, {30, 30}), -1);
 }
 
 TEST_F(FrameReader, RefusesAFileThatWasReplaced) {
