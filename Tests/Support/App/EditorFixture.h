@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Editor/Editor.h"
@@ -15,6 +16,13 @@
 #include "Support/TempFolder.h"
 
 namespace kelvane::testing {
+
+/// Puts the answer of `task` into `place`, which must live until then.
+template <class Answer>
+QCoro::Task<void> keep(QCoro::Task<Answer> task, std::optional<Answer>* place) {
+    Answer answer = co_await task;
+    place->emplace(std::move(answer));
+}
 
 /// Runs an editor over fakes, with real files in a folder that goes when the test ends. Layout of the folder:
 /// "Sources" for media outside the project, "Library/Media" as the project's media folder.
@@ -61,12 +69,6 @@ protected:
         context.settle();
         check(answer.has_value(), "the task is done when nothing is left to run");
         return std::move(*answer);
-    }
-    /// Puts the answer of `task` into `place`, which must live until then.
-    template <class Answer>
-    static QCoro::Task<void> keep(QCoro::Task<Answer> task, std::optional<Answer>* place) {
-        Answer answer = co_await task;
-        place->emplace(std::move(answer));
     }
 
     FakeMainContext context;
