@@ -25,7 +25,7 @@ void askToQuit(int) {
     errno = kept;
 }
 
-/// SIGTERM and SIGINT count as a quit that a person asked for.
+/// SIGTERM, SIGINT and SIGHUP count as a quit that a person asked for.
 void catchQuitSignals() {
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, quitPipe) != 0) {
         return;
@@ -36,6 +36,8 @@ void catchQuitSignals() {
     sigemptyset(&action.sa_mask);
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGINT, &action, nullptr);
+    // The terminal that started the application was closed.
+    sigaction(SIGHUP, &action, nullptr);
 }
 
 bool set(const char* variable) {

@@ -92,6 +92,7 @@ bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
     auto window = std::make_unique<ApplicationWindow>(projects_, workspace, *component_, panels_);
     if (!window->isOpen()) {
         qWarning("%s", qPrintable(component_->errorString()));
+        projects_.unregister(workspace);
         return false;
     }
     connect(window.get(), &ApplicationWindow::becameKey, this, [this, identity] { setKeyWindow(identity); });

@@ -10,8 +10,9 @@
 /// How anything outside the program points at one project. Any thread.
 namespace kelvane::KelvaneProjectLink {
 
-/// The desktop's program that hands a URL to the application that is registered for its scheme.
-inline constexpr std::string_view openerProgram = "/usr/bin/xdg-open";
+/// The desktop's program that hands a URL to the application that is registered for its scheme; xdg-utils brings it on
+/// Debian and Ubuntu.
+inline constexpr std::string_view openerProgram = "/usr/bin/open";
 
 /// "kelvane://project/<UUID>", the UUID in upper case. Pure.
 FileURL url(const UUID& projectID);

@@ -1,5 +1,7 @@
 #include "ProjectWindows.h"
 
+#include <sys/stat.h>
+
 #include <QPointer>
 
 #include "Platform/ImageEncoding.h"
@@ -68,7 +70,7 @@ bool ProjectWindows::canSave(const UUID& projectID, const FileURL& url) const {
 
 std::shared_ptr<Editor> ProjectWindows::loadEditor(const LibraryProject& project) {
     if (const auto known = editors_.find(project.id); known != editors_.end()) {
-        return known->second;
+        return refreshEditor(*known->second) ? known->second : nullptr;
     }
     auto editor = makeEditor(project.id);
     if (auto loaded = editor->loadProject(library_.projectURL(project.id)); !loaded) {
@@ -89,7 +91,37 @@ std::shared_ptr<Editor> ProjectWindows::loadEditor(const LibraryProject& project
         return !self.isNull() && dirty && self->flush(*dirty);
     };
     editors_[project.id] = editor;
+    // Loading may have written the document back.
+    stamps_[project.id] = stamp(project.id);
     return editor;
+}
+
+ProjectWindows::DocumentStamp ProjectWindows::stamp(const UUID& projectID) const {
+    struct stat status {};
+    if (::stat(library_.projectURL(projectID).path().c_str(), &status) != 0) {
+        return {};
+    }
+    return {.size = status.st_size,
+            .modified = status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec,
+            .inode = status.st_ino};
+}
+
+bool ProjectWindows::refreshEditor(Editor& editor) {
+    // While it was served here, nobody else could save it; unsaved changes of its own count for more than a file.
+    const auto present = stamp(editor.id());
+    if (editor.ai().isConnected() || editor.isDirty() || editor.busy() || present == stamps_[editor.id()]) {
+        return true;
+    }
+    if (auto loaded = editor.loadProject(library_.projectURL(editor.id())); !loaded) {
+        setError(loaded.error().message);
+        return false;
+    }
+    stamps_[editor.id()] = stamp(editor.id());
+    return true;
+}
+
+std::shared_ptr<Workspace> ProjectWindows::present(const std::shared_ptr<Workspace>& workspace) const {
+    return workspace && workspaces_.contains(workspace->id()) ? workspace : nullptr;
 }
 
 std::shared_ptr<Workspace> ProjectWindows::workspaceShowing(const UUID& projectID) const {
@@ -185,7 +217,7 @@ void ProjectWindows::openProject(const FileURL& file, const std::shared_ptr<Work
     open(*created, workspace, newWindow);
 }
 
-void ProjectWindows::openPreview(const UUID& projectID) {
+void ProjectWindows::openPreview(UUID projectID) {
     library_.reload();
     const auto record = library_.find(projectID);
     if (!record) {
@@ -285,7 +317,8 @@ void ProjectWindows::newProject(const std::shared_ptr<Workspace>& workspace) {
                                       self->setError(created.error().message);
                                       return;
                                   }
-                                  self->open(*created, workspace, false);
+                                  // The window may have closed while the question stood.
+                                  self->open(*created, self->present(workspace), false);
                               });
 }
 
@@ -299,13 +332,13 @@ void ProjectWindows::chooseProject(const std::shared_ptr<Workspace>& workspace) 
                 if (self.isNull()) {
                     return;
                 }
-                self->openProject(file, first ? workspace : nullptr, !first);
+                self->openProject(file, first ? self->present(workspace) : nullptr, !first);
                 first = false;
             }
         });
 }
 
-Result<void> ProjectWindows::rename(const UUID& id, const std::string& name) {
+Result<void> ProjectWindows::rename(UUID id, const std::string& name) {
     if (auto renamed = library_.rename(id, name); !renamed) {
         return renamed;
     }
@@ -317,7 +350,7 @@ Result<void> ProjectWindows::rename(const UUID& id, const std::string& name) {
     return {};
 }
 
-void ProjectWindows::duplicate(const UUID& id) {
+void ProjectWindows::duplicate(UUID id) {
     if (const auto running = editors_.find(id); running != editors_.end()) {
         if (running->second->busy()) {
             setError("Wait for this project’s import or export to finish before duplicating it.");
@@ -332,7 +365,7 @@ void ProjectWindows::duplicate(const UUID& id) {
     }
 }
 
-void ProjectWindows::remove(const UUID& id) {
+void ProjectWindows::remove(UUID id) {
     const auto project = library_.find(id);
     if (!project) {
         return;
@@ -369,6 +402,7 @@ void ProjectWindows::finishRemoval(const LibraryProject& project) {
         return;
     }
     autosaves_.erase(project.id);
+    stamps_.erase(project.id);
     if (!editor) {
         return;
     }
@@ -421,6 +455,7 @@ Result<void> ProjectWindows::saveManaged(Editor& editor) {
     if (auto written = editor.writeManagedProject(library_.projectURL(editor.id()), false); !written) {
         return written;
     }
+    stamps_[editor.id()] = stamp(editor.id());
     const Clip* source = nullptr;
     if (!editor.clips().empty()) {
         source = &editor.clips().front();

@@ -45,7 +45,7 @@ public:
     /// Opens a project file from outside: a library document as itself, another as a library copy, made once.
     void openProject(const FileURL& file, const std::shared_ptr<Workspace>& workspace, bool newWindow);
     /// Opens a project at the start of its timeline.
-    void openPreview(const UUID& projectID);
+    void openPreview(UUID projectID);
 
     /// The slot of a window that appears; without an id a fresh one.
     std::shared_ptr<Workspace> workspace(const std::optional<UUID>& id);
@@ -59,9 +59,9 @@ public:
 
     void newProject(const std::shared_ptr<Workspace>& workspace);
     void chooseProject(const std::shared_ptr<Workspace>& workspace);
-    Result<void> rename(const UUID& id, const std::string& name);
-    void duplicate(const UUID& id);
-    void remove(const UUID& id);
+    Result<void> rename(UUID id, const std::string& name);
+    void duplicate(UUID id);
+    void remove(UUID id);
 
     /// Saves the project if it is dirty; answers whether nothing is left to save.
     bool flush(Editor& editor);
@@ -73,7 +73,18 @@ Q_SIGNALS:
     void libraryChanged();
 
 private:
+    /// What a document was when it was last read or written here.
+    struct DocumentStamp {
+        std::int64_t size = -1;
+        std::int64_t modified = 0;
+        std::uint64_t inode = 0;
+        bool operator==(const DocumentStamp&) const = default;
+    };
+    [[nodiscard]] DocumentStamp stamp(const UUID& projectID) const;
     std::shared_ptr<Editor> loadEditor(const LibraryProject& project);
+    /// Reads a project again that another instance has saved while it was not served here.
+    bool refreshEditor(Editor& editor);
+    std::shared_ptr<Workspace> present(const std::shared_ptr<Workspace>& workspace) const;
     std::shared_ptr<Workspace> workspaceShowing(const UUID& projectID) const;
     std::shared_ptr<Workspace> keyWorkspace() const;
     bool connectSession(Editor& editor);
@@ -91,6 +102,7 @@ private:
     std::map<UUID, std::shared_ptr<Workspace>> workspaces_;
     std::map<UUID, std::shared_ptr<Editor>> pendingWindows_;
     std::map<UUID, Timer> autosaves_;
+    std::map<UUID, DocumentStamp> stamps_;
 };
 
 }  // namespace kelvane

@@ -28,8 +28,9 @@ namespace {
 constexpr int blankNameCode = 2;
 /// Seconds from 1970-01-01 to 2001-01-01, both 00:00:00 UTC.
 constexpr double referenceDate = 978307200;
-/// Largest metadata that is read, bytes; a name may be long, but no book.
-constexpr std::size_t metadataLimit = std::size_t{1} << 20;
+/// Largest metadata that is read, bytes. A name has no limit of its own: it comes in messages of 1 MiB at most, of which
+/// escaping makes six times as much.
+constexpr std::size_t metadataLimit = std::size_t{16} << 20;
 constexpr std::size_t thumbnailLimit = std::size_t{64} << 20;
 /// What the folder of a project is called while it is being deleted. No row has such a name.
 constexpr std::string_view deletedPrefix = ".deleted-";
@@ -162,7 +163,7 @@ Result<LibraryProject> ProjectLibrary::create(std::string_view name, const Proje
     return row;
 }
 
-Result<void> ProjectLibrary::rename(const UUID& id, std::string_view name) {
+Result<void> ProjectLibrary::rename(UUID id, std::string_view name) {
     auto row = find(id);
     if (!row) return unknownProject();
     auto validated = validatedName(name);
@@ -173,7 +174,7 @@ Result<void> ProjectLibrary::rename(const UUID& id, std::string_view name) {
     return {};
 }
 
-Result<LibraryProject> ProjectLibrary::duplicate(const UUID& id) {
+Result<LibraryProject> ProjectLibrary::duplicate(UUID id) {
     const auto row = find(id);
     if (!row) return unknownProject();
     const auto project = ProjectFile::read(projectURL(id));
@@ -187,7 +188,7 @@ Result<LibraryProject> ProjectLibrary::duplicate(const UUID& id) {
     return copy;
 }
 
-Result<void> ProjectLibrary::remove(const UUID& id) {
+Result<void> ProjectLibrary::remove(UUID id) {
     const std::string place = folder(id).path();
     const std::string doomed = root_.appending(std::string(deletedPrefix) + id.upper()).path();
     const auto failure = [&](int number) {
@@ -206,7 +207,7 @@ Result<void> ProjectLibrary::remove(const UUID& id) {
     return {};
 }
 
-Result<void> ProjectLibrary::update(const UUID& id, double duration, const std::optional<std::string>& thumbnailData) {
+Result<void> ProjectLibrary::update(UUID id, double duration, const std::optional<std::string>& thumbnailData) {
     auto row = find(id);
     if (!row) return unknownProject();
     row->modified = now_();

@@ -38,14 +38,15 @@ public:
     /// The row that owns a project file, compared with links resolved.
     [[nodiscard]] std::optional<LibraryProject> record(const FileURL& file) const;
 
+    // These take an id by value: they end with a reload, and the caller's may lie in `projects`.
     Result<LibraryProject> create(std::string_view name, const Project& project,
                                   const std::optional<FileURL>& importedFrom);
-    Result<void> rename(const UUID& id, std::string_view name);
-    Result<LibraryProject> duplicate(const UUID& id);
-    Result<void> remove(const UUID& id);
+    Result<void> rename(UUID id, std::string_view name);
+    Result<LibraryProject> duplicate(UUID id);
+    Result<void> remove(UUID id);
     /// Sets `modified` to now and `duration`; stores the thumbnail (JPEG bytes) when given, removes it when the
     /// duration is exactly 0, else keeps it.
-    Result<void> update(const UUID& id, double duration, const std::optional<std::string>& thumbnailData);
+    Result<void> update(UUID id, double duration, const std::optional<std::string>& thumbnailData);
     /// Stores a thumbnail for a known row; never fails.
     void cacheThumbnail(std::string_view data, const UUID& id);
 

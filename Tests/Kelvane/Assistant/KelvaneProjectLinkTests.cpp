@@ -49,7 +49,7 @@ TEST(KelvaneProjectLink, OpenCommandNamesABundleThreeLevelsUpAndNothingElse) {
          }) {
         EXPECT_EQ(
             KelvaneProjectLink::openCommand(projectID, FileURL::fromPath(row.executable)),
-            "/usr/bin/xdg-open" + std::string(row.application) + " 'kelvane://project/" + std::string(upperID) + "'")
+            "/usr/bin/open" + std::string(row.application) + " 'kelvane://project/" + std::string(upperID) + "'")
             << row.executable;
     }
 }
@@ -61,7 +61,7 @@ TEST(KelvaneProjectLink, OpenCommandFollowsLinksToTheBundle) {
     std::filesystem::create_symlink(folder.path("Kelvane.app/Contents/bin/kelvane"), folder.path("a/b/kelvane"));
     EXPECT_EQ(
         KelvaneProjectLink::openCommand(projectID, folder.url("a/b/kelvane")),
-        "/usr/bin/xdg-open -a '" + folder.path("Kelvane.app") + "' 'kelvane://project/" + std::string(upperID) + "'");
+        "/usr/bin/open -a '" + folder.path("Kelvane.app") + "' 'kelvane://project/" + std::string(upperID) + "'");
 }
 
 TEST(KelvaneProjectLink, ProjectIDIsReadFromExactLinksOnly) {

@@ -510,6 +510,83 @@ TEST_F(ProjectWindowsTests, AnEditorMayNotSaveOverAnotherOpenProject) {
     EXPECT_EQ(renamed.error().message, "The project library is closed.");
 }
 
+TEST_F(ProjectWindowsTests, AProjectThatAnotherInstanceSavedMeanwhileIsReadAgain) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = windows->open(row, workspace, false);
+    edit(*editor);
+    windows->showHome(workspace);
+    auto elsewhere = ProjectFile::read(windows->library().projectURL(row.id));
+    ASSERT_TRUE(elsewhere);
+    elsewhere->clips.front().zoom = 3;
+    ASSERT_TRUE(ProjectFile::write(*elsewhere, windows->library().projectURL(row.id)));
+    ASSERT_EQ(windows->open(row, workspace, false), editor);
+    EXPECT_EQ(editor->clips().front().zoom, 3);
+    EXPECT_FALSE(editor->isDirty());
+    EXPECT_TRUE(editor->undoStack().empty()) << "history of another timeline";
+}
+
+TEST_F(ProjectWindowsTests, AnIdOfTheListItselfSurvivesTheReload) {
+    projectWithClip("A");
+    const auto row = projectWithClip("B");
+    const auto editor = windows->open(row, show(first), false);
+    ASSERT_EQ(windows->library().projects().front().id, row.id);
+    EXPECT_TRUE(windows->rename(windows->library().projects().front().id, "New"));
+    EXPECT_EQ(editor->title(), "New");
+    edit(*editor);
+    windows->duplicate(windows->library().projects().front().id);
+    EXPECT_EQ(windows->library().projects().front().name, "New Copy");
+    EXPECT_EQ(windows->error(), std::nullopt);
+}
+
+TEST_F(ProjectWindowsTests, AnAnswerForAClosedWindowOpensTheProjectInAnother) {
+    const auto closed = show(first);
+    const auto open = show(second);
+    second.key = true;
+    panels.hold = true;
+    panels.names = {"Late"};
+    windows->newProject(closed);
+    windows->unregister(closed);
+    panels.release();
+    EXPECT_EQ(closed->editor(), nullptr);
+    ASSERT_TRUE(open->editor());
+    EXPECT_EQ(open->editor()->title(), "Late");
+}
+
+TEST_F(ProjectWindowsTests, AnExportKeepsQuittingOutWithoutAWord) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    first.key = true;
+    const auto editor = windows->open(row, workspace, false);
+    context.settle();
+    panels.destinations = {folder.url("film.mp4")};
+    editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
+    ASSERT_TRUE(editor->isExporting());
+    EXPECT_FALSE(windows->confirmQuit());
+    EXPECT_FALSE(windows->shouldClose(*workspace));
+    EXPECT_EQ(windows->error(), std::nullopt);
+    EXPECT_EQ(editor->error(), std::nullopt);
+    const auto other = windows->open(project("B"), nullptr, false);
+    EXPECT_EQ(workspace->editor(), editor);
+    EXPECT_EQ(asked.size(), 1u) << "the key window is busy";
+    EXPECT_TRUE(other->ai().isConnected());
+    context.settle();
+    EXPECT_TRUE(windows->confirmQuit());
+}
+
+TEST_F(ProjectWindowsTests, ARefusedDeletionLeavesTheProjectInItsWindow) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = windows->open(row, workspace, false);
+    std::filesystem::rename(folder.path("Projects/" + row.id.upper()), folder.path("gone"));
+    panels.confirmations = {true};
+    windows->remove(row.id);
+    EXPECT_TRUE(windows->error());
+    EXPECT_EQ(workspace->editor(), editor);
+    EXPECT_FALSE(editor->ai().isConnected());
+    std::filesystem::rename(folder.path("gone"), folder.path("Projects/" + row.id.upper()));
+}
+
 TEST_F(ProjectWindowsTests, AProjectThatAnotherInstanceServesIsNotShown) {
     const auto row = project("A");
     const auto elsewhere = CLIProjectDiscovery::start(row.id, "/tmp/nowhere/control.sock");

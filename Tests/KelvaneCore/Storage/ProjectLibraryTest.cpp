@@ -126,7 +126,7 @@ TEST_F(Library, PassesOverWhatIsNoProject) {
     std::filesystem::remove(folder.path(pipe + "/Metadata.json"));
     mkfifo(folder.path(pipe + "/Metadata.json").c_str(), 0600);
     folder.makeFolder("data/Kelvane/Projects/" + uuid(8).upper() + "/Metadata.json");
-    make(9, std::string(2'000'000, ' ') + metadata(9));
+    make(9, std::string(20'000'000, ' ') + metadata(9));
     std::filesystem::create_symlink("nowhere", folder.path("data/Kelvane/Projects/" + uuid(10).upper()));
     make(11, metadata(11));
 

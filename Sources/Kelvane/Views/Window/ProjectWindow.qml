@@ -188,8 +188,15 @@ ApplicationWindow {
     }
 
     Loader {
-        active: window.active && (window.panels.question.kind ?? "") !== ""
+        id: loader
+        // The window in front takes a question up, and keeps it when it loses the focus to another one.
+        active: (window.panels.question.kind ?? "") !== "" && (window.active || status === Loader.Ready)
         source: "qrc:/Views/Window/Panel.qml"
         onLoaded: { item.panels = window.panels; item.begin() }
+        // One question can lead to the next.
+        Connections {
+            target: window.panels
+            function onQuestionChanged() { if (window.panels.question.kind && loader.item) loader.item.begin() }
+        }
     }
 }

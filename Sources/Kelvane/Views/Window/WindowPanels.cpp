@@ -2,17 +2,28 @@
 
 #include <QUrl>
 #include <QVariantList>
+#include <filesystem>
+#include <system_error>
 
 namespace kelvane {
 
 namespace {
 
+/// Films and sound by their usual extensions. Cameras write them in upper case, and the chooser tells cases apart.
+QString mediaFilter() {
+    QStringList patterns;
+    for (const char* extension : {"mp4", "mov", "m4v", "mkv", "webm", "avi", "3gp", "3g2", "ts", "mts", "m2ts", "mpg",
+                                  "mpeg", "flv", "wmv", "ogv", "m4a", "mp3", "wav", "flac", "ogg", "oga", "opus", "aac",
+                                  "aif", "aiff", "aifc", "ac3", "mka", "wma", "caf"}) {
+        patterns << QStringLiteral("*.") + extension << QStringLiteral("*.") + QString(extension).toUpper();
+    }
+    return QObject::tr("Video and audio (%1)").arg(patterns.join(' '));
+}
+
 QStringList filters(PanelContent content) {
     switch (content) {
         case PanelContent::media:
-            return {QObject::tr("Video and audio (*.mp4 *.mov *.m4v *.mkv *.webm *.avi *.3gp *.ts *.mts *.m4a *.mp3 *.wav "
-                                "*.flac *.ogg *.opus *.aac *.aif *.aiff)"),
-                    QObject::tr("All files (*)")};
+            return {mediaFilter(), QObject::tr("All files (*)")};
         case PanelContent::project:
             return {QObject::tr("Kelvane projects (*.kelvane)")};
         case PanelContent::mp4Movie:
@@ -93,9 +104,24 @@ void WindowPanels::chooseDestination(PanelContent content, std::string proposedN
          {"initial", text(proposedName)},
          {"filters", filters(content)},
          {"suffix", suffix(content)}},
-        [answer = std::move(answer)](Answer given) {
-            answer(given.files.empty() ? std::nullopt : std::optional(given.files.front()));
+        [this, answer = std::move(answer)](Answer given) {
+            if (given.files.empty()) {
+                answer(std::nullopt);
+                return;
+            }
+            confirmReplacing(given.files.front(), answer);
         });
+}
+
+void WindowPanels::confirmReplacing(const FileURL& file, std::function<void(std::optional<FileURL>)> answer) {
+    std::error_code unknown;
+    if (!std::filesystem::exists(file.path(), unknown)) {
+        answer(file);
+        return;
+    }
+    confirm("“" + file.lastPathComponent() + "” already exists. Do you want to replace it?",
+            "Replacing it overwrites its present contents.", "Cancel", "Replace",
+            [file, answer = std::move(answer)](bool replace) { answer(replace ? std::optional(file) : std::nullopt); });
 }
 
 void WindowPanels::askName(std::string title, std::string initial, std::string button,

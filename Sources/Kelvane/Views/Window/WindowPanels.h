@@ -52,6 +52,8 @@ private:
         QVariantMap shown;
         std::function<void(Answer)> answer;
     };
+    /// The chooser of the toolkit replaces files without a question.
+    void confirmReplacing(const FileURL& file, std::function<void(std::optional<FileURL>)> answer);
     void ask(QVariantMap shown, std::function<void(Answer)> answer);
     void finish(Answer answer);
 
