@@ -28,6 +28,12 @@ constexpr std::size_t skipLookahead = 16;
 /// First step back, seconds, when a key frame shows later than the frame that is wanted; doubled each time.
 constexpr double firstStepBack = 0.5;
 
+/// Ticks up to this long, seconds, are finer than any frame; longer ones (AVI counts in frames) are taken by their
+/// word.
+constexpr double fineTick = 0.002;
+
+enum class Rounding { down, up };
+
 struct TimedFrame {
     std::int64_t pts = 0;
     SharedFrame frame;
@@ -73,7 +79,8 @@ struct VideoFrameReader::State {
 
     [[nodiscard]] AVRational timeBase() const { return track->facts().timeBase; }
     [[nodiscard]] std::int64_t ticks(double seconds) const;
-    [[nodiscard]] std::int64_t lastTickAt(MediaTime time) const;
+    [[nodiscard]] std::int64_t tickAt(MediaTime time, Rounding rounding) const;
+    [[nodiscard]] std::int64_t wantedTick(MediaTime time) const;
     void openDecoder();
     Result<bool> fillPackets(std::size_t wanted);
     Result<void> feed(std::int64_t limit);
@@ -91,15 +98,23 @@ std::int64_t VideoFrameReader::State::ticks(double seconds) const {
     return std::max<std::int64_t>(1, static_cast<std::int64_t>(seconds / av_q2d(timeBase())));
 }
 
-/// The largest time stamp whose moment is at most `time`: exact, because a frame that starts at `time` belongs to it.
-std::int64_t VideoFrameReader::State::lastTickAt(MediaTime time) const {
+/// The largest time stamp whose moment is at most `time`, or with `Rounding::up` the smallest one at or after it. A
+/// `time` that is a whole number of ticks gives that tick either way.
+std::int64_t VideoFrameReader::State::tickAt(MediaTime time, Rounding rounding) const {
     const auto up = static_cast<__int128>(time.value) * timeBase().den;
     const auto down = static_cast<__int128>(time.timescale) * timeBase().num;
     __int128 tick = up / down;
     if (up % down < 0) --tick;
+    if (rounding == Rounding::up && up % down != 0) ++tick;
     tick += track->facts().zero;
     constexpr __int128 bound = INT64_MAX / 4;
     return static_cast<std::int64_t>(std::clamp(tick, -bound, bound));
+}
+
+/// The last time stamp that counts as begun at `time`. Writers round a frame's time to the nearest tick, so on a fine
+/// clock the frame meant for `time` can be stamped up to a tick after it.
+std::int64_t VideoFrameReader::State::wantedTick(MediaTime time) const {
+    return tickAt(time, av_q2d(timeBase()) <= fineTick ? Rounding::up : Rounding::down);
 }
 
 void VideoFrameReader::State::openDecoder() {
@@ -218,8 +233,8 @@ Result<void> VideoFrameReader::State::restart(std::int64_t timestamp) {
 /// Finds a place from which the frame of `limit` decodes: `current` becomes a frame at or before it, or else the first.
 Result<void> VideoFrameReader::State::seek(std::int64_t limit) {
     const FFmpegTrack::Facts& facts = track->facts();
-    const std::int64_t first = lastTickAt(facts.timeRange.start);
-    std::int64_t target = std::min(limit, lastTickAt(facts.timeRange.end()) - 1);
+    const std::int64_t first = tickAt(facts.timeRange.start, Rounding::down);
+    std::int64_t target = std::min(limit, tickAt(facts.timeRange.end(), Rounding::down) - 1);
     std::int64_t step = 1;
     while (true) {
         const std::int64_t place = target <= first ? INT64_MIN : target;
@@ -309,7 +324,7 @@ Result<SharedFrame> VideoFrameReader::frame(MediaTime time, std::stop_token stop
     const MediaTime start = state.track->facts().timeRange.start;
     if (time < start && (start - time).seconds() > lateStart) return SharedFrame();
     state.demuxer->setStop(std::move(stop));
-    if (auto reached = state.reach(state.lastTickAt(time)); !reached) {
+    if (auto reached = state.reach(state.wantedTick(time)); !reached) {
         state.positioned = false;
         return std::unexpected(reached.error());
     }

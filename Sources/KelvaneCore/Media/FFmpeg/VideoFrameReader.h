@@ -14,19 +14,20 @@ struct VideoFrameReaderOptions {
     bool skipUnneeded = false;
 };
 
-/// Exact pictures of one video track by time. Keeps the decoder's position: times asked in order cost one pass, others seek
-/// to the key frame before. One thread at a time.
+/// Exact pictures of one video track by time. Keeps the decoder's position: times asked in order cost one pass, others
+/// seek to the key frame before. One thread at a time.
 class VideoFrameReader {
 public:
     static Result<std::unique_ptr<VideoFrameReader>> open(std::shared_ptr<const FFmpegTrack> track,
                                                           VideoFrameReaderOptions options = {});
     ~VideoFrameReader();
 
-    /// The last frame whose presentation time is at most `time` (seconds of the asset). Behind the last frame, the last
-    /// frame. Before the first frame: nullptr when the track starts more than 0.1 s later than `time` (a late track
-    /// shows black), else the first frame. Damaged frames are passed over; a track of which no frame decodes gives
-    /// nullptr as well. Interlaced frames come deinterlaced. The frame is as decoded: stored size, its own pixel format
-    /// and colour tags. The same pointer comes back while the frame stays the same.
+    /// The last frame whose presentation time is at most `time` (seconds of the asset), give or take less than a tick
+    /// of the file's clock where that is 2 ms or finer. Behind the last frame, the last frame. Before the first frame:
+    /// nullptr when the track starts more than 0.1 s later than `time` (a late track shows black), else the first
+    /// frame. Damaged frames are passed over; a track of which no frame decodes gives nullptr as well. Interlaced
+    /// frames come deinterlaced. The frame is as decoded: stored size, its own pixel format and colour tags. The same
+    /// pointer comes back while the frame stays the same.
     Result<SharedFrame> frame(MediaTime time, std::stop_token stop);
     [[nodiscard]] const FFmpegTrack& track() const;
 

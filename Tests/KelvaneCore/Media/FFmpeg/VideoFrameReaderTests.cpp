@@ -17,8 +17,6 @@ struct Storage {
     SampleMovie movie;
     /// When frame n begins, in units of 1/3000 s; none for the movie's own rate from 0.
     std::int64_t (*begins)(int) = nullptr;
-    /// The container's clock is coarse: frames are asked for in their middle, not at their beginning.
-    bool coarse = false;
 };
 
 std::vector<std::string> x264(const std::string& parameters) {
@@ -29,7 +27,7 @@ std::vector<Storage> storages() {
     std::vector<Storage> all;
     const auto add = [&](const char* name, const char* file, std::vector<std::string> video,
                          std::vector<std::string> output = {}) -> Storage& {
-        Storage storage{name, file, {}, nullptr, false};
+        Storage storage{name, file, {}, nullptr};
         storage.movie.width = 160;
         storage.movie.height = 96;
         storage.movie.frames = 90;
@@ -51,15 +49,22 @@ std::vector<Storage> storages() {
     add("Hevc", "a.mp4", {"-c:v", "libx265", "-preset", "ultrafast", "-x265-params", "log-level=none:keyint=20:qp=16"});
     add("ProRes", "a.mov", {"-c:v", "prores_ks", "-pix_fmt", "yuv422p10le"});
     add("MotionJpeg", "a.mov", {"-c:v", "mjpeg", "-q:v", "2", "-pix_fmt", "yuvj420p"});
-    add("Matroska", "a.mkv", x264("keyint=24:bframes=3")).coarse = true;
-    add("WebM", "a.webm", {"-c:v", "libvpx-vp9", "-crf", "10", "-b:v", "0", "-deadline", "realtime", "-g", "30"})
-        .coarse = true;
+    add("Matroska", "a.mkv", x264("keyint=24:bframes=3"));
+    add("WebM", "a.webm", {"-c:v", "libvpx-vp9", "-crf", "10", "-b:v", "0", "-deadline", "realtime", "-g", "30"});
     add("TransportStream", "a.ts", x264("keyint=24:bframes=3"));
     add("TransportStreamOfOpenGroups", "a.ts", {"-c:v", "mpeg2video", "-qscale:v", "2", "-bf", "2", "-g", "12"});
     add("ProgramStream", "a.mpg", {"-c:v", "mpeg2video", "-qscale:v", "2", "-bf", "2", "-g", "12"});
     add("Avi", "a.avi", {"-c:v", "mpeg4", "-qscale:v", "2", "-g", "25"});
     add("AviOfReorderedFrames", "a.avi", {"-c:v", "mpeg4", "-qscale:v", "2", "-bf", "2", "-g", "24"});
-    add("Flash", "a.flv", x264("keyint=24:bframes=2")).coarse = true;
+    add("Flash", "a.flv", x264("keyint=24:bframes=2"));
+    // Clocks that these rates don't go into: every frame's stamp is rounded, half of them upward.
+    const auto rate = [](Storage& storage, int numerator) {
+        storage.movie.rateNumerator = numerator;
+        storage.movie.rateDenominator = 1001;
+    };
+    rate(add("TransportStreamAtFilmRate", "a.ts", x264("keyint=24:bframes=3")), 24000);
+    rate(add("TransportStreamAtTwiceTheNtscRate", "a.ts", x264("keyint=24:bframes=3")), 60000);
+    rate(add("MatroskaAtFilmRate", "a.mkv", x264("keyint=24:bframes=3")), 24000);
     Storage& uneven = add("UnevenFrames", "a.mp4", x264("keyint=24:bframes=3"), {"-fps_mode", "passthrough"});
     uneven.movie.videoFilter = "settb=1/3000,setpts=100*(N+2*floor(N/5))";
     uneven.begins = [](int n) -> std::int64_t { return 100 * (n + 2 * (n / 5)); };
@@ -74,13 +79,8 @@ std::vector<Storage> storages() {
 
 /// The time at which frame n is asked for.
 MediaTime askFor(const Storage& storage, int n) {
-    const auto begin = [&](int frame) -> MediaTime {
-        if (storage.begins != nullptr) return {storage.begins(frame), 3000};
-        return {std::int64_t{frame} * storage.movie.rateDenominator, storage.movie.rateNumerator};
-    };
-    const MediaTime from = begin(n);
-    if (!storage.coarse) return from;
-    return {from.value * 2 + storage.movie.rateDenominator, from.timescale * 2};
+    if (storage.begins != nullptr) return {storage.begins(n), 3000};
+    return {std::int64_t{n} * storage.movie.rateDenominator, storage.movie.rateNumerator};
 }
 
 void PrintTo(const Storage& storage, std::ostream* stream) { *stream << storage.name; }
@@ -143,8 +143,9 @@ TEST_F(FrameReader, ShowsAFrameFromItsExactBeginningOn) {
     ASSERT_TRUE(reader);
     EXPECT_EQ(numberAt(*reader, {20 * 1001, 30000}), 20);
     EXPECT_EQ(numberAt(*reader, {20 * 1001 - 1, 30000}), 19);
-    // A billionth before the beginning, as exact times tell them apart.
-    EXPECT_EQ(numberAt(*reader, {20LL * 1001 * 60000 - 1, 1800000000}), 19);
+    // Less than a tick of the file's clock before the beginning: the clock can't tell the two apart.
+    EXPECT_EQ(numberAt(*reader, {20LL * 1001 * 60000 - 59999, 1800000000}), 20);
+    EXPECT_EQ(numberAt(*reader, {20LL * 1001 * 60000 - 60000, 1800000000}), 19);
     EXPECT_EQ(numberAt(*reader, {20LL * 1001 * 60000, 1800000000}), 20);
 }
 
