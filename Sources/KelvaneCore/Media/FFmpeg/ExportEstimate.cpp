@@ -18,17 +18,15 @@ namespace {
 constexpr double wholeLength = 6;
 /// Pictures at the head of a stretch that are encoded and not counted: the key frame that only the stretch begins with,
 /// and the first ones behind it, which lean on its quality.
-constexpr std::int64_t settling = 6;
-/// Pictures at the tail that only give the encoder something to look ahead at: its look-ahead of 10 and a run of 3
-/// B-frames.
-constexpr std::int64_t trailing = 13;
+constexpr std::int64_t settling = 3;
 /// Pictures that count in a stretch.
-constexpr std::int64_t counted = 24;
-/// Work spent on one forecast in pixels, and in stretches at least: twelve stretches at 1080 × 1920, four at 2160 ×
-/// 3840.
-constexpr double pixelBudget = 12.0 * (settling + counted + trailing) * 1080 * 1920;
-constexpr std::int64_t fewestStretches = 5;
-constexpr std::int64_t mostStretches = 24;
+constexpr std::int64_t counted = 12;
+/// Pictures at the tail that only give the encoder something to look ahead at.
+constexpr std::int64_t trailing = 9;
+/// Work spent on one forecast in pixels: eight stretches at 1080 × 1920, some 200 pictures.
+constexpr double pixelBudget = 8.0 * (settling + counted + trailing) * 1080 * 1920;
+constexpr std::int64_t fewestStretches = 4;
+constexpr std::int64_t mostStretches = 20;
 /// Pictures from one key frame to the next where nothing changes; the encoder's default.
 constexpr std::int64_t keyInterval = 250;
 

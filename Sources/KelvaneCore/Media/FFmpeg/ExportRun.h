@@ -1,11 +1,15 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <stop_token>
+#include <thread>
 #include <utility>
 
 #include "Support/Error.h"
@@ -64,7 +68,7 @@ public:
     bool push(Item item, const std::stop_token& stop) {
         {
             std::unique_lock lock(mutex_);
-            if (!changed_.wait(lock, stop, [this] { return items_.size() < places_; })) {
+            if (!changed_.wait(lock, stop, [this] { return items_.size() < places_; }) || stop.stop_requested()) {
                 return false;
             }
             items_.push_back(std::move(item));
@@ -77,7 +81,8 @@ public:
         std::optional<Item> item;
         {
             std::unique_lock lock(mutex_);
-            if (!changed_.wait(lock, stop, [this] { return !items_.empty() || finished_; }) || items_.empty()) {
+            const bool woken = changed_.wait(lock, stop, [this] { return !items_.empty() || finished_; });
+            if (!woken || items_.empty() || stop.stop_requested()) {
                 return std::nullopt;
             }
             item = std::move(items_.front());
@@ -102,5 +107,41 @@ private:
     const std::size_t places_;
     bool finished_ = false;
 };
+
+/// How long an ended run may take to close its encoders and decoders before they are left to do so by themselves. An
+/// encoder of large pictures can't be interrupted in the middle of one, and has several in work.
+inline constexpr std::chrono::milliseconds closingTime{100};
+
+/// Does `work` on a thread of its own and waits for it, but not much longer than for the run's end. Work that is still
+/// busy then goes on to its own end in the background, so all that it uses must belong to it or be shared.
+template <class Value>
+Result<Value> doBeside(const std::shared_ptr<ExportRun>& run, std::function<Result<Value>()> work) {
+    struct Shared {
+        std::mutex mutex;
+        std::condition_variable_any changed;
+        std::optional<Result<Value>> result;
+    };
+    auto shared = std::make_shared<Shared>();
+    std::thread worker([shared, work = std::move(work)]() mutable {
+        auto result = work();
+        // What the work owns is closed before it counts as done.
+        work = nullptr;
+        {
+            const std::lock_guard lock(shared->mutex);
+            shared->result = std::move(result);
+        }
+        shared->changed.notify_all();
+    });
+    std::unique_lock lock(shared->mutex);
+    const auto done = [&] { return shared->result.has_value(); };
+    if (!shared->changed.wait(lock, run->token(), done) && !shared->changed.wait_for(lock, closingTime, done)) {
+        worker.detach();
+        return std::unexpected(run->failure().value_or(Error::cancelled()));
+    }
+    auto result = std::move(*shared->result);
+    lock.unlock();
+    worker.join();
+    return result;
+}
 
 }  // namespace kelvane

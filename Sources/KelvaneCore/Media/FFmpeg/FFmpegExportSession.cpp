@@ -17,14 +17,19 @@ namespace kelvane {
 
 namespace {
 
-/// The part of a run that is the calling thread's: it encodes the pictures and puts both tracks into the file in the
-/// order of their decoding times.
+using Progress = std::atomic<float>;
+
+/// One run: it encodes the pictures and puts both tracks into the file in the order of their decoding times, while the
+/// pumps render ahead.
 class MovieRun {
 public:
-    MovieRun(const ExportPlan& plan, ExportRun& run, std::atomic<float>& progress)
-        : plan_(plan), run_(run), progress_(progress) {}
+    MovieRun(ExportPlan plan, std::shared_ptr<ExportRun> run, std::shared_ptr<Progress> progress)
+        : plan_(std::move(plan)), run_(std::move(run)), progress_(std::move(progress)) {}
 
-    Result<void> operator()(const FileURL& file, ExportContainer container, bool indexAtHead);
+    /// Opens the encoders and creates the file.
+    Result<void> open(const FileURL& file, ExportContainer container, bool indexAtHead);
+    /// Makes the movie; once, after `open`.
+    Result<void> make();
 
 private:
     Result<void> openEncoders();
@@ -36,9 +41,9 @@ private:
     /// Ends the threads when `result` is a failure, whatever it was, and says what the run came to.
     Result<void> settled(Result<void> result);
 
-    const ExportPlan& plan_;
-    ExportRun& run_;
-    std::atomic<float>& progress_;
+    const ExportPlan plan_;
+    const std::shared_ptr<ExportRun> run_;
+    const std::shared_ptr<Progress> progress_;
     std::unique_ptr<PictureEncoder> pictureEncoder_;
     std::unique_ptr<SoundEncoder> soundEncoder_;
     std::unique_ptr<MovieWriter> writer_;
@@ -66,7 +71,7 @@ Result<void> MovieRun::openEncoders() {
     return {};
 }
 
-Result<void> MovieRun::operator()(const FileURL& file, ExportContainer container, bool indexAtHead) {
+Result<void> MovieRun::open(const FileURL& file, ExportContainer container, bool indexAtHead) {
     if (auto opened = openEncoders(); !opened) {
         return opened;
     }
@@ -76,16 +81,20 @@ Result<void> MovieRun::operator()(const FileURL& file, ExportContainer container
                              .pictureCount = plan_.pictureCount,
                              .soundLength = plan_.soundLength,
                              .indexAtHead = indexAtHead};
-    auto writer = MovieWriter::create(file, layout, run_.token());
+    auto writer = MovieWriter::create(file, layout, run_->token());
     if (!writer) {
         return fail(writer.error());
     }
     writer_ = std::move(*writer);
+    return {};
+}
+
+Result<void> MovieRun::make() {
     if (plan_.hasSound) {
-        sound_.emplace(plan_, std::move(soundEncoder_), run_);
+        sound_.emplace(plan_, std::move(soundEncoder_), *run_);
     }
     if (plan_.hasPicture) {
-        pictures_.emplace(plan_, std::vector{PictureStretch{0, plan_.pictureCount}}, run_);
+        pictures_.emplace(plan_, std::vector{PictureStretch{0, plan_.pictureCount}}, *run_);
         if (auto encoded = settled(encodePictures()); !encoded) {
             return encoded;
         }
@@ -103,7 +112,7 @@ Result<void> MovieRun::encodePictures() {
             return encoded;
         }
     }
-    if (run_.token().stop_requested()) {
+    if (run_->token().stop_requested()) {
         return fail(Error::cancelled());
     }
     return pictureEncoder_->finish(sink);
@@ -144,14 +153,14 @@ Result<void> MovieRun::writeSound(const AVPacket* before) {
             report(end / static_cast<double>(plan_.soundLength));
         }
     }
-    return run_.token().stop_requested() ? fail(Error::cancelled()) : Result<void>();
+    return run_->token().stop_requested() ? fail(Error::cancelled()) : Result<void>();
 }
 
 void MovieRun::report(double done) {
     // 1 is kept for the finished file.
     const auto value = static_cast<float>(std::min(done, 0.999));
-    if (value > progress_.load()) {
-        progress_.store(value);
+    if (value > progress_->load()) {
+        progress_->store(value);
     }
 }
 
@@ -159,8 +168,8 @@ Result<void> MovieRun::settled(Result<void> result) {
     if (result) {
         return result;
     }
-    run_.fail(result.error());
-    return fail(run_.failure().value_or(result.error()));
+    run_->fail(result.error());
+    return fail(run_->failure().value_or(result.error()));
 }
 
 class FFmpegExportSession final : public ExportSession {
@@ -172,41 +181,45 @@ public:
     }
 
     Result<void> exportTo(const FileURL& file, ExportContainer container, std::stop_token stop) override {
-        ExportRun run(std::move(stop), cancel_.get_token());
-        if (run.token().stop_requested()) {
-            return fail(Error::cancelled());
-        }
-        auto plan = ExportPlan::make(*media_, *this);
+        auto run = std::make_shared<ExportRun>(std::move(stop), cancel_.get_token());
+        auto plan = begin(*run);
         if (!plan) {
             return fail(plan.error());
         }
-        MovieRun movie(*plan, run, progress_);
-        auto made = movie(file, container, shouldOptimizeForNetworkUse);
+        auto movie = std::make_shared<MovieRun>(std::move(*plan), run, progress_);
+        // The file is there, or not, before anything is left to a thread.
+        if (auto opened = movie->open(file, container, shouldOptimizeForNetworkUse); !opened) {
+            return opened;
+        }
+        auto made = doBeside<void>(run, [movie = std::move(movie)] { return movie->make(); });
         if (made) {
-            progress_.store(1);
+            progress_->store(1);
         }
         return made;
     }
 
     Result<std::int64_t> estimateOutputFileLength(std::stop_token stop) override {
-        ExportRun run(std::move(stop), cancel_.get_token());
-        if (run.token().stop_requested()) {
-            return fail(Error::cancelled());
-        }
-        auto plan = ExportPlan::make(*media_, *this);
+        auto run = std::make_shared<ExportRun>(std::move(stop), cancel_.get_token());
+        auto plan = begin(*run);
         if (!plan) {
             return fail(plan.error());
         }
-        return estimateExport(*plan, outputFileType.value_or(ExportContainer::mp4), shouldOptimizeForNetworkUse, run);
+        return doBeside<std::int64_t>(
+            run, [run, plan = std::move(*plan), container = outputFileType.value_or(ExportContainer::mp4),
+                  atHead = shouldOptimizeForNetworkUse] { return estimateExport(plan, container, atHead, *run); });
     }
 
-    [[nodiscard]] float progress() const override { return progress_.load(); }
+    [[nodiscard]] float progress() const override { return progress_->load(); }
     void cancelExport() override { cancel_.request_stop(); }
 
 private:
+    [[nodiscard]] Result<ExportPlan> begin(const ExportRun& run) const {
+        return run.token().stop_requested() ? fail(Error::cancelled()) : ExportPlan::make(*media_, *this);
+    }
+
     EditedMediaPtr media_;
     std::stop_source cancel_;
-    std::atomic<float> progress_ = 0;
+    std::shared_ptr<Progress> progress_ = std::make_shared<Progress>(0.0F);
 };
 
 }  // namespace

@@ -42,11 +42,11 @@ struct SoundRenderer::State {
     Result<void> mix(const CompositionTrack& track, std::int64_t first, std::span<float> out, std::stop_token stop);
     Result<void> mixSegment(const CompositionTrack& track, const CompositionSegment& segment, std::int64_t first,
                             std::span<float> out, std::stop_token stop);
-    Result<SoundReader*> reader(CompositionTrackID track, const MediaTrackPtr& source);
+    Result<SoundReader*> reader(CompositionTrackID track, const MediaTrackPtr& source, std::stop_token stop);
     void applyGains(CompositionTrackID track, std::int64_t first, std::span<const float> in,
                     std::span<float> out) const;
     [[nodiscard]] bool isSilent(CompositionTrackID track, std::int64_t first, std::int64_t count) const;
-    [[nodiscard]] const std::vector<VolumePoint>& volumes(CompositionTrackID track) const;
+    [[nodiscard]] std::span<const VolumePoint> volumes(CompositionTrackID track) const;
 
     EditedMediaPtr media;
     /// Most recently used first.
@@ -105,7 +105,7 @@ Result<void> SoundRenderer::State::mix(const CompositionTrack& track, std::int64
 
 Result<void> SoundRenderer::State::mixSegment(const CompositionTrack& track, const CompositionSegment& segment,
                                               std::int64_t first, std::span<float> out, std::stop_token stop) {
-    auto found = reader(track.id, segment.source);
+    auto found = reader(track.id, segment.source, stop);
     if (!found) {
         return fail(found.error());
     }
@@ -118,7 +118,8 @@ Result<void> SoundRenderer::State::mixSegment(const CompositionTrack& track, con
     return {};
 }
 
-Result<SoundReader*> SoundRenderer::State::reader(CompositionTrackID track, const MediaTrackPtr& source) {
+Result<SoundReader*> SoundRenderer::State::reader(CompositionTrackID track, const MediaTrackPtr& source,
+                                                  std::stop_token stop) {
     const auto found =
         std::ranges::find_if(open, [&](const Open& entry) { return entry.track == track && entry.source == source; });
     if (found != open.end()) {
@@ -131,7 +132,7 @@ Result<SoundReader*> SoundRenderer::State::reader(CompositionTrackID track, cons
         while (open.size() >= mostReaders || (open.size() >= keptReaders && open.back().usedAt + 1 < now)) {
             open.pop_back();
         }
-        auto made = SoundReader::open(std::move(facts));
+        auto made = SoundReader::open(std::move(facts), std::move(stop));
         if (!made) {
             return fail(made.error());
         }
@@ -141,16 +142,15 @@ Result<SoundReader*> SoundRenderer::State::reader(CompositionTrackID track, cons
     return open.front().reader.get();
 }
 
-const std::vector<VolumePoint>& SoundRenderer::State::volumes(CompositionTrackID track) const {
-    static const std::vector<VolumePoint> none;
+std::span<const VolumePoint> SoundRenderer::State::volumes(CompositionTrackID track) const {
     const auto& all = media->audio.inputParameters;
     const auto found = std::ranges::find(all, track, &AudioMixParameters::track);
-    return found == all.end() ? none : found->volumes;
+    return found == all.end() ? std::span<const VolumePoint>() : std::span(found->volumes);
 }
 
 /// Calls `body(from, to, gain)` for each stretch of equal gain in [first, first + count).
 template <class Body>
-static void forEachGain(const std::vector<VolumePoint>& points, std::int64_t first, std::int64_t count, Body body) {
+static void forEachGain(std::span<const VolumePoint> points, std::int64_t first, std::int64_t count, Body body) {
     auto next =
         std::ranges::upper_bound(points, first, {}, [](const VolumePoint& point) { return samplesAt(point.at); });
     float gain = next == points.begin() ? 1.0F : std::prev(next)->volume;
