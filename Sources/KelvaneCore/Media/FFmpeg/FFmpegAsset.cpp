@@ -15,9 +15,6 @@ namespace kelvane {
 
 namespace {
 
-/// Opening gives up after this long, whatever the file does. A whole pass over a broken file at the slowest disk's
-/// speed fits for a gigabyte.
-constexpr std::chrono::milliseconds openLimit{20'000};
 /// Tracks that are looked at; more are taken for damage.
 constexpr std::size_t trackLimit = 64;
 /// A container's length within this of its longest track's end is the word of a careful writer, seconds. Two frames at
@@ -139,7 +136,7 @@ Result<std::shared_ptr<const FFmpegAsset>> FFmpegAsset::open(const FileURL& url,
     if (!opened) return std::unexpected(opened.error());
     SourceFile& file = **opened;
     file.setStop(std::move(stop));
-    file.setTimeLimit(openLimit);
+    file.setTimeLimit(openingLimit);
     auto known = file.openFormat();
     if (!known) return std::unexpected(known.error());
     if (!*known || FFmpegProbe::isPictureFile(file)) return std::make_shared<const FFmpegAsset>(Tracks{}, 0.0);

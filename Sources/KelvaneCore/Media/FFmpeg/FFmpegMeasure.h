@@ -28,7 +28,8 @@ struct StreamSpan {
 
 /// Measures the given streams of a file that was just opened and probed; the position and the streams' discard flags
 /// are its own to change. Costs the head and the tail of the file where it has an index, one pass over its packets
-/// where it hasn't. When the file's time limit passes, what was found so far is the answer.
+/// where it hasn't. When the file's time limit passes, it fails in words: what was found by
+/// then could be a part only.
 Result<std::map<int, StreamSpan>> measure(SourceFile& file, const std::vector<int>& streams);
 
 }  // namespace kelvane::FFmpegMeasure

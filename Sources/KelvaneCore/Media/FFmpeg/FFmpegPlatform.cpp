@@ -56,7 +56,7 @@ Result<StillImagePtr> FFmpegPlatform::image(const MediaAssetPtr& asset, MediaTim
     const auto track = tracks->empty() ? nullptr : std::dynamic_pointer_cast<const FFmpegTrack>(tracks->front());
     if (!track) return fail("The file has no picture.");
     const FFmpegTrack::Facts& facts = track->facts();
-    auto reader = VideoFrameReader::open(track, {.threads = 0, .skipUnneeded = true});
+    auto reader = VideoFrameReader::open(track, {.threads = 0, .skipUnneeded = true}, stop);
     if (!reader) return std::unexpected(reader.error());
     // Before a late start there is nothing to see: the nearest picture is the first.
     auto frame = (*reader)->frame(std::max(time, facts.timeRange.start), std::move(stop));

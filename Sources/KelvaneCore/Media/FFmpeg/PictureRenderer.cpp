@@ -42,7 +42,7 @@ struct PictureRenderer::State {
 
     [[nodiscard]] std::optional<Shot> shotAt(MediaTime time) const;
     Result<SharedFrame> black();
-    Result<OpenSource*> sourceFor(const Shot& shot);
+    Result<OpenSource*> sourceFor(const Shot& shot, std::stop_token stop);
     Result<SharedFrame> draw(const Shot& shot, std::stop_token stop);
 };
 
@@ -69,7 +69,7 @@ Result<SharedFrame> PictureRenderer::State::black() {
     return blackFrame;
 }
 
-Result<OpenSource*> PictureRenderer::State::sourceFor(const Shot& shot) {
+Result<OpenSource*> PictureRenderer::State::sourceFor(const Shot& shot, std::stop_token stop) {
     for (auto it = sources.begin(); it != sources.end(); ++it) {
         if (!sameStream(*it->track, *shot.track)) continue;
         sources.splice(sources.begin(), sources, it);
@@ -78,8 +78,8 @@ Result<OpenSource*> PictureRenderer::State::sourceFor(const Shot& shot) {
     // Before the new one opens, so that no more than `openSources` decoders ever hold memory.
     while (!sources.empty() && sources.size() >= static_cast<std::size_t>(std::max(options.openSources, 1)))
         sources.pop_back();
-    auto reader =
-        VideoFrameReader::open(shot.track, {.threads = options.decoderThreads, .skipUnneeded = options.skipUnneeded});
+    auto reader = VideoFrameReader::open(
+        shot.track, {.threads = options.decoderThreads, .skipUnneeded = options.skipUnneeded}, std::move(stop));
     if (!reader) {
         if (reader.error().isCancelled()) return fail(reader.error());
         return fail(MediaError::invalidClip(shot.track->url().baseName()));
@@ -89,14 +89,13 @@ Result<OpenSource*> PictureRenderer::State::sourceFor(const Shot& shot) {
 }
 
 Result<SharedFrame> PictureRenderer::State::draw(const Shot& shot, std::stop_token stop) {
-    const auto found = sourceFor(shot);
+    const auto found = sourceFor(shot, stop);
     if (!found) return fail(found.error());
     OpenSource& source = **found;
 
     auto frame = source.reader->frame(shot.time, stop);
-    if (!frame && (frame.error().isCancelled() || stop.stop_requested())) return fail(Error::cancelled());
-    // A stretch that can't be decoded holds the picture before it.
-    const SharedFrame shown = frame ? *frame : source.frame;
+    if (!frame) return fail(stop.stop_requested() ? Error::cancelled() : frame.error());
+    const SharedFrame& shown = *frame;
     if (!shown) return black();
     if (shown == source.frame && source.drawn && shot.transform == source.transform) return source.drawn;
 

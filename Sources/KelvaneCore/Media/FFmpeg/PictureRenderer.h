@@ -24,8 +24,8 @@ public:
     ~PictureRenderer();
 
     /// The picture at `time`: 8-bit 4:2:0 limited-range Rec. 709 at the render size. Times in order cost one pass over
-    /// each source. The same pointer comes back while nothing changed. A source that can't be opened any more fails
-    /// with MediaError::invalidClip and its base name.
+    /// each source. The same pointer comes back while nothing changed. A source that can't be opened any more, or
+    /// changes while it is read, fails with MediaError::invalidClip and its base name.
     Result<SharedFrame> picture(MediaTime time, std::stop_token stop);
 
 private:

@@ -89,8 +89,9 @@ std::vector<double> stereoMatrix(const AVChannelLayout& layout) {
 SoundDecoder::SoundDecoder(std::shared_ptr<const FFmpegTrack> track, std::unique_ptr<SourceDemuxer> demuxer)
     : track_(std::move(track)), demuxer_(std::move(demuxer)), frame_(av_frame_alloc()) {}
 
-Result<std::unique_ptr<SoundDecoder>> SoundDecoder::open(std::shared_ptr<const FFmpegTrack> track) {
-    auto demuxer = SourceDemuxer::open(*track);
+Result<std::unique_ptr<SoundDecoder>> SoundDecoder::open(std::shared_ptr<const FFmpegTrack> track,
+                                                         std::stop_token stop) {
+    auto demuxer = SourceDemuxer::open(*track, std::move(stop));
     if (!demuxer) {
         return fail(demuxer.error());
     }

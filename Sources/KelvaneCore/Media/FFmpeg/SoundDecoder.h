@@ -30,7 +30,8 @@ class SoundDecoder {
 public:
     /// Opens the file of `track`. A file that was replaced or has gone fails with MediaError::invalidClip; a track
     /// whose codec can't be opened gives a decoder that is at its end from the start.
-    static Result<std::unique_ptr<SoundDecoder>> open(std::shared_ptr<const FFmpegTrack> track);
+    static Result<std::unique_ptr<SoundDecoder>> open(std::shared_ptr<const FFmpegTrack> track,
+                                                      std::stop_token stop = {});
 
     /// Goes to `seconds` of the asset, and half a second before it, so that decoders which carry state from packet to
     /// packet are settled when they get there.

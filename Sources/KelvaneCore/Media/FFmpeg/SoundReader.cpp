@@ -52,8 +52,8 @@ ResamplerPtr makeResampler(int rate) {
 
 }  // namespace
 
-Result<std::unique_ptr<SoundReader>> SoundReader::open(std::shared_ptr<const FFmpegTrack> track) {
-    auto decoder = SoundDecoder::open(std::move(track));
+Result<std::unique_ptr<SoundReader>> SoundReader::open(std::shared_ptr<const FFmpegTrack> track, std::stop_token stop) {
+    auto decoder = SoundDecoder::open(std::move(track), std::move(stop));
     if (!decoder) {
         return fail(decoder.error());
     }

@@ -16,7 +16,8 @@ namespace kelvane {
 /// that its filter's phase repeats at, some hundredths of a second early. One thread at a time.
 class SoundReader {
 public:
-    static Result<std::unique_ptr<SoundReader>> open(std::shared_ptr<const FFmpegTrack> track);
+    static Result<std::unique_ptr<SoundReader>> open(std::shared_ptr<const FFmpegTrack> track,
+                                                     std::stop_token stop = {});
 
     /// Fills `out`, interleaved stereo, with the samples from `first` on, counted from the asset's time zero; silence
     /// where the track has no sound. Positions read in order cost one pass. Fails with MediaError::invalidClip when the

@@ -22,6 +22,7 @@ struct SourceDemuxer::State {
           trackEnd(facts.timeRange.end()) {}
 
     Result<void> start();
+    Result<void> openInTime();
     [[nodiscard]] bool isDescribed() const;
     [[nodiscard]] bool isIndexShort() const;
     Result<void> completeIndex();
@@ -38,8 +39,17 @@ struct SourceDemuxer::State {
     bool brokenOff = false;
 };
 
+/// Opens the file anew, within the time that opening may take.
 Result<void> SourceDemuxer::State::start() {
     brokenOff = true;
+    if (!file->isUnchanged()) return fail(file->failure().value_or(changed()));
+    file->setTimeLimit(openingLimit);
+    auto opened = openInTime();
+    file->setTimeLimit(std::nullopt);
+    return opened;
+}
+
+Result<void> SourceDemuxer::State::openInTime() {
     auto opened = file->openFormat();
     if (!opened) return std::unexpected(opened.error());
     if (!*opened) return fail(changed());
@@ -97,11 +107,13 @@ Result<void> SourceDemuxer::State::completeIndex() {
 SourceDemuxer::SourceDemuxer(std::unique_ptr<State> state) : state_(std::move(state)) {}
 SourceDemuxer::~SourceDemuxer() = default;
 
-Result<std::unique_ptr<SourceDemuxer>> SourceDemuxer::open(const FFmpegTrack& track) {
+Result<std::unique_ptr<SourceDemuxer>> SourceDemuxer::open(const FFmpegTrack& track, std::stop_token stop) {
+    if (stop.stop_requested()) return fail(Error::cancelled());
     const FFmpegTrack::Facts& facts = track.facts();
     auto file = SourceFile::open(facts.url);
     if (!file || (*file)->identity() != facts.identity) return fail(MediaError::invalidClip(facts.url.baseName()));
     auto state = std::make_unique<State>(std::move(*file), facts);
+    state->file->setStop(std::move(stop));
     if (auto started = state->start(); !started) {
         return fail(started.error().isCancelled() ? started.error() : state->changed());
     }
@@ -116,13 +128,18 @@ Result<PacketPtr> SourceDemuxer::next() {
     if (state.brokenOff) {
         if (auto started = state.start(); !started) return std::unexpected(started.error());
     }
+    if (!state.file->isUnchanged()) {
+        state.brokenOff = true;
+        return fail(state.file->failure().value_or(state.changed()));
+    }
     state.atBeginning = false;
     PacketPtr packet(av_packet_alloc());
     for (int errors = 0; errors < errorLimit;) {
         const int code = av_read_frame(state.file->context(), packet.get());
-        if (state.file->stop().stop_requested()) {
+        // Asked even when a packet came or the end did: a file that lost its end gives half a packet, then none.
+        if (auto error = state.file->failure()) {
             state.brokenOff = true;
-            return fail(Error::cancelled());
+            return fail(*error);
         }
         if (code >= 0) {
             if (packet->stream_index == state.streamIndex && packet->size > 0) return packet;
@@ -130,10 +147,6 @@ Result<PacketPtr> SourceDemuxer::next() {
             continue;
         }
         if (code == AVERROR_EOF) return PacketPtr();
-        if (auto error = state.file->failure()) {
-            state.brokenOff = true;
-            return fail(*error);
-        }
         ++errors;
     }
     return PacketPtr();
@@ -149,6 +162,10 @@ Result<void> SourceDemuxer::seek(std::int64_t timestamp) {
         if (timestamp == INT64_MIN) return {};
     }
     state.atBeginning = false;
+    if (!state.file->isUnchanged()) {
+        state.brokenOff = true;
+        return fail(state.file->failure().value_or(state.changed()));
+    }
     AVFormatContext* context = state.file->context();
     const int code = av_seek_frame(context, state.streamIndex, timestamp, AVSEEK_FLAG_BACKWARD);
     if (auto error = state.file->failure()) {

@@ -11,14 +11,15 @@ namespace kelvane {
 /// was requested, and have limits, so that a broken file can't hang or fill memory. One thread at a time.
 class SourceDemuxer {
 public:
-    /// Opens the file of `track`. A file that changed since it was probed fails with MediaError::invalidClip, as does
-    /// one that can no longer be read.
-    static Result<std::unique_ptr<SourceDemuxer>> open(const FFmpegTrack& track);
+    /// Opens the file of `track`, within `openingLimit`. A file that changed since it was probed fails with
+    /// MediaError::invalidClip, as does one that can no longer be read. `stop` counts until `setStop`.
+    static Result<std::unique_ptr<SourceDemuxer>> open(const FFmpegTrack& track, std::stop_token stop = {});
     ~SourceDemuxer();
 
     /// Whose stop requests count from now on.
     void setStop(std::stop_token stop);
-    /// Next packet of the stream, or nullptr at its end. Damaged stretches are passed over.
+    /// Next packet of the stream, or nullptr at its end. Damaged stretches are passed over. A file that changed since
+    /// it was opened fails with MediaError::invalidClip, a disk's failure in words; so do seeks.
     Result<PacketPtr> next();
     /// Goes to the last key frame at or before `timestamp` (stream time base, file's own zero), as far as the file
     /// tells; INT64_MIN is the beginning, and so is every time stamp in a file that can't be sought.

@@ -15,6 +15,8 @@ extern "C" {
 #include <libavutil/mem.h>
 }
 
+#include "Media/MediaError.h"
+
 namespace kelvane {
 
 namespace {
@@ -116,7 +118,10 @@ int SourceFile::read(void* opaque, std::uint8_t* buffer, int size) {
             file.position_ += count;
             return static_cast<int>(count);
         }
-        if (count == 0) return AVERROR_EOF;
+        if (count == 0) {
+            if (file.position_ < file.identity_.size) file.isUnchanged();
+            return AVERROR_EOF;
+        }
         if (errno == EINTR) continue;
         file.readError_ = errno;
         return AVERROR(file.readError_);
@@ -145,9 +150,21 @@ std::int64_t SourceFile::seek(void* opaque, std::int64_t offset, int whence) {
     return offset;
 }
 
+bool SourceFile::isUnchanged() {
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0) {
+        readError_ = errno;
+        return false;
+    }
+    changed_ = changed_ || identityOf(identity_.path, status) != identity_;
+    return !changed_;
+}
+
 std::optional<Error> SourceFile::failure() const {
     if (stop_.stop_requested()) return Error::cancelled();
+    if (changed_) return MediaError::invalidClip(url_.baseName());
     if (readError_ != 0) return Error::posix(quoted(url_) + " could not be read", readError_);
+    if (timeIsOver()) return Error(quoted(url_) + " takes too long to read.");
     return std::nullopt;
 }
 
@@ -186,6 +203,7 @@ Result<bool> SourceFile::openFormat(bool simpleEdits) {
     closeFormat();
     position_ = 0;
     readError_ = 0;
+    changed_ = false;
     auto* buffer = static_cast<std::uint8_t*>(av_malloc(readSize));
     io_ = avio_alloc_context(buffer, readSize, 0, this, &SourceFile::read, nullptr, &SourceFile::seek);
     auto format = probe();

@@ -41,7 +41,11 @@ public:
     [[nodiscard]] bool isFormat(const char* name) const;
     /// The failure of the disk that ended the last reads, as an errno value; 0 when there was none.
     [[nodiscard]] int readError() const { return readError_; }
-    /// The failure in words for the last operation that didn't come through: cancelled, or the disk's, else none.
+    /// Whether the file still has the size and the time of change that it was opened with. Once it hasn't, `failure`
+    /// says so until the next `openFormat`.
+    bool isUnchanged();
+    /// The failure in words for the last operation that didn't come through: cancelled, MediaError::invalidClip for a
+    /// file that changed, the disk's, or that the time is over, else none.
     [[nodiscard]] std::optional<Error> failure() const;
 
 private:
@@ -59,12 +63,17 @@ private:
     std::optional<std::chrono::steady_clock::time_point> deadline_;
     std::int64_t position_ = 0;
     int readError_ = 0;
+    bool changed_ = false;
     AVIOContext* io_ = nullptr;
     FormatContextPtr context_;
 };
 
 /// Side data of a whole stream, or nullptr.
 const std::uint8_t* streamSideData(const AVStream& stream, AVPacketSideDataType type, std::size_t& size);
+
+/// Opening gives up after this long, whatever the file does. A whole pass over a broken file at the slowest disk's
+/// speed fits for a gigabyte.
+inline constexpr std::chrono::milliseconds openingLimit{20'000};
 
 /// Largest picture that is decoded, pixels: 16384 × 8192, past which one frame takes half a gigabyte.
 inline constexpr std::int64_t maximumPixels = 134'217'728;

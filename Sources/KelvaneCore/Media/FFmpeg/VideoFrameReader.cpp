@@ -306,8 +306,9 @@ VideoFrameReader::VideoFrameReader(std::unique_ptr<State> state) : state_(std::m
 VideoFrameReader::~VideoFrameReader() = default;
 
 Result<std::unique_ptr<VideoFrameReader>> VideoFrameReader::open(std::shared_ptr<const FFmpegTrack> track,
-                                                                 VideoFrameReaderOptions options) {
-    auto demuxer = SourceDemuxer::open(*track);
+                                                                 VideoFrameReaderOptions options,
+                                                                 std::stop_token stop) {
+    auto demuxer = SourceDemuxer::open(*track, std::move(stop));
     if (!demuxer) return std::unexpected(demuxer.error());
     auto state = std::make_unique<State>();
     state->track = std::move(track);

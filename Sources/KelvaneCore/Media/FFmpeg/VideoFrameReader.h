@@ -18,8 +18,10 @@ struct VideoFrameReaderOptions {
 /// seek to the key frame before. One thread at a time.
 class VideoFrameReader {
 public:
+    /// Opens the file of `track`; fails as `SourceDemuxer::open` does.
     static Result<std::unique_ptr<VideoFrameReader>> open(std::shared_ptr<const FFmpegTrack> track,
-                                                          VideoFrameReaderOptions options = {});
+                                                          VideoFrameReaderOptions options = {},
+                                                          std::stop_token stop = {});
     ~VideoFrameReader();
 
     /// The last frame whose presentation time is at most `time` (seconds of the asset), give or take less than a tick
@@ -27,7 +29,7 @@ public:
     /// nullptr when the track starts more than 0.1 s later than `time` (a late track shows black), else the first
     /// frame. Damaged frames are passed over; a track of which no frame decodes gives nullptr as well. Interlaced
     /// frames come deinterlaced. The frame is as decoded: stored size, its own pixel format and colour tags. The same
-    /// pointer comes back while the frame stays the same.
+    /// pointer comes back while the frame stays the same. Fails as cancelled, or as `SourceDemuxer::next` does.
     Result<SharedFrame> frame(MediaTime time, std::stop_token stop);
     [[nodiscard]] const FFmpegTrack& track() const;
 

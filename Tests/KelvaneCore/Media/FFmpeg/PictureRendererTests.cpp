@@ -6,6 +6,7 @@
 
 #include "Media/FFmpeg/PictureRenderer.h"
 #include "Media/FFmpeg/PictureScaler.h"
+#include "Media/FFmpeg/SoundReader.h"
 #include "Media/MediaError.h"
 #include "SourceFixture.h"
 #include "Timeline/Framing.h"
@@ -220,7 +221,7 @@ TEST_F(PictureRendererTest, ADamagedSourceIsShownAsFarAsItDecodes) {
     EXPECT_EQ(shownNumber(*pictureAt(renderer, {88, 30}), {320, 180}, timeline.transform), 88);
 }
 
-TEST_F(PictureRendererTest, ASourceWhoseDataWasCutOffMidwayHoldsItsLastPicture) {
+TEST_F(PictureRendererTest, ASourceWhoseDataIsCutOffMidwayFailsWithItsName) {
     // Noise, so that the file is larger than what a reader holds at once.
     const FileURL url = movie("cut.mp4", {.frames = 90,
                                           .videoFilter = "noise=alls=12:allf=t",
@@ -232,8 +233,26 @@ TEST_F(PictureRendererTest, ASourceWhoseDataWasCutOffMidwayHoldsItsLastPicture) 
     PictureRenderer renderer(timeline.media);
     EXPECT_EQ(shownNumber(*pictureAt(renderer, {0, 30}), {320, 180}, timeline.transform), 0);
     truncateSample(url, std::filesystem::file_size(url.path()) / 2);
+    // What was read before stays right; the first picture behind it fails, and so do all that follow.
+    int frame = 1;
+    auto picture = renderer.picture({frame, 30}, {});
+    for (; picture && frame < 90; picture = renderer.picture({++frame, 30}, {})) {
+        ASSERT_EQ(shownNumber(**picture, {320, 180}, timeline.transform), frame);
+    }
+    ASSERT_LT(frame, 90);
+    EXPECT_EQ(picture.error(), MediaError::invalidClip("cut"));
+    EXPECT_EQ(renderer.picture({89, 30}, {}).error(), MediaError::invalidClip("cut"));
+    EXPECT_EQ(renderer.picture({0, 30}, {}).error(), MediaError::invalidClip("cut"));
+}
+
+TEST_F(PictureRendererTest, ASourceThatWasShortFromTheStartHoldsItsLastPicture) {
+    const FileURL url = movie("short.mp4", {.frames = 90, .output = {"-g", "15", "-movflags", "+faststart"}});
+    truncateSample(url, std::filesystem::file_size(url.path()) / 2);
+    Timeline timeline;
+    timeline.clip(videoTrack(url), 0, 3);
+    PictureRenderer renderer(timeline.media);
     int last = -1;
-    for (int frame = 1; frame < 90; ++frame) {
+    for (int frame = 0; frame < 90; ++frame) {
         const SharedFrame picture = pictureAt(renderer, {frame, 30});
         ASSERT_TRUE(picture) << frame;
         const int number = shownNumber(*picture, {320, 180}, timeline.transform);
@@ -242,6 +261,19 @@ TEST_F(PictureRendererTest, ASourceWhoseDataWasCutOffMidwayHoldsItsLastPicture) 
     }
     EXPECT_GT(last, 20);
     EXPECT_LT(last, 89);
+}
+
+TEST_F(PictureRendererTest, OpeningASourceEndsAsCancelled) {
+    const FileURL url = movie("a.mp4", {.frames = 30});
+    const auto source = videoTrack(url);
+    std::stop_source stop;
+    stop.request_stop();
+    const auto pictures = VideoFrameReader::open(source, {}, stop.get_token());
+    ASSERT_FALSE(pictures.has_value());
+    EXPECT_TRUE(pictures.error().isCancelled());
+    const auto sound = SoundReader::open(source, stop.get_token());
+    ASSERT_FALSE(sound.has_value());
+    EXPECT_TRUE(sound.error().isCancelled());
 }
 
 TEST_F(PictureRendererTest, AStopEndsAtOnce) {

@@ -258,13 +258,17 @@ void wipeFrames(const FileURL& file, int from, int to) {
     ASSERT_TRUE(track);
     auto demuxer = SourceDemuxer::open(*track);
     ASSERT_TRUE(demuxer);
-    const int descriptor = ::open(file.path().c_str(), O_WRONLY);
+    // All are found before the first is written: a file that changes is read no further.
+    std::vector<std::pair<std::int64_t, int>> places;
     for (int i = 0; i <= to; ++i) {
         const auto packet = (*demuxer)->next();
         ASSERT_TRUE(packet && *packet);
-        if (i < from) continue;
-        const std::vector<char> zeros(static_cast<std::size_t>((*packet)->size), 0);
-        ASSERT_EQ(::pwrite(descriptor, zeros.data(), zeros.size(), (*packet)->pos), (*packet)->size);
+        if (i >= from) places.emplace_back((*packet)->pos, (*packet)->size);
+    }
+    const int descriptor = ::open(file.path().c_str(), O_WRONLY);
+    for (const auto& [position, size] : places) {
+        const std::vector<char> zeros(static_cast<std::size_t>(size), 0);
+        ASSERT_EQ(::pwrite(descriptor, zeros.data(), zeros.size(), position), size);
     }
     ::close(descriptor);
 }
@@ -322,6 +326,56 @@ TEST_F(FrameReader, RefusesAFileThatWasReplaced) {
     ASSERT_FALSE(gone);
     EXPECT_EQ(gone.error(), MediaError::invalidClip("Beach"));
 }
+
+/// What can happen to a file while it is being read.
+struct Change {
+    const char* name;
+    void (*happen)(const FileURL&);
+};
+
+class ChangedFile : public ::testing::TestWithParam<std::tuple<Change, const char*>> {
+protected:
+    void SetUp() override { skipWithoutTool(); }
+    TempFolder folder_;
+};
+
+TEST_P(ChangedFile, FailsWithItsNameWhileItIsRead) {
+    const auto& [change, extension] = GetParam();
+    SampleMovie movie;
+    movie.frames = 90;
+    movie.videoFilter = "noise=alls=12:allf=t";
+    movie.video = x264("keyint=15");
+    movie.video[5] = "4";
+    movie.output = std::string(extension) == ".mp4" ? std::vector<std::string>{"-movflags", "+faststart"}
+                                                    : std::vector<std::string>{};
+    const FileURL file = makeSampleMovie(folder_.path(), std::string("Beach") + extension, movie);
+    // More than a reader holds at once.
+    ASSERT_GT(std::filesystem::file_size(file.path()), 1'000'000U);
+    const auto reader = openReader(file, {.threads = 1});
+    ASSERT_TRUE(reader);
+    EXPECT_EQ(numberAt(*reader, {10, 30}), 10);
+    change.happen(file);
+    const auto late = reader->frame({89, 30}, {});
+    ASSERT_FALSE(late.has_value());
+    EXPECT_EQ(late.error(), MediaError::invalidClip("Beach"));
+    EXPECT_EQ(reader->frame({0, 30}, {}).error(), MediaError::invalidClip("Beach"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Changes, ChangedFile,
+    ::testing::Combine(::testing::Values(Change{"Shrinks",
+                                                [](const FileURL& file) {
+                                                    truncateSample(file, std::filesystem::file_size(file.path()) / 2);
+                                                }},
+                                         Change{"Empties", [](const FileURL& file) { truncateSample(file, 0); }},
+                                         Change{"IsWrittenTo",
+                                                [](const FileURL& file) {
+                                                    const auto time = std::filesystem::last_write_time(file.path());
+                                                    std::filesystem::last_write_time(file.path(),
+                                                                                     time + std::chrono::seconds(5));
+                                                }}),
+                       ::testing::Values(".mp4", ".mkv", ".ts")),
+    [](const auto& info) { return std::get<0>(info.param).name + std::string(std::get<1>(info.param)).substr(1); });
 
 TEST_F(FrameReader, KeepsShowingTheLastFrameWhenTheEndIsMissing) {
     SampleMovie movie;
