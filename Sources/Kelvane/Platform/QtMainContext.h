@@ -1,17 +1,23 @@
 #pragma once
 
 #include <QObject>
-#include <QThreadPool>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <vector>
 
 #include "MainContext.h"
 
 namespace kelvane {
 
-/// The main context over Qt's event loop and a thread pool of its own.
+/// The main context over Qt's event loop and threads of its own. Work changes threads through queues of this class
+/// under its own mutex: Qt carries no more than a wake-up, so that a thread sanitizer, which can't look into Qt, sees
+/// the order.
 class QtMainContext final : public QObject, public MainContext {
 public:
-    QtMainContext();
-    /// Waits for the work on the pool; what it posts afterwards is dropped.
+    QtMainContext() = default;
+    /// Waits for the background work; what it posts afterwards is dropped.
     ~QtMainContext() override;
 
     void post(std::function<void()> work) override;
@@ -19,8 +25,19 @@ public:
     [[nodiscard]] Timer after(std::chrono::milliseconds delay, std::function<void()> work) override;
     [[nodiscard]] bool isMainThread() const override;
 
+    bool event(QEvent* event) override;
+
 private:
-    QThreadPool pool_;
+    void serveBackground();
+
+    std::mutex mutex_;
+    std::deque<std::function<void()>> posted_;
+    std::deque<std::function<void()>> background_;
+    std::condition_variable arrived_;
+    std::vector<std::thread> threads_;
+    /// Threads that wait for work.
+    std::size_t idle_ = 0;
+    bool ending_ = false;
 };
 
 }  // namespace kelvane
