@@ -62,12 +62,22 @@ std::string drain(int descriptor) {
     return all;
 }
 
+/// How a process's standard streams are: pipes that block, or short ones that don't.
+enum class Streams { blocking, nonBlocking };
+
 /// Runs `executable` with `words` and `input` on its standard input.
-Outcome runAt(const std::string& executable, Words words, const std::string& input = {}) {
+Outcome runAt(const std::string& executable, Words words, const std::string& input = {},
+              Streams streams = Streams::blocking) {
     int in[2];
     int out[2];
     int err[2];
     if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return {};
+    if (streams == Streams::nonBlocking) {
+        for (const int end : {in[0], out[1], err[1]}) {
+            fcntl(end, F_SETPIPE_SZ, 4096);
+            fcntl(end, F_SETFL, fcntl(end, F_GETFL) | O_NONBLOCK);
+        }
+    }
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, in[0], 0);
@@ -105,9 +115,9 @@ Outcome runAt(const std::string& executable, Words words, const std::string& inp
     return outcome;
 }
 
-Outcome client(Words words, const std::string& input = {}) {
+Outcome client(Words words, const std::string& input = {}, Streams streams = Streams::blocking) {
     words.insert(words.begin(), "cli");
-    return runAt(KELVANE_EXECUTABLE, std::move(words), input);
+    return runAt(KELVANE_EXECUTABLE, std::move(words), input, streams);
 }
 
 class Client : public testing::Test {
@@ -233,6 +243,13 @@ TEST_F(Client, PrintsTheReplyAsReceivedAndAnswersForItsOk) {
         {R"({"ok":false,"error":"Kelvane is busy."})", 1},
         {R"({"ok":false,"ok":true})", 0},
         {"{}", 1},
+        {R"({"ok":true,"ok":false})", 1},
+        {R"({"ok":true,"ok":[true]})", 1},
+        {R"({"o\u006b":true})", 0},
+        {R"({"ok":true,"result":[1e999,-1E+999,123456789012345678901234567890,0.0e-0,-0]})", 0},
+        {R"({"ok":true,"result":["\ud800","\"\\\/\b\f\n\r\t"]})", 0},
+        {R"({"ok":true,"result":)" + std::string(400'000, '[') + std::string(400'000, ']') + "}", 0},
+        {R"({"a":{"b":{"ok":true}},"c":[],"d":{},"e":[{"ok":true}]})", 1},
         {"[]", 1},
         {R"([{"ok":true}])", 1},
         {R"({"ok":1})", 1},
@@ -250,8 +267,40 @@ TEST_F(Client, PrintsTheReplyAsReceivedAndAnswersForItsOk) {
 }
 
 TEST_F(Client, PrintsNothingOfAReplyThatIsNoDocument) {
-    for (const std::string reply : {"", "not json", "7", "\"text\"", "null", "true", "{", "{} x", "{\"ok\":true}\xFF",
-                                    "{\"a\":\"\xFF\"}", "{\"ok\":true,}"}) {
+    for (const std::string reply : {"",
+                                    "not json",
+                                    "7",
+                                    "\"text\"",
+                                    "null",
+                                    "true",
+                                    "{",
+                                    "{} x",
+                                    "{\"ok\":true}\xFF",
+                                    "{\"a\":\"\xFF\"}",
+                                    "{\"ok\":true,}",
+                                    "{\"a\"}",
+                                    "{\"a\":}",
+                                    "{1:2}",
+                                    "[1,]",
+                                    "[,1]",
+                                    "[1 2]",
+                                    "[01]",
+                                    "[.5]",
+                                    "[1.]",
+                                    "[1e]",
+                                    "[+1]",
+                                    "[-]",
+                                    "[tru]",
+                                    "[NaN]",
+                                    "[\"\t\"]",
+                                    "[\"\\x\"]",
+                                    "[\"\\u12g4\"]",
+                                    "[\"open]",
+                                    "[}",
+                                    "{]",
+                                    "[[]",
+                                    "[]]",
+                                    "[1e999"}) {
         answer(reply + "\n");
         const Outcome outcome = ask({"project"});
         EXPECT_EQ(outcome.output, "") << reply;
@@ -351,6 +400,19 @@ TEST_F(Client, EndsWithOneAndNoSignalWhenItsOutputHasNoReader) {
     EXPECT_EQ(runAt("/bin/sh", {"-c", command}), (Outcome{"1\n", "", 0}));
     EXPECT_EQ(runAt("/bin/sh", {"-c", KELVANE_EXECUTABLE " cli help >&-; echo $?"}), (Outcome{"1\n", "", 0}));
     close(ends[1]);
+}
+
+TEST_F(Client, WaitsForStreamsThatItInheritedNonBlocking) {
+    const std::string reply = R"({"ok":true,"result":")" + std::string(1'000'000, 'x') + "\"}";
+    answer(reply + "\n");
+    const std::string input(1'000'000, ' ');
+    EXPECT_EQ(
+        client({"--socket", socketPath_, "timeline", "--revision", "R", "--json", "-"}, input, Streams::nonBlocking),
+        (Outcome{reply + "\n", "", 0}));
+    EXPECT_TRUE(request() == R"({"command":"timeline","options":{"json":")" + input + R"(","revision":"R"}})" + "\n");
+    const std::string word(100'000, 'x');
+    EXPECT_EQ(client({"--socket", socketPath_, word}, {}, Streams::nonBlocking),
+              refused("Unknown command: " + word + ". Run Kelvane cli help."));
 }
 
 TEST_F(Client, LoadsNothingOfTheApplication) {

@@ -47,12 +47,15 @@ std::optional<std::string> decodedRecord(const std::string& text, const UUID& pr
 std::string CLIProjectDiscovery::registryPath() { return "/tmp/kelvane-connections-" + std::to_string(getuid()); }
 
 Result<std::string> CLIProjectDiscovery::folder(const std::string& registry) {
-    if (mkdir(registry.c_str(), 0700) != 0 && errno != EEXIST) {
+    if (mkdir(registry.c_str(), 0700) == 0) {
+        // A folder above may hand its set-group-ID bit down.
+        (void)chmod(registry.c_str(), 0700);
+    } else if (errno != EEXIST) {
         return fail(CLIError("Could not create the Kelvane connection registry."));
     }
     struct stat status {};
     const bool isPrivate = lstat(registry.c_str(), &status) == 0 && status.st_uid == getuid() &&
-                           S_ISDIR(status.st_mode) && (status.st_mode & 0777) == 0700;
+                           S_ISDIR(status.st_mode) && (status.st_mode & 07777) == 0700;
     if (!isPrivate) return fail(CLIError("The Kelvane connection registry is not private."));
     return registry;
 }

@@ -1,13 +1,13 @@
 // What touches the process's own streams: reading the input, printing, and the order of a run.
+#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "CLIError.h"
+#include "CLIReplyDocument.h"
 #include "KelvaneCLI.h"
 #include "Support/JSON.h"
 
@@ -18,27 +18,13 @@ namespace {
 constexpr std::size_t maximumInputBytes = 1'048'576;
 constexpr std::size_t chunkBytes = 8192;
 
-/// Whether `text` is well-formed UTF-8: shortest forms only, no surrogates, nothing above U+10FFFF.
-bool isUTF8(std::string_view text) {
-    for (std::size_t at = 0; at < text.size();) {
-        const auto lead = static_cast<unsigned char>(text[at]);
-        if (lead < 0x80) {
-            ++at;
-            continue;
-        }
-        const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-        if (lead < 0xC2 || lead > 0xF4 || at + length > text.size()) return false;
-        std::uint32_t point = lead & (0x7FU >> length);
-        for (std::size_t i = 1; i < length; ++i) {
-            const auto next = static_cast<unsigned char>(text[at + i]);
-            if ((next & 0xC0) != 0x80) return false;
-            point = point << 6 | (next & 0x3F);
-        }
-        constexpr std::uint32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-        if (point < smallest[length] || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) return false;
-        at += length;
-    }
-    return true;
+/// After an interruption, or once a stream that was inherited non-blocking is ready again, answers true: the call that
+/// failed is to be repeated.
+bool mayRepeat(int descriptor, short event) {
+    if (errno == EINTR) return true;
+    if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
+    pollfd stream{descriptor, event, 0};
+    return poll(&stream, 1, -1) >= 0 || errno == EINTR;
 }
 
 /// Writes `text` and a line feed; false when the stream takes no more.
@@ -49,7 +35,7 @@ bool printLine(int descriptor, std::string_view text) {
     line.push_back('\n');
     for (std::size_t written = 0; written < line.size();) {
         const ssize_t count = ::write(descriptor, line.data() + written, line.size() - written);
-        if (count < 0 && errno == EINTR) continue;
+        if (count < 0 && mayRepeat(descriptor, POLLOUT)) continue;
         if (count <= 0) return false;
         written += static_cast<std::size_t>(count);
     }
@@ -73,11 +59,9 @@ Result<Outcome> perform(std::span<const std::string> arguments) {
     }
     auto reply = invocation->target.request(encodeCLIRequest(invocation->request));
     if (!reply) return fail(std::move(reply.error()));
-    const auto document = parseJSON(*reply);
-    if (!document) return fail(document.error());
-    if (!document->is_structured()) return fail(CLIError("The reply is neither a JSON object nor an array."));
-    const auto* ok = document->is_object() ? json::find(*document, "ok") : nullptr;
-    return Outcome{std::move(*reply), ok != nullptr && ok->is_boolean() && ok->get<bool>()};
+    const auto isSuccess = replyIsSuccess(*reply);
+    if (!isSuccess) return fail(isSuccess.error());
+    return Outcome{std::move(*reply), *isSuccess};
 }
 
 std::string failureObject(const Error& error) {
@@ -96,7 +80,7 @@ Result<std::string> readInput(int descriptor) {
     char chunk[chunkBytes];
     while (true) {
         const ssize_t count = ::read(descriptor, chunk, sizeof chunk);
-        if (count < 0 && errno == EINTR) continue;
+        if (count < 0 && mayRepeat(descriptor, POLLIN)) continue;
         if (count < 0) return fail(Error::posix("Standard input could not be read", errno));
         if (count == 0) break;
         input.append(chunk, static_cast<std::size_t>(count));

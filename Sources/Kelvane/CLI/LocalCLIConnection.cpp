@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
@@ -32,6 +33,12 @@ constexpr int connectionsAtOnce = 8;
 /// How long the accept thread rests when the process has no descriptor left for a waiting peer. The listener stays
 /// readable meanwhile, so that waiting on it would spin.
 constexpr int exhaustedRestMilliseconds = 50;
+/// Connections taken before the accept thread looks at its stop signal again.
+constexpr int acceptsAtOnce = 16;
+/// What a peer may go on sending behind its request, and how long it may pause and take altogether.
+constexpr std::size_t drainedBytes = 4 * 1'048'576;
+constexpr int drainPauseMilliseconds = 100;
+constexpr std::chrono::milliseconds drainTime{1000};
 
 /// One connection's wait for its reply.
 class Exchange {
@@ -92,6 +99,26 @@ bool makeNonBlocking(int descriptor) {
     return flags >= 0 && fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) == 0;
 }
 
+/// Closes the connection. Bytes left unread would have the peer find an error behind the reply, or in its place; they
+/// are read and thrown away within bounds.
+void hangUp(int descriptor) {
+    shutdown(descriptor, SHUT_WR);
+    const auto end = std::chrono::steady_clock::now() + drainTime;
+    char chunk[8192];
+    for (std::size_t drained = 0; drained < drainedBytes && std::chrono::steady_clock::now() < end;) {
+        const ssize_t count = recv(descriptor, chunk, sizeof chunk, MSG_DONTWAIT);
+        if (count > 0) {
+            drained += static_cast<std::size_t>(count);
+            continue;
+        }
+        if (count < 0 && errno == EINTR) continue;
+        if (count == 0 || (errno != EAGAIN && errno != EWOULDBLOCK)) break;
+        pollfd peer{descriptor, POLLIN, 0};
+        if (poll(&peer, 1, drainPauseMilliseconds) == 0) break;
+    }
+    ::close(descriptor);
+}
+
 bool isExhaustion(int number) { return number == EMFILE || number == ENFILE || number == ENOBUFS || number == ENOMEM; }
 
 }  // namespace
@@ -112,13 +139,14 @@ struct LocalCLIConnection::Service {
                 (void)CLISocket::write(failureReply(written.error()), descriptor);
             }
         }
-        ::close(descriptor);
+        hangUp(descriptor);
         slots.release();
     }
 
-    /// Accepts what waits on `listener`. Answers false when the process has no room for another descriptor.
+    /// Accepts what waits on `listener`, or a part of it. Answers false when the process has no room for another
+    /// descriptor.
     static bool acceptAll(const std::shared_ptr<Service>& service, int listener) {
-        while (true) {
+        for (int taken = 0; taken < acceptsAtOnce; ++taken) {
             const int descriptor = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
             if (descriptor < 0) return !isExhaustion(errno);
             if (!isSameUser(descriptor) || !service->slots.try_acquire()) {
@@ -136,6 +164,7 @@ struct LocalCLIConnection::Service {
                 service->slots.release();
             }
         }
+        return true;
     }
 
     static void acceptUntilStopped(const std::shared_ptr<Service>& service, int listener, int stop) {

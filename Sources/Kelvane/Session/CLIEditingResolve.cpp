@@ -100,6 +100,40 @@ Result<CLIClip> decodeEntry(const nlohmann::json& object, std::size_t index) {
     return entry;
 }
 
+/// Goes through an array of entries and stops at a member that no entry may have. Works on the text's events, since
+/// among the values a second member of one name has taken the place of the first.
+class FieldCheck : public nlohmann::json_sax<nlohmann::json> {
+public:
+    bool null() override { return depth_ != entryDepth; }
+    bool boolean(bool) override { return true; }
+    bool number_integer(number_integer_t) override { return true; }
+    bool number_unsigned(number_unsigned_t) override { return true; }
+    bool number_float(number_float_t, const string_t&) override { return true; }
+    bool string(string_t&) override { return true; }
+    bool binary(binary_t&) override { return false; }
+    bool start_object(std::size_t) override { return open(); }
+    bool start_array(std::size_t) override { return open(); }
+    bool end_object() override { return close(); }
+    bool end_array() override { return close(); }
+    bool key(string_t& name) override { return depth_ != entryDepth || isFieldName(name); }
+    bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception&) override { return false; }
+
+private:
+    /// The containers that are open inside of an entry: the array and the entry itself.
+    static constexpr int entryDepth = 2;
+
+    bool open() {
+        ++depth_;
+        return true;
+    }
+    bool close() {
+        --depth_;
+        return true;
+    }
+
+    int depth_ = 0;
+};
+
 Error shapeError() { return CLIError("timeline requires an array of up to 1,000 clips, at most 1 MiB."); }
 
 /// Size, syntax, shape, fields and types.
@@ -111,12 +145,9 @@ Result<std::vector<CLIClip>> decodeEntries(std::string_view json) {
         !std::ranges::all_of(*document, [](const auto& entry) { return entry.is_object(); })) {
         return fail(shapeError());
     }
-    for (const auto& object : *document) {
-        for (auto member = object.begin(); member != object.end(); ++member) {
-            if (!isFieldName(member.key()) || member->is_null()) {
-                return fail(CLIError("Unsupported clip field or null value. Run cli help for the accepted fields."));
-            }
-        }
+    FieldCheck fields;
+    if (!nlohmann::json::sax_parse(json.begin(), json.end(), &fields)) {
+        return fail(CLIError("Unsupported clip field or null value. Run cli help for the accepted fields."));
     }
     std::vector<CLIClip> entries;
     entries.reserve(document->size());

@@ -175,12 +175,14 @@ Result<JSONObject> AIAssistantSession::projectState(bool compact) const {
     const auto& clips = editor->clips();
     auto timeline = timelineText(clips, editor->assets());
     if (!timeline) return fail(std::move(timeline.error()));
-    if (!std::isfinite(editor->playhead())) return fail(unwritable());
+    // The sum of finite clips can be infinite.
+    const double duration = TimelineLayout::duration(clips);
+    if (!std::isfinite(duration) || !std::isfinite(editor->playhead())) return fail(unwritable());
 
     JSONObject state;
     state.setRaw("timeline", *std::move(timeline));
     state.set("revision", std::string_view(CLIEditing::revision(clips, editor->assets())));
-    state.set("duration", TimelineLayout::duration(clips));
+    state.set("duration", duration);
     state.set("playhead", editor->playhead());
     state.setRaw("audioTracks", lanesText(clips));
     state.set("openURL", std::string_view(KelvaneProjectLink::url(editor->id()).absoluteString()));

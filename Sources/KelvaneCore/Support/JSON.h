@@ -49,7 +49,7 @@ private:
 
 /// How deep arrays and objects may nest in any text that is read. Documents here use at most 5 levels; the
 /// bound keeps recursive code safe from hostile input.
-inline constexpr int maximumJSONDepth = 64;
+inline constexpr int maximumJSONDepth = 512;
 /// How many values any text that is read may hold, so that a small file can't fill the memory: some 280,000 clips.
 inline constexpr std::size_t maximumJSONValues = 4'000'000;
 

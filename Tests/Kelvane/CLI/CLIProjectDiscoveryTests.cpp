@@ -59,13 +59,19 @@ TEST_F(Registry, IsMadePrivateAndFoundAgain) {
     EXPECT_EQ(CLIProjectDiscovery::folder(path_), path_);
 }
 
+TEST_F(Registry, IsMadePrivateInAFolderThatHandsItsGroupDown) {
+    ASSERT_EQ(chmod(folder_.path().c_str(), 02700), 0);
+    EXPECT_EQ(CLIProjectDiscovery::folder(path_), path_);
+    EXPECT_EQ(modeOf(path_), 0700);
+}
+
 TEST_F(Registry, ThatCannotBeMadeIsSaidSo) {
     EXPECT_EQ(messageOf(CLIProjectDiscovery::folder(folder_.path() + "/missing/registry")),
               "Could not create the Kelvane connection registry.");
 }
 
 TEST_F(Registry, OfAnyOtherModeIsRefusedAndNotRepaired) {
-    for (const int mode : {0755, 0750, 0701, 0710, 0770, 0777, 0600, 0500}) {
+    for (const int mode : {0755, 0750, 0701, 0710, 0770, 0777, 0600, 0500, 01700, 02700, 04700}) {
         mkdir(path_.c_str(), 0700);
         ASSERT_EQ(chmod(path_.c_str(), static_cast<mode_t>(mode)), 0);
         EXPECT_EQ(messageOf(start()), notPrivate) << std::oct << mode;

@@ -58,7 +58,10 @@ public:
     RawClient& send(const std::string& bytes) {
         for (std::size_t at = 0; at < bytes.size();) {
             const ssize_t count = ::send(descriptor_, bytes.data() + at, bytes.size() - at, MSG_NOSIGNAL);
-            if (count <= 0) break;
+            if (count <= 0) {
+                ADD_FAILURE() << "sending ended at byte " << at << ": " << std::strerror(errno);
+                break;
+            }
             at += static_cast<std::size_t>(count);
         }
         return *this;
@@ -67,13 +70,16 @@ public:
         shutdown(descriptor_, SHUT_WR);
         return *this;
     }
-    /// Everything up to the server's close.
+    /// Everything up to the server's close. An error in the place of a clean end is told behind it: "<x>\n[Broken
+    /// pipe]".
     std::string receiveAll() {
         std::string all;
         char chunk[65536];
-        for (ssize_t count; (count = recv(descriptor_, chunk, sizeof chunk, 0)) > 0;) {
+        ssize_t count = 0;
+        while ((count = recv(descriptor_, chunk, sizeof chunk, 0)) > 0) {
             all.append(chunk, static_cast<std::size_t>(count));
         }
+        if (count < 0) all.append("[").append(std::strerror(errno)).append("]");
         return all;
     }
     void hangUp() {
@@ -190,6 +196,8 @@ TEST(Conversation, CarriesOneLineEachWayAndThenCloses) {
         {"hello\n", "<hello>\n"},
         {"\n", "<>\n"},
         {"\nmore", "<>\n"},
+        {"x\n" + std::string(100'000, 'y'), "<x>\n"},
+        {"x\n" + std::string(3'000'000, 'y'), "<x>\n"},
         {"first\nsecond\nthird", "<first>\n"},
         {std::string("a\0b\n", 4), std::string("<a\0b>\n", 6)},
         {std::string(8191, 'x') + "\n", "<" + std::string(8191, 'x') + ">\n"},
@@ -228,6 +236,7 @@ TEST(Limits, ARequestOfOneByteMoreIsRefusedByBothEnds) {
     RawClient client(connection->socketPath());
     EXPECT_EQ(client.send(larger + "\n").receiveAll(), tooLong + "\n");
     EXPECT_EQ(RawClient(connection->socketPath()).send(larger).receiveAll(), tooLong + "\n");
+    EXPECT_EQ(RawClient(connection->socketPath()).send(std::string(2 * limit, 'x')).receiveAll(), tooLong + "\n");
     EXPECT_EQ(calls, 0);
 }
 
@@ -370,6 +379,29 @@ TEST(Cancelling, LeavesAHalfSentRequestItsAnswer) {
     EXPECT_EQ(LocalCLIConnection::request("x", connection->socketPath(), 0), "<x>");
     connection.reset();
     EXPECT_EQ(client.send("lf\n").receiveAll(), "<half>\n");
+}
+
+TEST(Cancelling, IsNotHeldUpByAFloodOfConnections) {
+    auto connection = serve([](const std::string&, const Reply&) {});
+    const auto address = addressOf(connection->socketPath());
+    std::vector<std::unique_ptr<RawClient>> silent;
+    for (int i = 0; i < 8; ++i) silent.push_back(std::make_unique<RawClient>(connection->socketPath()));
+    std::atomic<int> floods = 0;
+    std::vector<std::thread> peers;
+    for (int i = 0; i < 4; ++i) {
+        peers.emplace_back([&] {
+            bool isConnected = true;
+            while (isConnected) {
+                const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+                isConnected = connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+                close(descriptor);
+                ++floods;
+            }
+        });
+    }
+    while (floods < 100) std::this_thread::yield();
+    connection.reset();
+    for (auto& peer : peers) peer.join();
 }
 
 TEST(Accepting, APeerOfAnotherUserIsClosedWithoutAReply) {

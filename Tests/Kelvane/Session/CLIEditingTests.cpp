@@ -183,7 +183,8 @@ TEST(CLIEditingFiniteNumber, ReadsWholeDecimalTexts) {
           Row{"5.", 5},      Row{"1e3", 1000},     Row{"1E-2", 0.01}, Row{"1e-999", 0}, Row{"1e999", {}},
           Row{"-1e999", {}}, Row{"", {}},          Row{"+", {}},      Row{"-", {}},     Row{"+-1", {}},
           Row{"abc", {}},    Row{"1x", {}},        Row{" 1", {}},     Row{"1 ", {}},    Row{"1,5", {}},
-          Row{"inf", {}},    Row{"-infinity", {}}, Row{"nan", {}},    Row{"1e", {}},    Row{"1.2.3", {}}}) {
+          Row{"inf", {}},    Row{"-infinity", {}}, Row{"nan", {}},    Row{"1e", {}},    Row{"1.2.3", {}},
+          Row{"0x10", {}},   Row{"-0x1p3", {}},    Row{"0X10", {}}}) {
         EXPECT_EQ(CLIEditing::finiteNumber(row.text), row.value) << row.text;
     }
 }

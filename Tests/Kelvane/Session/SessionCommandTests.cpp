@@ -145,6 +145,8 @@ TEST_F(SessionCommands, RenameNeedsALibraryProject) {
 
 TEST_F(SessionCommands, UndoAndRedoGoThroughHistory) {
     const auto before = revision();
+    EXPECT_EQ(refusal(perform("undo", {{"revision", "stale"}})), changedText);
+    EXPECT_EQ(refusal(perform("redo", {{"revision", "stale"}})), changedText);
     EXPECT_EQ(document(write("undo")), state());
     EXPECT_EQ(document(write("redo", {{"compact", "true"}})), state(true));
     EXPECT_EQ(revision(), before);

@@ -2,9 +2,15 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <future>
+#include <iterator>
+#include <set>
+#include <thread>
 
 #include "CLI/CLIProjectDiscovery.h"
 #include "CLI/LocalCLIConnection.h"
@@ -51,6 +57,35 @@ private:
 std::size_t openDescriptors() {
     const auto folder = std::filesystem::directory_iterator("/proc/self/fd");
     return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
+}
+
+/// Folders of connections that no process listens in.
+std::set<std::string> deadFolders() {
+    std::set<std::string> folders;
+    for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
+        const std::string name = entry.path().filename().string();
+        if (name.starts_with("kelvane-") && UUID::parse(name.substr(8))) folders.insert(entry.path().string());
+    }
+    std::ifstream sockets("/proc/net/unix");
+    for (std::string line; std::getline(sockets, line);) {
+        const auto path = line.rfind(" /");
+        if (path != std::string::npos && line.ends_with("/control.sock")) {
+            folders.erase(std::filesystem::path(line.substr(path + 1)).parent_path().string());
+        }
+    }
+    return folders;
+}
+
+/// Folders that stay behind and were not among `before`. Another process's connection comes to life, or goes, within
+/// moments.
+std::set<std::string> leftBehind(const std::set<std::string>& before) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (true) {
+        std::set<std::string> left;
+        std::ranges::set_difference(deadFolders(), before, std::inserter(left, left.end()));
+        if (left.empty() || std::chrono::steady_clock::now() > end) return left;
+        std::this_thread::yield();
+    }
 }
 
 class SessionConnection : public SessionFixture {
@@ -204,8 +239,10 @@ TEST_F(SessionConnection, ARequestThatOutlivesItsProjectIsToldSo) {
 TEST_F(SessionConnection, TwoInstancesDoNotServeOneProject) {
     const auto other = CLIProjectDiscovery::start(editor->id(), "/tmp/other.sock", registry);
     ASSERT_TRUE(other.has_value());
+    const auto before = deadFolders();
     const auto open = openDescriptors();
     const auto connected = session().connect();
+    EXPECT_EQ(leftBehind(before), std::set<std::string>());
     ASSERT_FALSE(connected.has_value());
     EXPECT_EQ(connected.error().message, "This project is already connected in another Kelvane instance.");
     EXPECT_FALSE(session().isConnected());
@@ -220,8 +257,12 @@ TEST_F(SessionConnection, TwoInstancesDoNotServeOneProject) {
 
 TEST_F(SessionConnection, ARegistryThatIsNotPrivateRefuses) {
     std::filesystem::permissions(registry, std::filesystem::perms::group_read, std::filesystem::perm_options::add);
+    const auto before = deadFolders();
+    const auto open = openDescriptors();
     EXPECT_EQ(session().connect().error().message, "The Kelvane connection registry is not private.");
     EXPECT_FALSE(session().isConnected());
+    EXPECT_EQ(openDescriptors(), open);
+    EXPECT_EQ(leftBehind(before), std::set<std::string>());
 }
 
 TEST_F(SessionConnection, AClosedProjectIsNotServed) {

@@ -156,6 +156,22 @@ TEST_F(SessionState, ANumberThatIsNotFiniteFailsTheDocument) {
     EXPECT_EQ(refusal(session().projectState(true)), "The project holds a number that is not finite.");
 }
 
+TEST_F(SessionState, FiniteClipsWhoseSumIsInfiniteFailTheDocument) {
+    Clip longest = video(film, 1.7e308);
+    ASSERT_TRUE(longest.isValid());
+    editor->commit({longest, video(film, 1.7e308)});
+    EXPECT_EQ(refusal(session().projectState(true)), "The project holds a number that is not finite.");
+    EXPECT_EQ(refusal(session().projectState(false)), "The project holds a number that is not finite.");
+    Clip overlay = audio(sound, 1.7e308, 1.7e308);
+    ASSERT_TRUE(overlay.isValid());
+    editor->commit({overlay});
+    EXPECT_EQ(refusal(perform("project")), "The project holds a number that is not finite.");
+    // One such clip alone can be said.
+    longest.sourceDuration = longest.end = 1e308;
+    editor->commit({longest});
+    EXPECT_EQ(state()["duration"], 1e308);
+}
+
 TEST_F(SessionState, AClosedProjectHasNone) {
     const auto kept = session().shared_from_this();
     editor.reset();

@@ -179,7 +179,7 @@ TEST_F(ProjectFiles, FailInWordsWhenThereIsNoDocument) {
         {"Huge.kelvane", "“Huge.kelvane” is too large to be read."},
         {"Empty.kelvane", "The JSON ends too early, at line 1, column 1."},
         {"Binary.kelvane", "The JSON is not valid at line 1, column 1."},
-        {"Deep.kelvane", "The JSON nests deeper than 64 levels."},
+        {"Deep.kelvane", "The JSON nests deeper than 512 levels."},
     };
     for (const auto& row : rows) {
         const auto project = ProjectFile::read(folder.url(row.name));

@@ -180,12 +180,12 @@ TEST(JSONReading, RefusesWithASentenceThatSaysWhere) {
 }
 
 TEST(JSONReading, BoundsTheDepth) {
-    EXPECT_TRUE(parseJSON(nested(64)));
-    EXPECT_EQ(failure(nested(65)), "The JSON nests deeper than 64 levels.");
-    EXPECT_EQ(failure(std::string(10'000'000, '[')), "The JSON nests deeper than 64 levels.");
+    EXPECT_TRUE(parseJSON(nested(512)));
+    EXPECT_EQ(failure(nested(513)), "The JSON nests deeper than 512 levels.");
+    EXPECT_EQ(failure(std::string(10'000'000, '[')), "The JSON nests deeper than 512 levels.");
     std::string objects;
     for (int i = 0; i < 1'000'000; ++i) objects += "{\"a\":";
-    EXPECT_EQ(failure(objects), "The JSON nests deeper than 64 levels.");
+    EXPECT_EQ(failure(objects), "The JSON nests deeper than 512 levels.");
     // Depth is what is open at once, not what was opened.
     std::string wide = "[";
     for (int i = 0; i < 1000; ++i) wide += nested(63) + ",";
