@@ -244,6 +244,42 @@ Result<StillImagePtr> FakeMediaPlatform::image(const MediaAssetPtr& asset, Media
     return answer(recorded, fake.picture());
 }
 
+Result<void> FakeMediaPlatform::sourceStills(const FileURL& url, const std::vector<MediaTime>& times, Size maximum,
+                                             const StillConsumer& consume, std::stop_token stop) {
+    auto asset = openAsset(url, stop);
+    if (!asset) return fail(asset.error());
+    const auto& fake = dynamic_cast<const FakeMediaAsset&>(**asset);
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        const Result<void> recorded = journal_->record([&] {
+            return fmt::format("sourceStill {} at {} within {}x{}", fake.name(), describe(times[i]), maximum.width,
+                               maximum.height);
+        });
+        if (const Result<void> passed = imageGate.pass(stop); !passed) return passed;
+        const auto image = answer(recorded, fake.picture());
+        if (!image) return fail(image.error());
+        if (auto taken = consume(i, {*image, times[i]}); !taken) return taken;
+    }
+    return {};
+}
+
+Result<void> FakeMediaPlatform::timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times,
+                                               Size maximum, const StillConsumer& consume, std::stop_token stop) {
+    auto grey = std::make_shared<StillImage>();
+    grey->width = static_cast<int>(media->video.renderSize.width);
+    grey->height = static_cast<int>(media->video.renderSize.height);
+    grey->pixels.assign(static_cast<std::size_t>(4) * grey->width * grey->height, 128);
+    const StillImagePtr picture = grey;
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        const Result<void> recorded = journal_->record([&] {
+            return fmt::format("timelineStill at {} within {}x{}", describe(times[i]), maximum.width, maximum.height);
+        });
+        if (const Result<void> passed = imageGate.pass(stop); !passed) return passed;
+        if (!recorded) return recorded;
+        if (auto taken = consume(i, {picture, times[i]}); !taken) return taken;
+    }
+    return {};
+}
+
 std::unique_ptr<ExportSession> FakeMediaPlatform::makeExportSession(EditedMediaPtr media) {
     const Result<void> recorded = journal_->record([] { return std::string("makeExportSession"); });
     if (!recorded || !exports.available) {

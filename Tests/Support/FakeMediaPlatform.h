@@ -83,6 +83,8 @@ struct FakeExports {
 ///     loadNaturalSize a.mov video             loadPreferredTransform a.mov video
 ///     loadNominalFrameRate a.mov video        loadTimeRange a.mov audio      (a second track is "video#2")
 ///     image a.mov at 300/600 within 1024x1024
+///     sourceStill a.mov at 300/600 within 640x640
+///     timelineStill at 300/600 within 1280x1280
 ///     addMutableTrack video                   (tracks number from 1 in each composition)
 ///     insertTimeRange 1 a.mov video [0/600, 1200/600) at 0/600
 ///     insertEmptyTimeRange 1 [1200/600, 3000/600)
@@ -142,6 +144,13 @@ public:
     Result<MediaAssetPtr> openAsset(const FileURL& url, std::stop_token stop) override;
     Result<StillImagePtr> image(const MediaAssetPtr& asset, MediaTime time, Size maximum,
                                 std::stop_token stop) override;
+    /// Each still has the file's picture and the very time that was asked for; stills are handed over in the order
+    /// asked, and each passes `imageGate`.
+    Result<void> sourceStills(const FileURL& url, const std::vector<MediaTime>& times, Size maximum,
+                              const StillConsumer& consume, std::stop_token stop) override;
+    /// As above, with one grey picture of the render size.
+    Result<void> timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times, Size maximum,
+                                const StillConsumer& consume, std::stop_token stop) override;
     std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) override;
 
     std::optional<CompositionTrackID> addMutableTrack(Composition& composition, MediaType type) override;

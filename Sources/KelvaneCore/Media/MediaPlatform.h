@@ -1,7 +1,11 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <stop_token>
 #include <vector>
 
@@ -44,6 +48,28 @@ public:
     virtual void cancelExport() = 0;
 };
 
+/// One exact still of a run.
+struct TimedStill {
+    StillImagePtr image;
+    /// Of a source: the beginning of the frame shown. Of a timeline: the moment that was drawn.
+    MediaTime actualTime;
+};
+/// Takes one still; `index` is the place of its time among the times that were asked for. Called from one thread at a
+/// time, in any order. A failure ends the run and is passed on.
+using StillConsumer = std::function<Result<void>(std::size_t index, const TimedStill& still)>;
+
+/// A stretch of decoded sound in the track's own rate and channels. Good during the call that hands it over.
+struct SampleBlock {
+    /// Audio frames a second.
+    double rate = 0;
+    int channels = 0;
+    /// The first frame's place, counted at `rate` from the asset's time zero.
+    std::int64_t position = 0;
+    /// Interleaved, full scale 1.
+    std::span<const float> samples;
+};
+using SampleConsumer = std::function<void(const SampleBlock& block)>;
+
 /// The operations that a media engine must offer; tests have a fake. Every method may block and is called off the main
 /// thread, from several threads at once. The composition operations have the plain value semantics of Composition and
 /// are virtual so that a fake can record and refuse them.
@@ -56,6 +82,14 @@ public:
     /// One still picture at `time`, oriented, fitted into `maximum` pixels without enlarging.
     virtual Result<StillImagePtr> image(const MediaAssetPtr& asset, MediaTime time, Size maximum,
                                         std::stop_token stop) = 0;
+    /// Exact stills of the file's first picture track, one for each of `times` (source seconds), oriented, fitted into
+    /// `maximum` pixels without enlarging. A time before the first frame shows that frame, one behind the last shows the
+    /// last. Frames come as SDR. Fails when the file holds no picture or one can't be decoded.
+    virtual Result<void> sourceStills(const FileURL& url, const std::vector<MediaTime>& times, Size maximum,
+                                      const StillConsumer& consume, std::stop_token stop) = 0;
+    /// Exact stills of a timeline as export draws it, fitted into `maximum` pixels without enlarging.
+    virtual Result<void> timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times, Size maximum,
+                                        const StillConsumer& consume, std::stop_token stop) = 0;
     /// A session on the composition, at the one quality of the program; none when the platform has no encoder.
     virtual std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) = 0;
 

@@ -16,6 +16,10 @@ public:
     Result<MediaAssetPtr> openAsset(const FileURL& url, std::stop_token stop) override;
     Result<StillImagePtr> image(const MediaAssetPtr& asset, MediaTime time, Size maximum,
                                 std::stop_token stop) override;
+    Result<void> sourceStills(const FileURL& url, const std::vector<MediaTime>& times, Size maximum,
+                              const StillConsumer& consume, std::stop_token stop) override;
+    Result<void> timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times, Size maximum,
+                                const StillConsumer& consume, std::stop_token stop) override;
     std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) override;
 
     /// How many files were opened and probed so far; for tests and benchmarks.
