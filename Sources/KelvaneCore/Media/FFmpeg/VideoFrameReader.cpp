@@ -64,6 +64,9 @@ struct VideoFrameReader::State {
     /// Where a stretch was given up for its errors.
     std::int64_t gaveUpAt = AV_NOPTS_VALUE;
     std::int64_t lastFed = AV_NOPTS_VALUE;
+    std::int64_t packetsDecoded = 0;
+    /// How much later than its place in the index, which is in decoding order, the last key frame read is shown.
+    std::int64_t keyLag = 0;
 
     /// The decoder stands somewhere: `current` and `next` are frames that follow one another.
     bool positioned = false;
@@ -144,6 +147,8 @@ Result<bool> VideoFrameReader::State::fillPackets(std::size_t wanted) {
         const bool key = ((*packet)->flags & AV_PKT_FLAG_KEY) != 0;
         if (waitsForKey && !key && ++passedOver <= keySearchLimit) continue;
         waitsForKey = false;
+        if (key && (*packet)->pts != AV_NOPTS_VALUE && (*packet)->dts != AV_NOPTS_VALUE)
+            keyLag = std::max<std::int64_t>(0, (*packet)->pts - (*packet)->dts);
         packets.push_back(std::move(*packet));
     }
     return !packets.empty();
@@ -169,6 +174,7 @@ Result<void> VideoFrameReader::State::feed(std::int64_t limit) {
     packets.pop_front();
     lastFed = shownAt(*packet);
     decoder->skip_frame = isUnneeded(*packet, limit) ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+    ++packetsDecoded;
     if (avcodec_send_packet(decoder.get(), packet.get()) < 0) ++errors;
     return {};
 }
@@ -265,11 +271,13 @@ Result<void> VideoFrameReader::State::seek(std::int64_t limit) {
 
 /// Whether `limit` is reached sooner by a seek than by decoding on.
 bool VideoFrameReader::State::shouldJump(std::int64_t limit) const {
-    const std::int64_t key = demuxer->keyFrameBefore(limit);
+    // A key frame that is decoded before `limit` but shown after it would lead back to where the decoder stands.
+    const std::int64_t key = demuxer->keyFrameBefore(limit - keyLag);
     // Behind a stretch that was given up, the next key frame is a new chance.
     if (gaveUpAt != AV_NOPTS_VALUE && !next.frame) return key != AV_NOPTS_VALUE && key > gaveUpAt;
     if (!next.frame || limit <= next.pts) return false;
-    std::int64_t read = next.pts;
+    // What was fed counts as read, although the decoder may not have given it back yet.
+    std::int64_t read = std::max(next.pts, lastFed);
     if (!packets.empty() && packets.back()->dts != AV_NOPTS_VALUE) read = std::max(read, packets.back()->dts);
     if (key != AV_NOPTS_VALUE && key > read) return true;
     return !demuxer->hasFullIndex() && !jumpsAreVain && limit - next.pts > ticks(jumpDistance);
@@ -333,5 +341,15 @@ Result<SharedFrame> VideoFrameReader::frame(MediaTime time, std::stop_token stop
 }
 
 const FFmpegTrack& VideoFrameReader::track() const { return *state_->track; }
+
+std::optional<std::int64_t> VideoFrameReader::decodingStart(MediaTime time) const {
+    const State& state = *state_;
+    if (!state.demuxer->hasFullIndex()) return std::nullopt;
+    const std::int64_t key = state.demuxer->keyFrameBefore(state.wantedTick(time) - state.keyLag);
+    // Before the first key frame, the run begins with the file.
+    return key == AV_NOPTS_VALUE ? INT64_MIN : key;
+}
+
+std::int64_t VideoFrameReader::packetsDecoded() const { return state_->packetsDecoded; }
 
 }  // namespace kelvane

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <stop_token>
 
 #include "SourceDemuxer.h"
@@ -32,6 +34,12 @@ public:
     /// pointer comes back while the frame stays the same. Fails as cancelled, or as `SourceDemuxer::next` does.
     Result<SharedFrame> frame(MediaTime time, std::stop_token stop);
     [[nodiscard]] const FFmpegTrack& track() const;
+
+    /// Where decoding starts for the frame at `time`, in ticks of the file: times of equal starts are served by one run
+    /// of the decoder. Nothing when the file doesn't list all of its key frames.
+    [[nodiscard]] std::optional<std::int64_t> decodingStart(MediaTime time) const;
+    /// How many packets the decoder was given so far; for tests and benchmarks.
+    [[nodiscard]] std::int64_t packetsDecoded() const;
 
 private:
     struct State;

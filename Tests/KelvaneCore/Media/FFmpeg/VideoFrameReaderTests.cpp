@@ -202,6 +202,37 @@ TEST_F(FrameReader, JumpsFarInFragmentsWithoutAnIndex) {
     for (const int n : {1700, 3, 900, 1799, 0, 1250}) EXPECT_EQ(numberAt(*reader, {n, 30}), n);
 }
 
+/// One way to ask for every second frame or so, and what that may cost.
+struct Pass {
+    const char* name;
+    const char* parameters;
+    int threads;
+};
+
+TEST_F(FrameReader, DecodesEachPacketAtMostOnceInAPass) {
+    for (const Pass& pass :
+         {Pass{"closed groups", "keyint=10:min-keyint=10:scenecut=0:bframes=0", 1},
+          Pass{"reordered", "keyint=12:min-keyint=12:scenecut=0:bframes=3:b-adapt=0", 1},
+          Pass{"open groups", "keyint=15:min-keyint=15:scenecut=0:open-gop=1:bframes=3:b-adapt=0", 1},
+          Pass{"two threads", "keyint=10:min-keyint=10:scenecut=0:bframes=0", 2}}) {
+        SampleMovie movie;
+        movie.width = 160;
+        movie.height = 96;
+        movie.rateNumerator = 60;
+        movie.frames = 120;
+        movie.video = x264(pass.parameters);
+        const FileURL file = make("a.mp4", movie);
+        for (const bool skip : {false, true}) {
+            for (const int step : {1, 2, 3, 5}) {
+                const auto reader = openReader(file, {.threads = pass.threads, .skipUnneeded = skip});
+                ASSERT_TRUE(reader);
+                for (int n = 0; n < 120; n += step) ASSERT_EQ(numberAt(*reader, {n, 60}), n) << pass.name;
+                EXPECT_LE(reader->packetsDecoded(), 120) << pass.name << ", every " << step << ", skipping " << skip;
+            }
+        }
+    }
+}
+
 TEST_F(FrameReader, ReadsOnAfterACancelledCall) {
     SampleMovie movie;
     movie.frames = 600;
