@@ -67,11 +67,10 @@ int main(int argc, char** argv) {
                 const auto& asset = assets[static_cast<std::size_t>(i) % assets.size()];
                 timeline.push_back({{"assetID", asset["assetID"]}, {"start", 0.1 + 0.001 * round}, {"end", 0.5}});
             }
-            const auto reply = ask(socket,
-                                   request("timeline", {{"revision", state["revision"]},
-                                                        {"json", timeline.dump()},
-                                                        {"compact", "true"}}),
-                                   &spent);
+            const auto reply = ask(
+                socket,
+                request("timeline", {{"revision", state["revision"]}, {"json", timeline.dump()}, {"compact", "true"}}),
+                &spent);
             state["revision"] = reply["revision"];
         }
         times.push_back(spent);
