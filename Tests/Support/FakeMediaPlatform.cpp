@@ -41,20 +41,24 @@ FakeFile FakeFile::silentVideo(double seconds, Size naturalSize, AffineTransform
     track.naturalSize = naturalSize;
     track.preferredTransform = transform;
     track.nominalFrameRate = rate;
-    return {seconds, {track}, {}, nullptr};
+    return {seconds, {track}, {}};
 }
 
-FakeFile FakeFile::audio(double seconds) { return {seconds, {}, {trackOf(seconds)}, nullptr}; }
+FakeFile FakeFile::audio(double seconds) { return {seconds, {}, {trackOf(seconds)}}; }
 
-FakeFile FakeFile::neither(double seconds) { return {seconds, {}, {}, nullptr}; }
+FakeFile FakeFile::neither(double seconds) { return {seconds, {}, {}}; }
 
 namespace {
 
 class FakeMediaTrack final : public MediaTrack {
 public:
     FakeMediaTrack(std::shared_ptr<FakeMediaPlatform::Journal> journal, FileURL url, MediaType type, std::size_t index,
-                   FakeTrack facts)
-        : journal_(std::move(journal)), url_(std::move(url)), type_(type), facts_(std::move(facts)) {
+                   FakeTrack facts, std::vector<FakeSamples> sound = {})
+        : journal_(std::move(journal)),
+          url_(std::move(url)),
+          type_(type),
+          facts_(std::move(facts)),
+          sound_(std::move(sound)) {
         name_ = fmt::format("{} {}", url_.lastPathComponent(), FakeMediaPlatform::describe(type_));
         if (index > 0) {
             name_ += fmt::format("#{}", index + 1);
@@ -73,6 +77,7 @@ public:
     Result<MediaTimeRange> loadTimeRange() const override { return load("loadTimeRange", facts_.timeRange); }
 
     [[nodiscard]] const std::string& name() const { return name_; }
+    [[nodiscard]] const std::vector<FakeSamples>& sound() const { return sound_; }
 
 private:
     template <class T>
@@ -84,6 +89,7 @@ private:
     FileURL url_;
     MediaType type_;
     FakeTrack facts_;
+    std::vector<FakeSamples> sound_;
     std::string name_;
 };
 
@@ -96,8 +102,8 @@ public:
                 std::make_shared<FakeMediaTrack>(journal_, url, MediaType::video, i, file_.videoTracks[i]));
         }
         for (std::size_t i = 0; i < file_.audioTracks.size(); ++i) {
-            audio_.push_back(
-                std::make_shared<FakeMediaTrack>(journal_, url, MediaType::audio, i, file_.audioTracks[i]));
+            audio_.push_back(std::make_shared<FakeMediaTrack>(journal_, url, MediaType::audio, i, file_.audioTracks[i],
+                                                              file_.sound));
         }
     }
 
@@ -109,6 +115,7 @@ public:
     Result<double> loadDuration() const override {
         return answer(journal_->record([&] { return fmt::format("loadDuration {}", name_); }), file_.duration);
     }
+    [[nodiscard]] bool hasCoverPicture() const override { return file_.hasCoverPicture; }
 
     [[nodiscard]] const std::string& name() const { return name_; }
     [[nodiscard]] StillImagePtr picture() const { return file_.picture ? file_.picture : greyPicture(); }
@@ -131,6 +138,7 @@ FakeMediaPlatform::FakeMediaPlatform()
 FakeMediaPlatform::~FakeMediaPlatform() {
     openGate.open();
     imageGate.open();
+    sampleGate.open();
     exportGate.open();
     estimateGate.open();
 }
@@ -278,6 +286,22 @@ Result<void> FakeMediaPlatform::timelineStills(const EditedMediaPtr& media, cons
         if (auto taken = consume(i, {picture, times[i]}); !taken) return taken;
     }
     return {};
+}
+
+Result<void> FakeMediaPlatform::readSamples(const MediaTrackPtr& track, double start, std::optional<double> end,
+                                            const SampleConsumer& consume, std::stop_token stop) {
+    const auto& fake = dynamic_cast<const FakeMediaTrack&>(*track);
+    const Result<void> recorded = journal_->record([&] {
+        return fmt::format("readSamples {} from {} to {}", fake.name(), start,
+                           end ? fmt::format("{}", *end) : "the end");
+    });
+    for (const FakeSamples& block : fake.sound()) {
+        if (const Result<void> passed = sampleGate.pass(stop); !passed) return passed;
+        if (stop.stop_requested()) return fail(Error::cancelled());
+        consume({block.rate, block.channels, block.position, block.samples});
+    }
+    if (const Result<void> passed = sampleGate.pass(stop); !passed) return passed;
+    return recorded;
 }
 
 std::unique_ptr<ExportSession> FakeMediaPlatform::makeExportSession(EditedMediaPtr media) {

@@ -26,6 +26,17 @@ struct FakeTrack {
     MediaTimeRange timeRange;
 };
 
+/// Decoded sound as a described file hands it over.
+struct FakeSamples {
+    /// Interleaved.
+    std::vector<float> samples;
+    int channels = 1;
+    /// Audio frames a second.
+    double rate = 1000;
+    /// Of the first frame, counted at `rate`.
+    std::int64_t position = 0;
+};
+
 /// A source file as the fake sees it. A plain value.
 struct FakeFile {
     double duration = 0;
@@ -33,6 +44,9 @@ struct FakeFile {
     std::vector<FakeTrack> audioTracks;
     /// The thumbnail; a small grey picture when absent.
     StillImagePtr picture;
+    /// What every sound track holds, in order; each block is handed over whole, wherever reading starts and ends.
+    std::vector<FakeSamples> sound;
+    bool hasCoverPicture = false;
 
     /// A picture of `seconds` with a sound track of the same length.
     static FakeFile video(double seconds, Size naturalSize = {1080, 1920}, AffineTransform transform = {},
@@ -85,6 +99,7 @@ struct FakeExports {
 ///     image a.mov at 300/600 within 1024x1024
 ///     sourceStill a.mov at 300/600 within 640x640
 ///     timelineStill at 300/600 within 1280x1280
+///     readSamples a.wav audio from 0.5 to 2   (or "to the end")
 ///     addMutableTrack video                   (tracks number from 1 in each composition)
 ///     insertTimeRange 1 a.mov video [0/600, 1200/600) at 0/600
 ///     insertEmptyTimeRange 1 [1200/600, 3000/600)
@@ -129,6 +144,8 @@ public:
     Gate openGate;
     /// Every image passes here.
     Gate imageGate;
+    /// Every block of samples passes here, and once more at the end.
+    Gate sampleGate;
     /// Every exportTo passes here, its file half written.
     Gate exportGate;
     /// Every estimateOutputFileLength passes here.
@@ -151,6 +168,8 @@ public:
     /// As above, with one grey picture of the render size.
     Result<void> timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times, Size maximum,
                                 const StillConsumer& consume, std::stop_token stop) override;
+    Result<void> readSamples(const MediaTrackPtr& track, double start, std::optional<double> end,
+                             const SampleConsumer& consume, std::stop_token stop) override;
     std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) override;
 
     std::optional<CompositionTrackID> addMutableTrack(Composition& composition, MediaType type) override;

@@ -41,6 +41,8 @@ public:
     virtual Result<std::vector<MediaTrackPtr>> loadTracks(MediaType type) const = 0;
     /// The asset's length, seconds.
     virtual Result<double> loadDuration() const = 0;
+    /// Whether the file holds a cover or another attached picture, such as a music file's; `loadTracks` leaves it out.
+    [[nodiscard]] virtual bool hasCoverPicture() const { return false; }
 };
 using MediaAssetPtr = std::shared_ptr<const MediaAsset>;
 

@@ -90,6 +90,13 @@ public:
     /// Exact stills of a timeline as export draws it, fitted into `maximum` pixels without enlarging.
     virtual Result<void> timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times, Size maximum,
                                         const StillConsumer& consume, std::stop_token stop) = 0;
+    /// Decodes the sound of an audio track in its own rate and channels and hands it over in blocks, in order. They cover
+    /// [`start`, `end`), or all behind `start`, as far as there is sound; the first may begin before it and the last end
+    /// behind it. Positions are those of the file: an encoder's delay is removed, a late start is kept, and holes are not
+    /// filled. Stretches that don't decode are passed over. Memory doesn't grow with the length. Fails when nothing of
+    /// the track decodes and when the file changes, is replaced or goes meanwhile. `start` is finite and at least 0.
+    virtual Result<void> readSamples(const MediaTrackPtr& track, double start, std::optional<double> end,
+                                     const SampleConsumer& consume, std::stop_token stop) = 0;
     /// A session on the composition, at the one quality of the program; none when the platform has no encoder.
     virtual std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) = 0;
 

@@ -54,6 +54,12 @@ std::vector<Found> playableStreams(const SourceFile& file) {
     return found;
 }
 
+bool holdsCoverPicture(const AVFormatContext& context) {
+    return std::any_of(context.streams, context.streams + context.nb_streams, [](const AVStream* stream) {
+        return (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+    });
+}
+
 /// A moment as a stream counts it.
 struct Stamp {
     std::int64_t value = 0;
@@ -164,7 +170,7 @@ Result<std::shared_ptr<const FFmpegAsset>> FFmpegAsset::open(const FileURL& url,
     const double duration = picture ? durationOf(facts, container) : settleSoundOnly(facts);
     Tracks tracks;
     for (FFmpegTrack::Facts& entry : facts) tracks.push_back(std::make_shared<const FFmpegTrack>(std::move(entry)));
-    return std::make_shared<const FFmpegAsset>(std::move(tracks), duration);
+    return std::make_shared<const FFmpegAsset>(std::move(tracks), duration, holdsCoverPicture(*file.context()));
 }
 
 Result<std::vector<MediaTrackPtr>> FFmpegAsset::loadTracks(MediaType type) const {

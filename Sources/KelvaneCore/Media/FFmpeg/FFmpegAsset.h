@@ -58,8 +58,8 @@ private:
 /// A source file as probed. Immutable; holds no open file.
 class FFmpegAsset final : public MediaAsset {
 public:
-    FFmpegAsset(std::vector<std::shared_ptr<const FFmpegTrack>> tracks, double duration)
-        : tracks_(std::move(tracks)), duration_(duration) {}
+    FFmpegAsset(std::vector<std::shared_ptr<const FFmpegTrack>> tracks, double duration, bool hasCoverPicture = false)
+        : tracks_(std::move(tracks)), duration_(duration), hasCoverPicture_(hasCoverPicture) {}
 
     /// Opens, probes, measures and closes a file. Stops within 0.2 s of a stop request. A file that can't be read fails in
     /// words with its name; one that holds nothing playable, or a still or animated picture, gives an asset without
@@ -68,10 +68,12 @@ public:
 
     Result<std::vector<MediaTrackPtr>> loadTracks(MediaType type) const override;
     Result<double> loadDuration() const override { return duration_; }
+    [[nodiscard]] bool hasCoverPicture() const override { return hasCoverPicture_; }
 
 private:
     std::vector<std::shared_ptr<const FFmpegTrack>> tracks_;
     double duration_ = 0;
+    bool hasCoverPicture_ = false;
 };
 
 }  // namespace kelvane

@@ -4,11 +4,12 @@
 #include <memory>
 #include <optional>
 #include <stop_token>
+#include <utility>
 #include <vector>
 
 #include "FFmpegAsset.h"
 #include "Handles.h"
-#include "SourceDemuxer.h"
+#include "SoundFrames.h"
 
 namespace kelvane {
 
@@ -33,9 +34,8 @@ public:
     static Result<std::unique_ptr<SoundDecoder>> open(std::shared_ptr<const FFmpegTrack> track,
                                                       std::stop_token stop = {});
 
-    /// Goes to `seconds` of the asset, and half a second before it, so that decoders which carry state from packet to
-    /// packet are settled when they get there.
-    Result<void> seek(double seconds, std::stop_token stop);
+    /// As SoundFrames::seek.
+    Result<void> seek(double seconds, std::stop_token stop) { return frames_->seek(seconds, std::move(stop)); }
     /// The next block, or none at the end. Stretches that don't decode are passed over.
     Result<std::optional<SoundBlock>> next(std::stop_token stop);
 
@@ -48,37 +48,14 @@ private:
         bool operator==(const Format&) const = default;
     };
 
-    SoundDecoder(std::shared_ptr<const FFmpegTrack> track, std::unique_ptr<SourceDemuxer> demuxer);
-    void openCodec();
-    Result<void> goTo(std::int64_t timestamp, std::stop_token stop);
-    Result<void> learnGrid(std::stop_token stop);
-    Result<bool> decodeFrame(std::stop_token stop);
-    std::optional<SoundBlock> takeFrame();
+    explicit SoundDecoder(std::unique_ptr<SoundFrames> frames) : frames_(std::move(frames)) {}
+    std::optional<SoundBlock> mixedBlock(const PlacedSound& sound);
     bool prepareMixer(const Format& format);
-    std::vector<float> mixed();
-    void place(SoundBlock& block);
-    [[nodiscard]] std::int64_t startOf(std::int64_t stamped, int rate) const;
-    [[nodiscard]] std::int64_t tickSamples(int rate) const;
+    std::vector<float> mixed(const AVFrame& frame);
 
-    std::shared_ptr<const FFmpegTrack> track_;
-    std::unique_ptr<SourceDemuxer> demuxer_;
-    CodecContextPtr codec_;
-    FramePtr frame_;
+    std::unique_ptr<SoundFrames> frames_;
     ResamplerPtr mixer_;
     Format mixerFormat_;
-    bool draining_ = false;
-    /// Packets refused in a row.
-    int failures_ = 0;
-    /// Where the next block begins if the source has no hole; none after a seek.
-    std::optional<std::int64_t> expected_;
-    int expectedRate_ = 0;
-    bool atStart_ = true;
-    /// Where frames can begin in a file whose time stamps are coarser than a sample: at `gridPhase_` plus whole
-    /// multiples of `gridStep_` samples. Step 0: no such rule is known.
-    bool gridKnown_ = false;
-    std::int64_t gridStep_ = 0;
-    std::int64_t gridPhase_ = 0;
-    int gridRate_ = 0;
 };
 
 }  // namespace kelvane
