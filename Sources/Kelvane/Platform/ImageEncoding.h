@@ -7,7 +7,12 @@
 
 namespace kelvane {
 
-/// A picture as JPEG bytes; nothing when the platform can't encode it. Any thread.
-std::optional<std::string> jpegData(const StillImage& image);
+/// Quality of a project card's picture, 0 to 1: a card of 1024 points shows no blocks at it, at about 100 kB.
+inline constexpr double thumbnailQuality = 0.85;
+
+/// A picture as JPEG bytes, at a quality from 0 to 1; nothing when the platform can't encode it. Any thread.
+std::optional<std::string> jpegData(const StillImage& image, double quality = thumbnailQuality);
+/// A picture as PNG bytes, without alpha; nothing when the platform can't encode it. Any thread.
+std::optional<std::string> pngData(const StillImage& image);
 
 }  // namespace kelvane
