@@ -282,6 +282,7 @@ TEST_F(Export, ACancelEndsEachStep) {
         EXPECT_TRUE(answer->error().isCancelled());
         EXPECT_EQ(media.exportRecords().size() - before, row.sessions);
         EXPECT_EQ(editor->exportedURL(), std::nullopt);
+        EXPECT_EQ(editor->exportFormat(), "1080 × 1920 · 30 fps · MP4") << "the line stays as it was";
         expectCleanedUp({});
     }
 }

@@ -1,111 +1,20 @@
 #include "Windows/ProjectWindows.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <chrono>
 #include <filesystem>
 
 #include "Session/AIAssistantSession.h"
 #include "Storage/ProjectFile.h"
-#include "Support/App/FakeMainContext.h"
-#include "Support/App/FakePanels.h"
-#include "Support/App/FakePlayer.h"
-#include "Support/ClipBuilder.h"
-#include "Support/FakeMediaPlatform.h"
-#include "Support/TempFolder.h"
+#include "Support/App/WindowsFixture.h"
 
 namespace kelvane::testing {
 namespace {
 
 using namespace std::chrono_literals;
 
-struct FakeWindow final : PlatformWindow {
-    void bringToFront() override { ++brought; }
-    [[nodiscard]] bool isKey() const override { return key; }
-    void setDocumentEdited(bool isEdited) override { edited = isEdited; }
-    void setRepresentedURL(const std::optional<FileURL>& url) override { represented = url; }
-
-    int brought = 0;
-    bool key = false;
-    bool edited = false;
-    std::optional<FileURL> represented;
-};
-
-class ProjectWindowsTests : public ::testing::Test {
-protected:
-    ProjectWindowsTests() {
-        windows = std::make_unique<ProjectWindows>(EditorServices{.context = &context,
-                                                                  .media = &media,
-                                                                  .panels = &panels,
-                                                                  .makePlayer = [] { return std::make_unique<FakePlayer>(); }},
-                                                   folder.url("Projects"));
-        windows->openWindow = [this](const UUID& id) { asked.push_back(id); };
-    }
-    ~ProjectWindowsTests() override {
-        windows.reset();
-        context.settle();
-    }
-
-    /// A window that shows what `workspace(for:)` answers for `id`.
-    std::shared_ptr<Workspace> show(FakeWindow& window, std::optional<UUID> id = std::nullopt) {
-        auto workspace = windows->workspace(id);
-        windows->attach(workspace, &window);
-        return workspace;
-    }
-    LibraryProject project(const std::string& name) {
-        auto created = windows->library().create(name, Project{}, std::nullopt);
-        EXPECT_TRUE(created) << created.error().message;
-        return *created;
-    }
-    /// A project whose one clip lies in its media folder.
-    LibraryProject projectWithClip(const std::string& name) {
-        const auto source = folder.write("Sources/" + name + ".mov");
-        media.addFileNamed(name + ".mov", FakeFile::video(10));
-        Project contents;
-        contents.clips = {videoClip(1, source)};
-        contents.assets = {{videoClip(2, source)}};
-        auto created = windows->library().create(name, contents, std::nullopt);
-        EXPECT_TRUE(created) << created.error().message;
-        return *created;
-    }
-    /// A change that makes the project dirty.
-    static void edit(Editor& editor) {
-        auto clips = editor.clips();
-        clips.front().volume /= 2;
-        editor.commit(clips);
-    }
-    [[nodiscard]] double savedVolume(const LibraryProject& row) const {
-        const auto saved = ProjectFile::read(windows->library().projectURL(row.id));
-        return saved ? saved->clips.front().volume : -1;
-    }
-    /// Starts an import that stays under way until the background work runs.
-    void beginImport(Editor& editor) {
-        media.addFileNamed("late.mov", FakeFile::video(3));
-        editor.importURLs({folder.write("Sources/late.mov")});
-        ASSERT_TRUE(editor.busy());
-    }
-    /// The document can't be replaced while a folder that isn't empty stands in its place.
-    void breakDocument(const LibraryProject& row) {
-        const auto path = windows->library().projectURL(row.id).path();
-        std::filesystem::rename(path, path + ".kept");
-        std::filesystem::create_directories(path + "/in the way");
-    }
-    void mendDocument(const LibraryProject& row) {
-        const auto path = windows->library().projectURL(row.id).path();
-        std::filesystem::remove_all(path);
-        std::filesystem::rename(path + ".kept", path);
-    }
-
-    TempFolder folder;
-    FakeMainContext context;
-    FakeMediaPlatform media;
-    FakePanels panels;
-    std::unique_ptr<ProjectWindows> windows;
-    std::vector<UUID> asked;
-    FakeWindow first;
-    FakeWindow second;
-};
+class ProjectWindowsTests : public WindowsFixture {};
 
 TEST_F(ProjectWindowsTests, AProjectOpensInTheGivenWindowAndIsConnected) {
     const auto row = project("A");

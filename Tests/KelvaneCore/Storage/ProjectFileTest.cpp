@@ -150,6 +150,23 @@ TEST_F(ProjectFiles, ThatWereMovedFindTheirMediaAgain) {
     EXPECT_EQ(ProjectFile::read(folder.url("new/Film.kelvane")).error().message, missingMedia + gone + "\n" + gone);
 }
 
+TEST_F(ProjectFiles, LeaveMediaOutsideTheirFolderWhereItWas) {
+    const FileURL inside = folder.write("old/Film.media/7D1E/a.mov");
+    const FileURL outside = folder.write("elsewhere/b.mov");
+    ASSERT_TRUE(ProjectFile::write({1, {videoClip(1, inside), videoClip(2, outside)}, std::nullopt,
+                                    folder.url("old/Film.media")},
+                                   folder.url("old/Film.kelvane")));
+    std::filesystem::rename(folder.path("old"), folder.path("new"));
+    const auto moved = ProjectFile::read(folder.url("new/Film.kelvane"));
+    ASSERT_TRUE(moved) << moved.error().message;
+    EXPECT_EQ(moved->clips[1].url, outside);
+    // A file of that name in the media folder is another one.
+    folder.write("new/Film.media/b.mov");
+    std::filesystem::remove(outside.path());
+    EXPECT_EQ(ProjectFile::read(folder.url("new/Film.kelvane")).error(),
+              Error(missingMedia + outside.path() + "\n" + outside.path(), "Kelvane", 1));
+}
+
 TEST_F(ProjectFiles, ThatWereDuplicatedUseTheirOwnMedia) {
     const FileURL inside = folder.write("old/Media/7D1E/a.mov");
     ASSERT_TRUE(ProjectFile::write({1, {videoClip(1, inside)}, std::nullopt, folder.url("old/Media")},

@@ -43,12 +43,12 @@ ApplicationWindow {
 
     Shortcut { sequences: [StandardKey.Undo]; enabled: view.canUndo; onActivated: view.undo() }
     Shortcut { sequences: [StandardKey.Redo]; enabled: view.canRedo; onActivated: view.redo() }
-    Shortcut { sequences: [StandardKey.Save]; enabled: !view.showsHome && !view.busy; onActivated: view.save() }
+    Shortcut { sequences: [StandardKey.Save]; enabled: view.canSave; onActivated: view.save() }
     Shortcut { sequences: [StandardKey.New]; onActivated: view.newProject() }
     Shortcut { sequences: [StandardKey.Open]; onActivated: view.chooseProject() }
-    Shortcut { sequence: "Ctrl+I"; enabled: !view.showsHome && !view.busy; onActivated: view.importMedia() }
+    Shortcut { sequence: "Ctrl+I"; enabled: view.canImport; onActivated: view.importMedia() }
     Shortcut { sequence: "Ctrl+E"; enabled: view.canExport; onActivated: view.exportVideo() }
-    Shortcut { sequence: "Ctrl+1"; enabled: !view.busy; onActivated: view.showHome() }
+    Shortcut { sequence: "Ctrl+1"; enabled: view.canShowHome; onActivated: view.showHome() }
 
     header: ToolBar {
         implicitHeight: 56
@@ -69,26 +69,29 @@ ApplicationWindow {
             }
             ActionButton { visible: window.view.showsHome; text: "New Project…"; onClicked: window.view.newProject() }
             ActionButton { visible: window.view.showsHome; text: "Import Project…"; onClicked: window.view.chooseProject() }
-            ActionButton { visible: !window.view.showsHome; enabled: !window.view.busy; text: "Projects"; onClicked: window.view.showHome() }
-            ActionButton { visible: !window.view.showsHome; enabled: !window.view.busy; text: "Import Videos…"; onClicked: window.view.importMedia() }
+            ActionButton { visible: !window.view.showsHome; enabled: window.view.canShowHome; text: "Projects"; onClicked: window.view.showHome() }
+            ActionButton { visible: !window.view.showsHome; enabled: window.view.canImport; text: "Import Videos…"; onClicked: window.view.importMedia() }
             ActionButton { visible: !window.view.showsHome; enabled: window.view.canUndo; text: "Undo"; onClicked: window.view.undo() }
             ActionButton { visible: !window.view.showsHome; enabled: window.view.canRedo; text: "Redo"; onClicked: window.view.redo() }
             ActionButton { visible: !window.view.showsHome; enabled: window.view.canExport; text: "Export Video…"; onClicked: window.view.exportVideo() }
         }
     }
 
-    ListView {
-        id: list
+    component RowList: ListView {
         anchors.fill: parent
         anchors.margins: 16
         clip: true
         spacing: 6
-        model: window.view.showsHome ? window.view.projects : window.view.clips
-        delegate: window.view.showsHome ? projectRow : clipRow
         ScrollBar.vertical: ScrollBar {}
     }
 
+    // One list for each kind of row: a list that changes both its model and its delegate makes rows of the wrong kind
+    // in between.
+    RowList { id: projectList; visible: window.view.showsHome; model: window.view.projects; delegate: projectRow }
+    RowList { id: clipList; visible: !window.view.showsHome; model: window.view.clips; delegate: clipRow }
+
     Label {
+        readonly property ListView list: window.view.showsHome ? projectList : clipList
         anchors.centerIn: parent
         visible: list.count === 0
         horizontalAlignment: Text.AlignHCenter

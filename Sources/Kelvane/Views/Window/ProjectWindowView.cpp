@@ -100,6 +100,10 @@ bool ProjectWindowView::canExport() const {
     return editor && !editor->clips().empty() && !editor->busy();
 }
 
+bool ProjectWindowView::canSave() const { return !showsHome() && !busy(); }
+bool ProjectWindowView::canImport() const { return !showsHome() && !busy(); }
+bool ProjectWindowView::canShowHome() const { return !busy(); }
+
 QString ProjectWindowView::error() const {
     if (windows_.error()) {
         return text(*windows_.error());
@@ -143,8 +147,8 @@ void ProjectWindowView::redo() {
 }
 
 void ProjectWindowView::save() {
-    if (const auto editor = workspace_->editor(); editor && !editor->busy()) {
-        windows_.flush(*editor);
+    if (canSave()) {
+        windows_.flush(*workspace_->editor());
     }
 }
 

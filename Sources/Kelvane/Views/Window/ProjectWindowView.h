@@ -25,6 +25,9 @@ class ProjectWindowView final : public QObject {
     Q_PROPERTY(bool canUndo READ canUndo NOTIFY changed)
     Q_PROPERTY(bool canRedo READ canRedo NOTIFY changed)
     Q_PROPERTY(bool canExport READ canExport NOTIFY changed)
+    Q_PROPERTY(bool canSave READ canSave NOTIFY changed)
+    Q_PROPERTY(bool canImport READ canImport NOTIFY changed)
+    Q_PROPERTY(bool canShowHome READ canShowHome NOTIFY changed)
     /// Text of the alert "Unable to Complete"; empty when there is none.
     Q_PROPERTY(QString error READ error NOTIFY changed)
     Q_PROPERTY(QAbstractItemModel* clips READ clips CONSTANT)
@@ -41,9 +44,14 @@ public:
     [[nodiscard]] bool edited() const;
     [[nodiscard]] bool busy() const;
     [[nodiscard]] bool exporting() const;
+    // What is enabled. On the projects home only going there is, and what makes or opens a project, which always is; a
+    // project that is busy keeps out all that acts on it or leaves it.
     [[nodiscard]] bool canUndo() const;
     [[nodiscard]] bool canRedo() const;
     [[nodiscard]] bool canExport() const;
+    [[nodiscard]] bool canSave() const;
+    [[nodiscard]] bool canImport() const;
+    [[nodiscard]] bool canShowHome() const;
     [[nodiscard]] QString error() const;
     [[nodiscard]] QAbstractItemModel* clips() { return &clips_; }
     [[nodiscard]] QAbstractItemModel* projects() { return &projects_; }

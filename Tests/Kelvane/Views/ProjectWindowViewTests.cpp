@@ -1,0 +1,212 @@
+#include <gtest/gtest.h>
+
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickWindow>
+
+#include "Support/App/WindowsFixture.h"
+#include "Views/Window/ProjectWindowView.h"
+#include "Views/Window/WindowPanels.h"
+
+namespace kelvane::testing {
+namespace {
+
+/// What can be done in a window.
+struct Enabled {
+    bool home = false;
+    bool import = false;
+    bool save = false;
+    bool exportVideo = false;
+    bool undo = false;
+    bool redo = false;
+    bool operator==(const Enabled&) const = default;
+    friend std::ostream& operator<<(std::ostream& out, const Enabled& e) {
+        return out << "home " << e.home << ", import " << e.import << ", save " << e.save << ", export "
+                   << e.exportVideo << ", undo " << e.undo << ", redo " << e.redo;
+    }
+};
+
+class ProjectWindowViewTests : public WindowsFixture {
+protected:
+    ProjectWindowViewTests() : workspace(show(first)), view(*windows, workspace) {}
+
+    [[nodiscard]] Enabled enabled() const {
+        return {.home = view.canShowHome(),
+                .import = view.canImport(),
+                .save = view.canSave(),
+                .exportVideo = view.canExport(),
+                .undo = view.canUndo(),
+                .redo = view.canRedo()};
+    }
+    std::shared_ptr<Editor> openClip() {
+        auto editor = windows->open(projectWithClip("A"), workspace, false);
+        context.settle();
+        return editor;
+    }
+
+    std::shared_ptr<Workspace> workspace;
+    ProjectWindowView view;
+};
+
+TEST_F(ProjectWindowViewTests, OnTheHomeNothingActsOnAProject) {
+    EXPECT_TRUE(view.showsHome());
+    EXPECT_EQ(enabled(), (Enabled{.home = true}));
+    // Harmless all the same.
+    view.save();
+    view.undo();
+    view.redo();
+    view.importMedia();
+    view.exportVideo();
+    view.cancelExport();
+    view.showHome();
+    EXPECT_TRUE(panels.askedFiles.empty());
+    EXPECT_TRUE(panels.askedDestinations.empty());
+    // Making and opening projects works from here.
+    panels.names = {"New"};
+    view.newProject();
+    EXPECT_EQ(view.title(), "New");
+    view.showHome();
+    ASSERT_TRUE(ProjectFile::write(Project{}, folder.url("Chosen.kelvane")));
+    panels.files.push_back({folder.url("Chosen.kelvane")});
+    view.chooseProject();
+    EXPECT_EQ(view.title(), "Chosen");
+}
+
+TEST_F(ProjectWindowViewTests, AProjectEnablesWhatItHasReasonFor) {
+    const auto empty = windows->open(project("Empty"), workspace, false);
+    EXPECT_EQ(enabled(), (Enabled{.home = true, .import = true, .save = true})) << "no clips, no history";
+    const auto editor = openClip();
+    EXPECT_EQ(enabled(), (Enabled{.home = true, .import = true, .save = true, .exportVideo = true}));
+    edit(*editor);
+    EXPECT_EQ(enabled(), (Enabled{.home = true, .import = true, .save = true, .exportVideo = true, .undo = true}));
+    view.undo();
+    EXPECT_EQ(enabled(), (Enabled{.home = true, .import = true, .save = true, .exportVideo = true, .redo = true}));
+    view.redo();
+    EXPECT_EQ(editor->clips().front().volume, 0.5);
+}
+
+TEST_F(ProjectWindowViewTests, AnImportKeepsEverythingOutUntilItEnds) {
+    const auto editor = openClip();
+    edit(*editor);
+    edit(*editor);
+    view.undo();
+    const auto before = enabled();
+    EXPECT_EQ(before,
+              (Enabled{.home = true, .import = true, .save = true, .exportVideo = true, .undo = true, .redo = true}));
+    beginImport(*editor);
+    EXPECT_EQ(enabled(), Enabled{});
+    EXPECT_FALSE(view.shouldClose());
+    view.showHome();
+    EXPECT_FALSE(view.showsHome());
+    view.save();
+    EXPECT_TRUE(editor->isDirty());
+    context.settle();
+    EXPECT_EQ(enabled(), before);
+}
+
+TEST_F(ProjectWindowViewTests, AnExportKeepsEverythingOutUntilItIsCancelled) {
+    const auto editor = openClip();
+    panels.destinations = {folder.url("film.mp4")};
+    view.exportVideo();
+    ASSERT_TRUE(view.exporting());
+    EXPECT_EQ(enabled(), Enabled{});
+    EXPECT_FALSE(view.shouldClose());
+    view.cancelExport();
+    context.settle();
+    EXPECT_FALSE(view.exporting());
+    EXPECT_TRUE(view.canShowHome());
+    EXPECT_TRUE(view.error().isEmpty());
+}
+
+TEST_F(ProjectWindowViewTests, SavingWritesAtOnce) {
+    const auto editor = openClip();
+    edit(*editor);
+    context.runPosted();
+    EXPECT_TRUE(view.edited());
+    EXPECT_TRUE(first.edited);
+    EXPECT_EQ(view.status(), "Saving…");
+    view.save();
+    context.runPosted();
+    EXPECT_FALSE(view.edited());
+    EXPECT_FALSE(first.edited);
+    EXPECT_EQ(view.status(), "Saved");
+}
+
+TEST_F(ProjectWindowViewTests, TheAlertShowsTheOwnersErrorFirstAndThenTheEditors) {
+    const auto editor = openClip();
+    editor->setError("Of the editor.");
+    windows->setError("Of the windows.");
+    EXPECT_EQ(view.error(), "Of the windows.");
+    view.dismissError();
+    EXPECT_EQ(view.error(), "Of the editor.");
+    view.dismissError();
+    EXPECT_TRUE(view.error().isEmpty());
+    EXPECT_EQ(windows->error(), std::nullopt);
+    EXPECT_EQ(editor->error(), std::nullopt);
+}
+
+/// The window itself, drawn by nobody.
+class ProjectWindowSurfaceTests : public ProjectWindowViewTests {
+protected:
+    ProjectWindowSurfaceTests() {
+        QObject::connect(&engine, &QQmlEngine::warnings, [this](const QList<QQmlError>& found) {
+            for (const auto& warning : found) {
+                warnings.push_back(warning.toString().toStdString());
+            }
+        });
+        QQmlComponent component(&engine, QUrl("qrc:/Views/Window/ProjectWindow.qml"));
+        surface.reset(component.createWithInitialProperties(
+            {{"view", QVariant::fromValue<QObject*>(&view)}, {"panels", QVariant::fromValue<QObject*>(&questions)}}));
+        EXPECT_TRUE(surface) << component.errorString().toStdString();
+    }
+    [[nodiscard]] QQuickWindow* window() const { return qobject_cast<QQuickWindow*>(surface.get()); }
+    /// The button with this label that a person can see.
+    [[nodiscard]] QQuickItem* button(const QString& label) const {
+        for (auto* item : window()->findChildren<QQuickItem*>()) {
+            if (item->property("text") == label && item->inherits("QQuickAbstractButton") &&
+                item->property("visible").toBool()) {
+                return item;
+            }
+        }
+        return nullptr;
+    }
+    [[nodiscard]] bool isEnabled(const QString& label) const {
+        const auto* shown = button(label);
+        return shown != nullptr && shown->isEnabled();
+    }
+
+    std::vector<std::string> warnings;
+    QQmlEngine engine;
+    WindowPanels questions{false};
+    std::unique_ptr<QObject> surface;
+};
+
+TEST_F(ProjectWindowSurfaceTests, ABusyWindowStaysOpenAndItsWayHomeIsShut) {
+    window()->show();
+    EXPECT_TRUE(isEnabled("New Project…"));
+    EXPECT_TRUE(isEnabled("Import Project…"));
+    EXPECT_EQ(button("Undo"), nullptr);
+    const auto editor = openClip();
+    EXPECT_TRUE(isEnabled("Projects"));
+    EXPECT_FALSE(isEnabled("Undo"));
+    edit(*editor);
+    context.runPosted();
+    EXPECT_TRUE(isEnabled("Undo"));
+    beginImport(*editor);
+    context.runPosted();
+    for (const char* label : {"Projects", "Import Videos…", "Undo", "Export Video…"}) {
+        EXPECT_FALSE(isEnabled(label)) << label;
+    }
+    EXPECT_FALSE(window()->close());
+    EXPECT_TRUE(window()->isVisible());
+    context.settle();
+    EXPECT_TRUE(isEnabled("Projects"));
+    EXPECT_TRUE(window()->close());
+    EXPECT_FALSE(window()->isVisible());
+    EXPECT_FALSE(editor->isDirty()) << "closing saves";
+    EXPECT_EQ(warnings, std::vector<std::string>());
+}
+
+}  // namespace
+}  // namespace kelvane::testing
