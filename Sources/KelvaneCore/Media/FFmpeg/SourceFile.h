@@ -75,7 +75,8 @@ const std::uint8_t* streamSideData(const AVStream& stream, AVPacketSideDataType 
 /// speed fits for a gigabyte.
 inline constexpr std::chrono::milliseconds openingLimit{20'000};
 
-/// Largest picture that is decoded, pixels: 16384 × 8192, past which one frame takes half a gigabyte.
-inline constexpr std::int64_t maximumPixels = 134'217'728;
+/// Largest picture that is decoded, pixels: 8192 × 4352, what the highest levels of H.264 and HEVC allow. A decoder
+/// holds up to two dozen of them.
+inline constexpr std::int64_t maximumPixels = 35'651'584;
 
 }  // namespace kelvane

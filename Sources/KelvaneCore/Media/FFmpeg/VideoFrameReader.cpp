@@ -4,6 +4,7 @@
 #include <deque>
 
 extern "C" {
+#include <libavutil/cpu.h>
 #include <libavutil/mathematics.h>
 }
 
@@ -32,12 +33,22 @@ constexpr double firstStepBack = 0.5;
 /// word.
 constexpr double fineTick = 0.002;
 
+/// Pixels of all the pictures that a decoder's threads work at: sixteen of 3840 × 2160, three of the largest ones.
+constexpr std::int64_t pixelsInWork = std::int64_t{16} * 3840 * 2160;
+
 enum class Rounding { down, up };
 
 struct TimedFrame {
     std::int64_t pts = 0;
     SharedFrame frame;
 };
+
+/// Threads for pictures of this size: each one keeps a picture of its own in memory.
+int decoderThreads(const AVCodecParameters& stream, int wanted) {
+    const std::int64_t pixels = std::max<std::int64_t>(std::int64_t{stream.width} * stream.height, 1);
+    const auto most = static_cast<int>(std::clamp<std::int64_t>(pixelsInWork / pixels, 2, 16));
+    return std::min(wanted > 0 ? wanted : av_cpu_count(), most);
+}
 
 std::int64_t shownAt(const AVPacket& packet) { return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts; }
 
@@ -130,7 +141,10 @@ void VideoFrameReader::State::openDecoder() {
     decoder->pkt_timebase = stream.time_base;
     decoder->framerate = stream.avg_frame_rate;
     decoder->max_pixels = maximumPixels;
-    decoder->thread_count = options.threads;
+    // Unless told to follow the standard, H.264's decoder guesses at how far a stream that doesn't say so reorders its
+    // frames, and drops the first ones when it guessed too low.
+    if (codec->id == AV_CODEC_ID_H264) decoder->strict_std_compliance = FF_COMPLIANCE_STRICT;
+    decoder->thread_count = decoderThreads(*stream.codecpar, options.threads);
     decoder->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
     hopeless = avcodec_open2(decoder.get(), codec, nullptr) < 0;
 }
@@ -323,6 +337,10 @@ Result<std::unique_ptr<VideoFrameReader>> VideoFrameReader::open(std::shared_ptr
     state->options = options;
     state->demuxer = std::move(*demuxer);
     state->openDecoder();
+    // What the header tells, until key frames are read.
+    const AVStream& stream = state->demuxer->stream();
+    if (stream.codecpar->video_delay > 0 && av_q2d(stream.avg_frame_rate) > 0)
+        state->keyLag = state->ticks(stream.codecpar->video_delay / av_q2d(stream.avg_frame_rate));
     return std::unique_ptr<VideoFrameReader>(new VideoFrameReader(std::move(state)));
 }
 

@@ -10,7 +10,7 @@
 namespace kelvane {
 
 struct VideoFrameReaderOptions {
-    /// Decoder threads; 0 lets the decoder use all cores.
+    /// Decoder threads; 0 for all cores. Fewer for pictures above 3840 × 2160, so that memory stays bounded.
     int threads = 0;
     /// Skip frames that nothing refers to when they are not asked for.
     bool skipUnneeded = false;

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <random>
 #include <thread>
 
@@ -17,6 +18,8 @@ struct Storage {
     SampleMovie movie;
     /// When frame n begins, in units of 1/3000 s; none for the movie's own rate from 0.
     std::int64_t (*begins)(int) = nullptr;
+    /// The stream doesn't say how far its frames are reordered.
+    bool silentAboutOrder = false;
 };
 
 std::vector<std::string> x264(const std::string& parameters) {
@@ -27,7 +30,7 @@ std::vector<Storage> storages() {
     std::vector<Storage> all;
     const auto add = [&](const char* name, const char* file, std::vector<std::string> video,
                          std::vector<std::string> output = {}) -> Storage& {
-        Storage storage{name, file, {}, nullptr};
+        Storage storage{name, file, {}};
         storage.movie.width = 160;
         storage.movie.height = 96;
         storage.movie.frames = 90;
@@ -71,10 +74,105 @@ std::vector<Storage> storages() {
     Storage& ntsc = add("NtscRate", "a.mov", x264("keyint=24:bframes=3"));
     ntsc.movie.rateNumerator = 30000;
     ntsc.movie.rateDenominator = 1001;
+    // Deep pyramids whose parameter sets don't tell the depth.
+    const auto silent = [&](const char* name, const char* file, std::vector<std::string> output = {}) {
+        Storage& storage =
+            add(name, file, x264("keyint=60:bframes=7:b-adapt=0:b-pyramid=normal:ref=4:scenecut=0"), std::move(output));
+        storage.silentAboutOrder = true;
+    };
+    silent("DeepOrderUntold", "a.mp4");
+    silent("DeepOrderUntoldInFragments", "a.mp4", {"-movflags", "frag_keyframe+delay_moov"});
+    silent("DeepOrderUntoldInMatroska", "a.mkv");
+    silent("DeepOrderUntoldInATransportStream", "a.ts");
+    silent("DeepOrderUntoldInFlash", "a.flv");
     Storage& odd = add("OddSize", "a.mp4", {"-c:v", "libx264", "-qp", "10", "-pix_fmt", "yuv444p"});
     odd.movie.width = 161;
     odd.movie.height = 97;
     return all;
+}
+
+/// Bits of an H.264 parameter set, most significant first.
+class Bits {
+public:
+    explicit Bits(char* bytes) : bytes_(bytes) {}
+    int next() {
+        const int bit = bytes_[at_ / 8] >> (7 - at_ % 8) & 1;
+        ++at_;
+        return bit;
+    }
+    int next(int count) {
+        int value = 0;
+        while (count-- > 0) value = value << 1 | next();
+        return value;
+    }
+    /// Exponential Golomb code.
+    int code() {
+        int zeros = 0;
+        while (next() == 0 && zeros < 31) ++zeros;
+        return (1 << zeros) - 1 + next(zeros);
+    }
+    void set(int bit) {
+        const char mask = static_cast<char>(1 << (7 - at_ % 8));
+        bytes_[at_ / 8] = static_cast<char>(bit != 0 ? bytes_[at_ / 8] | mask : bytes_[at_ / 8] & ~mask);
+        ++at_;
+    }
+    [[nodiscard]] std::size_t place() const { return at_; }
+
+private:
+    char* bytes_;
+    std::size_t at_ = 0;
+};
+
+/// Ends an H.264 parameter set (as x264 writes them: high profile, frames only) before its usability information.
+/// `set` begins with the profile and has `size` bytes.
+void cutUsability(char* set, std::size_t size) {
+    Bits bits(set);
+    bits.next(24);
+    bits.code();
+    // Chroma format, both depths, lossless, scaling matrices.
+    for (int i = 0; i < 3; ++i) bits.code();
+    bits.next(2);
+    bits.code();
+    if (bits.code() == 0) bits.code();
+    bits.code();
+    bits.next();
+    bits.code();
+    bits.code();
+    ASSERT_EQ(bits.next(), 1) << "frames only";
+    bits.next();
+    if (bits.next() == 1) {
+        for (int i = 0; i < 4; ++i) bits.code();
+    }
+    bits.set(0);
+    bits.set(1);
+    while (bits.place() < size * 8) bits.set(0);
+}
+
+/// Takes what the parameter sets of an x264 movie say about the order of frames out of them, in place.
+void silenceOrder(const FileURL& file) {
+    std::ifstream input(file.path(), std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(input)), {});
+    input.close();
+    const std::string head("\x67\x64\0", 3);
+    const std::string mark("\0\0\1", 3);
+    int found = 0;
+    for (std::size_t at = bytes.find(head); at != std::string::npos; at = bytes.find(head, at + 3), ++found) {
+        // Behind a start code the set ends at the next one; in a header, its length stands before it.
+        const bool marked = bytes.compare(at - 3, 3, mark) == 0;
+        const std::size_t size =
+            marked ? bytes.find(mark, at) - at : static_cast<std::size_t>(static_cast<unsigned char>(bytes[at - 1]));
+        ASSERT_LT(size, 64U);
+        cutUsability(bytes.data() + at + 1, size - 1);
+    }
+    EXPECT_GT(found, 0);
+    std::ofstream(file.path(), std::ios::binary) << bytes;
+}
+
+/// The movie of a storage, in `folder`.
+FileURL makeStored(const std::string& folder, const Storage& storage) {
+    const FileURL file = makeSampleMovie(folder, storage.file, storage.movie);
+    if (storage.silentAboutOrder) silenceOrder(file);
+    return file;
 }
 
 /// The time at which frame n is asked for.
@@ -93,7 +191,7 @@ protected:
 
 TEST_P(Frames, ComeExactInAndOutOfOrder) {
     const Storage& storage = GetParam();
-    const FileURL file = makeSampleMovie(folder_.path(), storage.file, storage.movie);
+    const FileURL file = makeStored(folder_.path(), storage);
     const auto reader = openReader(file, {.threads = 2});
     ASSERT_TRUE(reader);
     const int count = storage.movie.frames;
@@ -109,7 +207,7 @@ TEST_P(Frames, ComeExactInAndOutOfOrder) {
 
 TEST_P(Frames, ComeExactWhenUnneededOnesAreSkipped) {
     const Storage& storage = GetParam();
-    const FileURL file = makeSampleMovie(folder_.path(), storage.file, storage.movie);
+    const FileURL file = makeStored(folder_.path(), storage);
     const auto reader = openReader(file, {.threads = 1, .skipUnneeded = true});
     ASSERT_TRUE(reader);
     std::mt19937 random(11);
