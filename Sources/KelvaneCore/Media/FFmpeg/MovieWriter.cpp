@@ -88,7 +88,10 @@ struct MovieWriter::State {
     Result<void> sync();
     static int writeBytes(void* opaque, std::uint8_t* bytes, int count);
     static std::int64_t seekBytes(void* opaque, std::int64_t offset, int whence);
-    void startWriteBack();
+    /// Brings a step of the file towards the disk. A failure of the disk, which the system tells only once, becomes
+    /// `failed`.
+    bool pushRange(std::int64_t at, unsigned flags);
+    bool startWriteBack();
 };
 
 MovieWriter::MovieWriter(std::unique_ptr<State> state) : state_(std::move(state)) {}
@@ -122,17 +125,31 @@ int MovieWriter::State::writeBytes(void* opaque, std::uint8_t* bytes, int count)
         state.position += wrote;
     }
     state.length = std::max(state.length, state.position);
-    state.startWriteBack();
-    return count;
+    return state.startWriteBack() ? count : AVERROR(state.failed);
 }
 
-void MovieWriter::State::startWriteBack() {
-    // Spread over the run, bringing the file to disk costs next to no time at its end. Best effort: the last sync
-    // tells.
+bool MovieWriter::State::pushRange(std::int64_t at, unsigned flags) {
+    if (::sync_file_range(file, at, syncStep, flags) == 0) {
+        return true;
+    }
+    // File systems that can't do this are left to the last sync.
+    const int number = errno;
+    if (number == ENOSYS || number == EINVAL || number == ESPIPE || number == EOPNOTSUPP) {
+        return true;
+    }
+    failed = number;
+    return false;
+}
+
+bool MovieWriter::State::startWriteBack() {
+    // Spread over the run, bringing the file to disk costs next to no time at its end.
     while (position - pushed >= 2 * syncStep) {
-        ::sync_file_range(file, pushed, syncStep, SYNC_FILE_RANGE_WRITE);
+        if (!pushRange(pushed, SYNC_FILE_RANGE_WRITE)) {
+            return false;
+        }
         pushed += syncStep;
     }
+    return true;
 }
 
 std::int64_t MovieWriter::State::seekBytes(void* opaque, std::int64_t offset, int whence) {
@@ -256,8 +273,9 @@ Result<void> MovieWriter::State::sync() {
         if (stop.stop_requested()) {
             return fail(Error::cancelled());
         }
-        ::sync_file_range(file, at, syncStep,
-                          SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER);
+        if (!pushRange(at, SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER)) {
+            return fail(failure(0));
+        }
     }
     if (::fsync(file) != 0) {
         failed = errno;

@@ -1,13 +1,37 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 #include "Media/FFmpeg/ExportRun.h"
 #include "Media/FFmpeg/MovieEncoders.h"
 #include "Media/FFmpeg/MovieWriter.h"
 #include "Support/TempFolder.h"
+
+namespace {
+
+/// Why the next calls of sync_file_range fail, an errno value; 0 when they don't. A call that waits fails if
+/// `failsWaiting`, the others if not.
+int rangeFailure = 0;
+bool failsWaiting = false;
+
+}  // namespace
+
+/// Takes the system's place in this program, so that a disk can be seen to fail.
+extern "C" int sync_file_range(int file, off64_t at, off64_t count, unsigned flags) {
+    if (rangeFailure != 0 && ((flags & SYNC_FILE_RANGE_WAIT_AFTER) != 0) == failsWaiting) {
+        // The system tells a failure once.
+        errno = std::exchange(rangeFailure, 0);
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_sync_file_range, file, at, count, flags));
+}
 
 namespace kelvane {
 namespace {
@@ -89,6 +113,59 @@ TEST(MovieWriter, AStopBeforeTheEndIsTakenNoticeOf) {
     Movie movie(folder.url("out.mp4"), 60, stop.get_token());
     stop.request_stop();
     EXPECT_EQ(movie.writer->finish(), std::unexpected(Error::cancelled()));
+}
+
+TEST(MovieWriter, ADiskThatFailsWhileItIsWaitedForFailsTheMovie) {
+    const TempFolder folder;
+    struct Row {
+        int number;
+        Result<void> end;
+    };
+    const std::vector<Row> rows{
+        {EIO, fail(Error::posix("“out.mp4” could not be written", EIO))},
+        {ENOSPC, fail(Error::posix("“out.mp4” could not be written", ENOSPC))},
+        {EINVAL, {}},
+        {ESPIPE, {}},
+        {ENOSYS, {}},
+        {EOPNOTSUPP, {}},
+    };
+    for (const Row& row : rows) {
+        ::unlink(folder.path("out.mp4").c_str());
+        Movie movie(folder.url("out.mp4"), 4, {});
+        failsWaiting = true;
+        rangeFailure = row.number;
+        EXPECT_EQ(movie.writer->finish(), row.end) << row.number;
+        EXPECT_EQ(rangeFailure, 0);
+    }
+}
+
+TEST(MovieWriter, ADiskThatFailsInTheBackgroundFailsTheMovie) {
+    for (const int number : {EIO, EINVAL}) {
+        const TempFolder folder;
+        Movie movie(folder.url("out.mp4"), 4, {});
+        failsWaiting = false;
+        rangeFailure = number;
+        Result<void> written;
+        for (int n = 4; n < 24 && written; ++n) {
+            PacketPtr packet(av_packet_alloc());
+            ASSERT_EQ(av_new_packet(packet.get(), 1 << 20), 0);
+            std::memset(packet->data, 0xaa, 1 << 20);
+            std::memcpy(packet->data, "\0\0\1\x41", 4);
+            packet->pts = packet->dts = n;
+            packet->duration = 1;
+            written = movie.writer->write(MovieWriter::Track::picture, std::move(packet));
+        }
+        EXPECT_EQ(rangeFailure, 0);
+        if (number == EINVAL) {
+            EXPECT_EQ(written, Result<void>());
+            EXPECT_EQ(movie.writer->finish(), Result<void>());
+        } else {
+            const Result<void> failed = fail(Error::posix("“out.mp4” could not be written", EIO));
+            EXPECT_EQ(written, failed);
+            EXPECT_EQ(movie.writer->finish(), failed);
+            EXPECT_EQ(failed.error().message, "“out.mp4” could not be written: Input/output error.");
+        }
+    }
 }
 
 TEST(ExportRun, TheFirstFailureIsTheRunsAndEndsIt) {
