@@ -15,7 +15,7 @@ run_packages=(
     qml6-module-qtquick-window qml6-module-qtquick-dialogs qml6-module-qtqml qml6-module-qtqml-models
     qml6-module-qtqml-workerscript
     # Faces of the text on inspection pictures: Helvetica's measures, then names in any script, and emoji.
-    fonts-liberation fonts-dejavu-core fonts-noto-core fonts-droid-fallback fonts-noto-color-emoji
+    fonts-liberation fonts-dejavu-core fonts-noto-core fonts-wqy-microhei fonts-noto-color-emoji
 )
 test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3)
 sanitizer_packages=(libclang-rt-19-dev)

@@ -22,7 +22,7 @@ constexpr double bandBelow = 0.6;
 /// machine; for what they lack the system's own order decides.
 QStringList faces() {
     return {QStringLiteral("Liberation Sans"), QStringLiteral("DejaVu Sans"), QStringLiteral("Noto Sans"),
-            QStringLiteral("Droid Sans Fallback"), QStringLiteral("Noto Color Emoji")};
+            QStringLiteral("WenQuanYi Micro Hei"), QStringLiteral("Noto Color Emoji")};
 }
 
 /// Unhinted and without colour fringes, so that the shapes depend on the face alone.

@@ -1,6 +1,13 @@
 #include "Text.h"
 
+#include <locale.h>
+
 #include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <string>
+#include <system_error>
 
 namespace kelvane {
 
@@ -42,6 +49,22 @@ std::string_view trimmedText(std::string_view text) {
     while (cutTail()) {
     }
     return text;
+}
+
+std::optional<double> finiteNumber(std::string_view text) {
+    if (text.starts_with('+')) {
+        text.remove_prefix(1);
+        if (text.starts_with('-')) return std::nullopt;
+    }
+    double value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (end != text.data() + text.size() || error == std::errc::invalid_argument) return std::nullopt;
+    if (error == std::errc::result_out_of_range) {
+        // Too large or too small, which from_chars doesn't tell apart.
+        static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
+        value = strtod_l(std::string(text).c_str(), nullptr, plain);
+    }
+    return std::isfinite(value) ? std::optional(value) : std::nullopt;
 }
 
 }  // namespace kelvane

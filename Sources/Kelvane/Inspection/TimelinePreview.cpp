@@ -1,0 +1,220 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "CLIMediaInspection.h"
+#include "InspectionDocument.h"
+#include "InspectionSheet.h"
+#include "Media/MediaEngine.h"
+#include "Timeline/Framing.h"
+
+namespace kelvane::CLIMediaInspection {
+
+namespace {
+
+/// How far before a point its last frame is looked for: one frame at 30 frames a second, seconds.
+constexpr double oneFrame = 1.0 / 30.0;
+constexpr int maximumMiddles = 8;
+constexpr int maximumCuts = 7;
+
+/// Pixels a side of a rendered still.
+constexpr Size stillSize{1280, 1280};
+constexpr MediaTime frameDuration{1, 30};
+/// How much before the end the last frame is asked for.
+constexpr MediaTime lastInstant{1, compositionTimescale};
+constexpr std::size_t shortIDCharacters = 8;
+
+/// At most `maximum` places, evenly over 0 to `count` - 1.
+std::vector<std::size_t> spread(std::size_t count, int maximum) {
+    const std::size_t picks = std::min(count, static_cast<std::size_t>(maximum));
+    if (picks <= 1) return std::vector<std::size_t>(picks);
+    std::vector<std::size_t> places;
+    for (std::size_t i = 0; i < picks; ++i) {
+        const double place = static_cast<double>((count - 1) * i) / static_cast<double>(picks - 1);
+        places.push_back(static_cast<std::size_t>(std::round(place)));
+    }
+    return places;
+}
+
+double audioEnd(std::span<const Clip> clips) {
+    const auto ranges = MediaEngine::timelineRanges(clips);
+    double end = 0;
+    for (std::size_t i = 0; i < clips.size(); ++i) {
+        if (clips[i].isAudio()) end = std::max(end, ranges[i].end().seconds());
+    }
+    return end;
+}
+
+std::vector<MediaTimeRange> videoRanges(std::span<const Clip> clips) {
+    auto ranges = MediaEngine::timelineRanges(clips);
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < clips.size(); ++i) {
+        if (!clips[i].isAudio()) ranges[kept++] = ranges[i];
+    }
+    ranges.resize(kept);
+    return ranges;
+}
+
+/// One preview under way: which times are drawn how, and what the document tells of them.
+class Preview {
+public:
+    Preview(const std::vector<Clip>& clips, const std::vector<double>& requested, Sheet sheet)
+        : clips_(clips),
+          requested_(requested),
+          sheet_(std::move(sheet)),
+          shown_(requested.size()),
+          entries_(requested.size()) {}
+
+    Result<void> draw(MediaPlatform& platform, const EditedMediaPtr& media, const std::stop_token& stop) {
+        const auto exact = mediaTimes(requested_);
+        if (!exact) return fail(exact.error());
+        const MediaTime last = media->composition.duration() - lastInstant;
+        std::vector<MediaTime> pictured;
+        std::vector<std::size_t> slots;
+        for (std::size_t i = 0; i < exact->size(); ++i) {
+            if (stop.stop_requested()) return fail(Error::cancelled());
+            const MediaTime time = std::min((*exact)[i], last);
+            if (timelinePosition(time.seconds(), clips_)) {
+                pictured.push_back(time);
+                slots.push_back(i);
+            } else if (auto drawn = addBlack(i, time.seconds()); !drawn) {
+                return drawn;
+            }
+        }
+        if (pictured.empty()) return {};
+        const auto take = [&](std::size_t index, const TimedStill& still) -> Result<void> {
+            if (stop.stop_requested()) return fail(Error::cancelled());
+            return addPicture(slots[index], still);
+        };
+        return platform.timelineStills(media, pictured, stillSize, take, stop);
+    }
+
+    [[nodiscard]] const Sheet& sheet() const { return sheet_; }
+    [[nodiscard]] const std::vector<double>& shown() const { return shown_; }
+    [[nodiscard]] const std::vector<JSONObject>& entries() const { return entries_; }
+
+private:
+    Result<void> addBlack(std::size_t slot, double time) {
+        if (!black_) {
+            black_ = BitmapCanvas::make(static_cast<int>(Framing::size.width), static_cast<int>(Framing::size.height));
+            if (!black_) return fail("Could not render black frame.");
+            black_->fill(CanvasColor::gray(0));
+        }
+        sheet_.add(black_->image(), static_cast<int>(slot), fmt::format("{:02} · Timeline {:.3f} s", slot + 1, time),
+                   "Black frame · audio tail");
+        describe(slot, time).set("kind", "black");
+        return {};
+    }
+
+    Result<void> addPicture(std::size_t slot, const TimedStill& still) {
+        const double time = still.actualTime.seconds();
+        // The frame that was had may lie just across a cut from the time that was asked for.
+        const auto position = timelinePosition(time, clips_);
+        if (!position) return fail("Preview frame is outside the video sequence.");
+        const std::string clipID = clips_[position->index].id.upper();
+        sheet_.add(*still.image, static_cast<int>(slot),
+                   fmt::format("{:02} · Timeline {:.3f} s · Shot {}", slot + 1, time, position->index + 1),
+                   fmt::format("Source {:.3f} s · {}", position->sourceTime, clipID.substr(0, shortIDCharacters)));
+        JSONObject& entry = describe(slot, time);
+        entry.set("clipIndex", static_cast<double>(position->index + 1));
+        entry.set("clipID", std::string_view(clipID));
+        entry.set("sourceTime", position->sourceTime);
+        return {};
+    }
+
+    JSONObject& describe(std::size_t slot, double time) {
+        shown_[slot] = time;
+        JSONObject& entry = entries_[slot];
+        entry.set("index", static_cast<double>(slot + 1));
+        entry.set("timestamp", time);
+        entry.set("requestedTime", requested_[slot]);
+        return entry;
+    }
+
+    const std::vector<Clip>& clips_;
+    const std::vector<double>& requested_;
+    Sheet sheet_;
+    std::optional<BitmapCanvas> black_;
+    std::vector<double> shown_;
+    std::vector<JSONObject> entries_;
+};
+
+}  // namespace
+
+std::vector<double> previewTimes(std::span<const Clip> clips) {
+    const auto ranges = videoRanges(clips);
+    if (ranges.empty()) return {};
+    const double videoEnd = ranges.back().end().seconds();
+    const double total = std::max(videoEnd, audioEnd(clips));
+
+    std::vector<double> candidates{0, std::max(total - oneFrame, 0.0)};
+    if (videoEnd < total) {
+        candidates.push_back(videoEnd);
+        candidates.push_back((total + videoEnd) * 0.5);
+    }
+    for (const std::size_t i : spread(ranges.size(), maximumMiddles)) {
+        candidates.push_back(ranges[i].start.seconds() + ranges[i].duration.seconds() * 0.5);
+    }
+    for (const std::size_t i : spread(ranges.size() - 1, maximumCuts)) {
+        const double cut = ranges[i + 1].start.seconds();
+        candidates.push_back(std::max(cut - oneFrame, 0.0));
+        candidates.push_back(cut);
+    }
+    std::erase_if(candidates, [total](double time) { return time < 0 || time >= total; });
+    std::ranges::sort(candidates);
+    candidates.erase(std::ranges::unique(candidates).begin(), candidates.end());
+
+    std::vector<double> picked;
+    for (const std::size_t i : spread(candidates.size(), maximumSheetFrames)) picked.push_back(candidates[i]);
+    return picked;
+}
+
+std::optional<TimelinePosition> timelinePosition(double time, std::span<const Clip> clips) {
+    if (!std::isfinite(time)) return std::nullopt;
+    const auto ranges = MediaEngine::timelineRanges(clips);
+    for (std::size_t i = 0; i < clips.size(); ++i) {
+        const double start = ranges[i].start.seconds();
+        if (clips[i].isAudio() || start > time || ranges[i].end().seconds() <= time) continue;
+        return TimelinePosition{i, MediaEngine::sourceRange(clips[i]).start.seconds() + time - start};
+    }
+    return std::nullopt;
+}
+
+Result<JSONObject> preview(MediaPlatform& platform, const std::vector<Clip>& clips, std::string_view name,
+                           const std::vector<double>& times, const FileURL& folder, bool compact,
+                           const EditedMediaPtr& preparedMedia, std::stop_token stop) {
+    EditedMediaPtr media = preparedMedia;
+    if (!media) {
+        auto built = MediaEngine::build(platform, clips, Framing::size, frameDuration, stop);
+        if (!built) return fail(std::move(built.error()));
+        media = *std::move(built);
+    }
+    const double duration = media->composition.duration().seconds();
+    auto sheet = Sheet::make("Timeline · " + std::string(name),
+                             fmt::format("{:.3f} s · 1080 × 1920 framing · timeline and source timestamps", duration),
+                             static_cast<int>(std::min(times.size(), std::size_t{maximumSheetFrames} + 1)));
+    if (!sheet) return fail(std::move(sheet.error()));
+
+    Preview preview(clips, times, *std::move(sheet));
+    if (auto drawn = preview.draw(platform, media, stop); !drawn) return fail(std::move(drawn.error()));
+    if (stop.stop_requested()) return fail(Error::cancelled());
+    const auto path = preview.sheet().save(folder, "timeline");
+    if (!path) return fail(path.error());
+
+    JSONObject document;
+    document.set("path", std::string_view(*path));
+    document.set("duration", duration);
+    if (compact) {
+        document.setRaw("timestamps", arrayText(preview.shown()));
+    } else {
+        document.setRaw("frames", arrayText(preview.entries()));
+        document.set("context",
+                     "Rendered timeline stills with the editor's crop and orientation. Inspect framing and both sides "
+                     "of sampled cuts. No continuous motion or audio analysis.");
+    }
+    return document;
+}
+
+}  // namespace kelvane::CLIMediaInspection
