@@ -27,6 +27,11 @@ struct SourceDemuxer::State {
     [[nodiscard]] bool isIndexShort() const;
     Result<void> completeIndex();
     [[nodiscard]] AVStream& stream() const { return *file->context()->streams[streamIndex]; }
+    /// The failure of a file that changed, or whose state can't be told.
+    std::unexpected<Error> brokenByChange() {
+        brokenOff = true;
+        return fail(file->failure().value_or(changed()));
+    }
     [[nodiscard]] Error changed() const { return MediaError::invalidClip(url.baseName()); }
 
     std::unique_ptr<SourceFile> file;
@@ -128,10 +133,7 @@ Result<PacketPtr> SourceDemuxer::next() {
     if (state.brokenOff) {
         if (auto started = state.start(); !started) return std::unexpected(started.error());
     }
-    if (!state.file->isUnchanged()) {
-        state.brokenOff = true;
-        return fail(state.file->failure().value_or(state.changed()));
-    }
+    if (!state.file->isUnchangedLately()) return state.brokenByChange();
     state.atBeginning = false;
     PacketPtr packet(av_packet_alloc());
     for (int errors = 0; errors < errorLimit;) {
@@ -146,7 +148,10 @@ Result<PacketPtr> SourceDemuxer::next() {
             av_packet_unref(packet.get());
             continue;
         }
-        if (code == AVERROR_EOF) return PacketPtr();
+        if (code == AVERROR_EOF) {
+            if (!state.file->isUnchanged()) return state.brokenByChange();
+            return PacketPtr();
+        }
         ++errors;
     }
     return PacketPtr();
@@ -162,10 +167,7 @@ Result<void> SourceDemuxer::seek(std::int64_t timestamp) {
         if (timestamp == INT64_MIN) return {};
     }
     state.atBeginning = false;
-    if (!state.file->isUnchanged()) {
-        state.brokenOff = true;
-        return fail(state.file->failure().value_or(state.changed()));
-    }
+    if (!state.file->isUnchanged()) return state.brokenByChange();
     AVFormatContext* context = state.file->context();
     const int code = av_seek_frame(context, state.streamIndex, timestamp, AVSEEK_FLAG_BACKWARD);
     if (auto error = state.file->failure()) {

@@ -32,6 +32,8 @@ constexpr int readSize = 65536;
 /// How far into the file the kind of content is looked for, past a leading ID3 tag (which can hold a large picture).
 constexpr unsigned probeSize = 1 << 20;
 constexpr std::int64_t largestTag = 64 << 20;
+/// How long a look at the file's state counts as one at the present.
+constexpr std::chrono::microseconds lookInterval{50};
 /// Streams past this number are an attack or damage.
 constexpr const char* streamLimit = "128";
 
@@ -112,6 +114,7 @@ bool SourceFile::interrupted() const { return stop_.stop_requested() || timeIsOv
 
 int SourceFile::read(void* opaque, std::uint8_t* buffer, int size) {
     auto& file = *static_cast<SourceFile*>(opaque);
+    file.readSinceLook_ = true;
     while (!file.interrupted()) {
         const ssize_t count = ::pread(file.descriptor_, buffer, static_cast<std::size_t>(size), file.position_);
         if (count > 0) {
@@ -150,7 +153,14 @@ std::int64_t SourceFile::seek(void* opaque, std::int64_t offset, int whence) {
     return offset;
 }
 
+bool SourceFile::isUnchangedLately() {
+    const bool recent = std::chrono::steady_clock::now() - lookedAt_ < lookInterval;
+    return recent && !readSinceLook_ && !changed_ && readError_ == 0 ? true : isUnchanged();
+}
+
 bool SourceFile::isUnchanged() {
+    lookedAt_ = std::chrono::steady_clock::now();
+    readSinceLook_ = false;
     struct stat status {};
     if (::fstat(descriptor_, &status) != 0) {
         readError_ = errno;
