@@ -215,15 +215,16 @@ Result<TimedFrame> VideoFrameReader::State::decode(std::int64_t limit) {
         const int code = avcodec_receive_frame(decoder.get(), frame.get());
         if (code == 0) {
             take(std::move(frame));
-        } else if (code == AVERROR_EOF) {
+        } else if (code == AVERROR_EOF || gaveUpAt != AV_NOPTS_VALUE) {
             deinterlacer.feed(nullptr, timeBase(), ready);
             drained = true;
         } else {
             if (code != AVERROR(EAGAIN)) ++errors;
             if (errors > errorLimit) {
-                drained = true;
+                // The decoder may still hold good frames from before the damage.
                 gaveUpAt = lastFed;
-                break;
+                avcodec_send_packet(decoder.get(), nullptr);
+                continue;
             }
             if (auto fed = feed(limit); !fed) return std::unexpected(fed.error());
         }
