@@ -1,10 +1,11 @@
 #include <algorithm>
 #include <cmath>
-#include <numeric>
+#include <map>
 
 #include "FFmpegPlatform.h"
 #include "PictureRenderer.h"
 #include "PictureScaler.h"
+#include "StillRun.h"
 #include "VideoFrameReader.h"
 
 namespace kelvane {
@@ -28,36 +29,51 @@ Result<TrackPtr> pictureTrack(const MediaAssetPtr& asset) {
     return track;
 }
 
-/// Stills of one source; times in order cost one pass.
-class SourceStills {
+/// Draws stills of one source in its own framing.
+class SourceArtist final : public StillArtist {
 public:
-    SourceStills(TrackPtr track, Size maximum) : track_(std::move(track)), maximum_(maximum) {}
+    SourceArtist(TrackPtr track, Size maximum, int threads)
+        : track_(std::move(track)), maximum_(maximum), threads_(threads) {}
 
-    Result<TimedStill> still(MediaTime time, const std::stop_token& stop) {
-        const FFmpegTrack::Facts& facts = track_->facts();
-        if (!reader_) {
-            auto reader = VideoFrameReader::open(track_, {.threads = 0, .skipUnneeded = true}, stop);
-            if (!reader) return std::unexpected(reader.error());
-            reader_ = std::move(*reader);
-        }
+    Result<std::optional<std::int64_t>> decodingStart(const StillRequest& request, std::stop_token stop) override {
+        if (auto opened = open(std::move(stop)); !opened) return std::unexpected(opened.error());
+        return reader_->decodingStart(request.sourceTime);
+    }
+
+    Result<TimedStill> draw(const StillRequest& request, std::stop_token stop) override {
+        if (auto opened = open(stop); !opened) return std::unexpected(opened.error());
         // Before a late start there is nothing to see: the nearest picture is the first.
-        auto frame = reader_->frame(std::max(time, facts.timeRange.start), stop);
+        auto frame = reader_->frame(std::max(request.sourceTime, track_->facts().timeRange.start), stop);
         if (!frame) return std::unexpected(frame.error());
-        if (!*frame) return fail("“" + facts.url.lastPathComponent() + "” has no picture that can be decoded.");
+        if (!*frame) return fail("“" + track_->url().lastPathComponent() + "” has no picture that can be decoded.");
+        if (*frame != shown_) {
+            auto image = print(**frame);
+            if (!image) return std::unexpected(image.error());
+            shown_ = *frame;
+            image_ = *std::move(image);
+        }
+        return TimedStill{image_, timeOf(*shown_)};
+    }
 
+private:
+    Result<void> open(std::stop_token stop) {
+        if (reader_) return {};
+        auto reader = VideoFrameReader::open(track_, {.threads = threads_, .skipUnneeded = true}, std::move(stop));
+        if (!reader) return std::unexpected(reader.error());
+        reader_ = std::move(*reader);
+        return {};
+    }
+    Result<StillImagePtr> print(const AVFrame& frame) {
+        const FFmpegTrack::Facts& facts = track_->facts();
         const Rect shown =
             facts.preferredTransform.boundingRect({0, 0, facts.naturalSize.width, facts.naturalSize.height});
         const Size canvas = fitted({shown.width, shown.height}, maximum_);
         const AffineTransform transform = facts.preferredTransform.then(
             AffineTransform::scaling(canvas.width / shown.width, canvas.height / shown.height));
-        auto picture = scaler_.draw(**frame, facts.naturalSize, transform, canvas);
+        auto picture = scaler_.draw(frame, facts.naturalSize, transform, canvas);
         if (!picture) return std::unexpected(picture.error());
-        auto image = PictureScaler::still(**picture);
-        if (!image) return std::unexpected(image.error());
-        return TimedStill{*std::move(image), timeOf(**frame)};
+        return PictureScaler::still(**picture);
     }
-
-private:
     [[nodiscard]] MediaTime timeOf(const AVFrame& frame) const {
         const FFmpegTrack::Facts& facts = track_->facts();
         return {(frame.pts - facts.zero) * facts.timeBase.num, facts.timeBase.den};
@@ -65,16 +81,64 @@ private:
 
     TrackPtr track_;
     Size maximum_;
+    int threads_;
     std::unique_ptr<VideoFrameReader> reader_;
     PictureScaler scaler_;
+    SharedFrame shown_;
+    StillImagePtr image_;
 };
 
-/// The places of `times` in the order of their times.
-std::vector<std::size_t> inOrder(const std::vector<MediaTime>& times) {
-    std::vector<std::size_t> order(times.size());
-    std::iota(order.begin(), order.end(), std::size_t{0});
-    std::ranges::stable_sort(order, [&](std::size_t a, std::size_t b) { return times[a] < times[b]; });
-    return order;
+/// Draws stills of a timeline as export does.
+class TimelineArtist final : public StillArtist {
+public:
+    TimelineArtist(EditedMediaPtr media, const std::vector<MediaTime>& times, Size canvas, int threads)
+        : times_(times),
+          renderer_(std::move(media),
+                    {.decoderThreads = threads, .openSources = 1, .skipUnneeded = true, .canvas = canvas}) {}
+
+    Result<std::optional<std::int64_t>> decodingStart(const StillRequest& request, std::stop_token stop) override {
+        return renderer_.decodingStart(times_[request.index], std::move(stop));
+    }
+
+    Result<TimedStill> draw(const StillRequest& request, std::stop_token stop) override {
+        auto picture = renderer_.picture(times_[request.index], std::move(stop));
+        if (!picture) return std::unexpected(picture.error());
+        if (*picture != shown_) {
+            auto image = PictureScaler::still(**picture);
+            if (!image) return std::unexpected(image.error());
+            shown_ = *picture;
+            image_ = *std::move(image);
+        }
+        return TimedStill{image_, times_[request.index]};
+    }
+
+private:
+    const std::vector<MediaTime>& times_;
+    PictureRenderer renderer_;
+    SharedFrame shown_;
+    StillImagePtr image_;
+};
+
+void sortByTime(StillGroup& group) {
+    std::ranges::sort(group, [](const StillRequest& a, const StillRequest& b) {
+        return a.sourceTime != b.sourceTime ? a.sourceTime < b.sourceTime : a.index < b.index;
+    });
+}
+
+/// The stills of a timeline by their sources, in the order of their first use; what shows none makes a group as well.
+std::vector<StillGroup> bySource(const EditedMedia& media, const std::vector<MediaTime>& times) {
+    using Key = std::pair<std::string, int>;
+    std::map<Key, std::size_t> places;
+    std::vector<StillGroup> groups;
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        const auto origin = PictureRenderer::originOf(media, times[i]);
+        const Key key = origin ? Key{origin->track->facts().identity.path, origin->track->facts().streamIndex} : Key{};
+        const auto [place, isNew] = places.try_emplace(key, groups.size());
+        if (isNew) groups.emplace_back();
+        groups[place->second].push_back({i, origin ? origin->time : times[i]});
+    }
+    std::ranges::for_each(groups, sortByTime);
+    return groups;
 }
 
 }  // namespace
@@ -83,7 +147,7 @@ Result<StillImagePtr> FFmpegPlatform::image(const MediaAssetPtr& asset, MediaTim
                                             std::stop_token stop) {
     auto track = pictureTrack(asset);
     if (!track) return std::unexpected(track.error());
-    auto still = SourceStills(*track, maximum).still(time, stop);
+    auto still = SourceArtist(*track, maximum, 0).draw({0, time}, std::move(stop));
     if (!still) return std::unexpected(still.error());
     return still->image;
 }
@@ -94,32 +158,19 @@ Result<void> FFmpegPlatform::sourceStills(const FileURL& url, const std::vector<
     if (!asset) return std::unexpected(asset.error());
     auto track = pictureTrack(*asset);
     if (!track) return std::unexpected(track.error());
-    SourceStills stills(*track, maximum);
-    for (const std::size_t index : inOrder(times)) {
-        auto still = stills.still(times[index], stop);
-        if (!still) return std::unexpected(still.error());
-        if (auto taken = consume(index, *still); !taken) return taken;
-    }
-    return {};
+    StillGroup group;
+    for (std::size_t i = 0; i < times.size(); ++i) group.push_back({i, times[i]});
+    sortByTime(group);
+    const auto artist = [&](int threads) { return std::make_unique<SourceArtist>(*track, maximum, threads); };
+    if (group.empty()) return {};
+    return drawStills({std::move(group)}, artist, consume, std::move(stop));
 }
 
 Result<void> FFmpegPlatform::timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times,
                                             Size maximum, const StillConsumer& consume, std::stop_token stop) {
-    PictureRenderer renderer(media, {.skipUnneeded = true});
-    PictureScaler scaler;
-    const Size size = media->video.renderSize;
-    const Size canvas = fitted(size, maximum);
-    const auto scale = AffineTransform::scaling(canvas.width / size.width, canvas.height / size.height);
-    for (const std::size_t index : inOrder(times)) {
-        auto full = renderer.picture(times[index], stop);
-        if (!full) return std::unexpected(full.error());
-        auto picture = scaler.draw(**full, size, scale, canvas);
-        if (!picture) return std::unexpected(picture.error());
-        auto image = PictureScaler::still(**picture);
-        if (!image) return std::unexpected(image.error());
-        if (auto taken = consume(index, {*std::move(image), times[index]}); !taken) return taken;
-    }
-    return {};
+    const Size canvas = fitted(media->video.renderSize, maximum);
+    const auto artist = [&](int threads) { return std::make_unique<TimelineArtist>(media, times, canvas, threads); };
+    return drawStills(bySource(*media, times), artist, consume, std::move(stop));
 }
 
 }  // namespace kelvane

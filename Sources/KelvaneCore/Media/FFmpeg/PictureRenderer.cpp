@@ -10,13 +10,6 @@ namespace kelvane {
 
 namespace {
 
-/// What a picture is drawn from.
-struct Shot {
-    std::shared_ptr<const FFmpegTrack> track;
-    MediaTime time;
-    AffineTransform transform;
-};
-
 /// An opened source and the picture that it showed last.
 struct OpenSource {
     std::shared_ptr<const FFmpegTrack> track;
@@ -40,36 +33,45 @@ struct PictureRenderer::State {
     /// The one used last comes first.
     std::list<OpenSource> sources;
 
-    [[nodiscard]] std::optional<Shot> shotAt(MediaTime time) const;
+    [[nodiscard]] Size canvas() const { return options.canvas.value_or(media->video.renderSize); }
+    [[nodiscard]] AffineTransform onCanvas(const AffineTransform& transform) const;
     Result<SharedFrame> black();
-    Result<OpenSource*> sourceFor(const Shot& shot, std::stop_token stop);
-    Result<SharedFrame> draw(const Shot& shot, std::stop_token stop);
+    Result<OpenSource*> sourceFor(const PictureOrigin& shot, std::stop_token stop);
+    Result<SharedFrame> draw(const PictureOrigin& shot, std::stop_token stop);
 };
 
-std::optional<Shot> PictureRenderer::State::shotAt(MediaTime time) const {
-    const VideoInstruction* instruction = media->video.instructionAt(time);
+std::optional<PictureOrigin> PictureRenderer::originOf(const EditedMedia& media, MediaTime time) {
+    const VideoInstruction* instruction = media.video.instructionAt(time);
     if (instruction == nullptr) return std::nullopt;
     for (const VideoLayerInstruction& layer : instruction->layers) {
-        const CompositionTrack* track = media->composition.track(layer.track);
+        const CompositionTrack* track = media.composition.track(layer.track);
         const CompositionSegment* segment = track == nullptr ? nullptr : track->segmentAt(time);
         if (segment == nullptr || segment->isEmpty()) continue;
         auto source = std::dynamic_pointer_cast<const FFmpegTrack>(segment->source);
         if (!source) continue;
-        return Shot{std::move(source), segment->sourceRange.start + (time - segment->target.start), layer.transform};
+        return PictureOrigin{std::move(source), segment->sourceRange.start + (time - segment->target.start),
+                             layer.transform};
     }
     return std::nullopt;
 }
 
+AffineTransform PictureRenderer::State::onCanvas(const AffineTransform& transform) const {
+    if (!options.canvas) return transform;
+    const Size size = media->video.renderSize;
+    return transform.then(
+        AffineTransform::scaling(options.canvas->width / size.width, options.canvas->height / size.height));
+}
+
 Result<SharedFrame> PictureRenderer::State::black() {
     if (!blackFrame) {
-        auto made = PictureScaler::black(media->video.renderSize);
+        auto made = PictureScaler::black(canvas());
         if (!made) return made;
         blackFrame = std::move(*made);
     }
     return blackFrame;
 }
 
-Result<OpenSource*> PictureRenderer::State::sourceFor(const Shot& shot, std::stop_token stop) {
+Result<OpenSource*> PictureRenderer::State::sourceFor(const PictureOrigin& shot, std::stop_token stop) {
     for (auto it = sources.begin(); it != sources.end(); ++it) {
         if (!sameStream(*it->track, *shot.track)) continue;
         sources.splice(sources.begin(), sources, it);
@@ -88,7 +90,7 @@ Result<OpenSource*> PictureRenderer::State::sourceFor(const Shot& shot, std::sto
     return &sources.front();
 }
 
-Result<SharedFrame> PictureRenderer::State::draw(const Shot& shot, std::stop_token stop) {
+Result<SharedFrame> PictureRenderer::State::draw(const PictureOrigin& shot, std::stop_token stop) {
     const auto found = sourceFor(shot, stop);
     if (!found) return fail(found.error());
     OpenSource& source = **found;
@@ -100,7 +102,7 @@ Result<SharedFrame> PictureRenderer::State::draw(const Shot& shot, std::stop_tok
     if (shown == source.frame && source.drawn && shot.transform == source.transform) return source.drawn;
 
     const auto natural = shot.track->loadNaturalSize();
-    auto drawn = natural ? scaler.draw(*shown, *natural, shot.transform, media->video.renderSize)
+    auto drawn = natural ? scaler.draw(*shown, *natural, onCanvas(shot.transform), canvas())
                          : Result<SharedFrame>(fail(natural.error()));
     // As does a picture in a form that nothing here can draw.
     if (!drawn) return source.drawn && shot.transform == source.transform ? Result<SharedFrame>(source.drawn) : black();
@@ -120,8 +122,17 @@ PictureRenderer::~PictureRenderer() = default;
 
 Result<SharedFrame> PictureRenderer::picture(MediaTime time, std::stop_token stop) {
     if (stop.stop_requested()) return fail(Error::cancelled());
-    const std::optional<Shot> shot = state_->shotAt(time);
+    const std::optional<PictureOrigin> shot = originOf(*state_->media, time);
     return shot ? state_->draw(*shot, stop) : state_->black();
+}
+
+Result<std::optional<std::int64_t>> PictureRenderer::decodingStart(MediaTime time, std::stop_token stop) {
+    if (stop.stop_requested()) return fail(Error::cancelled());
+    const std::optional<PictureOrigin> shot = originOf(*state_->media, time);
+    if (!shot) return std::nullopt;
+    const auto source = state_->sourceFor(*shot, std::move(stop));
+    if (!source) return fail(source.error());
+    return (*source)->reader->decodingStart(shot->time);
 }
 
 }  // namespace kelvane

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <stop_token>
 
+#include "FFmpegAsset.h"
 #include "Handles.h"
 #include "Media/EditedMedia.h"
 
@@ -15,6 +18,17 @@ struct PictureRendererOptions {
     int openSources = 2;
     /// Skip frames that nothing refers to: for stills, where few of the frames are asked for.
     bool skipUnneeded = false;
+    /// Pixels to draw on instead of the render size; the pictures are scaled to fit.
+    std::optional<Size> canvas;
+};
+
+/// What a timeline shows at some moment.
+struct PictureOrigin {
+    std::shared_ptr<const FFmpegTrack> track;
+    /// Seconds of the source.
+    MediaTime time;
+    /// Natural-size pixels to pixels of the render size.
+    AffineTransform transform;
 };
 
 /// The pictures of a timeline: the one renderer behind export, stills and player. One thread at a time.
@@ -23,10 +37,15 @@ public:
     PictureRenderer(EditedMediaPtr media, PictureRendererOptions options = {});
     ~PictureRenderer();
 
+    /// Where the picture at `time` comes from; nothing where it is black.
+    static std::optional<PictureOrigin> originOf(const EditedMedia& media, MediaTime time);
+
     /// The picture at `time`: 8-bit 4:2:0 limited-range Rec. 709 at the render size. Times in order cost one pass over
     /// each source. The same pointer comes back while nothing changed. A source that can't be opened any more, or
     /// changes while it is read, fails with MediaError::invalidClip and its base name.
     Result<SharedFrame> picture(MediaTime time, std::stop_token stop);
+    /// As VideoFrameReader::decodingStart, of the source shown at `time`; fails as `picture` does.
+    Result<std::optional<std::int64_t>> decodingStart(MediaTime time, std::stop_token stop);
 
 private:
     struct State;
