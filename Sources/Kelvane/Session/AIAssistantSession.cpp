@@ -155,7 +155,10 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, 
             co_return fail(CLIError("The Kelvane session is closed. Start a new AI session."));
         }
         if (request.command == "project") co_return project(request);
-        if (isInspection(request.command)) co_return inspect(*editor, request);
+    }
+    if (isInspection(request.command)) {
+        auto task = inspect(std::move(request), write.epoch);
+        co_return co_await task;
     }
 
     auto revision = requiredOption(request, "revision");

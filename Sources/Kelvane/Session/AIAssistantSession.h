@@ -72,21 +72,33 @@ private:
     using Document = Result<JSONObject>;
     /// A timeline shared between the main thread and a build.
     using Target = std::shared_ptr<const std::vector<Clip>>;
+    /// A timeline edit that stands.
+    struct Applied {
+        Target clips;
+        /// The timeline's media when it had to be composed.
+        EditedMediaPtr media;
+        /// After the edit.
+        std::string revision;
+        UUID epoch;
+        bool changed = false;
+        bool compact = false;
+        bool wantsPreview = false;
+    };
 
     static QCoro::Task<void> serve(std::weak_ptr<AIAssistantSession> session, CLIRequest request, UUID project,
                                    UUID epoch, LocalCLIConnection::Reply reply);
 
     [[nodiscard]] Document project(const CLIRequest& request) const;
-    [[nodiscard]] Document inspect(const Editor& editor, const CLIRequest& request) const;
+    QCoro::Task<Document> inspect(CLIRequest request, UUID epoch);
     [[nodiscard]] Document rename(const Write& write);
     [[nodiscard]] Document travelHistory(const Write& write);
     QCoro::Task<Document> importFiles(Write write);
     QCoro::Task<Document> exportMovie(Write write);
     QCoro::Task<Document> editTimeline(Write write);
-    [[nodiscard]] Document editingResponse(const Write& write, JSONObject state, const std::vector<Clip>& clips,
-                                           bool changed) const;
-    /// Why no preview can be rendered after an edit.
-    [[nodiscard]] Error previewFailure(const std::vector<Clip>& clips, const UUID& epoch) const;
+    /// The reply of a timeline edit: `state`, with a preview of the edit where one is asked for. A failure to render is
+    /// told in the preview's place and never undoes the edit.
+    QCoro::Task<JSONObject> editingResponse(Applied edit, JSONObject state);
+    QCoro::Task<Document> previewOf(Applied edit);
     [[nodiscard]] std::function<Result<void>()> snapshotCheck(const Write& write);
 
     MainContext* context_;

@@ -134,6 +134,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
 
     const bool changed = !CLIEditing::identical(editor->clips(), *target);
     editor.reset();
+    EditedMediaPtr media;
     if (changed) {
         if (!target->empty()) {
             // Whether the timeline can be composed is found out before anything changes.
@@ -143,6 +144,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
             auto background = inBackground(*context_, std::move(build));
             auto built = co_await background;
             if (!built) co_return fail(std::move(built.error()));
+            media = *std::move(built);
         }
         if (auto allowed = checkWrite(write.revision, write.epoch); !allowed) {
             co_return fail(std::move(allowed.error()));
@@ -152,7 +154,18 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
 
     auto state = projectState(write.compact);
     if (!state) co_return state;
-    co_return editingResponse(write, *std::move(state), *target, changed);
+    editor = editor_.lock();
+    if (!editor) co_return state;
+    Applied edit{.clips = target,
+                 .media = std::move(media),
+                 .revision = CLIEditing::revision(editor->clips(), editor->assets()),
+                 .epoch = write.epoch,
+                 .changed = changed,
+                 .compact = write.compact,
+                 .wantsPreview = hasFlag(write.request, "preview")};
+    editor.reset();
+    auto task = editingResponse(std::move(edit), *std::move(state));
+    co_return co_await task;
 }
 
 Result<JSONObject> AIAssistantSession::travelHistory(const Write& write) {

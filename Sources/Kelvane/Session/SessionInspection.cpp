@@ -1,40 +1,96 @@
+#include "SessionInspection.h"
+
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "AIAssistantSession.h"
+#include "Assistant/AIDesktopAssistant.h"
 #include "CLI/CLIError.h"
 #include "CLIEditing.h"
 #include "Editor/Editor.h"
+#include "Inspection/CLIMediaInspection.h"
 
 namespace kelvane {
 
-Result<JSONObject> AIAssistantSession::inspect(const Editor& editor, const CLIRequest& request) const {
-    if (!editor.projectURL()) return fail(CLIError("Save the project before inspecting media."));
-    return fail(CLIError("The command " + request.command + " is not available in this version of Kelvane."));
-}
+namespace {
 
-Error AIAssistantSession::previewFailure(const std::vector<Clip>& clips, const UUID& epoch) const {
-    if (std::ranges::all_of(clips, &Clip::isAudio)) {
-        return CLIError("No video in timeline; use waveform to inspect audio.");
+Error inspectingClosed() { return CLIError("The Kelvane session closed while inspecting media."); }
+Error renderingClosed() { return CLIError("The Kelvane session closed while rendering the preview."); }
+Error noVideo() { return CLIError("No video in timeline; use waveform to inspect audio."); }
+
+bool hasVideo(const std::vector<Clip>& clips) { return !std::ranges::all_of(clips, &Clip::isAudio); }
+
+}  // namespace
+
+QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, UUID epoch) {
+    const auto self = shared_from_this();
+    auto editor = editor_.lock();
+    if (!editor || !editor->projectURL()) {
+        co_return fail(CLIError("Save the project before inspecting media."));
     }
-    const auto editor = editor_.lock();
-    if (epoch != generation_ || !editor) return CLIError("The Kelvane session closed after applying the edit.");
-    if (!editor->projectURL()) return CLIError("Save the project before rendering a preview.");
-    return CLIError("Preview sheets are not available in this version of Kelvane.");
+    const auto folder = AIDesktopAssistant::sessionFolder(*editor->projectURL(), editor->title());
+    auto planned = SessionInspection::plan(*media_, *editor, request, folder);
+    // Held no longer than this: a request must not keep a closed project alive.
+    editor.reset();
+    if (!planned) co_return fail(std::move(planned.error()));
+
+    const SessionInspection::Plan plan = *std::move(planned);
+    auto background = inBackground(*context_, plan.work);
+    auto document = co_await background;
+    if (!document) co_return document;
+    if (epoch != generation_ || editor_.expired()) {
+        co_return fail(plan.ofTimeline ? renderingClosed() : inspectingClosed());
+    }
+    if (plan.revision) {
+        document->set("revision", std::string_view(*plan.revision));
+        document->set("stale", !checkSnapshot(*plan.revision, epoch).has_value());
+    }
+    co_return document;
 }
 
-Result<JSONObject> AIAssistantSession::editingResponse(const Write& write, JSONObject state,
-                                                       const std::vector<Clip>& clips, bool changed) const {
-    const auto editor = editor_.lock();
-    if (!hasFlag(write.request, "preview") || !editor) return state;
-    const auto revision = CLIEditing::revision(editor->clips(), editor->assets());
+// MARK: After an edit
+
+QCoro::Task<Result<JSONObject>> AIAssistantSession::previewOf(Applied edit) {
+    const auto self = shared_from_this();
+    if (!hasVideo(*edit.clips)) co_return fail(noVideo());
+    auto editor = editor_.lock();
+    if (edit.epoch != generation_ || !editor) {
+        co_return fail(CLIError("The Kelvane session closed after applying the edit."));
+    }
+    if (!editor->projectURL()) co_return fail(CLIError("Save the project before rendering a preview."));
+    const std::string name = editor->title();
+    const auto folder = AIDesktopAssistant::sessionFolder(*editor->projectURL(), name).appending("Previews");
+    editor.reset();
+
+    auto work = [platform = media_, edit, name, folder] {
+        return CLIMediaInspection::preview(*platform, *edit.clips, name, CLIMediaInspection::previewTimes(*edit.clips),
+                                           folder, edit.compact, edit.media, {});
+    };
+    auto background = inBackground(*context_, std::move(work));
+    auto document = co_await background;
+    if (document && edit.epoch != generation_) co_return fail(renderingClosed());
+    co_return document;
+}
+
+QCoro::Task<JSONObject> AIAssistantSession::editingResponse(Applied edit, JSONObject state) {
+    const auto self = shared_from_this();
+    if (!edit.wantsPreview) co_return state;
     state.set("applied", true);
-    state.set("changed", changed);
+    state.set("changed", edit.changed);
+    // From here on the edit stands, whatever happens.
+    auto task = previewOf(edit);
+    auto rendered = co_await task;
     JSONObject preview;
-    preview.set("error", std::string_view(previewFailure(clips, write.epoch).message));
-    preview.set("revision", std::string_view(revision));
-    preview.set("stale", !checkSnapshot(revision, write.epoch).has_value());
+    if (rendered) {
+        preview = *std::move(rendered);
+    } else {
+        preview.set("error", std::string_view(rendered.error().message));
+    }
+    preview.set("revision", std::string_view(edit.revision));
+    preview.set("stale", !checkSnapshot(edit.revision, edit.epoch).has_value());
     state.set("preview", preview);
-    return state;
+    co_return state;
 }
 
 }  // namespace kelvane

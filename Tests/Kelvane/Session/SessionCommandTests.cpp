@@ -102,22 +102,6 @@ TEST_F(SessionCommands, ProjectAnswersWhileAnImportRunsAndWritesDoNot) {
     EXPECT_EQ(refusal(perform("undo", {{"revision", "stale"}})), changedText);
 }
 
-TEST_F(SessionCommands, InspectionsNeedAFileAndAreNotThereYet) {
-    const std::map<std::string, Options> requests{{"frames", {{"asset", assetID(0)}}},
-                                                  {"contact-sheet", {{"all", "true"}}},
-                                                  {"preview", {}},
-                                                  {"waveform", {{"clip", clipID(1)}}}};
-    for (const auto& [command, options] : requests) {
-        EXPECT_EQ(refusal(perform(command, options)),
-                  "The command " + command + " is not available in this version of Kelvane.");
-    }
-    makeUnsaved();
-    for (const auto& [command, options] : requests) {
-        EXPECT_EQ(refusal(perform(command, options)), "Save the project before inspecting media.") << command;
-    }
-    EXPECT_EQ(refusal(perform("project")), "done");
-}
-
 TEST_F(SessionCommands, RenamePassesTheNameOnAndKeepsTheRevision) {
     std::vector<std::string> names;
     editor->onRenameProject = [&](const std::string& name) -> Result<void> {

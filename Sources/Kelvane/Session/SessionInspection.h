@@ -1,0 +1,41 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "CLI/CLIRequest.h"
+#include "Media/MediaPlatform.h"
+#include "Support/FileURL.h"
+#include "Support/JSON.h"
+#include "Timeline/Clip.h"
+
+namespace kelvane {
+
+class Editor;
+
+/// From the words of an inspection to the work that it asks for: frames, contact-sheet, preview and waveform. All
+/// checks that need no file are made here, on the main thread; what the work reads is copied, so that what it shows is
+/// consistent, though the project may have moved on when it ends.
+namespace SessionInspection {
+
+struct Plan {
+    /// Blocks; for the pool. Gives the document of the reply, or the failure in words.
+    std::function<Result<JSONObject>()> work;
+    /// Revision of the timeline that is shown; none for inspections of sources, which depend on no timeline.
+    std::optional<std::string> revision;
+    /// The work renders the timeline.
+    bool ofTimeline = false;
+};
+
+/// Checks a request against the editor's assets and clips. Images go to subfolders of `sessionFolder`. Main thread.
+Result<Plan> plan(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                  const FileURL& sessionFolder);
+
+/// The assets that a contact-sheet's options select, in the order asked for.
+Result<std::vector<Clip>> sheetAssets(const CLIRequest& request, const std::vector<Clip>& assets);
+
+}  // namespace SessionInspection
+
+}  // namespace kelvane

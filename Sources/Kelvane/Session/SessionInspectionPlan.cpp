@@ -1,0 +1,248 @@
+#include <algorithm>
+#include <charconv>
+#include <set>
+#include <utility>
+
+#include "AIAssistantSession.h"
+#include "CLI/CLIError.h"
+#include "CLIEditing.h"
+#include "Editor/Editor.h"
+#include "Inspection/CLIMediaInspection.h"
+#include "Inspection/CLIWaveform.h"
+#include "SessionInspection.h"
+#include "Timeline/TimelineLayout.h"
+
+namespace kelvane::SessionInspection {
+
+namespace {
+
+using Clips = std::vector<Clip>;
+using Times = std::vector<double>;
+
+constexpr int defaultFrames = 6;
+constexpr int maximumFrames = 12;
+constexpr int defaultSheetFrames = 12;
+constexpr int maximumSheetFrames = 24;
+constexpr std::size_t maximumSheets = 64;
+constexpr int defaultBins = 120;
+constexpr int maximumBins = 1000;
+
+constexpr const char* framesContext =
+    "Sparse source stills only. Original audio and continuous motion have not been analyzed.";
+
+std::optional<std::string> option(const CLIRequest& request, const char* name) {
+    const auto found = request.options.find(name);
+    if (found == request.options.end()) return std::nullopt;
+    return found->second;
+}
+
+/// A decimal integer with an optional sign, from `least` to `most`.
+std::optional<int> integer(std::string_view text, int least, int most) {
+    if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
+    int value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || value < least || value > most) return std::nullopt;
+    return value;
+}
+
+Result<double> number(const CLIRequest& request, const char* name, double absent) {
+    const auto text = option(request, name);
+    if (!text) return absent;
+    const auto value = CLIEditing::finiteNumber(*text);
+    if (!value) return fail(CLIError(std::string("--") + name + " must be finite."));
+    return *value;
+}
+
+/// The record of `clips` that a text names by its id, or nullptr.
+const Clip* named(const Clips& clips, const std::string& text) {
+    const auto id = UUID::parse(text);
+    if (!id) return nullptr;
+    const auto found = std::ranges::find(clips, *id, &Clip::id);
+    return found == clips.end() ? nullptr : &*found;
+}
+
+std::string array(const std::vector<JSONObject>& objects) {
+    std::string text = "[";
+    for (const auto& object : objects) {
+        if (text.size() > 1) text += ',';
+        text += object.text();
+    }
+    return text + "]";
+}
+
+Result<Plan> planFrames(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                        const FileURL& folder) {
+    const auto id = requiredOption(request, "asset");
+    if (!id) return fail(id.error());
+    const Clip* asset = named(editor.assets(), *id);
+    if (asset == nullptr) return fail(CLIError("Unknown assetID. Read project for imported assets."));
+    if (asset->isAudio()) return fail(CLIError("Audio-only asset; use waveform."));
+    auto times =
+        CLIMediaInspection::times(option(request, "times"), asset->sourceDuration, defaultFrames, maximumFrames);
+    if (!times) return fail(times.error());
+    auto work = [&platform, asset = *asset, times = *std::move(times), folder]() -> Result<JSONObject> {
+        auto frames = CLIMediaInspection::frames(platform, asset, times, folder, {});
+        if (!frames) return fail(std::move(frames.error()));
+        JSONObject document;
+        document.set("assetID", std::string_view(asset.id.upper()));
+        document.setRaw("frames", array(*frames));
+        document.set("context", framesContext);
+        return document;
+    };
+    return Plan{std::move(work), std::nullopt, false};
+}
+
+/// One sheet of an asset: the whole of a single sheet's work, and a part of a batch's.
+Result<JSONObject> sheet(MediaPlatform& platform, const Clip& asset, const std::optional<std::string>& text, int count,
+                         const FileURL& folder, bool compact) {
+    auto times = CLIMediaInspection::times(text, asset.sourceDuration, count, maximumSheetFrames);
+    if (!times) return fail(std::move(times.error()));
+    return CLIMediaInspection::contactSheet(platform, asset, *times, folder, compact, {});
+}
+
+Result<Plan> planContactSheet(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                              const FileURL& folder) {
+    const auto text = option(request, "times");
+    const auto countText = option(request, "count");
+    if (text && countText) return fail(CLIError("Use either --count or --times, not both."));
+    const auto count = countText ? integer(*countText, 1, maximumSheetFrames) : defaultSheetFrames;
+    if (!count) return fail(CLIError("--count must be an integer from 1 to 24."));
+    auto selected = sheetAssets(request, editor.assets());
+    if (!selected) return fail(std::move(selected.error()));
+
+    Clips videos;
+    std::vector<JSONObject> skipped;
+    for (const Clip& asset : *selected) {
+        if (!asset.isAudio()) {
+            videos.push_back(asset);
+            continue;
+        }
+        JSONObject& entry = skipped.emplace_back();
+        entry.set("assetID", std::string_view(asset.id.upper()));
+        entry.set("reason", "Audio-only; use waveform.");
+    }
+    auto render = [&platform, text, count = *count, folder, compact = hasFlag(request, "compact")](const Clip& asset) {
+        return sheet(platform, asset, text, count, folder, compact);
+    };
+    if (option(request, "asset") && !videos.empty()) {
+        return Plan{[render, asset = videos.front()] { return render(asset); }, std::nullopt, false};
+    }
+    auto work = [render, videos, skipped = array(skipped)]() -> Result<JSONObject> {
+        JSONObject document = CLIMediaInspection::contactSheets(videos, render);
+        document.setRaw("skipped", skipped);
+        return document;
+    };
+    return Plan{std::move(work), std::nullopt, false};
+}
+
+Result<Plan> planPreview(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                         const FileURL& folder) {
+    const Clips& clips = editor.clips();
+    if (std::ranges::all_of(clips, &Clip::isAudio)) {
+        return fail(CLIError("No video in timeline; use waveform to inspect audio."));
+    }
+    Result<Times> times = CLIMediaInspection::previewTimes(clips);
+    if (const auto text = option(request, "times")) {
+        times = CLIMediaInspection::times(text, TimelineLayout::duration(clips), 0, maximumSheetFrames);
+        if (!times) return fail(std::move(times.error()));
+    }
+    auto work = [&platform, clips, name = editor.title(), times = *std::move(times), folder,
+                 compact = hasFlag(request, "compact")] {
+        return CLIMediaInspection::preview(platform, clips, name, times, folder, compact, nullptr, {});
+    };
+    return Plan{std::move(work), CLIEditing::revision(clips, editor.assets()), true};
+}
+
+Result<Plan> planWaveform(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                          const FileURL& folder) {
+    const Clip* clip = nullptr;
+    const Clip* asset = nullptr;
+    if (const auto id = option(request, "clip")) {
+        clip = named(editor.clips(), *id);
+        const auto same = [&](const Clip& other) { return other.url == clip->url; };
+        const auto found = clip ? std::ranges::find_if(editor.assets(), same) : editor.assets().end();
+        if (found == editor.assets().end()) return fail(CLIError("Unknown clipID."));
+        asset = &*found;
+    } else {
+        const auto assetID = requiredOption(request, "asset");
+        if (!assetID) return fail(assetID.error());
+        asset = named(editor.assets(), *assetID);
+        if (asset == nullptr) return fail(CLIError("Unknown assetID."));
+    }
+    const auto countText = option(request, "count");
+    const auto count = countText ? integer(*countText, 1, maximumBins) : defaultBins;
+    if (!count) return fail(CLIError("--count must be 1...1000."));
+    const auto start = number(request, "start", clip ? clip->start : 0);
+    if (!start) return fail(start.error());
+    const auto end = number(request, "end", clip ? clip->end : asset->sourceDuration);
+    if (!end) return fail(end.error());
+    if (clip && (*start < clip->start || *end > clip->end)) {
+        return fail(CLIError("Clip waveform ranges must stay within its source trim."));
+    }
+    Plan plan;
+    if (clip) plan.revision = CLIEditing::revision(editor.clips(), editor.assets());
+    plan.work = [&platform, asset = *asset, start = *start, end = *end, count = *count, folder,
+                 gain = clip ? clip->volume : 1.0, id = clip ? std::optional(clip->id) : std::nullopt] {
+        return CLIWaveform::inspect(platform, asset, start, end, count, folder, gain, id, {});
+    };
+    return plan;
+}
+
+std::vector<std::string> pieces(std::string_view text) {
+    std::vector<std::string> found(1);
+    for (const char c : text) {
+        if (c == ',') {
+            found.emplace_back();
+        } else {
+            found.back() += c;
+        }
+    }
+    return found;
+}
+
+}  // namespace
+
+Result<Clips> sheetAssets(const CLIRequest& request, const Clips& assets) {
+    const auto one = option(request, "asset");
+    const auto several = option(request, "assets");
+    const auto all = option(request, "all");
+    if (one.has_value() + several.has_value() + all.has_value() != 1) {
+        return fail(CLIError("Choose exactly one of --asset, --assets or --all."));
+    }
+    if (all == "true") {
+        if (assets.size() > maximumSheets) {
+            return fail(CLIError("A batch supports up to 64 assets. Use --assets to select a smaller group."));
+        }
+        return assets;
+    }
+    const auto ids = pieces(one ? *one : several.value_or(""));
+    if (ids.size() > maximumSheets || (one && ids.size() != 1)) {
+        return fail(CLIError("Select up to 64 asset IDs. Use --assets for a comma-separated list."));
+    }
+    Clips selected;
+    std::set<UUID> seen;
+    for (const auto& id : ids) {
+        const Clip* asset = named(assets, id);
+        if (asset == nullptr || !seen.insert(asset->id).second) {
+            return fail(CLIError("Unknown or duplicate assetID: " + id + ". Read project for imported assets."));
+        }
+        selected.push_back(*asset);
+    }
+    return selected;
+}
+
+Result<Plan> plan(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                  const FileURL& sessionFolder) {
+    if (request.command == "preview") {
+        return planPreview(platform, editor, request, sessionFolder.appending("Previews"));
+    }
+    if (request.command == "waveform") {
+        return planWaveform(platform, editor, request, sessionFolder.appending("Waveforms"));
+    }
+    if (request.command == "contact-sheet") {
+        return planContactSheet(platform, editor, request, sessionFolder.appending("Contact Sheets"));
+    }
+    return planFrames(platform, editor, request, sessionFolder.appending("Frames"));
+}
+
+}  // namespace kelvane::SessionInspection
