@@ -4,7 +4,8 @@
 #include <QPainter>
 #include <QString>
 #include <QTextBoundaryFinder>
-#include <algorithm>
+#include <QTextLayout>
+#include <QTextOption>
 
 #include "BitmapCanvas.h"
 #include "Support/Error.h"
@@ -20,18 +21,81 @@ constexpr double bandBelow = 0.6;
 
 /// Liberation Sans has the measures of Helvetica. The others are named so that the same faces are taken on each
 /// machine; for what they lack the system's own order decides.
-QStringList faces() {
-    return {QStringLiteral("Liberation Sans"), QStringLiteral("DejaVu Sans"), QStringLiteral("Noto Sans"),
-            QStringLiteral("WenQuanYi Micro Hei"), QStringLiteral("Noto Color Emoji")};
+QStringList faces(const char* first = nullptr) {
+    QStringList names;
+    if (first != nullptr) names += QString::fromLatin1(first);
+    for (const char* name :
+         {"Liberation Sans", "DejaVu Sans", "Noto Sans", "WenQuanYi Micro Hei", "Noto Color Emoji"}) {
+        names += QString::fromLatin1(name);
+    }
+    return names;
+}
+
+/// A face that can shape a script whose letters change with their neighbours; nothing for the other scripts. Qt tries
+/// every face in turn for these and complains about each that can't, so the right one comes first.
+const char* shapingFace(QChar::Script script) {
+    switch (script) {
+        case QChar::Script_Syriac:
+            return "Noto Sans Syriac";
+        case QChar::Script_Devanagari:
+            return "Noto Sans Devanagari";
+        case QChar::Script_Bengali:
+            return "Noto Sans Bengali";
+        case QChar::Script_Gurmukhi:
+            return "Noto Sans Gurmukhi";
+        case QChar::Script_Gujarati:
+            return "Noto Sans Gujarati";
+        case QChar::Script_Oriya:
+            return "Noto Sans Oriya";
+        case QChar::Script_Tamil:
+            return "Noto Sans Tamil";
+        case QChar::Script_Telugu:
+            return "Noto Sans Telugu";
+        case QChar::Script_Kannada:
+            return "Noto Sans Kannada";
+        case QChar::Script_Malayalam:
+            return "Noto Sans Malayalam";
+        case QChar::Script_Sinhala:
+            return "Noto Sans Sinhala";
+        case QChar::Script_Khmer:
+            return "Noto Sans Khmer";
+        case QChar::Script_Nko:
+            return "Noto Sans NKo";
+        default:
+            return nullptr;
+    }
 }
 
 /// Unhinted and without colour fringes, so that the shapes depend on the face alone.
-QFont font(int pixelSize) {
-    QFont font(faces());
+QFont fontOf(int pixelSize, const char* first = nullptr) {
+    QFont font(faces(first));
     font.setPixelSize(pixelSize);
     font.setHintingPreference(QFont::PreferNoHinting);
     font.setStyleStrategy(static_cast<QFont::StyleStrategy>(QFont::PreferAntialias | QFont::NoSubpixelAntialias));
     return font;
+}
+
+/// Faces for the stretches of a line that need their own. Signs that all scripts share go with what precedes them, as
+/// the marks do that a letter is shaped with.
+QList<QTextLayout::FormatRange> shapedStretches(const QString& line, int pixelSize) {
+    QList<QTextLayout::FormatRange> ranges;
+    const char* current = nullptr;
+    for (qsizetype i = 0; i < line.size(); ++i) {
+        const auto script = line[i].script();
+        const bool isShared = script == QChar::Script_Common || script == QChar::Script_Inherited;
+        const char* face = isShared ? current : shapingFace(script);
+        if (face != nullptr && face == current) {
+            ++ranges.back().length;
+        } else if (face != nullptr) {
+            QTextLayout::FormatRange range;
+            range.start = static_cast<int>(i);
+            range.length = 1;
+            range.format.setFont(fontOf(pixelSize, face));
+            ranges += range;
+        }
+        current = face;
+    }
+    return ranges;
 }
 
 bool turnsDirection(char16_t unit) {
@@ -71,12 +135,20 @@ void BitmapCanvas::drawText(std::string_view text, double x, double baseline, in
     const double y = height() - baseline;
     painter.setClipRect(QRectF(0, y - bandAbove * pixelSize, width(), (bandAbove + bandBelow) * pixelSize));
     painter.setRenderHint(QPainter::TextAntialiasing);
-    // A line begins at `x` whatever script it begins with.
-    painter.setLayoutDirection(Qt::LeftToRight);
-    painter.setFont(font(pixelSize));
     painter.setPen(QColor::fromRgbF(static_cast<float>(color.red), static_cast<float>(color.green),
                                     static_cast<float>(color.blue)));
-    painter.drawText(QPointF(x, y), line);
+
+    QTextLayout layout(line, fontOf(pixelSize));
+    QTextOption option;
+    // A line begins at `x` whatever script it begins with.
+    option.setTextDirection(Qt::LeftToRight);
+    option.setWrapMode(QTextOption::NoWrap);
+    layout.setTextOption(option);
+    layout.setFormats(shapedStretches(line, pixelSize));
+    layout.beginLayout();
+    const QTextLine laid = layout.createLine();
+    layout.endLayout();
+    if (laid.isValid()) layout.draw(&painter, QPointF(x, y - laid.ascent()));
 }
 
 std::string firstCharacters(std::string_view text, std::size_t count) {

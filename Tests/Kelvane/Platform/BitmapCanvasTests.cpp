@@ -278,6 +278,33 @@ TEST(CanvasText, BeginsAtItsPlaceInEveryScript) {
     }
 }
 
+/// What Qt has complained about since the last look.
+std::vector<std::string>& complaints() {
+    static std::vector<std::string> lines;
+    return lines;
+}
+
+TEST(CanvasText, HasItsFacesForEveryScript) {
+    const auto old = qInstallMessageHandler(
+        [](QtMsgType, const QMessageLogContext&, const QString& line) { complaints().push_back(line.toStdString()); });
+    // Two letters that a machine without the script's face would draw as one and the same box.
+    struct Row {
+        const char* one;
+        const char* other;
+    };
+    for (const auto& row :
+         {Row{"é", "ł"}, {"ж", "ю"}, {"ξ", "ψ"}, {"ש", "ל"}, {"م", "ح"}, {"你", "世"}, {"こ", "ん"},  {"カ", "メ"},
+          {"안", "녕"},  {"ส", "ด"}, {"न", "म"}, {"ব", "ল"}, {"ਪ", "ਜ"}, {"ગ", "જ"},   {"ତ", "ମ"},    {"த", "ம"},
+          {"త", "ల"},    {"ಕ", "ನ"}, {"മ", "ല"}, {"ස", "හ"}, {"ས", "བ"}, {"မ", "န"},   {"ខ", "រ"},    {"ລ", "ວ"},
+          {"አ", "ማ"},    {"ქ", "რ"}, {"Ն", "Ք"}, {"ܣ", "ܪ"}, {"Ꮳ", "Ꮃ"}, {"ߒ", "ߞ"},   {"🎬", "🙂"}, {"→", "✓"}}) {
+        EXPECT_NE(drawn(row.one).pixels, drawn(row.other).pixels) << row.one << row.other;
+        // Joined with what stands around it, too.
+        EXPECT_GT(inkOf(drawn("a · " + std::string(row.one) + " 1 · b")).right, 40) << row.one;
+    }
+    qInstallMessageHandler(old);
+    EXPECT_EQ(complaints(), std::vector<std::string>{});
+}
+
 TEST(CanvasText, StacksNoMarksBeyondItsBand) {
     std::string tower = "Z";
     for (int i = 0; i < 40; ++i) tower += "\xCC\x81\xCC\xA3";
