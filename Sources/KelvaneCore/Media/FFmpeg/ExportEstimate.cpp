@@ -108,6 +108,9 @@ Result<PictureTally> encodeStretches(const ExportPlan& plan, const std::vector<P
     }
     PictureTally tally;
     const PacketSink sink = [&](PacketPtr packet) -> Result<void> {
+        if (run.token().stop_requested()) {
+            return fail(Error::cancelled());
+        }
         tally.all += packet->size;
         const std::int64_t place = packet->pts % stretches.front().count;
         if (place == 0) {
@@ -172,6 +175,9 @@ Result<void> encodeSound(SoundRenderer& renderer, std::int64_t first, std::int64
     }
     std::int64_t number = 0;
     const PacketSink sink = [&](PacketPtr packet) -> Result<void> {
+        if (stop.stop_requested()) {
+            return fail(Error::cancelled());
+        }
         if (number++ >= skipped) {
             tally.bytes += packet->size;
             ++tally.packets;
@@ -246,6 +252,9 @@ Result<std::int64_t> estimateExport(const ExportPlan& plan, ExportContainer cont
             return fail(pictures.error());
         }
         bytes += *pictures;
+    }
+    if (auto failure = run.failure()) {
+        return fail(*failure);
     }
     return static_cast<std::int64_t>(bytes);
 }

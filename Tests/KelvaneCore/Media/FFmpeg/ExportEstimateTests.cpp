@@ -1,8 +1,14 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <thread>
 
+#include "Media/FFmpeg/ExportEstimate.h"
+#include "Media/FFmpeg/ExportPlan.h"
+#include "Media/FFmpeg/ExportRun.h"
 #include "Media/FFmpeg/FFmpegExportSession.h"
 #include "SoundTestFiles.h"
 #include "Support/TempFolder.h"
@@ -100,6 +106,62 @@ TEST_F(ExportEstimateTest, SoundAloneIsForecastToo) {
     addSound(media, {{0, trackOf(folder_.path("long.wav")), 0, 40, 1}});
     const auto [estimate, real] = both(media);
     EXPECT_NEAR(estimate / real, 1, 0.25);
+}
+
+/// A stop that comes when all the work is done, as late as one can be noticed.
+TEST_F(ExportEstimateTest, AStoppedRunGivesNoEstimateWhateverItCounted) {
+    EditedMedia media;
+    append(media, movie("a.mp4", drifting), 0, 1);
+    addSound(media, {{0, trackOf(folder_.path("a.mp4")), 0, 1, 1}});
+    auto session = makeFFmpegExportSession(std::make_shared<const EditedMedia>(media));
+    session->videoComposition = media.video;
+    session->audioMix = media.audio;
+    const auto plan = ExportPlan::make(media, *session);
+    ASSERT_TRUE(plan);
+    for (const auto& [picture, sound] : {std::pair{true, true}, {true, false}, {false, true}, {false, false}}) {
+        ExportPlan part = *plan;
+        part.hasPicture = picture;
+        part.hasSound = sound;
+        ExportRun going({}, {});
+        EXPECT_TRUE(estimateExport(part, ExportContainer::mp4, true, going)) << picture << sound;
+        std::stop_source stop;
+        stop.request_stop();
+        ExportRun stopped(stop.get_token(), {});
+        const auto estimate = estimateExport(part, ExportContainer::mp4, true, stopped);
+        ASSERT_FALSE(estimate) << picture << sound;
+        EXPECT_TRUE(estimate.error().isCancelled());
+    }
+}
+
+/// Large pictures, of which the encoder holds dozens when the stop comes: the moment is when the last one was read.
+TEST_F(ExportEstimateTest, AStopWhileTheEncoderEmptiesIsNoEstimate) {
+    EditedMedia media;
+    append(media, movie("a.mp4", restless), 0, 1);
+    media.video.renderSize = {2160, 3840};
+    auto session = makeFFmpegExportSession(std::make_shared<const EditedMedia>(media));
+    session->videoComposition = media.video;
+    std::stop_source stop;
+    std::chrono::steady_clock::time_point asked;
+    Result<std::int64_t> estimate = std::int64_t{0};
+    std::atomic<bool> done = false;
+    std::jthread thread([&] {
+        estimate = session->estimateOutputFileLength(stop.get_token());
+        done = true;
+    });
+    // However far the run has come, the answer is the same.
+    const auto started = std::chrono::steady_clock::now();
+    while (!done && std::chrono::steady_clock::now() - started < std::chrono::milliseconds(300)) {
+        std::this_thread::yield();
+    }
+    ASSERT_FALSE(done);
+    asked = std::chrono::steady_clock::now();
+    stop.request_stop();
+    thread.join();
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - asked;
+    ASSERT_FALSE(estimate);
+    EXPECT_TRUE(estimate.error().isCancelled());
+    // 0.2 s on an idle machine; a busy one is given more.
+    EXPECT_LT(took.count(), 1.0);
 }
 
 }  // namespace
