@@ -128,7 +128,7 @@ void Measure::look(const AVPacket& packet, Watched& watched, bool counting) {
     const AVStream& source = stream(packet.stream_index);
     std::size_t size = 0;
     if (av_packet_get_side_data(&packet, AV_PKT_DATA_ENCRYPTION_INFO, &size) != nullptr) watched.span.encrypted = true;
-    if (packet.flags & (AV_PKT_FLAG_DISCARD | AV_PKT_FLAG_CORRUPT)) return;
+    if (packet.flags & (AV_PKT_FLAG_DISCARD | AV_PKT_FLAG_CORRUPT) || isFarOff(packet, source.time_base)) return;
     std::int64_t time = packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts;
     if (time == AV_NOPTS_VALUE) time = watched.time == AV_NOPTS_VALUE ? 0 : watched.time + watched.duration;
     std::int64_t duration = std::max<std::int64_t>(packet.duration, 0);
@@ -163,7 +163,9 @@ bool Measure::isScanned() const {
     for (const char* name : {"mp3", "aac", "ac3", "eac3", "amr", "amrnb", "amrwb", "dts", "truehd", "mlp"}) {
         if (file_.isFormat(name)) return true;
     }
-    return context.duration == AV_NOPTS_VALUE || context.duration <= 0 ||
+    const auto farthest = static_cast<std::int64_t>(farthestStamp * AV_TIME_BASE);
+    return context.duration == AV_NOPTS_VALUE || context.duration <= 0 || context.duration > farthest ||
+           (context.start_time != AV_NOPTS_VALUE && std::abs(context.start_time) > farthest) ||
            context.duration_estimation_method == AVFMT_DURATION_FROM_BITRATE;
 }
 
@@ -307,7 +309,7 @@ void Measure::finishVideo(const AVStream& source, Watched& watched, bool counted
 void Measure::finishAudio(const AVStream& source, Watched& watched) {
     StreamSpan& span = watched.span;
     // What the decoder swallows for its own start is known to the demuxer alone.
-    if (source.start_time != AV_NOPTS_VALUE && !file_.isFormat("mov"))
+    if (source.start_time != AV_NOPTS_VALUE && source.start_time < span.end && !file_.isFormat("mov"))
         span.first = std::max(span.first, source.start_time);
     if (watched.tooShort * 2 > watched.pairs) {
         span.lastDuration = watched.longest = watched.distance;

@@ -144,7 +144,8 @@ Result<PacketPtr> SourceDemuxer::next() {
             return fail(*error);
         }
         if (code >= 0) {
-            if (packet->stream_index == state.streamIndex && packet->size > 0) return packet;
+            const bool wanted = packet->stream_index == state.streamIndex && packet->size > 0;
+            if (wanted && !isFarOff(*packet, state.stream().time_base)) return packet;
             av_packet_unref(packet.get());
             continue;
         }

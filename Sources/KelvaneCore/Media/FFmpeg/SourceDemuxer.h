@@ -18,8 +18,9 @@ public:
 
     /// Whose stop requests count from now on.
     void setStop(std::stop_token stop);
-    /// Next packet of the stream, or nullptr at its end. Damaged stretches are passed over. A file that changed since
-    /// it was opened fails with MediaError::invalidClip, a disk's failure in words; so do seeks.
+    /// Next packet of the stream, or nullptr at its end. Damaged stretches are passed over, and packets with a time
+    /// beyond `farthestStamp`. A file that changed since it was opened fails with MediaError::invalidClip, a disk's
+    /// failure in words; so do seeks.
     Result<PacketPtr> next();
     /// Goes to the last key frame at or before `timestamp` (stream time base, file's own zero), as far as the file
     /// tells; INT64_MIN is the beginning, and so is every time stamp in a file that can't be sought.

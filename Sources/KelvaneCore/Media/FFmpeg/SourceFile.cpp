@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 
 extern "C" {
@@ -16,6 +17,7 @@ extern "C" {
 }
 
 #include "Media/MediaError.h"
+#include "MovieClaims.h"
 
 namespace kelvane {
 
@@ -35,7 +37,7 @@ constexpr std::int64_t largestTag = 64 << 20;
 /// How long a look at the file's state counts as one at the present.
 constexpr std::chrono::microseconds lookInterval{50};
 /// Streams past this number are an attack or damage.
-constexpr const char* streamLimit = "128";
+constexpr const char* streamLimit = "64";
 
 std::string quoted(const FileURL& url) { return "“" + url.lastPathComponent() + "”"; }
 
@@ -219,6 +221,10 @@ Result<bool> SourceFile::openFormat(bool simpleEdits) {
     auto format = probe();
     if (!format) return std::unexpected(format.error());
     if (*format == nullptr) return false;
+    if (av_match_name("mov", (*format)->name) != 0 && !claimsAreBounded_) {
+        if (!MovieClaims::areBounded(descriptor_, identity_.size, [this] { return interrupted(); })) return false;
+        claimsAreBounded_ = !interrupted();
+    }
 
     AVFormatContext* context = avformat_alloc_context();
     context->pb = io_;
@@ -258,6 +264,13 @@ Result<void> SourceFile::findStreams() {
 
 bool SourceFile::isFormat(const char* name) const {
     return context_ && av_match_name(name, context_->iformat->name) != 0;
+}
+
+bool isFarOff(const AVPacket& packet, AVRational timeBase) {
+    const auto isFar = [&](std::int64_t stamp) {
+        return stamp != AV_NOPTS_VALUE && std::abs(static_cast<double>(stamp) * av_q2d(timeBase)) > farthestStamp;
+    };
+    return isFar(packet.pts) || isFar(packet.dts) || isFar(packet.duration);
 }
 
 const std::uint8_t* streamSideData(const AVStream& stream, AVPacketSideDataType type, std::size_t& size) {

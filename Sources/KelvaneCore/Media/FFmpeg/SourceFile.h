@@ -67,6 +67,7 @@ private:
     std::int64_t position_ = 0;
     int readError_ = 0;
     bool changed_ = false;
+    bool claimsAreBounded_ = false;
     std::chrono::steady_clock::time_point lookedAt_;
     bool readSinceLook_ = true;
     AVIOContext* io_ = nullptr;
@@ -75,6 +76,11 @@ private:
 
 /// Side data of a whole stream, or nullptr.
 const std::uint8_t* streamSideData(const AVStream& stream, AVPacketSideDataType type, std::size_t& size);
+
+/// Stamps and lengths beyond this are damage, seconds; within it no sum of them overflows.
+inline constexpr double farthestStamp = 10'000'000;
+/// Whether a packet of a stream with this time base has a stamp or a length beyond `farthestStamp`.
+bool isFarOff(const AVPacket& packet, AVRational timeBase);
 
 /// Opening gives up after this long, whatever the file does. A whole pass over a broken file at the slowest disk's
 /// speed fits for a gigabyte.

@@ -1,7 +1,9 @@
 #include "VideoFrameReader.h"
 
 #include <algorithm>
+#include <array>
 #include <deque>
+#include <utility>
 
 extern "C" {
 #include <libavutil/cpu.h>
@@ -48,6 +50,21 @@ int decoderThreads(const AVCodecParameters& stream, int wanted) {
     const std::int64_t pixels = std::max<std::int64_t>(std::int64_t{stream.width} * stream.height, 1);
     const auto most = static_cast<int>(std::clamp<std::int64_t>(pixelsInWork / pixels, 2, 16));
     return std::min(wanted > 0 ? wanted : av_cpu_count(), most);
+}
+
+/// Gives an HDR frame what the container alone tells about the stream's light.
+void addLight(AVFrame& frame, const AVStream& stream) {
+    if (frame.color_trc != AVCOL_TRC_SMPTE2084) return;
+    constexpr std::array kinds{
+        std::pair{AV_PKT_DATA_CONTENT_LIGHT_LEVEL, AV_FRAME_DATA_CONTENT_LIGHT_LEVEL},
+        std::pair{AV_PKT_DATA_MASTERING_DISPLAY_METADATA, AV_FRAME_DATA_MASTERING_DISPLAY_METADATA}};
+    for (const auto& [inStream, inFrame] : kinds) {
+        std::size_t size = 0;
+        const std::uint8_t* data = streamSideData(stream, inStream, size);
+        if (data == nullptr || av_frame_get_side_data(&frame, inFrame) != nullptr) continue;
+        AVFrameSideData* added = av_frame_new_side_data(&frame, inFrame, size);
+        if (added != nullptr) std::copy_n(data, size, added->data);
+    }
 }
 
 std::int64_t shownAt(const AVPacket& packet) { return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts; }
@@ -205,6 +222,7 @@ void VideoFrameReader::State::take(FramePtr frame) {
     }
     lastPts = pts;
     frame->pts = pts;
+    addLight(*frame, demuxer->stream());
     deinterlacer.feed(std::move(frame), timeBase(), ready);
 }
 
