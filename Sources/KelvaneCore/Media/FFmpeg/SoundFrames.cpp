@@ -22,6 +22,9 @@ constexpr double decoderRunUp = 0.5;
 constexpr int holeFraction = 100;
 /// Disagreement that is left alone, as part of a second, beyond one tick of the time base.
 constexpr int jitterFraction = 1000;
+/// Vorbis blocks of two lengths follow each other, and the demuxer guesses at the time of a page's first one: off by a
+/// quarter of their difference, 448 samples for the usual 2048 and 256.
+constexpr int vorbisJitter = 512;
 /// Sources with a rate outside of these bounds are damaged.
 constexpr int lowestRate = 1000;
 constexpr int highestRate = 1'000'000;
@@ -224,6 +227,11 @@ std::optional<std::int64_t> SoundFrames::stampOf(const AVFrame& frame) const {
     return at >= -limit && at <= limit ? std::optional(at) : std::nullopt;
 }
 
+/// How far a time stamp may lie from the count of samples without meaning anything.
+std::int64_t SoundFrames::jitter(int rate) const {
+    return tickSamples(rate) + rate / jitterFraction + (codec_->codec_id == AV_CODEC_ID_VORBIS ? vorbisJitter : 0);
+}
+
 /// The frame just decoded in its place; none when earlier frames cover it whole.
 std::optional<PlacedSound> SoundFrames::place() {
     PlacedSound sound{frame_.get(), frame_->sample_rate, 0, frame_->nb_samples, 0};
@@ -232,29 +240,26 @@ std::optional<PlacedSound> SoundFrames::place() {
     if (!goesOn) {
         const std::int64_t counted = expected_ ? av_rescale(*expected_, sound.rate, expectedRate_) : std::int64_t{0};
         sound.position = stamped ? startOf(*stamped, sound.rate) : counted;
+        covered_ = sound.position;
     } else {
         sound.position = *expected_;
         // Stamps that jump far back are of a second numbering; its sound goes on where the first one's ended.
         const bool believable = stamped && *stamped - *expected_ > -sound.rate;
         const std::int64_t error = believable ? *stamped - *expected_ : 0;
-        const std::int64_t jitter = tickSamples(sound.rate) + sound.rate / jitterFraction;
-        if (std::abs(error) > sound.rate / holeFraction && std::abs(error) > 2 * jitter) {
+        const std::int64_t allowed = jitter(sound.rate);
+        if (std::abs(error) > sound.rate / holeFraction && std::abs(error) > 2 * allowed) {
             sound.position = *stamped;
-        } else if (std::abs(error) > jitter && sound.length > 2) {
+        } else if (std::abs(error) > allowed && sound.length > 2) {
             // One sample in a frame makes good for a clock that is off by up to a few thousandths, unheard.
             sound.length += error > 0 ? 1 : -1;
         }
     }
-    if (goesOn && sound.position < *expected_) {
-        sound.skip = std::min(*expected_ - sound.position, sound.length);
-        sound.position += sound.skip;
-        if (sound.count() == 0) {
-            return std::nullopt;
-        }
-    }
-    expected_ = sound.end();
+    expected_ = sound.position + sound.length;
     expectedRate_ = sound.rate;
-    return sound;
+    sound.skip = std::clamp<std::int64_t>(covered_ - sound.position, 0, sound.length);
+    sound.position += sound.skip;
+    covered_ = std::max(covered_, sound.end());
+    return sound.count() > 0 ? std::optional(sound) : std::nullopt;
 }
 
 }  // namespace kelvane

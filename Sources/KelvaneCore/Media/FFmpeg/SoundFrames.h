@@ -56,6 +56,7 @@ private:
     std::optional<PlacedSound> place();
     [[nodiscard]] std::optional<std::int64_t> stampOf(const AVFrame& frame) const;
     [[nodiscard]] std::int64_t startOf(std::int64_t stamped, int rate) const;
+    [[nodiscard]] std::int64_t jitter(int rate) const;
     [[nodiscard]] std::int64_t tickSamples(int rate) const;
 
     std::shared_ptr<const FFmpegTrack> track_;
@@ -70,6 +71,8 @@ private:
     /// Where the next frame begins if the source has no hole; none after a seek.
     std::optional<std::int64_t> expected_;
     int expectedRate_ = 0;
+    /// Where the frames handed over so far end, at `expectedRate_`; behind `expected_` while stamps go back.
+    std::int64_t covered_ = 0;
     bool atStart_ = true;
     /// Where frames can begin in a file whose time stamps are coarser than a sample: at `gridPhase_` plus whole
     /// multiples of `gridStep_` samples. Step 0: no such rule is known.
