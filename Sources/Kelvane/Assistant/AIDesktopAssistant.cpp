@@ -1,113 +1,190 @@
 #include "AIDesktopAssistant.h"
 
+#include <sys/stat.h>
 #include <utf8proc.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <vector>
+#include <cerrno>
+
+#include "AssistantInstructions.h"
+#include "CLI/CLIError.h"
+#include "KelvaneProjectLink.h"
+#include "ShellQuoting.h"
+#include "Support/AtomicFile.h"
 
 namespace kelvane {
 
 namespace {
 
-using Scalars = std::vector<utf8proc_int32_t>;
+/// Everything that differs between assistants.
+struct Row {
+    std::string_view rawValue;
+    std::string_view label;
+    std::string_view bundleIdentifier;
+    std::string_view instructionFile;
+    std::string_view scheme;
+    std::string_view host;
+    std::string_view path;
+    std::string_view folderKey;
+    std::string_view promptKey;
+    /// A further item at the end of the query, ready to stand there; empty when there is none.
+    std::string_view lastItem;
+};
 
-constexpr utf8proc_int32_t replacementCharacter = 0xFFFD;
+constexpr Row rows[] = {
+    {.rawValue = "chatGPT",
+     .label = "ChatGPT",
+     .bundleIdentifier = "com.openai.codex",
+     .instructionFile = "AGENTS.md",
+     .scheme = "codex",
+     .host = "threads",
+     .path = "/new",
+     .folderKey = "path",
+     .promptKey = "prompt",
+     .lastItem = "mode=work"},
+    {.rawValue = "claude",
+     .label = "Claude",
+     .bundleIdentifier = "com.anthropic.claudefordesktop",
+     .instructionFile = "CLAUDE.md",
+     .scheme = "claude",
+     .host = "code",
+     .path = "/new",
+     .folderKey = "folder",
+     .promptKey = "q",
+     .lastItem = ""},
+};
 
-Scalars decode(std::string_view text) {
-    Scalars scalars;
-    scalars.reserve(text.size());
+const Row& rowOf(AIDesktopAssistant::Kind kind) { return rows[static_cast<std::size_t>(kind)]; }
+
+/// A value of a query: what RFC 3986 lets stand in a query stays, but for the two that divide its items.
+std::string queryValue(std::string_view text) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    constexpr std::string_view plain = "-._~!$'()*+,;:@/?";
+    std::string out;
+    for (const char character : text) {
+        const bool isWord = (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z') ||
+                            (character >= '0' && character <= '9');
+        if (isWord || plain.contains(character)) {
+            out += character;
+            continue;
+        }
+        const auto byte = static_cast<unsigned char>(character);
+        out.append({'%', digits[byte >> 4], digits[byte & 15]});
+    }
+    return out;
+}
+
+bool isUTF8(std::string_view text) {
     const auto* at = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
     auto left = static_cast<utf8proc_ssize_t>(text.size());
     while (left > 0) {
         utf8proc_int32_t scalar = 0;
-        utf8proc_ssize_t length = utf8proc_iterate(at, left, &scalar);
-        if (length <= 0) {
-            scalar = replacementCharacter;
-            length = 1;
-        }
-        scalars.push_back(scalar);
+        const auto length = utf8proc_iterate(at, left, &scalar);
+        if (length <= 0) return false;
         at += length;
         left -= length;
     }
-    return scalars;
+    return true;
 }
 
-void append(std::string& text, utf8proc_int32_t scalar) {
-    utf8proc_uint8_t bytes[4];
-    const auto length = utf8proc_encode_char(scalar, bytes);
-    text.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
-}
-
-/// The text's characters as a reader counts them.
-std::vector<Scalars> graphemeClusters(const Scalars& scalars) {
-    std::vector<Scalars> clusters;
-    utf8proc_int32_t state = 0;
-    for (std::size_t i = 0; i < scalars.size(); ++i) {
-        if (i == 0 || utf8proc_grapheme_break_stateful(scalars[i - 1], scalars[i], &state)) clusters.emplace_back();
-        clusters.back().push_back(scalars[i]);
+/// What an instruction file holds; nothing of one that isn't there.
+Result<std::string> contentsOf(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0 && errno == ENOENT) return std::string();
+    auto contents = readFile(path);
+    if (contents && !isUTF8(*contents)) {
+        return fail(quotedFileName(path) + " could not be read: it is not UTF-8 text.");
     }
-    return clusters;
+    return contents;
 }
 
-bool isControl(utf8proc_int32_t scalar) { return utf8proc_category(scalar) == UTF8PROC_CATEGORY_CC; }
-
-bool isBlank(utf8proc_int32_t scalar) {
-    const auto category = utf8proc_category(scalar);
-    return category == UTF8PROC_CATEGORY_ZS || category == UTF8PROC_CATEGORY_ZL || category == UTF8PROC_CATEGORY_ZP;
+std::string managedSection(const FileURL& executable, const UUID& projectID) {
+    std::string section(AssistantInstructions::beginMarker);
+    section += AssistantInstructions::beforeCommand;
+    section += shellQuoted(executable.path()) + " cli --project " + shellQuoted(projectID.upper());
+    section += AssistantInstructions::behindCommand;
+    section += KelvaneProjectLink::openCommand(projectID, executable);
+    section += AssistantInstructions::behindOpenCommand;
+    section += AssistantInstructions::endMarker;
+    return section;
 }
 
-bool isReplaced(const Scalars& cluster) {
-    if (cluster.size() == 1 && (cluster[0] == '/' || cluster[0] == ':' || cluster[0] == '\\')) return true;
-    // A slash under a combining mark is another character to a reader, but would still divide the folder's path.
-    return std::ranges::any_of(cluster, [](auto scalar) { return scalar == '/' || isControl(scalar); });
-}
-
-Scalars trimmed(const Scalars& scalars) {
-    const auto first = std::ranges::find_if_not(scalars, isBlank);
-    const auto last = std::find_if_not(scalars.rbegin(), std::make_reverse_iterator(first), isBlank).base();
-    return {first, last};
-}
-
-/// UTF-8 length of the canonical decomposition, bytes.
-std::size_t decomposedLength(const std::string& text) {
-    utf8proc_uint8_t* decomposed = nullptr;
-    const auto length =
-        utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(text.data()), static_cast<utf8proc_ssize_t>(text.size()),
-                     &decomposed, static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_DECOMPOSE));
-    std::free(decomposed);
-    return length < 0 ? text.size() : static_cast<std::size_t>(length);
+/// Puts `section` into `contents`; false when a section begins there and doesn't end.
+bool place(const std::string& section, std::string& contents) {
+    const auto begin = contents.find(AssistantInstructions::beginMarker);
+    if (begin == std::string::npos) {
+        // One empty line divides it from what a person wrote.
+        if (!contents.empty() && !contents.ends_with("\n\n")) contents += contents.ends_with('\n') ? "\n" : "\n\n";
+        contents += section + "\n";
+        return true;
+    }
+    const auto end = contents.find(AssistantInstructions::endMarker, begin + AssistantInstructions::beginMarker.size());
+    if (end == std::string::npos) return false;
+    contents.replace(begin, end + AssistantInstructions::endMarker.size() - begin, section);
+    return true;
 }
 
 }  // namespace
 
-std::string AIDesktopAssistant::workspaceName(std::string_view projectName) {
-    Scalars safe;
-    for (const auto& cluster : graphemeClusters(decode(projectName))) {
-        if (isReplaced(cluster)) {
-            safe.push_back('-');
-        } else {
-            safe.insert(safe.end(), cluster.begin(), cluster.end());
-        }
-    }
-    auto characters = graphemeClusters(trimmed(safe));
-    if (characters.size() > maximumNameCharacters) characters.resize(maximumNameCharacters);
+// MARK: The table
 
-    std::string kept;
-    std::size_t budget = maximumNameBytes;
-    for (const auto& character : characters) {
-        std::string text;
-        for (const auto scalar : character) append(text, scalar);
-        const std::size_t cost = decomposedLength(text);
-        if (cost > budget) break;
-        budget -= cost;
-        kept += text;
+std::string_view AIDesktopAssistant::rawValue() const { return rowOf(kind_).rawValue; }
+std::string_view AIDesktopAssistant::label() const { return rowOf(kind_).label; }
+std::string_view AIDesktopAssistant::bundleIdentifier() const { return rowOf(kind_).bundleIdentifier; }
+std::string_view AIDesktopAssistant::instructionFile() const { return rowOf(kind_).instructionFile; }
+std::string_view AIDesktopAssistant::taskScheme() const { return rowOf(kind_).scheme; }
+
+// MARK: The application
+
+std::vector<AIDesktopAssistant> AIDesktopAssistant::installed(DesktopServices& desktop) {
+    std::vector<AIDesktopAssistant> found;
+    for (const AIDesktopAssistant assistant : allCases) {
+        if (assistant.application(desktop)) found.push_back(assistant);
     }
-    return "Kelvane - " + (kept.empty() ? "Untitled" : kept);
+    return found;
 }
 
-FileURL AIDesktopAssistant::sessionFolder(const FileURL& projectURL, std::string_view projectName) {
-    return projectURL.deletingLastPathComponent().appending("AI").appending(workspaceName(projectName));
+std::optional<DesktopApplication> AIDesktopAssistant::application(DesktopServices& desktop) const {
+    return desktop.applicationFor(bundleIdentifier(), taskScheme());
+}
+
+std::optional<FileURL> AIDesktopAssistant::applicationURL(DesktopServices& desktop) const {
+    const auto found = application(desktop);
+    return found ? std::optional(found->entry) : std::nullopt;
+}
+
+std::string AIDesktopAssistant::taskURL(const FileURL& folder, std::string_view instructions) const {
+    const Row& row = rowOf(kind_);
+    std::string url;
+    url.append(row.scheme).append("://").append(row.host).append(row.path);
+    url.append("?").append(row.folderKey).append("=").append(queryValue(folder.path()));
+    url.append("&").append(row.promptKey).append("=").append(queryValue(instructions));
+    if (!row.lastItem.empty()) url.append("&").append(row.lastItem);
+    check(FileURL::parse(url).has_value(), "a task URL is no URL");
+    return url;
+}
+
+QCoro::Task<Result<void>> AIDesktopAssistant::open(DesktopServices& desktop, FileURL folder,
+                                                   std::string instructions) const {
+    // The assistant may be a temporary that is gone once the desktop answers.
+    const AIDesktopAssistant self = *this;
+    auto found = self.application(desktop);
+    if (!found) co_return fail(CLIError(std::string(self.label()) + " is no longer installed."));
+    auto opening = desktop.open(self.taskURL(folder, instructions), *std::move(found));
+    co_return co_await opening;
+}
+
+// MARK: The instructions
+
+Result<void> AIDesktopAssistant::writeProjectInstructions(const FileURL& folder, const FileURL& executable,
+                                                          const UUID& projectID) const {
+    const std::string path = folder.appending(instructionFile()).path();
+    auto contents = contentsOf(path);
+    if (!contents) return fail(std::move(contents.error()));
+    if (!place(managedSection(executable, projectID), *contents)) {
+        return fail(CLIError("Could not update Kelvane instructions in " + std::string(instructionFile()) +
+                             ": incomplete managed section."));
+    }
+    return writeFileAtomically(path, *contents);
 }
 
 }  // namespace kelvane
