@@ -31,6 +31,10 @@ bool holds(const std::vector<Clip>& clips, const FileURL& url) {
 Result<ImportedClip> bringIn(MediaPlatform& media, ProjectMedia* transaction, const FileURL& url,
                              const std::stop_token& stop) {
     Result<ImportedClip> imported = MediaEngine::importClip(media, url, stop);
+    // A stop amid the thumbnail leaves a clip without one, which is not what was asked for.
+    if (imported && stop.stop_requested()) {
+        return fail(Error::cancelled());
+    }
     if (!imported || transaction == nullptr) {
         return imported;
     }

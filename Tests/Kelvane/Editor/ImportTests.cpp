@@ -277,6 +277,30 @@ TEST_F(Import, NoFilesAtAllStillAskForTheVeto) {
     EXPECT_THAT(editor->undoStack(), IsEmpty());
 }
 
+TEST_F(Import, AStopAmidTheLastFileImportsNothing) {
+    for (const bool inLibrary : {true, false}) {
+        makeEditor(inLibrary);
+        std::stop_source stop;
+        media.setObserver([&stop](const std::string& line) {
+            if (line.starts_with("image c.mov")) {
+                stop.request_stop();
+            }
+        });
+        int asked = 0;
+        const Answer answer = import(
+            {a, c},
+            [&asked]() -> Result<void> {
+                ++asked;
+                return {};
+            },
+            stop.get_token());
+        ASSERT_FALSE(answer) << inLibrary;
+        EXPECT_TRUE(answer.error().isCancelled());
+        EXPECT_EQ(asked, 0);
+        expectUntouched();
+    }
+}
+
 TEST_F(Import, AStoppedCommandEndsAtTheNextFile) {
     std::stop_source stop;
     media.setObserver([&stop](const std::string& line) {
