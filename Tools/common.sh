@@ -14,6 +14,8 @@ run_packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
     qml6-module-qtquick-window qml6-module-qtquick-dialogs qml6-module-qtqml qml6-module-qtqml-models
     qml6-module-qtqml-workerscript
+    # Opens links: the command that brings a person back to a project, and desktop assistants.
+    xdg-utils
     # Faces of the text on inspection pictures: Helvetica's measures, then names in any script, and emoji.
     fonts-liberation fonts-dejavu-core fonts-noto-core fonts-wqy-microhei fonts-noto-color-emoji
 )
