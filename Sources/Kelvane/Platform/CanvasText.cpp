@@ -6,6 +6,10 @@
 #include <QTextBoundaryFinder>
 #include <QTextLayout>
 #include <QTextOption>
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <utility>
 
 #include "BitmapCanvas.h"
 #include "Support/Error.h"
@@ -123,24 +127,15 @@ QString oneLine(std::string_view text) {
     return line;
 }
 
-}  // namespace
-
-void BitmapCanvas::drawText(std::string_view text, double x, double baseline, int pixelSize, CanvasColor color) {
-    const QString line = oneLine(text);
-    if (line.isEmpty() || pixelSize < 1) return;
-    check(qobject_cast<QGuiApplication*>(QCoreApplication::instance()) != nullptr,
-          "text was drawn without a QGuiApplication");
-    QImage bitmap(image_.pixels.data(), width(), height(), width() * 4, QImage::Format_RGBX8888);
-    QPainter painter(&bitmap);
-    const double y = height() - baseline;
-    painter.setClipRect(QRectF(0, y - bandAbove * pixelSize, width(), (bandAbove + bandBelow) * pixelSize));
+void drawLine(QImage& layer, const QString& line, QPointF place, int pixelSize, CanvasColor color) {
+    QPainter painter(&layer);
     painter.setRenderHint(QPainter::TextAntialiasing);
     painter.setPen(QColor::fromRgbF(static_cast<float>(color.red), static_cast<float>(color.green),
                                     static_cast<float>(color.blue)));
 
     QTextLayout layout(line, fontOf(pixelSize));
     QTextOption option;
-    // A line begins at `x` whatever script it begins with.
+    // A line begins at its place whatever script it begins with.
     option.setTextDirection(Qt::LeftToRight);
     option.setWrapMode(QTextOption::NoWrap);
     layout.setTextOption(option);
@@ -148,7 +143,41 @@ void BitmapCanvas::drawText(std::string_view text, double x, double baseline, in
     layout.beginLayout();
     const QTextLine laid = layout.createLine();
     layout.endLayout();
-    if (laid.isValid()) layout.draw(&painter, QPointF(x, y - laid.ascent()));
+    if (laid.isValid()) layout.draw(&painter, place - QPointF(0, laid.ascent()));
+}
+
+/// A premultiplied level laid over another.
+std::uint8_t over(int level, int alpha, int below) {
+    constexpr int full = 255;
+    return static_cast<std::uint8_t>(std::min(level + (below * (full - alpha) + full / 2) / full, full));
+}
+
+}  // namespace
+
+void BitmapCanvas::drawText(std::string_view text, double x, double baseline, int pixelSize, CanvasColor color) {
+    const QString line = oneLine(text);
+    if (line.isEmpty() || pixelSize < 1) return;
+    check(qobject_cast<QGuiApplication*>(QCoreApplication::instance()) != nullptr,
+          "text was drawn without a QGuiApplication");
+    const double y = height() - baseline;
+    const int top = static_cast<int>(std::floor(y - bandAbove * pixelSize));
+    const int bottom = static_cast<int>(std::ceil(y + bandBelow * pixelSize));
+    // A layer of its own in the format that Qt draws best; others it would spread over threads.
+    QImage layer(width(), bottom - top, QImage::Format_ARGB32_Premultiplied);
+    if (layer.isNull()) return;
+    layer.fill(Qt::transparent);
+    drawLine(layer, line, QPointF(x, y - top), pixelSize, color);
+    for (int row = std::max(top, 0); row < std::min(bottom, height()); ++row) {
+        const auto* source = reinterpret_cast<const QRgb*>(std::as_const(layer).scanLine(row - top));
+        std::uint8_t* target = &image_.pixels[static_cast<std::size_t>(row) * width() * 4];
+        for (int column = 0; column < width(); ++column, target += 4) {
+            const QRgb ink = source[column];
+            if (qAlpha(ink) == 0) continue;
+            target[0] = over(qRed(ink), qAlpha(ink), target[0]);
+            target[1] = over(qGreen(ink), qAlpha(ink), target[1]);
+            target[2] = over(qBlue(ink), qAlpha(ink), target[2]);
+        }
+    }
 }
 
 std::string firstCharacters(std::string_view text, std::size_t count) {

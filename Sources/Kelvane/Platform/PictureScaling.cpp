@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <numeric>
 
 namespace kelvane {
@@ -64,22 +65,25 @@ ScaledAxis::ScaledAxis(int samples, double start, double length, int limit) {
     }
 }
 
-std::vector<float> scaleRows(const StillImage& image, const ScaledAxis& across) {
-    std::vector<float> scaled;
-    scaled.reserve(across.pixels().size() * 3 * static_cast<std::size_t>(image.height));
-    for (int row = 0; row < image.height; ++row) {
-        const std::uint8_t* const line = &image.pixels[static_cast<std::size_t>(row) * image.width * 4];
-        for (const auto& pixel : across.pixels()) {
-            float sums[3] = {};
-            const std::uint8_t* sample = line + static_cast<std::size_t>(pixel.firstSource) * 4;
-            for (const float weight : pixel.weights) {
-                for (int part = 0; part < 3; ++part) sums[part] += weight * static_cast<float>(sample[part]);
-                sample += 4;
-            }
-            scaled.insert(scaled.end(), sums, sums + 3);
-        }
+void mixRows(const StillImage& image, const ScaledAxis::Pixel& pixel, std::vector<float>& row) {
+    const std::size_t length = static_cast<std::size_t>(image.width) * 4;
+    row.assign(length, 0.0F);
+    float* const sums = row.data();
+    for (std::size_t i = 0; i < pixel.weights.size(); ++i) {
+        const float weight = pixel.weights[i];
+        const std::uint8_t* const samples = &image.pixels[(static_cast<std::size_t>(pixel.firstSource) + i) * length];
+        for (std::size_t at = 0; at < length; ++at) sums[at] += weight * static_cast<float>(samples[at]);
     }
-    return scaled;
+}
+
+std::array<float, 4> mixSamples(const std::vector<float>& row, const ScaledAxis::Pixel& pixel) {
+    std::array<float, 4> sums{};
+    const float* sample = &row[static_cast<std::size_t>(pixel.firstSource) * 4];
+    for (const float weight : pixel.weights) {
+        for (std::size_t part = 0; part < 4; ++part) sums[part] += weight * sample[part];
+        sample += 4;
+    }
+    return sums;
 }
 
 }  // namespace kelvane

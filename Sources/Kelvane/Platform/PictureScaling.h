@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "Media/StillImage.h"
@@ -29,8 +30,10 @@ private:
     std::vector<Pixel> pixels_;
 };
 
-/// Every row of a picture scaled along one axis: for each row and each pixel of the axis red, green and blue, 0 to 255
-/// (cubics may pass a little beyond).
-std::vector<float> scaleRows(const StillImage& image, const ScaledAxis& across);
+/// The rows of a picture that make one pixel of an axis down, mixed into one: for each sample red, green, blue and
+/// alpha, 0 to 255 (cubics may pass a little beyond). `row` is made as long as it must be.
+void mixRows(const StillImage& image, const ScaledAxis::Pixel& pixel, std::vector<float>& row);
+/// The samples of such a row that make one pixel of an axis across: red, green, blue and alpha.
+std::array<float, 4> mixSamples(const std::vector<float>& row, const ScaledAxis::Pixel& pixel);
 
 }  // namespace kelvane

@@ -102,6 +102,8 @@ TEST(BitmapCanvas, FillsWithTheNearestLevel) {
     EXPECT_EQ(pixelAt(canvas->image(), 0, 0), (Pixel{51, 166, 255}));
     canvas->fill({-1, 2, 0});
     EXPECT_EQ(pixelAt(canvas->image(), 0, 0), (Pixel{0, 255, 0}));
+    canvas->fillRect({0, 0, 1, 1}, {0.08, -1, 7});
+    EXPECT_EQ(pixelAt(canvas->image(), 0, 0), (Pixel{20, 0, 255}));
 }
 
 TEST(BitmapCanvas, CountsFromTheBottomLeft) {
