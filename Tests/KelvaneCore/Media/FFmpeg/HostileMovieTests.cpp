@@ -115,7 +115,7 @@ std::vector<Claims> claimsRows() {
         {.name = "ATableInTheDescription", .inTable = box("stsd", words({0, 0}) + box("stsz", words({0, 1, many})))},
         {.name = "AFragment",
          .inMovie = box("mvex", box("trex", words({0, 1, 1, 1, 1, 0}))),
-         .behind = fragment(0, 60'000'000)},
+         .behind = fragment(0, 15'000'000)},
         {.name = "AFragmentOfSizesThatAreNotThere", .behind = fragment(0x200, 60'000'000)},
         {.name = "ACompressedHeader", .behind = box("moov", box("cmov", word(0)))},
     };
