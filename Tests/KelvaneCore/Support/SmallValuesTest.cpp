@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <clocale>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <unordered_set>
 
 #include "Support/Error.h"
@@ -97,6 +101,46 @@ TEST(TrimmedText, LosesWhiteSpaceAndLineBreaksAtBothEnds) {
         {"\x01", "\x01"},
     };
     for (const auto& row : rows) EXPECT_EQ(trimmedText(row.text), row.trimmed);
+}
+
+TEST(Text, ReadsWholeDecimalNumbersInAnyLocale) {
+    struct Row {
+        std::string_view text;
+        std::optional<double> number;
+    };
+    const std::string old = std::setlocale(LC_ALL, nullptr);
+    for (const char* locale : {"C", "de_DE.UTF-8"}) {
+        // Where the locale isn't installed the rows are read in the one before.
+        std::setlocale(LC_ALL, locale);
+        for (const auto& row : {
+                 Row{"0", 0},
+                 Row{"12", 12},
+                 Row{"-0.5", -0.5},
+                 Row{"+0.5", 0.5},
+                 Row{".5", 0.5},
+                 Row{"5.", 5},
+                 Row{"1e-3", 0.001},
+                 Row{"1E2", 100},
+                 Row{"1e-999", 0},
+                 Row{"1e999", std::nullopt},
+                 Row{"-1e999", std::nullopt},
+                 Row{"nan", std::nullopt},
+                 Row{"inf", std::nullopt},
+                 Row{"", std::nullopt},
+                 Row{"+", std::nullopt},
+                 Row{"+-1", std::nullopt},
+                 Row{"++1", std::nullopt},
+                 Row{" 1", std::nullopt},
+                 Row{"1 ", std::nullopt},
+                 Row{"1,5", std::nullopt},
+                 Row{"0x10", std::nullopt},
+                 Row{"1.2.3", std::nullopt},
+                 Row{std::string_view("1\0", 2), std::nullopt},
+             }) {
+            EXPECT_EQ(finiteNumber(row.text), row.number) << row.text;
+        }
+    }
+    std::setlocale(LC_ALL, old.c_str());
 }
 
 }  // namespace
