@@ -118,9 +118,11 @@ struct VideoFrameReader::State {
     [[nodiscard]] bool isUnneeded(const AVPacket& packet, std::int64_t limit) const;
     void take(FramePtr frame);
     Result<TimedFrame> decode(std::int64_t limit);
+    void forget();
     Result<void> restart(std::int64_t timestamp);
     Result<void> seek(std::int64_t limit);
     [[nodiscard]] bool shouldJump(std::int64_t limit) const;
+    Result<void> skipToKey(std::int64_t limit);
     Result<void> advance(std::int64_t limit);
     Result<void> reach(std::int64_t limit);
 };
@@ -253,9 +255,9 @@ Result<TimedFrame> VideoFrameReader::State::decode(std::int64_t limit) {
     return TimedFrame{frame->pts, frame};
 }
 
-/// Seeks, and forgets all that was decoded.
-Result<void> VideoFrameReader::State::restart(std::int64_t timestamp) {
-    positioned = false;
+/// Empties the decoder and what was read ahead.
+void VideoFrameReader::State::forget() {
+    positioned = fromBeginning = false;
     current = next = {};
     packets.clear();
     ready.clear();
@@ -265,6 +267,10 @@ Result<void> VideoFrameReader::State::restart(std::int64_t timestamp) {
     lastPts = gaveUpAt = lastFed = AV_NOPTS_VALUE;
     deinterlacer.reset();
     avcodec_flush_buffers(decoder.get());
+}
+
+Result<void> VideoFrameReader::State::restart(std::int64_t timestamp) {
+    forget();
     fromBeginning = timestamp == INT64_MIN;
     return demuxer->seek(timestamp);
 }
@@ -316,6 +322,29 @@ bool VideoFrameReader::State::shouldJump(std::int64_t limit) const {
     return !demuxer->hasFullIndex() && !jumpsAreVain && limit - next.pts > ticks(jumpDistance);
 }
 
+/// Decodes on from the last key frame due by `limit` among the packets read ahead, if there is one: the frames before
+/// it needn't be decoded then.
+Result<void> VideoFrameReader::State::skipToKey(std::int64_t limit) {
+    const auto key = std::find_if(packets.rbegin(), packets.rend(), [&](const PacketPtr& packet) {
+        return (packet->flags & AV_PKT_FLAG_KEY) != 0 && (packet->flags & AV_PKT_FLAG_DISCARD) == 0 &&
+               packet->pts != AV_NOPTS_VALUE && packet->pts <= limit;
+    });
+    if (key == packets.rend()) return {};
+    packets.erase(packets.begin(), std::prev(key.base()));
+    std::deque<PacketPtr> ahead = std::move(packets);
+    const bool ended = packetsEnded;
+    forget();
+    packets = std::move(ahead);
+    packetsEnded = ended;
+    waitsForKey = false;
+    auto found = decode(limit);
+    if (!found) return std::unexpected(found.error());
+    positioned = found->frame && found->pts <= limit;
+    if (!positioned) return seek(limit);
+    current = std::move(*found);
+    return {};
+}
+
 Result<void> VideoFrameReader::State::advance(std::int64_t limit) {
     while (current.frame) {
         if (!next.frame) {
@@ -339,6 +368,8 @@ Result<void> VideoFrameReader::State::reach(std::int64_t limit) {
         const std::int64_t stood = next.frame ? next.pts : current.pts;
         if (auto sought = seek(limit); !sought) return sought;
         jumpsAreVain = jumpsAreVain || (current.frame && current.pts <= stood);
+    } else if (current.frame && limit > current.pts) {
+        if (auto skipped = skipToKey(limit); !skipped) return skipped;
     }
     return advance(limit);
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -71,6 +73,27 @@ inline int numberAt(VideoFrameReader& reader, MediaTime time) {
     const auto frame = reader.frame(time, {});
     EXPECT_TRUE(frame) << frame.error().message;
     return frame ? numberOf(*frame) : -3;
+}
+
+/// Overwrites the samples `from` to `to` of a movie's pictures with zeros.
+inline void wipeFrames(const FileURL& file, int from, int to) {
+    const auto track = firstTrack(file, MediaType::video);
+    ASSERT_TRUE(track);
+    auto demuxer = SourceDemuxer::open(*track);
+    ASSERT_TRUE(demuxer);
+    // All are found before the first is written: a file that changes is read no further.
+    std::vector<std::pair<std::int64_t, int>> places;
+    for (int i = 0; i <= to; ++i) {
+        const auto packet = (*demuxer)->next();
+        ASSERT_TRUE(packet && *packet);
+        if (i >= from) places.emplace_back((*packet)->pos, (*packet)->size);
+    }
+    const int descriptor = ::open(file.path().c_str(), O_WRONLY);
+    for (const auto& [position, size] : places) {
+        const std::vector<char> zeros(static_cast<std::size_t>(size), 0);
+        ASSERT_EQ(::pwrite(descriptor, zeros.data(), zeros.size(), position), size);
+    }
+    ::close(descriptor);
 }
 
 inline void skipWithoutTool() {

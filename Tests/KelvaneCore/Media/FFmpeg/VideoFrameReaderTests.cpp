@@ -331,6 +331,28 @@ TEST_F(FrameReader, DecodesEachPacketAtMostOnceInAPass) {
     }
 }
 
+TEST_F(FrameReader, DecodesFromTheLastKeyFrameAndPassesOverWhatIsNotReferredTo) {
+    SampleMovie movie;
+    movie.width = 160;
+    movie.height = 96;
+    movie.frames = 120;
+    movie.video = x264("keyint=20:min-keyint=20:scenecut=0:bframes=3:b-adapt=0");
+    const FileURL file = make("a.mp4", movie);
+    // What the decoder reads behind a frame before it gives it back.
+    constexpr int behind = 6;
+    for (int n = 0; n < 120; ++n) {
+        const auto reader = openReader(file, {.threads = 1, .skipUnneeded = true});
+        ASSERT_TRUE(reader);
+        ASSERT_EQ(numberAt(*reader, {n, 30}), n);
+        EXPECT_LE(reader->packetsDecoded(), n % 20 + 1 + behind) << "frame " << n;
+        // Farther on, by a seek.
+        const int far = std::min(n + 50, 119);
+        const std::int64_t before = reader->packetsDecoded();
+        ASSERT_EQ(numberAt(*reader, {far, 30}), far);
+        EXPECT_LE(reader->packetsDecoded() - before, far % 20 + 1 + behind) << "frame " << far << " after " << n;
+    }
+}
+
 TEST_F(FrameReader, ReadsOnAfterACancelledCall) {
     SampleMovie movie;
     movie.frames = 600;
@@ -379,27 +401,6 @@ TEST_F(FrameReader, MakesWholePicturesOfInterlacedOnes) {
             EXPECT_EQ(number, 3 * frame) << "lines of parity " << parity;
         }
     }
-}
-
-/// Overwrites the samples `from` to `to` of a movie's pictures with zeros.
-void wipeFrames(const FileURL& file, int from, int to) {
-    const auto track = firstTrack(file, MediaType::video);
-    ASSERT_TRUE(track);
-    auto demuxer = SourceDemuxer::open(*track);
-    ASSERT_TRUE(demuxer);
-    // All are found before the first is written: a file that changes is read no further.
-    std::vector<std::pair<std::int64_t, int>> places;
-    for (int i = 0; i <= to; ++i) {
-        const auto packet = (*demuxer)->next();
-        ASSERT_TRUE(packet && *packet);
-        if (i >= from) places.emplace_back((*packet)->pos, (*packet)->size);
-    }
-    const int descriptor = ::open(file.path().c_str(), O_WRONLY);
-    for (const auto& [position, size] : places) {
-        const std::vector<char> zeros(static_cast<std::size_t>(size), 0);
-        ASSERT_EQ(::pwrite(descriptor, zeros.data(), zeros.size(), position), size);
-    }
-    ::close(descriptor);
 }
 
 TEST_F(FrameReader, PassesOverADamagedFrame) {
