@@ -133,6 +133,8 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
     if (auto valid = CLIEditing::validate(*target); !valid) co_return fail(std::move(valid.error()));
 
     const bool changed = !CLIEditing::identical(editor->clips(), *target);
+    // Entries without an id have fresh ones in the target, which nobody could find where nothing is committed.
+    const Target standing = changed ? target : std::make_shared<const Clips>(editor->clips());
     editor.reset();
     EditedMediaPtr media;
     if (changed) {
@@ -156,7 +158,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
     if (!state) co_return state;
     editor = editor_.lock();
     if (!editor) co_return state;
-    Applied edit{.clips = target,
+    Applied edit{.clips = standing,
                  .media = std::move(media),
                  .revision = CLIEditing::revision(editor->clips(), editor->assets()),
                  .epoch = write.epoch,

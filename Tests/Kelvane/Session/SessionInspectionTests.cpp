@@ -385,6 +385,15 @@ TEST_F(SessionInspection, AnUnchangedTimelineIsStillPreviewed) {
     EXPECT_TRUE(editor->undoStack().empty());
 }
 
+TEST_F(SessionInspection, AnUnchangedTimelinesPreviewNamesTheClipsThatStand) {
+    json entries = state()["timeline"];
+    for (auto& entry : entries) entry.erase("clipID");
+    const json reply = document(write("timeline", {{"json", entries.dump()}, {"preview", "true"}}));
+    EXPECT_EQ(reply["changed"], false);
+    EXPECT_EQ(reply["preview"]["frames"].front()["clipID"], clipID(0));
+    EXPECT_EQ(reply["preview"]["frames"].back()["clipID"], clipID(2));
+}
+
 TEST_F(SessionInspection, APreviewThatFailsLeavesTheEditStanding) {
     media.failOn("timelineStill", "“film” has an invalid trim range or could not be read.");
     const json reply = document(write("clip", {{"id", clipID(0)}, {"volume", "0.5"}, {"preview", "true"}}));
