@@ -88,6 +88,7 @@ Result<void> SoundFrames::goTo(std::int64_t timestamp, std::stop_token stop) {
     avcodec_flush_buffers(codec_.get());
     draining_ = false;
     expected_.reset();
+    passedOver_ = fromBeginning;
     return {};
 }
 
@@ -108,7 +109,13 @@ Result<void> SoundFrames::seek(double seconds, std::stop_token stop) {
         return goTo(fromBeginning, std::move(stop));
     }
     const auto offset = static_cast<std::int64_t>(std::floor(goal * base.den / std::max(base.num, 1)));
-    return goTo(track_->facts().zero + offset, std::move(stop));
+    const std::int64_t timestamp = track_->facts().zero + offset;
+    if (demuxer_->keepsTimeInSeeks()) {
+        return goTo(timestamp, std::move(stop));
+    }
+    auto moved = goTo(fromBeginning, std::move(stop));
+    passedOver_ = timestamp;
+    return moved;
 }
 
 Result<void> SoundFrames::learnGrid(std::stop_token stop) {
@@ -166,6 +173,9 @@ Result<void> SoundFrames::feedDecoder() {
     if (!packet) {
         return fail(packet.error());
     }
+    if (*packet && isPassedOver(**packet)) {
+        return {};
+    }
     draining_ = *packet == nullptr;
     // A packet that is refused leaves a hole, which the next time stamp shows. A decoder that took damage for a new
     // configuration is of no use any more.
@@ -176,6 +186,10 @@ Result<void> SoundFrames::feedDecoder() {
         openCodec();
     }
     return {};
+}
+
+bool SoundFrames::isPassedOver(const AVPacket& packet) const {
+    return packet.pts != AV_NOPTS_VALUE && packet.pts + packet.duration <= passedOver_;
 }
 
 Result<std::optional<PlacedSound>> SoundFrames::next(std::stop_token stop) {

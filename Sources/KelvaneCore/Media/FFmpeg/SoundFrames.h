@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -53,6 +54,7 @@ private:
     Result<void> learnGrid(std::stop_token stop);
     Result<bool> decodeFrame(std::stop_token stop);
     Result<void> feedDecoder();
+    [[nodiscard]] bool isPassedOver(const AVPacket& packet) const;
     std::optional<PlacedSound> place();
     [[nodiscard]] std::optional<std::int64_t> stampOf(const AVFrame& frame) const;
     [[nodiscard]] std::int64_t startOf(std::int64_t stamped, int rate) const;
@@ -74,6 +76,8 @@ private:
     /// Where the frames handed over so far end, at `expectedRate_`; behind `expected_` while stamps go back.
     std::int64_t covered_ = 0;
     bool atStart_ = true;
+    /// Packets that end by then are read and not decoded, in the track's time base.
+    std::int64_t passedOver_ = std::numeric_limits<std::int64_t>::min();
     /// Where frames can begin in a file whose time stamps are coarser than a sample: at `gridPhase_` plus whole
     /// multiples of `gridStep_` samples. Step 0: no such rule is known.
     bool gridKnown_ = false;

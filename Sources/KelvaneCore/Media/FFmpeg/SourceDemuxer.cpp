@@ -1,5 +1,7 @@
 #include "SourceDemuxer.h"
 
+#include <algorithm>
+
 #include "Media/MediaError.h"
 #include "SourceFile.h"
 
@@ -25,6 +27,7 @@ struct SourceDemuxer::State {
     Result<void> openInTime();
     [[nodiscard]] bool isDescribed() const;
     [[nodiscard]] bool isIndexShort() const;
+    [[nodiscard]] bool isByteRateExact() const;
     Result<void> completeIndex();
     [[nodiscard]] AVStream& stream() const { return *file->context()->streams[streamIndex]; }
     /// The failure of a file that changed, or whose state can't be told.
@@ -42,6 +45,7 @@ struct SourceDemuxer::State {
     bool atBeginning = false;
     /// A read was broken off in the middle, so that the demuxer's state is worth nothing.
     bool brokenOff = false;
+    bool keepsTimeInSeeks = true;
 };
 
 /// Opens the file anew, within the time that opening may take.
@@ -66,9 +70,19 @@ Result<void> SourceDemuxer::State::openInTime() {
     for (unsigned i = 0; i < context.nb_streams; ++i) {
         context.streams[i]->discard = static_cast<int>(i) == streamIndex ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     }
+    keepsTimeInSeeks = isByteRateExact();
     brokenOff = false;
     atBeginning = true;
     return isIndexShort() ? completeIndex() : Result<void>();
+}
+
+/// Whether a seek, if it goes by bytes a second, goes by a number that is true and whole.
+bool SourceDemuxer::State::isByteRateExact() const {
+    constexpr const char* soughtByBytes[] = {"wav", "w64", "aiff", "au"};
+    if (std::ranges::none_of(soughtByBytes, [this](const char* name) { return file->isFormat(name); })) return true;
+    const AVCodecParameters& sound = *stream().codecpar;
+    const std::int64_t bits = std::int64_t{av_get_exact_bits_per_sample(sound.codec_id)} * sound.ch_layout.nb_channels;
+    return bits > 0 && sound.bit_rate % 8 == 0 && sound.bit_rate == bits * sound.sample_rate;
 }
 
 /// Whether the header alone tells all that a decoder needs: decoding the first pictures to find out takes a third of a
@@ -187,6 +201,8 @@ std::int64_t SourceDemuxer::keyFrameBefore(std::int64_t timestamp) const {
 }
 
 bool SourceDemuxer::hasFullIndex() const { return state_->file->isFormat("mov") || state_->file->isFormat("avi"); }
+
+bool SourceDemuxer::keepsTimeInSeeks() const { return state_->keepsTimeInSeeks; }
 
 const AVStream& SourceDemuxer::stream() const { return state_->stream(); }
 

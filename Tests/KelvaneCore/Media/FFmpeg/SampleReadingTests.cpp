@@ -183,6 +183,39 @@ INSTANTIATE_TEST_SUITE_P(
         ClickRow{{"44k.mkv", "matroska", "aac", 44100}, 1024}, ClickRow{{"48k.ts", "mpegts", "aac", 48000}, 1024}),
     [](const auto& row) { return nameOf(row.param.file); });
 
+TEST(SampleReading, AWrongNumberOfBytesASecondInTheHeaderMovesNothing) {
+    struct Row {
+        SoundFile file;
+        /// Whether the number, which the libraries write truly for this encoder, is put in by hand.
+        bool falsified = false;
+    };
+    // A compressed file gets its number from the encoder's settings, which have no influence on what it holds.
+    for (Row& row : std::vector<Row>{{{"ima.wav", "wav", "adpcm_ima_wav", 44100, 2}},
+                                     {{"ms.wav", "wav", "adpcm_ms", 22050, 1}},
+                                     {{"ima.w64", "w64", "adpcm_ima_wav", 44100, 1}},
+                                     {{"s16.wav", "wav", "pcm_s16le", 44100, 2}, true}}) {
+        SCOPED_TRACE(row.file.name);
+        const TempFolder folder;
+        const auto path = folder.path(row.file.name);
+        row.file.seconds = 8;
+        if (!writeSound(path, row.file)) continue;
+        if (row.falsified) {
+            auto data = folder.read(row.file.name);
+            data.replace(data.find("fmt ") + 16, 4, std::string("\x80\x3E\0\0", 4));
+            folder.write(row.file.name, data);
+        }
+        const Heard whole = hear(path);
+        ASSERT_EQ(whole.result, true);
+        for (const auto& [start, end] : {std::pair{0.75, 1.5}, {4.0, 4.25}, {7.5, 7.75}}) {
+            const Heard some = hear(path, start, end);
+            const Heard expected = part(whole, start, end);
+            EXPECT_GT(expected.times.size(), 1000U);
+            EXPECT_TRUE(some.times == expected.times) << start;
+            EXPECT_TRUE(some.amplitudes == expected.amplitudes) << start;
+        }
+    }
+}
+
 // Where sound lies in its file
 
 TEST(SampleReading, ALateSoundTrackBeginsLate) {
