@@ -14,11 +14,11 @@ namespace {
 
 using TrackPtr = std::shared_ptr<const FFmpegTrack>;
 
-/// `size` fitted into `maximum` without enlarging, in even whole pixels.
+/// `size` fitted into `maximum` without enlarging, to the nearest whole pixels.
 Size fitted(Size size, Size maximum) {
     const double scale = std::min({1.0, maximum.width / size.width, maximum.height / size.height});
-    const auto even = [&](double length) { return std::max(2.0, 2 * std::floor(length * scale / 2 + 1e-9)); };
-    return {even(size.width), even(size.height)};
+    const auto whole = [&](double length) { return std::max(1.0, std::round(length * scale)); };
+    return {whole(size.width), whole(size.height)};
 }
 
 Result<TrackPtr> pictureTrack(const MediaAssetPtr& asset) {

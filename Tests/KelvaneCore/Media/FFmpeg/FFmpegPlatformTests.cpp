@@ -76,8 +76,27 @@ TEST_F(Platform, TakesTheStillOfItsTime) {
     const auto small = platform_.image(*asset, {600, 600}, {200, 200}, {});
     ASSERT_TRUE(small);
     EXPECT_EQ((*small)->width, 200);
-    EXPECT_EQ((*small)->height, 112);
+    // Half a pixel counts as one.
+    EXPECT_EQ((*small)->height, 113);
     EXPECT_EQ(numberOfStill(**small), 30);
+}
+
+TEST_F(Platform, TakesAStillOfOddSidesPixelByPixel) {
+    const FileURL file = FileURL::fromPath(folder_.path("odd.mp4"));
+    runSampleTool({"-f", "lavfi", "-i",
+                   "color=gray:s=161x121:r=30:d=1,format=yuv444p,geq=lum='if(mod(X+Y,2),200,50)':cb=128:cr=128", "-c:v",
+                   "libx264", "-qp", "0", "-pix_fmt", "yuv444p", file.path()});
+    const auto asset = platform_.openAsset(file, {});
+    ASSERT_TRUE(asset);
+    const auto image = platform_.image(*asset, {300, 600}, {1280, 1280}, {});
+    ASSERT_TRUE(image) << image.error().message;
+    ASSERT_EQ((*image)->width, 161);
+    ASSERT_EQ((*image)->height, 121);
+    for (const auto [x, y] : {std::pair{0, 0}, {1, 0}, {159, 0}, {160, 0}, {80, 60}, {160, 119}, {160, 120}}) {
+        // Limited range: 16 is black, 235 is white.
+        const int level = (x + y) % 2 == 1 ? 214 : 40;
+        EXPECT_NEAR((*image)->pixels[static_cast<std::size_t>(y * 161 + x) * 4 + 1], level, 1) << x << ", " << y;
+    }
 }
 
 TEST_F(Platform, TakesTheFirstPictureOfATrackThatStartsLater) {
