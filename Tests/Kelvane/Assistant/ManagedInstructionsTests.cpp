@@ -137,6 +137,31 @@ TEST_F(ManagedInstructions, AFolderInThePlaceOfTheFileIsLeft) {
     EXPECT_TRUE(folder.exists("AGENTS.md/mine"));
 }
 
+TEST_F(ManagedInstructions, ALinkIsFollowedAndStays) {
+    folder.makeFolder("mine");
+    std::filesystem::create_symlink("mine/notes.md", folder.path("AGENTS.md"));
+    ASSERT_TRUE(write());
+    EXPECT_EQ(folder.read("mine/notes.md"), golden()) << "a link to nothing makes the file";
+    folder.write("mine/notes.md", "notes\n");
+    ASSERT_TRUE(write());
+    EXPECT_EQ(folder.read("mine/notes.md"), "notes\n\n" + section() + "\n");
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.path("AGENTS.md")));
+    EXPECT_EQ(folder.entries(), (std::vector<std::string>{"AGENTS.md", "mine", "mine/notes.md"}));
+}
+
+TEST_F(ManagedInstructions, ALinkThatLeadsNowhereIsLeft) {
+    std::filesystem::create_symlink("AGENTS.md", folder.path("AGENTS.md"));
+    std::filesystem::create_symlink("gone/notes.md", folder.path("CLAUDE.md"));
+    for (const auto& [assistant, file] : {std::pair{chatGPT, "AGENTS.md"}, std::pair{claude, "CLAUDE.md"}}) {
+        const auto written = write(assistant);
+        ASSERT_FALSE(written);
+        EXPECT_NE(written.error().message.find("“" + std::string(file) + "”"), std::string::npos)
+            << written.error().message;
+        EXPECT_TRUE(std::filesystem::is_symlink(folder.path(file)));
+    }
+    EXPECT_EQ(folder.entries(), (std::vector<std::string>{"AGENTS.md", "CLAUDE.md"}));
+}
+
 TEST_F(ManagedInstructions, AFileThatMayNotBeReadIsLeft) {
     folder.write("AGENTS.md", "secret");
     chmod(folder.path().c_str(), 0777);
