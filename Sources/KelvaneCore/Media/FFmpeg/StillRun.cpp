@@ -2,6 +2,7 @@
 
 #include <deque>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 namespace kelvane {
@@ -144,7 +145,12 @@ Result<void> drawStills(std::vector<StillGroup> groups, const StillArtistFactory
         return studio.outcome();
     }
     {
-        const std::jthread other([&] { studio.work(*makeArtist(1), End::back); });
+        std::jthread other;
+        try {
+            other = std::jthread([&] { studio.work(*makeArtist(1), End::back); });
+        } catch (const std::system_error&) {
+            // The process may have no thread left to give; one artist draws them all then.
+        }
         studio.work(*artist, End::front);
     }
     return studio.outcome();
