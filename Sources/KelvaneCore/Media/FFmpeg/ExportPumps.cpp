@@ -22,16 +22,23 @@ constexpr std::int64_t soundStretch = 8192;
 /// cores.
 int decoderThreads() { return std::max(1, static_cast<int>(std::thread::hardware_concurrency() / 2)); }
 
+/// Pictures of 8 bits, 4:2:0, that may wait for the encoder.
+std::size_t picturesAhead(const ExportPlan& plan) {
+    const std::int64_t bytes = std::max<std::int64_t>(std::int64_t{plan.width} * plan.height * 3 / 2, 1);
+    return static_cast<std::size_t>(
+        std::max(ExportQuality::pictureBytesAhead / bytes, ExportQuality::leastPicturesAhead));
+}
+
 }  // namespace
 
 PicturePump::PicturePump(const ExportPlan& plan, std::vector<PictureStretch> stretches, ExportRun& run)
     : run_(run),
-      queue_(ExportQuality::picturesAhead),
+      queue_(picturesAhead(plan)),
       thread_([this, plan, stretches = std::move(stretches)] { work(plan, stretches); }) {}
 
 void PicturePump::work(const ExportPlan& plan, const std::vector<PictureStretch>& stretches) {
     const auto token = run_.token();
-    PictureRenderer renderer(plan.media, {.decoderThreads = decoderThreads()});
+    PictureRenderer renderer(plan.media, {.decoderThreads = decoderThreads(), .skipUnneeded = true});
     for (const PictureStretch& stretch : stretches) {
         for (std::int64_t i = 0; i < stretch.count; ++i) {
             auto picture = renderer.picture(plan.pictureTime(stretch.first + i), token);

@@ -16,7 +16,8 @@ struct PictureRendererOptions {
     int decoderThreads = 0;
     /// Sources kept open at once; the one used longest ago closes first.
     int openSources = 2;
-    /// Skip frames that nothing refers to: for stills, where few of the frames are asked for.
+    /// Don't decode what nothing refers to unless it is asked for: on the way from a key frame, and between the
+    /// pictures of a slower frame rate.
     bool skipUnneeded = false;
     /// Pixels to draw on instead of the render size; the pictures are scaled to fit.
     std::optional<Size> canvas;
