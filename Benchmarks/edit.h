@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -20,13 +21,17 @@ inline EditedMediaPtr edit(FFmpegPlatform& platform, const std::vector<std::stri
         return nullptr;
     };
     std::vector<Clip> clips;
+    std::map<std::string, Clip> assets;
     for (std::size_t i = 3; i < arguments.size(); ++i) {
         std::vector<std::string> fields;
         std::istringstream text(arguments[i]);
         for (std::string field; std::getline(text, field, ':');) fields.push_back(field);
-        const auto imported = MediaEngine::importClip(platform, FileURL::fromPath(fields.at(1)), {});
-        if (!imported) return told(imported.error());
-        Clip clip = imported->clip;
+        if (!assets.contains(fields.at(1))) {
+            const auto imported = MediaEngine::importClip(platform, FileURL::fromPath(fields[1]), {});
+            if (!imported) return told(imported.error());
+            assets.emplace(fields[1], imported->clip);
+        }
+        Clip clip = assets.at(fields[1]);
         clip.start = std::atof(fields.at(2).c_str());
         clip.end = std::atof(fields.at(3).c_str());
         const bool audio = fields[0] == "audio";
