@@ -1,13 +1,11 @@
 #include "CLIEditing.h"
 
-#include <locale.h>
 #include <openssl/evp.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <bit>
 #include <charconv>
-#include <cmath>
 #include <cstdint>
 #include <unordered_set>
 
@@ -99,12 +97,6 @@ bool fileExists(const FileURL& url) {
     return path.find('\0') == std::string::npos && access(path.c_str(), F_OK) == 0;
 }
 
-/// The text read without regard to the user's locale.
-double readDecimal(const std::string& text) {
-    static const locale_t plain = newlocale(LC_ALL_MASK, "C", nullptr);
-    return strtod_l(text.c_str(), nullptr, plain);
-}
-
 bool isSamePlacement(const Clip& a, const Clip& b) {
     return a.url == b.url && a.sourceDuration == b.sourceDuration && a.start == b.start && a.end == b.end &&
            a.audioOnly == b.audioOnly && a.timelineStart == b.timelineStart && a.zoom == b.zoom &&
@@ -159,20 +151,6 @@ bool identical(std::span<const Clip> current, std::span<const Clip> target) {
         if (!isSamePlacement(a, b)) return false;
     }
     return true;
-}
-
-std::optional<double> finiteNumber(std::string_view text) {
-    if (text.starts_with('+')) {
-        text.remove_prefix(1);
-        if (text.starts_with('-')) return std::nullopt;
-    }
-    double value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    if (end != text.data() + text.size() || error == std::errc::invalid_argument) return std::nullopt;
-    // Too large, or so small that it is zero: only the former is no number here.
-    if (error == std::errc::result_out_of_range) value = readDecimal(std::string(text));
-    if (!std::isfinite(value)) return std::nullopt;
-    return value;
 }
 
 }  // namespace kelvane::CLIEditing

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -38,8 +37,5 @@ Result<void> validate(std::span<const Clip> clips);
 /// Whether replacing `current` by `target` would change nothing that matters: fresh ids and a lane that was only
 /// implied count as no change.
 bool identical(std::span<const Clip> current, std::span<const Clip> target);
-
-/// Reads a decimal number as a whole; nothing for other text and for what no double holds finitely.
-std::optional<double> finiteNumber(std::string_view text);
 
 }  // namespace kelvane::CLIEditing

@@ -5,6 +5,7 @@
 #include "CLI/CLIError.h"
 #include "CLIEditing.h"
 #include "Editor/Editor.h"
+#include "Support/Text.h"
 #include "Timeline/Framing.h"
 #include "Timeline/TimelineLayout.h"
 
@@ -39,7 +40,7 @@ Result<Clips> splitTarget(const Editor& editor, const CLIRequest& request) {
     if (found == editor.clips().end()) return refusal();
     const auto at = requiredOption(request, "at");
     if (!at) return fail(at.error());
-    const auto position = CLIEditing::finiteNumber(*at);
+    const auto position = finiteNumber(*at);
     if (!position) return refusal();
     auto halves = found->split(*position - editor.offset(found->id));
     if (!halves) return refusal();
@@ -70,7 +71,7 @@ Result<void> storeNumbers(Clip& clip, const CLIRequest& request) {
     for (const auto& [name, store] : numberFields) {
         const auto option = request.options.find(name);
         if (option == request.options.end()) continue;
-        const auto value = CLIEditing::finiteNumber(option->second);
+        const auto value = finiteNumber(option->second);
         if (!value) return fail(CLIError(std::string("--") + name + " must be a finite number."));
         if (std::string_view(name) == "timelineStart" && !clip.isAudio()) {
             return fail(CLIError("timelineStart applies to audio clips only."));

@@ -10,6 +10,7 @@
 #include "Inspection/CLIMediaInspection.h"
 #include "Inspection/CLIWaveform.h"
 #include "SessionInspection.h"
+#include "Support/Text.h"
 #include "Timeline/TimelineLayout.h"
 
 namespace kelvane::SessionInspection {
@@ -48,7 +49,7 @@ std::optional<int> integer(std::string_view text, int least, int most) {
 Result<double> number(const CLIRequest& request, const char* name, double absent) {
     const auto text = option(request, name);
     if (!text) return absent;
-    const auto value = CLIEditing::finiteNumber(*text);
+    const auto value = finiteNumber(*text);
     if (!value) return fail(CLIError(std::string("--") + name + " must be finite."));
     return *value;
 }

@@ -171,23 +171,5 @@ TEST(CLIEditingIdentical, TakesAFreshClipForTheLaneThatWasImpliedOnly) {
     EXPECT_FALSE(CLIEditing::identical(std::vector<Clip>{audioClip(2).at(3).lane(uuid(9))}, std::vector<Clip>{fresh}));
 }
 
-// MARK: Numbers
-
-TEST(CLIEditingFiniteNumber, ReadsWholeDecimalTexts) {
-    struct Row {
-        const char* text;
-        std::optional<double> value;
-    };
-    for (const Row& row :
-         {Row{"0", 0},       Row{"1.5", 1.5},      Row{"-0.5", -0.5}, Row{"+2", 2},     Row{".5", 0.5},
-          Row{"5.", 5},      Row{"1e3", 1000},     Row{"1E-2", 0.01}, Row{"1e-999", 0}, Row{"1e999", {}},
-          Row{"-1e999", {}}, Row{"", {}},          Row{"+", {}},      Row{"-", {}},     Row{"+-1", {}},
-          Row{"abc", {}},    Row{"1x", {}},        Row{" 1", {}},     Row{"1 ", {}},    Row{"1,5", {}},
-          Row{"inf", {}},    Row{"-infinity", {}}, Row{"nan", {}},    Row{"1e", {}},    Row{"1.2.3", {}},
-          Row{"0x10", {}},   Row{"-0x1p3", {}},    Row{"0X10", {}}}) {
-        EXPECT_EQ(CLIEditing::finiteNumber(row.text), row.value) << row.text;
-    }
-}
-
 }  // namespace
 }  // namespace kelvane

@@ -134,6 +134,13 @@ TEST(Text, ReadsWholeDecimalNumbersInAnyLocale) {
                  Row{"1 ", std::nullopt},
                  Row{"1,5", std::nullopt},
                  Row{"0x10", std::nullopt},
+                 Row{"-", std::nullopt},
+                 Row{"abc", std::nullopt},
+                 Row{"1x", std::nullopt},
+                 Row{"1e", std::nullopt},
+                 Row{"-infinity", std::nullopt},
+                 Row{"-0x1p3", std::nullopt},
+                 Row{"0X10", std::nullopt},
                  Row{"1.2.3", std::nullopt},
                  Row{std::string_view("1\0", 2), std::nullopt},
              }) {
