@@ -67,9 +67,8 @@ public:
     static constexpr std::size_t maximumNameBytes = 245;
 
     /// Name of the session folder: "Kelvane - " and as much of the project's name as a folder's name can hold, with
-    /// "/",
-    /// ":", "\" and control characters replaced by "-" and blanks trimmed; "Kelvane - Untitled" when nothing is left.
-    /// Bytes that are not UTF-8 count as U+FFFD. Pure.
+    /// slashes, colons, backslashes and control characters replaced by "-" and blanks trimmed; "Kelvane - Untitled"
+    /// when nothing is left. Bytes that are not UTF-8 count as U+FFFD. Pure.
     static std::string workspaceName(std::string_view projectName);
 
     /// The session folder of the project file at `projectURL`: "AI/Kelvane - <name>" beside it. Creates nothing. Pure.

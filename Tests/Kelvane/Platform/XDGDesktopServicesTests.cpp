@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "Assistant/AIDesktopAssistant.h"
 #include "Platform/XDGDesktopServices.h"
 #include "Support/App/EditorFixture.h"
 #include "Support/App/FakeMainContext.h"
@@ -77,6 +78,38 @@ TEST_F(XDGDesktopServicesTests, TheProgramGetsTheURLAsOneWord) {
     const auto answer = open(url);
     ASSERT_TRUE(answer) << answer.error().message;
     EXPECT_EQ(folder.read("record"), "2\n--new\n" + url + "\n");
+}
+
+TEST_F(XDGDesktopServicesTests, AnAssistantIsOpenedThroughItsEntryOnATask) {
+    program("assistant", "printf '%s\\n' \"$1\" > '" + folder.path("record") + "'");
+    entry("com.anthropic.claudefordesktop", "assistant %u");
+    // Found by the links that it opens: its entry has another name.
+    entry("chat", "assistant %U", "MimeType=x-scheme-handler/codex;\n");
+    XDGDesktopServices desktop(context, folders, 20s);
+    EXPECT_EQ(AIDesktopAssistant::installed(desktop),
+              (std::vector<AIDesktopAssistant>{AIDesktopAssistant::chatGPT, AIDesktopAssistant::claude}));
+    const auto project = FileURL::fromPath("/library/AI/Kelvane - Holiday");
+    struct Row {
+        AIDesktopAssistant assistant;
+        std::string url;
+    };
+    for (const Row& row :
+         {Row{AIDesktopAssistant::chatGPT,
+              "codex://threads/new?path=/library/AI/Kelvane%20-%20Holiday&prompt=Cut%20it&mode=work"},
+          Row{AIDesktopAssistant::claude, "claude://code/new?folder=/library/AI/Kelvane%20-%20Holiday&q=Cut%20it"}}) {
+        std::optional<Result<void>> answer;
+        const auto waiter = keep(row.assistant.open(desktop, project, "Cut it"), &answer);
+        context.settle();
+        ASSERT_TRUE(answer && *answer) << row.url;
+        EXPECT_EQ(folder.read("record"), row.url + "\n");
+    }
+    // The program says that it couldn't: nothing was opened.
+    program("assistant", "exit 3");
+    std::optional<Result<void>> answer;
+    const auto waiter = keep(AIDesktopAssistant(AIDesktopAssistant::claude).open(desktop, project, "Cut it"), &answer);
+    context.settle();
+    ASSERT_TRUE(answer);
+    EXPECT_FALSE(*answer);
 }
 
 TEST_F(XDGDesktopServicesTests, AnOpeningDoesNotHoldTheMainThread) {
