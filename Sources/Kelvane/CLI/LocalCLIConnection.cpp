@@ -99,9 +99,14 @@ bool makeNonBlocking(int descriptor) {
     return flags >= 0 && fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) == 0;
 }
 
-/// Closes the connection. Bytes left unread would have the peer find an error behind the reply, or in its place; they
-/// are read and thrown away within bounds.
-void hangUp(int descriptor) {
+bool hasUnreadBytes(int descriptor) {
+    char byte = 0;
+    return recv(descriptor, &byte, 1, MSG_DONTWAIT | MSG_PEEK) > 0;
+}
+
+/// Reads what the peer still sends and throws it away, within bounds: bytes left unread at the close would have the
+/// peer find an error behind the reply, or in its place.
+void drain(int descriptor) {
     shutdown(descriptor, SHUT_WR);
     const auto end = std::chrono::steady_clock::now() + drainTime;
     char chunk[8192];
@@ -116,7 +121,6 @@ void hangUp(int descriptor) {
         pollfd peer{descriptor, POLLIN, 0};
         if (poll(&peer, 1, drainPauseMilliseconds) == 0) break;
     }
-    ::close(descriptor);
 }
 
 bool isExhaustion(int number) { return number == EMFILE || number == ENFILE || number == ENOBUFS || number == ENOMEM; }
@@ -129,7 +133,7 @@ struct LocalCLIConnection::Service {
     double receiveTimeout = requestTimeout;
     std::counting_semaphore<connectionsAtOnce> slots{connectionsAtOnce};
 
-    /// Runs one conversation on the calling thread, closes `descriptor` and gives its slot back.
+    /// Runs one conversation on the calling thread, gives its slot back and closes `descriptor`.
     void serve(int descriptor) {
         auto request = CLISocket::read(descriptor);
         if (!request) {
@@ -139,8 +143,11 @@ struct LocalCLIConnection::Service {
                 (void)CLISocket::write(failureReply(written.error()), descriptor);
             }
         }
-        hangUp(descriptor);
+        // A request that wasn't read to its end may still be on its way. Whoever sent nothing more is let go at once,
+        // and the slot first: a peer that has read its reply may be back before this thread's next step.
+        if (!request || hasUnreadBytes(descriptor)) drain(descriptor);
         slots.release();
+        ::close(descriptor);
     }
 
     /// Accepts what waits on `listener`, or a part of it. Answers false when the process has no room for another

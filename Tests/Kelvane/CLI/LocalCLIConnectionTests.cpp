@@ -300,6 +300,15 @@ TEST(Slots, AreHeldByPeersThatSendNothingAndGivenBackWhenTheyGo) {
     EXPECT_EQ(askPatiently("x", connection->socketPath()), "<x>");
 }
 
+TEST(Slots, AreGivenBackThoughPeersKeepTheirEndsOpen) {
+    const auto connection = serve(echo);
+    std::vector<std::unique_ptr<RawClient>> kept;
+    for (int i = 0; i < 40; ++i) {
+        kept.push_back(std::make_unique<RawClient>(connection->socketPath()));
+        EXPECT_EQ(kept.back()->send("x\n").receiveAll(), "<x>\n") << i;
+    }
+}
+
 TEST(Slots, AreGivenBackOnEveryPath) {
     const auto connection = serve([](const std::string& request, const Reply& reply) {
         if (request == "drop") return;
