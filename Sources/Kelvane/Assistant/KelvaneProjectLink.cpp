@@ -56,10 +56,18 @@ std::string openCommand(const UUID& projectID, const FileURL& executable) {
 }
 
 std::optional<UUID> projectID(std::string_view url) {
-    // What is no host of exactly this name (a user before it, a port behind it) and what is no UUID (a query, a
-    // further component) falls out by itself.
-    if (!consume(url, scheme) || !consume(url, "://") || !consume(url, host) || !consume(url, "/")) return std::nullopt;
-    return UUID::parse(url);
+    if (!FileURL::parse(url) || !consume(url, scheme) || !consume(url, "://")) return std::nullopt;
+    const auto slash = url.find('/');
+    if (slash == std::string_view::npos) return std::nullopt;
+    // Encoded as they stand, a user before the host, a port behind it, a query and a further component are no part of
+    // the name or of the UUID, and fall out by themselves.
+    const std::string_view authority = url.substr(0, slash);
+    const std::string_view path = url.substr(slash + 1);
+    if (authority.find_first_of("@:") != std::string_view::npos || path.find_first_of("?#") != std::string_view::npos ||
+        !equalsIgnoringCase(percentDecoded(authority), host)) {
+        return std::nullopt;
+    }
+    return UUID::parse(percentDecoded(path));
 }
 
 FileURL runningExecutable() {

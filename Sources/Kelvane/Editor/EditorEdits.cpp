@@ -18,7 +18,10 @@ std::ptrdiff_t indexOf(const std::vector<Clip>& clips, const UUID& id) {
 
 bool Editor::canSplit() const {
     const Clip* clip = previewAssetID_ ? nullptr : selectedClip();
-    return clip != nullptr && clip->split(playhead_ - offset(clip->id)).has_value();
+    if (clip == nullptr) return false;
+    const auto halves = clip->split(playhead_ - offset(clip->id));
+    // A half of just the shortest length can come out shorter by rounding, and no document may hold such a clip.
+    return halves && halves->first.isValid() && halves->second.isValid();
 }
 
 void Editor::split() {

@@ -312,7 +312,8 @@ void ProjectWindows::newProject(const std::shared_ptr<Workspace>& workspace) {
                                   if (self.isNull() || !name) {
                                       return;
                                   }
-                                  const auto created = self->library_.create(*name, Project{}, std::nullopt);
+                                  const Project empty{.clips = {}, .assets = std::vector<Clip>(), .mediaRoot = {}};
+                                  const auto created = self->library_.create(*name, empty, std::nullopt);
                                   if (!created) {
                                       self->setError(created.error().message);
                                       return;

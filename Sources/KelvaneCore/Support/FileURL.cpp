@@ -51,24 +51,6 @@ std::string encode(std::string_view path) {
     return out;
 }
 
-std::string decode(std::string_view text) {
-    std::string out;
-    out.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '%' && i + 2 < text.size()) {
-            const int high = hexValue(text[i + 1]);
-            const int low = hexValue(text[i + 2]);
-            if (high >= 0 && low >= 0) {
-                out.push_back(static_cast<char>(high * 16 + low));
-                i += 2;
-                continue;
-            }
-        }
-        out.push_back(text[i]);
-    }
-    return out;
-}
-
 /// The encoded path component of a URL text: behind scheme and authority, before query and fragment.
 std::string_view encodedPath(std::string_view text) {
     const auto scheme = text.find(':');
@@ -85,6 +67,24 @@ std::string_view encodedPath(std::string_view text) {
 }
 
 }  // namespace
+
+std::string percentDecoded(std::string_view text) {
+    std::string out;
+    out.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '%' && i + 2 < text.size()) {
+            const int high = hexValue(text[i + 1]);
+            const int low = hexValue(text[i + 2]);
+            if (high >= 0 && low >= 0) {
+                out.push_back(static_cast<char>(high * 16 + low));
+                i += 2;
+                continue;
+            }
+        }
+        out.push_back(text[i]);
+    }
+    return out;
+}
 
 std::string standardizedPath(std::string_view path) {
     std::string absolute(path);
@@ -144,9 +144,8 @@ std::optional<FileURL> FileURL::parse(std::string_view text) {
     if (text.empty()) return std::nullopt;
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (!isURLCharacter(static_cast<unsigned char>(text[i]))) return std::nullopt;
-        if (text[i] == '%' &&
-            (i + 2 >= text.size() || hexValue(text[i + 1]) < 0 || hexValue(text[i + 2]) < 0 ||
-             text.substr(i, 3) == "%00")) {
+        if (text[i] == '%' && (i + 2 >= text.size() || hexValue(text[i + 1]) < 0 || hexValue(text[i + 2]) < 0 ||
+                               text.substr(i, 3) == "%00")) {
             return std::nullopt;
         }
     }
@@ -156,7 +155,7 @@ std::optional<FileURL> FileURL::parse(std::string_view text) {
 }
 
 std::string FileURL::path() const {
-    std::string out = decode(encodedPath(text_));
+    std::string out = percentDecoded(encodedPath(text_));
     while (out.size() > 1 && out.ends_with('/')) out.pop_back();
     return out;
 }

@@ -50,6 +50,9 @@ private:
     std::string text_;
 };
 
+/// A URL's component with its percent sequences read; what is none stays as it stands.
+std::string percentDecoded(std::string_view text);
+
 /// Lexical standardisation of a path: absolute, no ".", "..", doubled or trailing slashes.
 std::string standardizedPath(std::string_view path);
 /// `standardizedPath` with symbolic links resolved for the longest part that exists.

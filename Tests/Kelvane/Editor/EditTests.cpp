@@ -62,6 +62,16 @@ TEST_F(Edits, ASplitNeedsThePlayheadInsideTheSelectedClip) {
     EXPECT_FALSE(editor->canSplit());
 }
 
+TEST_F(Edits, ASplitNeverMakesAnInvalidHalf) {
+    for (const double start : {0.0, 0.1, 0.5, 1.0, 2.0, 5.0}) {
+        editor->commit({videoClip(1, "/media/a.mov", 60).stretch(start, start + 4)});
+        editor->setSelection(uuid(1));
+        editor->seekPreview(1.0 / 30);
+        editor->split();
+        for (const Clip& half : editor->clips()) EXPECT_TRUE(half.isValid()) << start;
+    }
+}
+
 TEST_F(Edits, ARefusedSplitDoesNothing) {
     threeVideos();
     editor->select(uuid(2));

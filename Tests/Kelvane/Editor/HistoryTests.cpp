@@ -84,6 +84,18 @@ TEST_F(History, RedoNeverLeavesMoreThanAHundredSteps) {
     EXPECT_EQ(editor->clips(), state(150));
 }
 
+TEST_F(History, RedoHasNoLimitOfItsOwn) {
+    commitStates(1, 2);
+    // Undone amid a gesture, whose end is an undo step again and leaves redo alone.
+    for (int i = 0; i < 150; ++i) {
+        editor->beginInteraction();
+        editor->undo();
+        editor->endInteraction();
+    }
+    EXPECT_EQ(editor->redoStack().size(), 150U);
+    EXPECT_LE(editor->undoStack().size(), 100U);
+}
+
 TEST_F(History, AnEditAfterUndoEmptiesRedo) {
     commitStates(1, 3);
     editor->undo();

@@ -236,6 +236,17 @@ TEST_F(SessionInspection, AnEditAmidAPreviewMakesItStale) {
     EXPECT_EQ(document["frames"].size(), 6U);
 }
 
+TEST_F(SessionInspection, AnUndoAmidAPreviewMakesItStale) {
+    editor->commit({clip(0)});
+    const auto before = revision();
+    const auto reply = start("preview");
+    editor->undo();
+    const json document = this->document(finish(reply));
+    EXPECT_EQ(document["revision"], before);
+    EXPECT_EQ(document["stale"], true);
+    EXPECT_NE(revision(), before);
+}
+
 TEST_F(SessionInspection, ASessionThatEndsAmidAPreviewSaysSo) {
     const auto reply = start("preview");
     context.drain();

@@ -183,6 +183,9 @@ TEST_F(ProjectWindowsTests, ANewProjectAsksForItsName) {
     windows->newProject(workspace);
     EXPECT_EQ(windows->error(), "Enter a project name.");
     EXPECT_EQ(windows->library().projects().size(), 1u);
+    const auto saved = ProjectFile::read(windows->library().projectURL(windows->library().projects()[0].id));
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->assets, std::vector<Clip>());
 }
 
 TEST_F(ProjectWindowsTests, AChangeSavesItselfSixTenthsOfASecondAfterTheLastOne) {
