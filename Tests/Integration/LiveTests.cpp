@@ -245,6 +245,13 @@ TEST_F(LiveTests, AnExportNeverReplacesSourcesAndSaysWhenItsFolderIsMissing) {
     }
     const auto lost = app->refusal({"export", "--revision", revision, "--path", folder.path("no folder/x.mp4")});
     EXPECT_NE(lost.find("no folder"), std::string::npos) << lost;
+    // A folder of the system's that takes no files, not even from its owner: what is named is the file asked for.
+    const auto refused = app->refusal({"export", "--revision", revision, "--path", "/proc/film.mp4"});
+    EXPECT_NE(refused.find("“film.mp4”"), std::string::npos) << refused;
+    // More than the source has.
+    EXPECT_EQ(app->refusal({"export", "--revision", revision, "--path", folder.path("x.mp4"), "--resolution", "4k"}),
+              "4K requires enough source resolution in every video clip after crop and zoom.");
+    EXPECT_FALSE(folder.exists("x.mp4"));
     EXPECT_EQ(app->result({"project"}).value("busy", true), false);
 }
 

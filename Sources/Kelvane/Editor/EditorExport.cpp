@@ -34,6 +34,13 @@ struct ExportFormat {
     }
 };
 
+/// A failure of the hidden file that is written first tells of the file that was asked for.
+void nameAsAsked(Error& error, const FileURL& hidden, const FileURL& asked) {
+    const std::string name = hidden.lastPathComponent();
+    const auto at = error.message.find(name);
+    if (at != std::string::npos) error.message.replace(at, name.size(), asked.lastPathComponent());
+}
+
 }  // namespace
 
 void Editor::exportVideo() {
@@ -141,8 +148,9 @@ QCoro::Task<Result<void>> Editor::exportMedia(FileURL destination, bool overwrit
     job->validatePublish = std::move(validatePublish);
     job->stop = work.get_token();
     auto running = runExport(job);
-    const Result<void> ended = co_await running;
+    Result<void> ended = co_await running;
     leaveExport(job->temporary);
+    if (!ended) nameAsAsked(ended.error(), job->temporary, job->destination);
     co_return ended;
 }
 

@@ -172,7 +172,8 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL
     std::vector<UUID> ids;
     ids.reserve(results.size());
     for (const ImportedClip& result : results) {
-        ids.push_back(result.clip.id);
+        // Two paths of one file share one copy, and the asset is the first of them.
+        ids.push_back(std::ranges::find(*assets_, result.clip.url, &Clip::url)->id);
     }
     co_return Answer(std::move(ids));
 }

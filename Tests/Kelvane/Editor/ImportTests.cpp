@@ -129,6 +129,16 @@ TEST_F(Import, TheSameFileByAnotherPathIsAnotherFile) {
     EXPECT_THAT(editor->assets(), SizeIs(2));
 }
 
+TEST_F(Import, TwoPathsOfOneFileInOneCommandAreOneAsset) {
+    const FileURL link = sources().appending("link.mov");
+    ASSERT_EQ(::symlink(a.path().c_str(), link.path().c_str()), 0);
+    media.addFileNamed("link.mov", FakeFile::video(4));
+    const Answer answer = import({a, link, a});
+    ASSERT_TRUE(answer) << answer.error().message;
+    ASSERT_THAT(editor->assets(), SizeIs(1));
+    EXPECT_EQ(*answer, Ids(3, editor->assets()[0].id));
+}
+
 TEST_F(Import, ABadFileIsToldAndTheOthersArrive) {
     importFromWindow({a, text, c});
     EXPECT_THAT(assetNames(), ElementsAre("a.mov", "c.mov"));
