@@ -19,7 +19,7 @@ run_packages=(
     # Faces of the text on inspection pictures: Helvetica's measures, then names in any script, and emoji.
     fonts-liberation fonts-dejavu-core fonts-noto-core fonts-wqy-microhei fonts-noto-color-emoji
 )
-test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3)
+test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3 socat)
 sanitizer_packages=(libclang-rt-19-dev)
 
 say() { printf '\033[1m%s\033[0m\n' "$*"; }

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QUrl>
+#include <cstdio>
 
 #include "Session/AIAssistantSession.h"
 
@@ -82,6 +83,10 @@ bool KelvaneApp::start() {
         return false;
     }
     projects_.openWindow = [this](const UUID& id) { openWindow(id); };
+    // Where nobody sees the alert, a script still learns why its project isn't there.
+    connect(&projects_, &ProjectWindows::errorChanged, this, [this] {
+        if (projects_.error()) std::fprintf(stderr, "kelvane: %s\n", projects_.error()->c_str());
+    });
     incoming_.start(projects_);
     return true;
 }

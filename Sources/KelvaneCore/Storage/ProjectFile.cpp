@@ -68,7 +68,11 @@ Result<Project> read(const FileURL& file) {
     const auto data = readFile(file.path(), sizeLimit);
     if (!data) return fail(data.error());
     auto decoded = decodeProject(*data);
-    if (!decoded) return fail(decoded.error());
+    if (!decoded) {
+        Error error = decoded.error();
+        error.message = quotedFileName(file.path()) + " can’t be read as a project. " + error.message;
+        return fail(std::move(error));
+    }
 
     Project project = ProjectMedia::resolveMedia(*std::move(decoded), file);
     if (!project.assets) project.assets = derivedAssets(project.clips);

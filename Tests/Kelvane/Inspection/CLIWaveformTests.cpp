@@ -336,10 +336,10 @@ TEST_F(WaveformTest, AnAssetWithoutSoundFails) {
 }
 
 TEST_F(WaveformTest, FailuresOfReadingArePassedOn) {
-    platform_.failOn("readSamples", MediaError::invalidClip("take"));
+    platform_.failOn("readSamples", Error("“take.wav” could not be read: Input/output error."));
     const auto document = inspect(0, 4, 120);
     ASSERT_FALSE(document);
-    EXPECT_EQ(document.error(), MediaError::invalidClip("take"));
+    EXPECT_EQ(document.error(), Error("“take.wav” could not be read: Input/output error."));
     platform_.removeFile(asset_.url);
     const auto missing = inspect(0, 4, 120);
     ASSERT_FALSE(missing);

@@ -161,11 +161,6 @@ TEST_F(SessionThreads, SevenCallersReadAndWriteOneProject) {
 }
 
 TEST_F(SessionThreads, SevenCallersReadAndWriteOverQt) {
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-    GTEST_SKIP() << "Qt's own locks are not known to the sanitizer.";
-#endif
-#endif
     QtMainContext context;
     exercise(context, [] { QCoreApplication::processEvents(QEventLoop::AllEvents, 1); });
 }

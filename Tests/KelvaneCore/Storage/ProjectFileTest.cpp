@@ -194,9 +194,9 @@ TEST_F(ProjectFiles, FailInWordsWhenThereIsNoDocument) {
         {"Pipe.kelvane", "“Pipe.kelvane” is not a regular file."},
         {"Link.kelvane", "“Link.kelvane” could not be read: No such file or directory."},
         {"Huge.kelvane", "“Huge.kelvane” is too large to be read."},
-        {"Empty.kelvane", "The JSON ends too early, at line 1, column 1."},
-        {"Binary.kelvane", "The JSON is not valid at line 1, column 1."},
-        {"Deep.kelvane", "The JSON nests deeper than 512 levels."},
+        {"Empty.kelvane", "“Empty.kelvane” can’t be read as a project. The JSON ends too early, at line 1, column 1."},
+        {"Binary.kelvane", "“Binary.kelvane” can’t be read as a project. The JSON is not valid at line 1, column 1."},
+        {"Deep.kelvane", "“Deep.kelvane” can’t be read as a project. The JSON nests deeper than 512 levels."},
     };
     for (const auto& row : rows) {
         const auto project = ProjectFile::read(folder.url(row.name));

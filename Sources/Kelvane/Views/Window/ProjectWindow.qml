@@ -167,7 +167,15 @@ ApplicationWindow {
             anchors.rightMargin: 16
             Label { text: window.view.summary; color: "#9aa0ab"; Layout.fillWidth: true; elide: Text.ElideRight }
             Label { text: window.view.status; color: "#9aa0ab" }
-            ProgressBar { visible: window.view.exporting; from: 0; to: 1; value: window.view.progress; Layout.preferredWidth: 160 }
+            ProgressBar {
+                visible: window.view.exporting
+                from: 0
+                to: 1
+                value: window.view.progress
+                palette.dark: "#3d7eff"
+                palette.midlight: "#3a3e47"
+                Layout.preferredWidth: 160
+            }
             Button { visible: window.view.exporting; text: "Cancel"; implicitHeight: 26; onClicked: window.view.cancelExport() }
         }
     }

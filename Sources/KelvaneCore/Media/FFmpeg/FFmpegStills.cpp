@@ -21,11 +21,12 @@ Size fitted(Size size, Size maximum) {
     return {whole(size.width), whole(size.height)};
 }
 
-Result<TrackPtr> pictureTrack(const MediaAssetPtr& asset) {
+/// The track to draw from; without one, `file` names the asset in the failure.
+Result<TrackPtr> pictureTrack(const MediaAssetPtr& asset, const std::string& file) {
     auto tracks = asset->loadTracks(MediaType::video);
     if (!tracks) return std::unexpected(tracks.error());
     auto track = tracks->empty() ? nullptr : std::dynamic_pointer_cast<const FFmpegTrack>(tracks->front());
-    if (!track) return fail("The file has no picture.");
+    if (!track) return fail(file + " has no picture.");
     return track;
 }
 
@@ -145,7 +146,7 @@ std::vector<StillGroup> bySource(const EditedMedia& media, const std::vector<Med
 
 Result<StillImagePtr> FFmpegPlatform::image(const MediaAssetPtr& asset, MediaTime time, Size maximum,
                                             std::stop_token stop) {
-    auto track = pictureTrack(asset);
+    auto track = pictureTrack(asset, "The file");
     if (!track) return std::unexpected(track.error());
     auto still = SourceArtist(*track, maximum, 0).draw({0, time}, std::move(stop));
     if (!still) return std::unexpected(still.error());
@@ -156,7 +157,7 @@ Result<void> FFmpegPlatform::sourceStills(const FileURL& url, const std::vector<
                                           const StillConsumer& consume, std::stop_token stop) {
     auto asset = openAsset(url, stop);
     if (!asset) return std::unexpected(asset.error());
-    auto track = pictureTrack(*asset);
+    auto track = pictureTrack(*asset, "“" + url.lastPathComponent() + "”");
     if (!track) return std::unexpected(track.error());
     StillGroup group;
     for (std::size_t i = 0; i < times.size(); ++i) group.push_back({i, times[i]});

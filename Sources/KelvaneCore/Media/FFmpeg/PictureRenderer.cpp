@@ -4,6 +4,7 @@
 
 #include "Media/MediaError.h"
 #include "PictureScaler.h"
+#include "SourceFile.h"
 #include "VideoFrameReader.h"
 
 namespace kelvane {
@@ -83,7 +84,7 @@ Result<OpenSource*> PictureRenderer::State::sourceFor(const PictureOrigin& shot,
     auto reader = VideoFrameReader::open(
         shot.track, {.threads = options.decoderThreads, .skipUnneeded = options.skipUnneeded}, std::move(stop));
     if (!reader) {
-        if (reader.error().isCancelled()) return fail(reader.error());
+        if (reader.error().isCancelled() || isShortage(reader.error())) return fail(reader.error());
         return fail(MediaError::invalidClip(shot.track->url().baseName()));
     }
     sources.push_front({.track = shot.track, .reader = std::move(*reader)});

@@ -130,6 +130,7 @@ Result<std::unique_ptr<SourceDemuxer>> SourceDemuxer::open(const FFmpegTrack& tr
     if (stop.stop_requested()) return fail(Error::cancelled());
     const FFmpegTrack::Facts& facts = track.facts();
     auto file = SourceFile::open(facts.url);
+    if (!file && isShortage(file.error())) return fail(file.error());
     if (!file || (*file)->identity() != facts.identity) return fail(MediaError::invalidClip(facts.url.baseName()));
     auto state = std::make_unique<State>(std::move(*file), facts);
     state->file->setStop(std::move(stop));

@@ -86,6 +86,11 @@ void SourceFile::closeFormat() {
     avio_context_free(&io_);
 }
 
+bool isShortage(const Error& error) {
+    return error.domain == "POSIX" &&
+           (error.code == EMFILE || error.code == ENFILE || error.code == ENOMEM || error.code == ENOBUFS);
+}
+
 Result<std::unique_ptr<SourceFile>> SourceFile::open(const FileURL& url) {
     if (!url.isFile()) return fail(quoted(url) + " is not a file on this computer.");
     const std::string path = url.path();

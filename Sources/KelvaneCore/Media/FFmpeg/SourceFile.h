@@ -9,6 +9,9 @@
 
 namespace kelvane {
 
+/// Whether the failure to open a file is this process's, not the file's: no descriptor or memory was left.
+bool isShortage(const Error& error);
+
 /// One regular file under a demuxer. Reads this descriptor and nothing else: no other file, no address that the content
 /// may name. Stop requests and the time limit end every read. One thread at a time.
 class SourceFile {

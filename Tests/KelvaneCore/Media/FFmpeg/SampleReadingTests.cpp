@@ -432,7 +432,7 @@ TEST(SampleReading, AFileThatIsReplacedChangedOrRemovedMeanwhileFails) {
                                                       },
                                                       {});
             ASSERT_FALSE(read);
-            EXPECT_EQ(read.error(), MediaError::invalidClip("a"));
+            EXPECT_EQ(read.error(), MediaError::invalidClip(form.name));
         }
     }
 }

@@ -236,7 +236,7 @@ TEST_F(Stills, OfSoundAloneFail) {
     const FileURL file = makeSampleSound(folder_.path(), "a.m4a", 1);
     const auto done = platform_.sourceStills(file, {{0, 1}}, large, {}, {});
     ASSERT_FALSE(done);
-    EXPECT_EQ(done.error().message, "The file has no picture.");
+    EXPECT_EQ(done.error().message, "“a.m4a” has no picture.");
 }
 
 TEST_F(Stills, OfAMovieThatVanishedFailInWords) {
