@@ -58,7 +58,7 @@ Result<void> checkFolderAccepts(const FileURL& destination) {
         number = errno;
     } else if (!S_ISDIR(status.st_mode)) {
         number = ENOTDIR;
-    } else if (::access(path.c_str(), W_OK | X_OK) != 0) {
+    } else if (::faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
         number = errno;
     }
     if (number == 0) {

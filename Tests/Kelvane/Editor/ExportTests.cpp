@@ -8,6 +8,7 @@
 
 #include "Support/App/EditorFixture.h"
 #include "Support/ClipBuilder.h"
+#include "Support/UnprivilegedUser.h"
 
 namespace kelvane::testing {
 namespace {
@@ -370,13 +371,13 @@ TEST_F(Export, AMissingFolderIsToldBeforeTheEncode) {
 }
 
 TEST_F(Export, AFolderWithoutPermissionIsToldBeforeTheEncode) {
-    if (::geteuid() == 0) {
-        GTEST_SKIP() << "the superuser may write everywhere";
-    }
-    std::filesystem::permissions(output().path(), std::filesystem::perms::owner_read);
+    std::filesystem::permissions(folder().path(), std::filesystem::perms{0755});
+    std::filesystem::permissions(output().path(), std::filesystem::perms{0555});
+    std::optional<UnprivilegedUser> user(std::in_place);
     EXPECT_EQ(run(place("Film.mp4")),
               Result<void>(fail(
                   Error("“Film.mp4” could not be saved in the folder “Output”: Permission denied.", "POSIX", EACCES))));
+    user.reset();
     std::filesystem::permissions(output().path(), std::filesystem::perms::owner_all);
     expectCleanedUp({});
 }
