@@ -139,6 +139,26 @@ TEST_F(Import, TwoPathsOfOneFileInOneCommandAreOneAsset) {
     EXPECT_EQ(*answer, Ids(3, editor->assets()[0].id));
 }
 
+TEST_F(Import, OutsideTheLibraryACommandLeavesFilesWhereTheyAre) {
+    makeEditor(false);
+    const Answer answer = import({a, b});
+    ASSERT_TRUE(answer) << answer.error().message;
+    ASSERT_THAT(editor->assets(), SizeIs(2));
+    EXPECT_EQ(editor->assets()[0].url, a);
+    EXPECT_EQ(editor->assets()[1].url, b);
+    EXPECT_EQ(*answer, (Ids{editor->assets()[0].id, editor->assets()[1].id}));
+}
+
+TEST_F(Import, AnImportWithoutAPictureForgetsAnOlderOne) {
+    makeEditor(false);
+    ASSERT_TRUE(import({a}));
+    editor->undo();
+    ASSERT_TRUE(editor->thumbnails().contains(a));
+    media.failOn("image a.mov", "no picture");
+    ASSERT_TRUE(import({a}));
+    EXPECT_FALSE(editor->thumbnails().contains(a));
+}
+
 TEST_F(Import, ABadFileIsToldAndTheOthersArrive) {
     importFromWindow({a, text, c});
     EXPECT_THAT(assetNames(), ElementsAre("a.mov", "c.mov"));

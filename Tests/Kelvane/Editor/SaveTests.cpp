@@ -53,6 +53,25 @@ TEST_F(Load, AProjectWhoseMediaIsInPlaceIsNotRewritten) {
     EXPECT_THAT(mediaFiles(), SizeIs(2));
 }
 
+TEST_F(Load, AProjectThatOnlyNamesAnotherMediaFolderIsRewritten) {
+    const FileURL file = makeManaged("a.mov", FakeFile::video(4));
+    struct Row {
+        const char* what;
+        std::optional<FileURL> mediaRoot;
+        bool rewritten;
+    };
+    const auto slashed = FileURL::parse(mediaFolder().absoluteString() + "/");
+    for (const Row& row : {Row{"none", std::nullopt, true}, Row{"another", sources(), true},
+                           Row{"this one with a slash", slashed, false}}) {
+        SCOPED_TRACE(row.what);
+        write({1, {videoClip(1, file, 4)}, Clips{videoClip(9, file, 4)}, row.mediaRoot});
+        const ino_t before = inode(projectFile());
+        ASSERT_TRUE(editor->loadProject(projectFile()));
+        EXPECT_EQ(inode(projectFile()) != before, row.rewritten);
+        EXPECT_EQ(read(projectFile()).mediaRoot->path(), mediaFolder().path());
+    }
+}
+
 TEST_F(Load, MediaFromElsewhereIsCopiedInBeforeAnythingShows) {
     const FileURL outside = makeSource("a.mov", FakeFile::video(4));
     write({1, {videoClip(1, outside, 4)}, Clips{videoClip(9, outside, 4)}, std::nullopt});
@@ -233,6 +252,16 @@ TEST_F(Save, SaveAsOfAFileProjectTakesItsMediaAlong) {
     EXPECT_EQ(saved.clips[0].originalURL, source);
     EXPECT_TRUE(exists(saved.clips[0].url));
     EXPECT_EQ(saved.mediaRoot->path(), place("B.media").path());
+}
+
+TEST_F(Save, OnlyALoadTurnsToTheCopies) {
+    makeFileProject();
+    panels.destinations = {place("B.kelvane")};
+    editor->saveProject(true);
+    ASSERT_EQ(editor->clips()[0].url, source);
+    ASSERT_TRUE(editor->loadProject(place("B.kelvane")));
+    EXPECT_TRUE(editor->clips()[0].url.path().starts_with(place("B.media").path() + "/"));
+    EXPECT_EQ(editor->clips()[0].originalURL, source);
 }
 
 TEST_F(Save, APlainSaveAfterItWritesTheEditorsOwnPlaces) {
