@@ -28,12 +28,14 @@ namespace {
 constexpr int blankNameCode = 2;
 /// Seconds from 1970-01-01 to 2001-01-01, both 00:00:00 UTC.
 constexpr double referenceDate = 978307200;
-/// Largest metadata that is read, bytes. A name has no limit of its own: it comes in messages of 1 MiB at most, of which
-/// escaping makes six times as much.
+/// Largest metadata that is read, bytes. A name has no limit of its own: it comes in messages of 1 MiB at most, of
+/// which escaping makes six times as much.
 constexpr std::size_t metadataLimit = std::size_t{16} << 20;
 constexpr std::size_t thumbnailLimit = std::size_t{64} << 20;
 /// What the folder of a project is called while it is being deleted. No row has such a name.
 constexpr std::string_view deletedPrefix = ".deleted-";
+/// How old a half-written file is when its writer is surely gone: a write takes seconds.
+constexpr std::chrono::hours unfinishedAge{1};
 
 double presentDate() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
@@ -80,13 +82,30 @@ Result<void> fillFolder(const FileURL& folder, const FileURL& document, const Fi
     return {};
 }
 
-/// Removes what a deletion left that was cut off.
-void removeDeletedRemains(const FileURL& root) {
+/// Whether `name` is `prefix` and a UUID.
+bool isRemains(std::string_view name, std::string_view prefix) {
+    return name.starts_with(prefix) && UUID::parse(name.substr(prefix.size()));
+}
+
+/// Removes the half-written files of a project's folder. Those of the last hour may be another instance's at work.
+void removeUnfinishedFiles(const std::string& folder) {
+    for (const std::string& name : listing(folder)) {
+        if (!isRemains(name, temporaryFilePrefix)) continue;
+        const std::filesystem::path path = folder + "/" + name;
+        std::error_code failed;
+        const auto changed = std::filesystem::last_write_time(path, failed);
+        if (failed || std::filesystem::file_time_type::clock::now() - changed < unfinishedAge) continue;
+        std::filesystem::remove(path, failed);
+    }
+}
+
+/// Removes what deletions and writes left that were cut off.
+void removeRemains(const FileURL& root) {
     for (const std::string& name : listing(root.path())) {
+        const std::string path = root.appending(name).path();
         std::error_code ignored;
-        const bool isRemains =
-            name.starts_with(deletedPrefix) && UUID::parse(std::string_view(name).substr(deletedPrefix.size()));
-        if (isRemains) std::filesystem::remove_all(root.appending(name).path(), ignored);
+        if (isRemains(name, deletedPrefix)) std::filesystem::remove_all(path, ignored);
+        if (UUID::parse(name)) removeUnfinishedFiles(path);
     }
 }
 
@@ -106,7 +125,7 @@ std::string applicationSupportFolder() {
 ProjectLibrary::ProjectLibrary(std::optional<FileURL> root, Now now)
     : root_(root ? *std::move(root) : FileURL::fromPath(applicationSupportFolder() + "/Kelvane/Projects")),
       now_(now ? std::move(now) : Now(presentDate)) {
-    removeDeletedRemains(root_);
+    removeRemains(root_);
     reload();
 }
 

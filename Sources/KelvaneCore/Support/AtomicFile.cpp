@@ -120,7 +120,7 @@ Result<void> writeFileAtomically(const std::string& path, std::string_view data,
 
     const std::string folderPath = parentFolder(*target);
     const FileDescriptor folder = FileDescriptor::open(folderPath, O_RDONLY | O_DIRECTORY);
-    const std::string temporaryPath = folderPath + "/.kelvane-" + UUID::random().lower();
+    const std::string temporaryPath = folderPath + "/" + std::string(temporaryFilePrefix) + UUID::random().lower();
     const FileDescriptor file =
         FileDescriptor::open(temporaryPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, exists ? 0600 : mode);
     if (!file.isOpen()) return writeFailure(path);

@@ -11,9 +11,12 @@ namespace kelvane {
 /// at most `limit` bytes; a larger file fails. Any thread.
 Result<std::string> readFile(const std::string& path, std::size_t limit = std::size_t{1} << 30);
 
+/// How the names of half-written files begin; a UUID follows. One whose writer was killed stays.
+inline constexpr std::string_view temporaryFilePrefix = ".kelvane-";
+
 /// Replaces the file at `path` by `data`, whole and durably: a temporary file in the same folder is written,
 /// synced and renamed over `path`, and then the folder is synced. On failure the old file stays as it was and
-/// no temporary file is left; only when the folder's last sync fails is the new file there all the same. `mode`,
+/// no temporary file is left. A folder that fails to sync in the end is no failure: the new file is there. `mode`,
 /// less the process's mask, is the permission of a file that did not exist; an existing file's permission is kept.
 /// Where `path` is a link, its target is replaced and the link stays; a folder, pipe or device is refused.
 /// Any thread; blocks for the length of the syncs.
