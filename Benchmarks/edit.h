@@ -26,15 +26,23 @@ inline EditedMediaPtr edit(FFmpegPlatform& platform, const std::vector<std::stri
         std::vector<std::string> fields;
         std::istringstream text(arguments[i]);
         for (std::string field; std::getline(text, field, ':');) fields.push_back(field);
+        const bool audio = fields[0] == "audio";
         if (!assets.contains(fields.at(1))) {
-            const auto imported = MediaEngine::importClip(platform, FileURL::fromPath(fields[1]), {});
-            if (!imported) return told(imported.error());
-            assets.emplace(fields[1], imported->clip);
+            // As an asset of a project: its thumbnail was made when it was imported.
+            Clip asset;
+            asset.url = FileURL::fromPath(fields[1]);
+            const auto opened = platform.openAsset(asset.url, {});
+            if (!opened) return told(opened.error());
+            const auto seconds = (*opened)->loadDuration();
+            if (!seconds) return told(seconds.error());
+            asset.sourceDuration = *seconds;
+            if (audio) asset.audioOnly = true;
+            assets.emplace(fields[1], asset);
         }
         Clip clip = assets.at(fields[1]);
+        clip.id = UUID::random();
         clip.start = std::atof(fields.at(2).c_str());
         clip.end = std::atof(fields.at(3).c_str());
-        const bool audio = fields[0] == "audio";
         if (audio) clip.timelineStart = std::atof(fields.at(4).c_str());
         const std::size_t volume = audio ? 5 : 4;
         if (fields.size() > volume) clip.volume = std::atof(fields[volume].c_str());
