@@ -1,12 +1,12 @@
 #include "AIDesktopAssistant.h"
 
 #include <sys/stat.h>
-#include <utf8proc.h>
 
 #include <cerrno>
 
 #include "AssistantInstructions.h"
 #include "CLI/CLIError.h"
+#include "CLI/CLIReplyDocument.h"
 #include "KelvaneProjectLink.h"
 #include "ShellQuoting.h"
 #include "Support/AtomicFile.h"
@@ -56,35 +56,7 @@ constexpr Row rows[] = {
 const Row& rowOf(AIDesktopAssistant::Kind kind) { return rows[static_cast<std::size_t>(kind)]; }
 
 /// A value of a query: what RFC 3986 lets stand in a query stays, but for the two that divide its items.
-std::string queryValue(std::string_view text) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    constexpr std::string_view plain = "-._~!$'()*+,;:@/?";
-    std::string out;
-    for (const char character : text) {
-        const bool isWord = (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z') ||
-                            (character >= '0' && character <= '9');
-        if (isWord || plain.contains(character)) {
-            out += character;
-            continue;
-        }
-        const auto byte = static_cast<unsigned char>(character);
-        out.append({'%', digits[byte >> 4], digits[byte & 15]});
-    }
-    return out;
-}
-
-bool isUTF8(std::string_view text) {
-    const auto* at = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
-    auto left = static_cast<utf8proc_ssize_t>(text.size());
-    while (left > 0) {
-        utf8proc_int32_t scalar = 0;
-        const auto length = utf8proc_iterate(at, left, &scalar);
-        if (length <= 0) return false;
-        at += length;
-        left -= length;
-    }
-    return true;
-}
+std::string queryValue(std::string_view text) { return percentEncoded(text, "!$'()*+,;:@/?"); }
 
 /// What an instruction file holds; nothing of one that isn't there.
 Result<std::string> contentsOf(const std::string& path) {

@@ -22,6 +22,7 @@
 #include "CLIError.h"
 #include "CLIReply.h"
 #include "CLISocket.h"
+#include "Support/FileDescriptor.h"
 #include "Support/UUID.h"
 
 namespace kelvane {
@@ -123,8 +124,6 @@ void drain(int descriptor) {
     }
 }
 
-bool isExhaustion(int number) { return number == EMFILE || number == ENFILE || number == ENOBUFS || number == ENOMEM; }
-
 }  // namespace
 
 /// What the accept thread and the connections' threads share, and outlives the LocalCLIConnection with them.
@@ -155,7 +154,7 @@ struct LocalCLIConnection::Service {
     static bool acceptAll(const std::shared_ptr<Service>& service, int listener) {
         for (int taken = 0; taken < acceptsAtOnce; ++taken) {
             const int descriptor = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-            if (descriptor < 0) return !isExhaustion(errno);
+            if (descriptor < 0) return !isShortage(errno);
             if (!isSameUser(descriptor) || !service->slots.try_acquire()) {
                 ::close(descriptor);
                 continue;

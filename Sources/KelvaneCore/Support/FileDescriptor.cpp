@@ -1,5 +1,7 @@
 #include "FileDescriptor.h"
 
+#include <cerrno>
+
 #include "AtomicFile.h"
 
 namespace kelvane {
@@ -39,6 +41,8 @@ bool FileDescriptor::sync() const {
     } while (result != 0 && errno == EINTR);
     return result == 0;
 }
+
+bool isShortage(int number) { return number == EMFILE || number == ENFILE || number == ENOBUFS || number == ENOMEM; }
 
 std::unexpected<Error> readFailure(const std::string& path) {
     const int number = errno;

@@ -49,6 +49,9 @@ private:
     int number_;
 };
 
+/// Whether an errno value says that the process or the system is out of descriptors or memory, which may pass.
+bool isShortage(int number);
+
 /// The sentence "“a.mov” could not be read: " and the system's words for errno.
 std::unexpected<Error> readFailure(const std::string& path);
 /// The sentence "“a.mov” could not be written: " and the system's words for errno.

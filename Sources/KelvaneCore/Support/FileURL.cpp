@@ -18,9 +18,7 @@ bool isUnreserved(unsigned char c) {
 }
 
 /// Characters that stay as they are in a path: RFC 3986 `pchar` and the slash, less the semicolon.
-bool staysInPath(unsigned char c) {
-    return isUnreserved(c) || std::string_view("!$&'()*+,=:@/").find(static_cast<char>(c)) != std::string_view::npos;
-}
+constexpr std::string_view plainInPath = "!$&'()*+,=:@/";
 
 bool isURLCharacter(unsigned char c) {
     return isUnreserved(c) ||
@@ -32,23 +30,6 @@ int hexValue(char c) {
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
     if (c >= 'A' && c <= 'F') return c - 'A' + 10;
     return -1;
-}
-
-std::string encode(std::string_view path) {
-    constexpr char digits[] = "0123456789ABCDEF";
-    std::string out;
-    out.reserve(path.size() + 16);
-    for (const char character : path) {
-        const auto c = static_cast<unsigned char>(character);
-        if (staysInPath(c)) {
-            out.push_back(character);
-        } else {
-            out.push_back('%');
-            out.push_back(digits[c >> 4]);
-            out.push_back(digits[c & 15]);
-        }
-    }
-    return out;
 }
 
 /// The encoded path component of a URL text: behind scheme and authority, before query and fragment.
@@ -67,6 +48,23 @@ std::string_view encodedPath(std::string_view text) {
 }
 
 }  // namespace
+
+std::string percentEncoded(std::string_view text, std::string_view plain) {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::string out;
+    out.reserve(text.size() + 16);
+    for (const char character : text) {
+        const auto c = static_cast<unsigned char>(character);
+        if (isUnreserved(c) || plain.find(character) != std::string_view::npos) {
+            out.push_back(character);
+        } else {
+            out.push_back('%');
+            out.push_back(digits[c >> 4]);
+            out.push_back(digits[c & 15]);
+        }
+    }
+    return out;
+}
 
 std::string percentDecoded(std::string_view text) {
     std::string out;
@@ -136,7 +134,7 @@ std::string resolvedPath(std::string_view path) {
 
 FileURL FileURL::fromPath(std::string_view path) {
     FileURL url;
-    url.text_ = std::string(filePrefix) + encode(standardizedPath(path));
+    url.text_ = std::string(filePrefix) + percentEncoded(standardizedPath(path), plainInPath);
     return url;
 }
 
@@ -190,7 +188,7 @@ FileURL FileURL::appending(std::string_view component) const {
     url.text_ = text_;
     while (url.text_.ends_with('/') && !url.text_.ends_with("://")) url.text_.pop_back();
     url.text_ += '/';
-    url.text_ += encode(component);
+    url.text_ += percentEncoded(component, plainInPath);
     return url;
 }
 

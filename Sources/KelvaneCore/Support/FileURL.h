@@ -50,6 +50,9 @@ private:
     std::string text_;
 };
 
+/// `text` as a URL's component: letters, digits, "-", ".", "_", "~" and the characters of `plain` stand for themselves,
+/// all other bytes become percent sequences.
+std::string percentEncoded(std::string_view text, std::string_view plain);
 /// A URL's component with its percent sequences read; what is none stays as it stands.
 std::string percentDecoded(std::string_view text);
 

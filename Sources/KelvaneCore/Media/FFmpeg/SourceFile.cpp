@@ -18,6 +18,7 @@ extern "C" {
 
 #include "Media/MediaError.h"
 #include "MovieClaims.h"
+#include "Support/FileDescriptor.h"
 
 namespace kelvane {
 
@@ -86,10 +87,7 @@ void SourceFile::closeFormat() {
     avio_context_free(&io_);
 }
 
-bool isShortage(const Error& error) {
-    return error.domain == "POSIX" &&
-           (error.code == EMFILE || error.code == ENFILE || error.code == ENOMEM || error.code == ENOBUFS);
-}
+bool isShortage(const Error& error) { return error.domain == "POSIX" && isShortage(error.code); }
 
 Result<std::unique_ptr<SourceFile>> SourceFile::open(const FileURL& url) {
     if (!url.isFile()) return fail(quoted(url) + " is not a file on this computer.");
