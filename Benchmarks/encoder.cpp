@@ -9,9 +9,9 @@
 #include <chrono>
 #include <cstring>
 
-#include "Media/FFmpeg/ExportQuality.h"
-#include "Media/FFmpeg/MovieEncoders.h"
-#include "Media/FFmpeg/PictureRenderer.h"
+#include "Media/FFmpeg/Export/ExportQuality.h"
+#include "Media/FFmpeg/Export/MovieEncoders.h"
+#include "Media/FFmpeg/Picture/PictureRenderer.h"
 #include "edit.h"
 
 namespace {
@@ -41,11 +41,9 @@ Result<double> encodeAlone(const EditedMediaPtr& media) {
             pictures.push_back(*std::move(picture));
         }
         const auto start = std::chrono::steady_clock::now();
-        for (const SharedFrame& picture : pictures) {
-            if (auto encoded = (*encoder)->encode(*picture, number++, false, sink); !encoded) {
+        for (const SharedFrame& picture : pictures)
+            if (auto encoded = (*encoder)->encode(*picture, number++, false, sink); !encoded)
                 return fail(encoded.error());
-            }
-        }
         spent += std::chrono::steady_clock::now() - start;
     }
     const auto start = std::chrono::steady_clock::now();

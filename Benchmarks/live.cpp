@@ -110,9 +110,8 @@ int comparePreview(const std::string& socket, int rounds, const std::vector<std:
                                      {"preview", "true"}}),
                     &spent);
         std::vector<kelvane::MediaTime> times;
-        for (const double time : state["preview"].at("timestamps")) {
+        for (const double time : state["preview"].at("timestamps"))
             times.push_back(kelvane::MediaTime::fromSeconds(time));
-        }
         std::size_t drawn = 0;
         const auto take = [&](std::size_t, const kelvane::TimedStill&) -> kelvane::Result<void> {
             ++drawn;

@@ -54,13 +54,11 @@ int main(int argc, char** argv) {
     const int rounds = std::atoi(argv[1]);
     std::vector<char*> commands[2];
     int which = 0;
-    for (int i = 2; i < argc; ++i) {
-        if (std::string_view(argv[i]) == "--" && which == 0) {
+    for (int i = 2; i < argc; ++i)
+        if (std::string_view(argv[i]) == "--" && which == 0)
             which = 1;
-        } else {
+        else
             commands[which].push_back(argv[i]);
-        }
-    }
     for (auto& command : commands) command.push_back(nullptr);
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
     std::vector<double> a, b, ratios;

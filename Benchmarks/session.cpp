@@ -29,8 +29,7 @@ double median(std::vector<double> values) {
 }
 
 /// The median of `rounds` runs, milliseconds. `prepare` is not timed.
-void report(
-    const char* name, const std::function<void()>& work, const std::function<void()>& prepare = [] {}) {
+void report(const char* name, const std::function<void()>& work, const std::function<void()>& prepare = [] {}) {
     std::vector<double> times;
     for (int i = 0; i < rounds; ++i) {
         prepare();
@@ -62,9 +61,8 @@ public:
         report("timeline: resolve, with validate", [&] { (void)CLIEditing::resolve(request, assets, clips).value(); });
         report("timeline: validate", [&] { (void)CLIEditing::validate(target).value(); });
         report("timeline: identical", [&] { (void)CLIEditing::identical(clips, target); });
-        report("timeline: build on the fake engine", [&] {
-            (void)MediaEngine::build(media, target, Framing::size, MediaTime{1, 30}, {}).value();
-        });
+        report("timeline: build on the fake engine",
+               [&] { (void)MediaEngine::build(media, target, Framing::size, MediaTime{1, 30}, {}).value(); });
 
         const std::string texts[] = {encoded(requestText(1)), encoded(requestText(2))};
         std::string message;
@@ -83,9 +81,8 @@ public:
 private:
     void prepareProject() {
         std::vector<Clip> assets;
-        for (int i = 0; i < sourceCount; ++i) {
+        for (int i = 0; i < sourceCount; ++i)
             assets.push_back(video(makeManaged("source " + std::to_string(i) + ".mov", FakeFile::video(60)), 60));
-        }
         std::vector<Clip> clips;
         for (int i = 0; i < clipCount; ++i) {
             Clip clip = video(assets[static_cast<std::size_t>(i % sourceCount)].url, 60);

@@ -35,7 +35,7 @@ extern "C" {
 }
 
 #include "Media/FFmpeg/FFmpegPlatform.h"
-#include "Media/FFmpeg/Handles.h"
+#include "Media/FFmpeg/Source/Handles.h"
 #include "Media/MediaEngine.h"
 
 extern char** environ;
@@ -256,11 +256,10 @@ void compareSource(int rounds, const std::string& folder, const std::string& pat
 
 int main(int argc, char** argv) {
     const std::string kind = argc > 5 ? argv[3] : "";
-    if (kind == "timeline" && argc > 7) {
+    if (kind == "timeline" && argc > 7)
         compareTimeline(std::atoi(argv[1]), argv[2], argv + 4, argc - 4);
-    } else if (kind == "source") {
+    else if (kind == "source")
         compareSource(std::atoi(argv[1]), argv[2], argv[4], std::atoi(argv[5]));
-    } else {
+    else
         return 2;
-    }
 }

@@ -16,6 +16,7 @@
 #include <sstream>
 #include <thread>
 
+#include "Support/TestData.h"
 #include "Support/UUID.h"
 
 extern char** environ;
@@ -45,19 +46,11 @@ void PrintTo(const Outcome& outcome, std::ostream* stream) {
 
 Outcome refused(const std::string& sentence) { return {"", R"({"error":")" + sentence + R"(","ok":false})" + "\n", 1}; }
 
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 std::string drain(int descriptor) {
     std::string all;
     std::array<char, 65536> chunk{};
-    for (ssize_t count; (count = read(descriptor, chunk.data(), chunk.size())) > 0;) {
+    for (ssize_t count; (count = read(descriptor, chunk.data(), chunk.size())) > 0;)
         all.append(chunk.data(), static_cast<std::size_t>(count));
-    }
     close(descriptor);
     return all;
 }
@@ -120,7 +113,7 @@ Outcome client(Words words, const std::string& input = {}, Streams streams = Str
     return runAt(KELVANE_EXECUTABLE, std::move(words), input, streams);
 }
 
-class Client : public testing::Test {
+class Client : public ::testing::Test {
 protected:
     Client() {
         char name[] = "/tmp/test-client-XXXXXX";
@@ -208,7 +201,7 @@ private:
 };
 
 TEST_F(Client, PrintsTheHelpForThreeFormsAlone) {
-    const std::string help = contentOf(KELVANE_TEST_DATA "/help.txt");
+    const std::string help = testing::testData("help.txt");
     ASSERT_FALSE(help.empty());
     EXPECT_EQ(client({}), (Outcome{help, "", 0}));
     EXPECT_EQ(client({"help"}), (Outcome{help, "", 0}));
@@ -419,9 +412,8 @@ TEST_F(Client, LoadsNothingOfTheApplication) {
     const Outcome loaded = runAt("/bin/sh", {"-c", "LD_TRACE_LOADED_OBJECTS=1 " KELVANE_EXECUTABLE});
     ASSERT_EQ(loaded.status, 0);
     EXPECT_NE(loaded.output.find("libc.so"), std::string::npos) << loaded.output;
-    for (const char* library : {"libfmt", "libQt", "libav", "libsw", "libcrypto", "libzimg", "libutf8proc"}) {
+    for (const char* library : {"libfmt", "libQt", "libav", "libsw", "libcrypto", "libzimg", "libutf8proc"})
         EXPECT_EQ(loaded.output.find(library), std::string::npos) << loaded.output;
-    }
 }
 
 TEST_F(Client, TheExecutableAloneSaysThatTheApplicationsLibraryIsMissing) {

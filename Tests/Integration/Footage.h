@@ -21,23 +21,52 @@ struct Footage {
 inline std::string makeFootage(const TempFolder& folder, const std::string& name, const Footage& footage) {
     const auto path = folder.path(name);
     const auto seconds = std::to_string(footage.seconds);
-    const auto made = runProcess(
-        {"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
-         "color=c=gray:s=" + footage.size + ":r=30:d=" + seconds + ",format=yuv420p,geq=lum='" +
-             std::to_string(footage.base) + "+8*mod(N\\,24)':cb=" + std::to_string(footage.cb) + ":cr=128",
-         "-f", "lavfi", "-i", "sine=frequency=" + std::to_string(footage.tone) + ":sample_rate=48000:duration=" + seconds,
-         "-ac", "2", "-c:v", "libx264", "-preset", "veryfast", "-crf", "8", "-bf", "2", "-color_primaries", "bt709",
-         "-color_trc", "bt709", "-colorspace", "bt709", "-color_range", "tv", "-c:a", "aac", "-shortest", path});
+    const auto made =
+        runProcess({"ffmpeg",
+                    "-v",
+                    "error",
+                    "-y",
+                    "-f",
+                    "lavfi",
+                    "-i",
+                    "color=c=gray:s=" + footage.size + ":r=30:d=" + seconds + ",format=yuv420p,geq=lum='" +
+                        std::to_string(footage.base) + "+8*mod(N\\,24)':cb=" + std::to_string(footage.cb) + ":cr=128",
+                    "-f",
+                    "lavfi",
+                    "-i",
+                    "sine=frequency=" + std::to_string(footage.tone) + ":sample_rate=48000:duration=" + seconds,
+                    "-ac",
+                    "2",
+                    "-c:v",
+                    "libx264",
+                    "-preset",
+                    "veryfast",
+                    "-crf",
+                    "8",
+                    "-bf",
+                    "2",
+                    "-color_primaries",
+                    "bt709",
+                    "-color_trc",
+                    "bt709",
+                    "-colorspace",
+                    "bt709",
+                    "-color_range",
+                    "tv",
+                    "-c:a",
+                    "aac",
+                    "-shortest",
+                    path});
     EXPECT_EQ(made.status, 0) << made.errors;
     return path;
 }
 
 inline std::string makeTone(const TempFolder& folder, const std::string& name, int frequency, double seconds) {
     const auto path = folder.path(name);
-    const auto made = runProcess({"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
-                                  "sine=frequency=" + std::to_string(frequency) + ":sample_rate=44100:duration=" +
-                                      std::to_string(seconds),
-                                  path});
+    const auto made = runProcess(
+        {"ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i",
+         "sine=frequency=" + std::to_string(frequency) + ":sample_rate=44100:duration=" + std::to_string(seconds),
+         path});
     EXPECT_EQ(made.status, 0) << made.errors;
     return path;
 }

@@ -29,9 +29,8 @@ pid_t spawn(const std::vector<std::string>& arguments, const std::vector<std::st
     envp.push_back(nullptr);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    for (int stream = 0; stream < 3; ++stream) {
+    for (int stream = 0; stream < 3; ++stream)
         if (streams[stream] >= 0) posix_spawn_file_actions_adddup2(&actions, streams[stream], stream);
-    }
     pid_t child = -1;
     const int failure = posix_spawnp(&child, argv[0], &actions, nullptr, argv.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
@@ -50,7 +49,8 @@ std::vector<std::string> currentEnvironment() {
 
 ProcessResult runProcess(const std::vector<std::string>& arguments, const std::string& input) {
     int in[2], out[2], err[2];
-    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return {255, {}, "no pipe"};
+    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0)
+        return {255, {}, "no pipe"};
     const pid_t child = spawn(arguments, currentEnvironment(), {in[0], out[1], err[1]});
     close(in[0]);
     close(out[1]);
@@ -87,9 +87,8 @@ LiveApplication::LiveApplication(const TempFolder& folder, std::vector<std::stri
     std::vector<std::string> environment;
     for (auto& entry : currentEnvironment()) {
         const auto name = entry.substr(0, entry.find('='));
-        if (name != "XDG_DATA_HOME" && name != "QT_QPA_PLATFORM" && name != "DBUS_SESSION_BUS_ADDRESS") {
+        if (name != "XDG_DATA_HOME" && name != "QT_QPA_PLATFORM" && name != "DBUS_SESSION_BUS_ADDRESS")
             environment.push_back(std::move(entry));
-        }
     }
     environment.push_back("XDG_DATA_HOME=" + folder.path());
     environment.push_back("QT_QPA_PLATFORM=offscreen");

@@ -3,11 +3,10 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "Support/FileURL.h"
 #include "Support/TempFolder.h"

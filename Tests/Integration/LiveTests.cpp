@@ -51,20 +51,23 @@ protected:
 
 TEST_F(LiveTests, AnEditBecomesAMovieWhoseFramesAreThoseOfTheTimeline) {
     start();
-    const auto wide = makeFootage(folder, "Wide.mp4", {.size = "640x360", .base = 20, .cb = 100, .tone = 440, .seconds = 3});
-    const auto tall = makeFootage(folder, "Tall.mp4", {.size = "360x640", .base = 24, .cb = 150, .tone = 880, .seconds = 2});
+    const auto wide =
+        makeFootage(folder, "Wide.mp4", {.size = "640x360", .base = 20, .cb = 100, .tone = 440, .seconds = 3});
+    const auto tall =
+        makeFootage(folder, "Tall.mp4", {.size = "360x640", .base = 24, .cb = 150, .tone = 880, .seconds = 2});
     const auto music = makeTone(folder, "Music.wav", 3000, 2);
     const auto assets = import({wide, tall, music});
     ASSERT_EQ(assets.size(), 3u);
     // The overlay outlasts the picture by 0.7 s.
-    const auto state = setTimeline({{{"assetID", assets[0]}, {"start", 1}, {"end", 2}},
-                                    {{"assetID", assets[1]}, {"start", 0}, {"end", 0.5}, {"zoom", 2}, {"horizontal", 1}},
-                                    {{"assetID", assets[0]}, {"start", 0}, {"end", 0.3}, {"volume", 0}},
-                                    {{"assetID", assets[2]}, {"start", 0}, {"end", 1.5}, {"timelineStart", 1}}});
+    const auto state =
+        setTimeline({{{"assetID", assets[0]}, {"start", 1}, {"end", 2}},
+                     {{"assetID", assets[1]}, {"start", 0}, {"end", 0.5}, {"zoom", 2}, {"horizontal", 1}},
+                     {{"assetID", assets[0]}, {"start", 0}, {"end", 0.3}, {"volume", 0}},
+                     {{"assetID", assets[2]}, {"start", 0}, {"end", 1.5}, {"timelineStart", 1}}});
     ASSERT_EQ(state.value("duration", 0.0), 2.5);
     const auto movie = folder.path("Film.mov");
-    const auto reply = app->result({"export", "--revision", state.value("revision", ""), "--path", movie, "--resolution",
-                                    "720p", "--fps", "30"});
+    const auto reply = app->result(
+        {"export", "--revision", state.value("revision", ""), "--path", movie, "--resolution", "720p", "--fps", "30"});
     EXPECT_EQ(reply, (json{{"path", movie}, {"revision", state.value("revision", "")}, {"stale", false}}));
 
     std::vector<std::pair<int, int>> wanted;
@@ -125,9 +128,8 @@ TEST_F(LiveTests, AnExportKeepsWritersAndQuittingOutAndReadersIn) {
     const auto revision = setTimeline(clips).value("revision", "");
     const auto movie = folder.path("long.mp4");
     ProcessResult exported;
-    std::thread exporter([&] {
-        exported = app->command({"export", "--revision", revision, "--path", movie, "--resolution", "1080p"});
-    });
+    std::thread exporter(
+        [&] { exported = app->command({"export", "--revision", revision, "--path", movie, "--resolution", "1080p"}); });
     const auto end = std::chrono::steady_clock::now() + 20s;
     bool busy = false;
     while (!busy && std::chrono::steady_clock::now() < end) busy = app->result({"project"}).value("busy", false);
@@ -207,8 +209,8 @@ TEST_F(LiveTests, AClientThatGoesAwayLeavesItsEditStanding) {
     // The record names the socket; a bare peer sends one line and leaves.
     std::ifstream record("/tmp/kelvane-connections-" + std::to_string(getuid()) + "/" + app->project() + ".json");
     const auto endpoint = json::parse(record);
-    const auto sent = runProcess({"bash", "-c", "exec socat -u - UNIX-CONNECT:" + endpoint.value("socketPath", "")},
-                                 request + "\n");
+    const auto sent =
+        runProcess({"bash", "-c", "exec socat -u - UNIX-CONNECT:" + endpoint.value("socketPath", "")}, request + "\n");
     if (sent.status == 127) GTEST_SKIP() << "socat is not installed";
     const auto end = std::chrono::steady_clock::now() + 10s;
     std::size_t clips = 0;
@@ -233,8 +235,7 @@ TEST_F(LiveTests, AnExportNeverReplacesSourcesAndSaysWhenItsFolderIsMissing) {
     start();
     const auto source = makeFootage(folder, "A.mp4", {});
     const auto assets = import({source});
-    const auto revision =
-        setTimeline({{{"assetID", assets.at(0)}, {"start", 0}, {"end", 0.5}}}).value("revision", "");
+    const auto revision = setTimeline({{{"assetID", assets.at(0)}, {"start", 0}, {"end", 0.5}}}).value("revision", "");
     const auto project = saved(1, 1);
     ASSERT_EQ(project.assets->size(), 1u);
     const auto copy = project.assets->front().url.path();

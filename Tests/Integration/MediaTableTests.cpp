@@ -9,6 +9,7 @@
 #include "LiveApplication.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
 #include "Media/MediaEngine.h"
+#include "Support/TestData.h"
 
 namespace kelvane::testing {
 namespace {
@@ -18,11 +19,6 @@ struct MediaRow {
     std::string name;
     std::string expectation;
 };
-
-std::string mediaFolder() {
-    const char* given = std::getenv("KELVANE_MEDIA");
-    return given != nullptr ? given : std::string(KELVANE_SOURCE_DIR) + "/../shared/media";
-}
 
 std::vector<MediaRow> mediaRows() {
     std::vector<MediaRow> rows;
@@ -40,8 +36,8 @@ std::vector<MediaRow> mediaRows() {
 
 /// Length of a movie's tracks as another reader sees it, seconds.
 double lengthOf(const std::string& movie) {
-    const auto asked = runProcess(
-        {"ffprobe", "-v", "error", "-show_entries", "format=duration", "-of", "default=noprint_wrappers=1:nokey=1", movie});
+    const auto asked = runProcess({"ffprobe", "-v", "error", "-show_entries", "format=duration", "-of",
+                                   "default=noprint_wrappers=1:nokey=1", movie});
     EXPECT_EQ(asked.status, 0) << asked.errors;
     return std::atof(asked.output.c_str());
 }
@@ -53,7 +49,7 @@ constexpr int shares = 4;
 
 TEST_P(MediaTable, WhatIsImportedExports) {
     const auto rows = mediaRows();
-    if (rows.empty()) GTEST_SKIP() << "there is no collection of media in " << mediaFolder();
+    if (rows.empty()) GTEST_SKIP() << "KELVANE_MEDIA names no collection of media";
     TempFolder folder;
     FFmpegPlatform platform;
     for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -61,12 +57,8 @@ TEST_P(MediaTable, WhatIsImportedExports) {
         const auto& row = rows[i];
         SCOPED_TRACE(row.name);
         const auto imported = MediaEngine::importClip(platform, FileURL::fromPath(mediaFolder() + "/" + row.name), {});
-        if (row.expectation == "refuse") {
-            EXPECT_FALSE(imported);
-        }
-        if (row.expectation == "video" || row.expectation == "audio") {
-            EXPECT_TRUE(imported) << imported.error().message;
-        }
+        if (row.expectation == "refuse") EXPECT_FALSE(imported);
+        if (row.expectation == "video" || row.expectation == "audio") EXPECT_TRUE(imported) << imported.error().message;
         if (!imported) continue;
         Clip clip = imported->clip;
         EXPECT_EQ(clip.isAudio(), row.expectation.find("audio") != std::string::npos) << row.expectation;

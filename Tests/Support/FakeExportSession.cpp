@@ -14,15 +14,12 @@ namespace {
 Result<void> append(const FileURL& file, std::string_view data, bool fresh) {
     const std::string path = file.path();
     const int descriptor = ::open(path.c_str(), fresh ? O_WRONLY | O_CREAT | O_EXCL : O_WRONLY | O_APPEND, 0644);
-    if (descriptor < 0) {
+    if (descriptor < 0)
         return fail(Error::posix(fmt::format("“{}” could not be written", file.lastPathComponent()), errno));
-    }
     const bool written = ::write(descriptor, data.data(), data.size()) == static_cast<ssize_t>(data.size());
     const int number = errno;
     ::close(descriptor);
-    if (!written) {
-        return fail(Error::posix(fmt::format("“{}” could not be written", file.lastPathComponent()), number));
-    }
+    if (!written) return fail(Error::posix(fmt::format("“{}” could not be written", file.lastPathComponent()), number));
     return {};
 }
 
@@ -65,12 +62,8 @@ public:
                                timeRange ? FakeMediaPlatform::describe(*timeRange) : "whole");
         });
         keepSettings();
-        if (!recorded) {
-            return fail(recorded.error());
-        }
-        if (const Result<void> passed = platform_.estimateGate.pass(stop); !passed) {
-            return fail(passed.error());
-        }
+        if (!recorded) return fail(recorded.error());
+        if (const Result<void> passed = platform_.estimateGate.pass(stop); !passed) return fail(passed.error());
         return script_.estimate;
     }
 
@@ -85,29 +78,15 @@ private:
     Result<void> write(const FileURL& file, const std::stop_token& stop) {
         std::stop_source cancel = state_->cancel;
         const std::stop_callback forward(stop, [&cancel] { cancel.request_stop(); });
-        if (cancel.stop_requested()) {
-            return fail(Error::cancelled());
-        }
+        if (cancel.stop_requested()) return fail(Error::cancelled());
         const std::string_view contents = script_.contents;
         const std::size_t half = contents.size() / 2;
-        if (Result<void> begun = append(file, contents.substr(0, half), true); !begun) {
-            return begun;
-        }
-        if (Result<void> passed = platform_.exportGate.pass(cancel.get_token()); !passed) {
-            return passed;
-        }
-        if (cancel.stop_requested()) {
-            return fail(Error::cancelled());
-        }
-        if (script_.failure) {
-            return fail(*script_.failure);
-        }
-        if (Result<void> ended = append(file, contents.substr(half), false); !ended) {
-            return ended;
-        }
-        if (script_.onFileWritten) {
-            script_.onFileWritten(file);
-        }
+        if (Result<void> begun = append(file, contents.substr(0, half), true); !begun) return begun;
+        if (Result<void> passed = platform_.exportGate.pass(cancel.get_token()); !passed) return passed;
+        if (cancel.stop_requested()) return fail(Error::cancelled());
+        if (script_.failure) return fail(*script_.failure);
+        if (Result<void> ended = append(file, contents.substr(half), false); !ended) return ended;
+        if (script_.onFileWritten) script_.onFileWritten(file);
         return {};
     }
 

@@ -23,16 +23,12 @@ struct FakeMediaPlatform::Journal {
     template <class Line>
     Result<void> record(Line&& line) {
         std::unique_lock lock(mutex);
-        if (!recording) {
-            return {};
-        }
+        if (!recording) return {};
         lines.push_back(line());
         const std::string text = lines.back();
         Result<void> result;
         for (Failure& failure : failures) {
-            if (!text.starts_with(failure.prefix)) {
-                continue;
-            }
+            if (!text.starts_with(failure.prefix)) continue;
             if (failure.passes > 0) {
                 --failure.passes;
             } else if (failure.times != 0) {
@@ -43,9 +39,7 @@ struct FakeMediaPlatform::Journal {
         }
         const auto observe = observer;
         lock.unlock();
-        if (observe) {
-            observe(text);
-        }
+        if (observe) observe(text);
         return result;
     }
 };
@@ -53,9 +47,7 @@ struct FakeMediaPlatform::Journal {
 /// `value`, unless the call was to fail.
 template <class T>
 Result<T> answer(const Result<void>& recorded, const T& value) {
-    if (!recorded) {
-        return fail(recorded.error());
-    }
+    if (!recorded) return fail(recorded.error());
     return value;
 }
 

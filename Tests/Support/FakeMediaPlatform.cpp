@@ -22,9 +22,7 @@ FakeTrack trackOf(double seconds) {
 
 StillImagePtr greyPicture() {
     StillImage picture{2, 2, std::vector<std::uint8_t>(16, 0x80)};
-    for (std::size_t alpha = 3; alpha < picture.pixels.size(); alpha += 4) {
-        picture.pixels[alpha] = 0xff;
-    }
+    for (std::size_t alpha = 3; alpha < picture.pixels.size(); alpha += 4) picture.pixels[alpha] = 0xff;
     return std::make_shared<const StillImage>(std::move(picture));
 }
 
@@ -60,9 +58,7 @@ public:
           facts_(std::move(facts)),
           sound_(std::move(sound)) {
         name_ = fmt::format("{} {}", url_.lastPathComponent(), FakeMediaPlatform::describe(type_));
-        if (index > 0) {
-            name_ += fmt::format("#{}", index + 1);
-        }
+        if (index > 0) name_ += fmt::format("#{}", index + 1);
     }
 
     [[nodiscard]] MediaType type() const override { return type_; }
@@ -210,33 +206,22 @@ std::vector<FakeExportRecord> FakeMediaPlatform::exportRecords() const {
 
 void FakeMediaPlatform::cancelAllExports() {
     const std::scoped_lock lock(mutex_);
-    for (const auto& state : exportStates_) {
-        state->cancel.request_stop();
-    }
+    for (const auto& state : exportStates_) state->cancel.request_stop();
 }
 
 Result<MediaAssetPtr> FakeMediaPlatform::openAsset(const FileURL& url, std::stop_token stop) {
     const Result<void> recorded =
         journal_->record([&] { return fmt::format("openAsset {}", url.lastPathComponent()); });
-    if (const Result<void> passed = openGate.pass(stop); !passed) {
-        return fail(passed.error());
-    }
-    if (!recorded) {
-        return fail(recorded.error());
-    }
+    if (const Result<void> passed = openGate.pass(stop); !passed) return fail(passed.error());
+    if (!recorded) return fail(recorded.error());
     const std::scoped_lock lock(mutex_);
-    if (const auto known = assets_.find(url); known != assets_.end()) {
-        return known->second;
-    }
+    if (const auto known = assets_.find(url); known != assets_.end()) return known->second;
     const FakeFile* file = nullptr;
-    if (const auto found = files_.find(url); found != files_.end()) {
+    if (const auto found = files_.find(url); found != files_.end())
         file = &found->second;
-    } else if (const auto named = filesByName_.find(url.lastPathComponent()); named != filesByName_.end()) {
+    else if (const auto named = filesByName_.find(url.lastPathComponent()); named != filesByName_.end())
         file = &named->second;
-    }
-    if (file == nullptr) {
-        return fail(fmt::format("“{}” could not be opened.", url.lastPathComponent()));
-    }
+    if (file == nullptr) return fail(fmt::format("“{}” could not be opened.", url.lastPathComponent()));
     return assets_[url] = std::make_shared<FakeMediaAsset>(journal_, url, *file);
 }
 
@@ -246,9 +231,7 @@ Result<StillImagePtr> FakeMediaPlatform::image(const MediaAssetPtr& asset, Media
     const Result<void> recorded = journal_->record([&] {
         return fmt::format("image {} at {} within {}x{}", fake.name(), describe(time), maximum.width, maximum.height);
     });
-    if (const Result<void> passed = imageGate.pass(stop); !passed) {
-        return fail(passed.error());
-    }
+    if (const Result<void> passed = imageGate.pass(stop); !passed) return fail(passed.error());
     return answer(recorded, fake.picture());
 }
 
@@ -306,9 +289,7 @@ Result<void> FakeMediaPlatform::readSamples(const MediaTrackPtr& track, double s
 
 std::unique_ptr<ExportSession> FakeMediaPlatform::makeExportSession(EditedMediaPtr media) {
     const Result<void> recorded = journal_->record([] { return std::string("makeExportSession"); });
-    if (!recorded || !exports.available) {
-        return nullptr;
-    }
+    if (!recorded || !exports.available) return nullptr;
     auto state = std::make_shared<ExportState>();
     state->record.media = std::move(media);
     {
@@ -319,9 +300,7 @@ std::unique_ptr<ExportSession> FakeMediaPlatform::makeExportSession(EditedMediaP
 }
 
 std::optional<CompositionTrackID> FakeMediaPlatform::addMutableTrack(Composition& composition, MediaType type) {
-    if (!journal_->record([&] { return fmt::format("addMutableTrack {}", describe(type)); })) {
-        return std::nullopt;
-    }
+    if (!journal_->record([&] { return fmt::format("addMutableTrack {}", describe(type)); })) return std::nullopt;
     return MediaPlatform::addMutableTrack(composition, type);
 }
 

@@ -32,22 +32,17 @@ void Gate::setStoppable(bool stoppable) {
 
 Result<void> Gate::pass(std::stop_token stop) {
     std::unique_lock lock(mutex_);
-    if (!closed_) {
-        return {};
-    }
+    if (!closed_) return {};
     ++waiting_;
     changed_.notify_all();
     bool passed = true;
-    if (stoppable_) {
+    if (stoppable_)
         passed = changed_.wait(lock, stop, [this] { return !closed_; });
-    } else {
+    else
         changed_.wait(lock, [this] { return !closed_; });
-    }
     --waiting_;
     changed_.notify_all();
-    if (!passed) {
-        return fail(Error::cancelled());
-    }
+    if (!passed) return fail(Error::cancelled());
     return {};
 }
 

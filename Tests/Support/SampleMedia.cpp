@@ -61,9 +61,8 @@ void writeWave(const std::string& path, const std::vector<float>& sound, int rat
     writeLittle(file, 16, 2);
     file << "data";
     writeLittle(file, bytes, 4);
-    for (const float sample : sound) {
+    for (const float sample : sound)
         writeLittle(file, static_cast<std::uint16_t>(static_cast<std::int16_t>(std::lround(sample * 32767))), 2);
-    }
     check(file.good(), "a sample sound can't be written");
 }
 
@@ -311,9 +310,8 @@ std::vector<SampleBurst> findSampleBursts(std::span<const float> sound, int rate
         }
         const std::size_t start = i;
         std::size_t last = i;
-        for (; i < sound.size() && i - last <= gap; ++i) {
+        for (; i < sound.size() && i - last <= gap; ++i)
             if (std::abs(sound[i]) >= threshold) last = i;
-        }
         if (last - start < length * 8 / 10) continue;
         const std::span<const float> middle = sound.subspan(start + length / 10, length * 7 / 10);
         SampleBurst burst{static_cast<double>(start) / rate, 0};

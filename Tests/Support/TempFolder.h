@@ -61,15 +61,14 @@ public:
         return data.str();
     }
     [[nodiscard]] bool exists(std::string_view entry) const {
-        struct stat status {};
+        struct stat status{};
         return lstat(path(entry).c_str(), &status) == 0;
     }
     /// Every entry below the folder, as paths relative to it, in the order of their bytes.
     [[nodiscard]] std::vector<std::string> entries() const {
         std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(path_)) {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(path_))
             names.push_back(entry.path().lexically_relative(path_).string());
-        }
         std::ranges::sort(names);
         return names;
     }
@@ -83,9 +82,8 @@ private:
         const auto options = std::filesystem::directory_options::skip_permission_denied;
         for (auto it = std::filesystem::recursive_directory_iterator(path_, options, ignored);
              !ignored && it != std::filesystem::recursive_directory_iterator(); it.increment(ignored)) {
-            if (it->is_directory(ignored) && !it->is_symlink(ignored)) {
+            if (it->is_directory(ignored) && !it->is_symlink(ignored))
                 std::filesystem::permissions(it->path(), perms::owner_all, std::filesystem::perm_options::add, ignored);
-            }
         }
     }
 

@@ -6,7 +6,6 @@
 #include <QQuickStyle>
 #include <QQuickWindow>
 #include <QSocketNotifier>
-
 #include <cstdio>
 #include <cstdlib>
 
@@ -27,10 +26,8 @@ void askToQuit(int) {
 
 /// SIGTERM, SIGINT and SIGHUP count as a quit that a person asked for.
 void catchQuitSignals() {
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, quitPipe) != 0) {
-        return;
-    }
-    struct sigaction action {};
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, quitPipe) != 0) return;
+    struct sigaction action{};
     action.sa_handler = askToQuit;
     action.sa_flags = SA_RESTART;
     sigemptyset(&action.sa_mask);
@@ -67,9 +64,7 @@ extern "C" __attribute__((visibility("default"))) int kelvaneApplicationMain(int
     QGuiApplication::setQuitOnLastWindowClosed(false);
     const QString platform = QGuiApplication::platformName();
     const bool hasDisplay = platform != "offscreen" && platform != "minimal";
-    if (!hasDisplay) {
-        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    }
+    if (!hasDisplay) QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
 
     // Connections that were accepted before a quit may still be on their threads, and use the application's context: it
     // lasts to the end of the process, and is not taken down around them.

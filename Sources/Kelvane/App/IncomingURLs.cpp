@@ -22,9 +22,7 @@ std::vector<FileURL> incomingURLs(const std::vector<std::string>& arguments) {
     for (const auto& argument : arguments) {
         const std::string lower = lowered(argument);
         if (lower.starts_with("kelvane:")) {
-            if (const auto url = FileURL::parse(argument)) {
-                urls.push_back(*url);
-            }
+            if (const auto url = FileURL::parse(argument)) urls.push_back(*url);
         } else if (lower.ends_with(".kelvane")) {
             const auto url = lower.starts_with("file:") ? FileURL::parse(argument) : std::nullopt;
             urls.push_back(url ? *url : FileURL::fromPath(argument));
@@ -34,21 +32,17 @@ std::vector<FileURL> incomingURLs(const std::vector<std::string>& arguments) {
 }
 
 void IncomingURLQueue::open(const std::vector<FileURL>& urls) {
-    for (const auto& url : urls) {
-        if (projects_ != nullptr && projects_->openWindow) {
+    for (const auto& url : urls)
+        if (projects_ != nullptr && projects_->openWindow)
             handle(url);
-        } else {
+        else
             pending_.push_back(url);
-        }
-    }
 }
 
 void IncomingURLQueue::start(ProjectWindows& projects) {
     projects_ = &projects;
     const auto waiting = std::exchange(pending_, {});
-    for (const auto& url : waiting) {
-        handle(url);
-    }
+    for (const auto& url : waiting) handle(url);
 }
 
 void IncomingURLQueue::handle(const FileURL& url) {
@@ -56,9 +50,7 @@ void IncomingURLQueue::handle(const FileURL& url) {
         projects_->openProject(url, nullptr, false);
         return;
     }
-    if (const auto project = KelvaneProjectLink::projectID(url.absoluteString())) {
-        projects_->openPreview(*project);
-    }
+    if (const auto project = KelvaneProjectLink::projectID(url.absoluteString())) projects_->openPreview(*project);
 }
 
 }  // namespace kelvane

@@ -8,8 +8,6 @@
 
 namespace kelvane {
 
-// MARK: One window
-
 ApplicationWindow::ApplicationWindow(ProjectWindows& projects, std::shared_ptr<Workspace> workspace,
                                      QQmlComponent& component, WindowPanels& panels)
     : view_(projects, std::move(workspace)) {
@@ -17,28 +15,21 @@ ApplicationWindow::ApplicationWindow(ProjectWindows& projects, std::shared_ptr<W
                                  {"panels", QVariant::fromValue<QObject*>(&panels)}};
     std::unique_ptr<QObject> object(component.createWithInitialProperties(properties));
     window_.reset(qobject_cast<QQuickWindow*>(object.get()));
-    if (!window_) {
-        return;
-    }
+    if (!window_) return;
     (void)object.release();
     connect(window_.get(), &QWindow::activeChanged, this, [this] {
-        if (window_->isActive()) {
+        if (window_->isActive())
             Q_EMIT becameKey();
-        } else {
+        else
             Q_EMIT resignedKey();
-        }
     });
     connect(window_.get(), &QWindow::visibleChanged, this, [this](bool visible) {
-        if (!visible) {
-            Q_EMIT closed();
-        }
+        if (!visible) Q_EMIT closed();
     });
 }
 
 ApplicationWindow::~ApplicationWindow() {
-    if (window_) {
-        window_->disconnect(this);
-    }
+    if (window_) window_->disconnect(this);
 }
 
 void ApplicationWindow::bringToFront() {
@@ -49,19 +40,13 @@ void ApplicationWindow::bringToFront() {
 }
 
 void ApplicationWindow::setRepresentedURL(const std::optional<FileURL>& url) {
-    if (window_) {
-        window_->setFilePath(url ? QString::fromStdString(url->path()) : QString());
-    }
+    if (window_) window_->setFilePath(url ? QString::fromStdString(url->path()) : QString());
 }
 
-// MARK: The application
-
 KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
-    : panels_(hasDisplay),
-      projects_({.context = &context_,
-                 .media = &media_,
-                 .panels = &panels_,
-                 .makePlayer = [] { return std::make_unique<StillPlayer>(); }}) {
+    : panels_(hasDisplay), projects_({.context = &context_, .media = &media_, .panels = &panels_, .makePlayer = [] {
+                                          return std::make_unique<StillPlayer>();
+                                      }}) {
     incoming_.open(urls);
 }
 
@@ -79,9 +64,7 @@ bool KelvaneApp::start() {
             }
         }
     };
-    if (!openWindow(std::nullopt)) {
-        return false;
-    }
+    if (!openWindow(std::nullopt)) return false;
     projects_.openWindow = [this](const UUID& id) { openWindow(id); };
     // Where nobody sees the alert, a script still learns why its project isn't there.
     connect(&projects_, &ProjectWindows::errorChanged, this, [this] {
@@ -102,13 +85,12 @@ bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
     }
     connect(window.get(), &ApplicationWindow::becameKey, this, [this, identity] { setKeyWindow(identity); });
     connect(window.get(), &ApplicationWindow::resignedKey, this, [workspace] {
-        if (workspace->editor()) {
-            workspace->editor()->pausePlayer();
-        }
+        if (workspace->editor()) workspace->editor()->pausePlayer();
     });
     // The window's own signal is on the stack when it closes.
-    connect(window.get(), &ApplicationWindow::closed, this, [this, identity] { closeWindow(identity); },
-            Qt::QueuedConnection);
+    connect(
+        window.get(), &ApplicationWindow::closed, this, [this, identity] { closeWindow(identity); },
+        Qt::QueuedConnection);
     projects_.attach(workspace, window.get());
     auto* shown = window.get();
     windows_[identity] = std::move(window);
@@ -118,21 +100,15 @@ bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
 }
 
 void KelvaneApp::setKeyWindow(const UUID& id) {
-    for (const auto& [other, window] : windows_) {
-        window->setKey(other == id);
-    }
+    for (const auto& [other, window] : windows_) window->setKey(other == id);
 }
 
 void KelvaneApp::closeWindow(const UUID& id) {
     const auto closing = windows_.find(id);
-    if (closing == windows_.end()) {
-        return;
-    }
+    if (closing == windows_.end()) return;
     projects_.unregister(closing->second->workspace());
     windows_.erase(closing);
-    if (!windows_.empty()) {
-        return;
-    }
+    if (!windows_.empty()) return;
     if (projects_.confirmQuit()) {
         QCoreApplication::quit();
     } else {
@@ -142,15 +118,11 @@ void KelvaneApp::closeWindow(const UUID& id) {
 }
 
 void KelvaneApp::requestQuit() {
-    if (projects_.confirmQuit()) {
-        QCoreApplication::quit();
-    }
+    if (projects_.confirmQuit()) QCoreApplication::quit();
 }
 
 void KelvaneApp::shutDown() {
-    for (const auto& [id, window] : windows_) {
-        projects_.unregister(window->workspace());
-    }
+    for (const auto& [id, window] : windows_) projects_.unregister(window->workspace());
     windows_.clear();
 }
 

@@ -4,7 +4,6 @@
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickWindow>
-
 #include <map>
 #include <memory>
 
@@ -47,8 +46,8 @@ private:
     bool isKey_ = false;
 };
 
-/// The application: makes the one owner of open projects, opens windows, and carries launch, open and quit events to it.
-/// The main thread.
+/// The application: makes the one owner of open projects, opens windows, and carries launch, open and quit events to
+/// it. The main thread.
 class KelvaneApp final : public QObject {
     Q_OBJECT
 

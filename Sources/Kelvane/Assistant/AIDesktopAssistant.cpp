@@ -60,12 +60,10 @@ std::string queryValue(std::string_view text) { return percentEncoded(text, "!$'
 
 /// What an instruction file holds; nothing of one that isn't there.
 Result<std::string> contentsOf(const std::string& path) {
-    struct stat status {};
+    struct stat status{};
     if (stat(path.c_str(), &status) != 0 && errno == ENOENT) return std::string();
     auto contents = readFile(path);
-    if (contents && !isUTF8(*contents)) {
-        return fail(quotedFileName(path) + " could not be read: it is not UTF-8 text.");
-    }
+    if (contents && !isUTF8(*contents)) return fail(quotedFileName(path) + " could not be read: it is not UTF-8 text.");
     return contents;
 }
 
@@ -97,21 +95,16 @@ bool place(const std::string& section, std::string& contents) {
 
 }  // namespace
 
-// MARK: The table
-
 std::string_view AIDesktopAssistant::rawValue() const { return rowOf(kind_).rawValue; }
 std::string_view AIDesktopAssistant::label() const { return rowOf(kind_).label; }
 std::string_view AIDesktopAssistant::bundleIdentifier() const { return rowOf(kind_).bundleIdentifier; }
 std::string_view AIDesktopAssistant::instructionFile() const { return rowOf(kind_).instructionFile; }
 std::string_view AIDesktopAssistant::taskScheme() const { return rowOf(kind_).scheme; }
 
-// MARK: The application
-
 std::vector<AIDesktopAssistant> AIDesktopAssistant::installed(DesktopServices& desktop) {
     std::vector<AIDesktopAssistant> found;
-    for (const AIDesktopAssistant assistant : allCases) {
+    for (const AIDesktopAssistant assistant : allCases)
         if (assistant.application(desktop)) found.push_back(assistant);
-    }
     return found;
 }
 
@@ -144,8 +137,6 @@ QCoro::Task<Result<void>> AIDesktopAssistant::open(DesktopServices& desktop, Fil
     auto opening = desktop.open(self.taskURL(folder, instructions), *std::move(found));
     co_return co_await opening;
 }
-
-// MARK: The instructions
 
 Result<void> AIDesktopAssistant::writeProjectInstructions(const FileURL& folder, const FileURL& executable,
                                                           const UUID& projectID) const {

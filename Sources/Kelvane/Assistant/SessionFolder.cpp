@@ -1,10 +1,10 @@
-#include "AIDesktopAssistant.h"
-
 #include <utf8proc.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <vector>
+
+#include "AIDesktopAssistant.h"
 
 namespace kelvane {
 
@@ -83,13 +83,11 @@ std::size_t decomposedLength(const std::string& text) {
 
 std::string AIDesktopAssistant::workspaceName(std::string_view projectName) {
     Scalars safe;
-    for (const auto& cluster : graphemeClusters(decode(projectName))) {
-        if (isReplaced(cluster)) {
+    for (const auto& cluster : graphemeClusters(decode(projectName)))
+        if (isReplaced(cluster))
             safe.push_back('-');
-        } else {
+        else
             safe.insert(safe.end(), cluster.begin(), cluster.end());
-        }
-    }
     auto characters = graphemeClusters(trimmed(safe));
     if (characters.size() > maximumNameCharacters) characters.resize(maximumNameCharacters);
 

@@ -4,13 +4,11 @@ namespace kelvane {
 
 std::string shellQuoted(std::string_view text) {
     std::string quoted = "'";
-    for (const char character : text) {
-        if (character == '\'') {
+    for (const char character : text)
+        if (character == '\'')
             quoted += R"('\'')";
-        } else {
+        else
             quoted += character;
-        }
-    }
     quoted += '\'';
     return quoted;
 }

@@ -86,9 +86,8 @@ constexpr std::array<Command, 14> table{{
 }};
 
 constexpr bool isSorted() {
-    for (const Command& command : table) {
+    for (const Command& command : table)
         if (!std::ranges::is_sorted(command.options) || !std::ranges::is_sorted(command.flags)) return false;
-    }
     return std::ranges::is_sorted(table, {}, &Command::name);
 }
 static_assert(isSorted(), "lookups search by halves, and the capabilities document lists names in this order");

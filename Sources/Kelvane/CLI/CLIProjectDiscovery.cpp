@@ -53,7 +53,7 @@ Result<std::string> CLIProjectDiscovery::folder(const std::string& registry) {
     } else if (errno != EEXIST) {
         return fail(CLIError("Could not create the Kelvane connection registry."));
     }
-    struct stat status {};
+    struct stat status{};
     const bool isPrivate = lstat(registry.c_str(), &status) == 0 && status.st_uid == getuid() &&
                            S_ISDIR(status.st_mode) && (status.st_mode & 07777) == 0700;
     if (!isPrivate) return fail(CLIError("The Kelvane connection registry is not private."));
@@ -78,12 +78,10 @@ Result<std::unique_ptr<CLIProjectDiscovery>> CLIProjectDiscovery::start(const UU
     // From here on the instance's end withdraws the record and the lock.
     discovery->descriptor_ = lock;
 
-    if (auto written = writeFileAtomically(discovery->record_, encodedRecord(projectID, socketPath), 0600); !written) {
+    if (auto written = writeFileAtomically(discovery->record_, encodedRecord(projectID, socketPath), 0600); !written)
         return fail(std::move(written.error()));
-    }
-    if (chmod(discovery->record_.c_str(), 0600) != 0) {
+    if (chmod(discovery->record_.c_str(), 0600) != 0)
         return fail(CLIError("Could not secure the Kelvane project connection."));
-    }
     return discovery;
 }
 

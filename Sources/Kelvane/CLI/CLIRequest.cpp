@@ -29,9 +29,8 @@ Result<CLIRequest> decodeCLIRequest(std::string_view text) {
     request.command = std::move(*command);
 
     const nlohmann::json* options = json::find(*document, "options");
-    if (options == nullptr || !options->is_object()) {
+    if (options == nullptr || !options->is_object())
         return fail(CLIError("The request's “options” must be a JSON object of strings."));
-    }
     for (const auto& [name, value] : options->items()) {
         const auto* string = value.get_ptr<const nlohmann::json::string_t*>();
         if (string == nullptr) return fail(CLIError("The request's option “" + name + "” must be a string."));

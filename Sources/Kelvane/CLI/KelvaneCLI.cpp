@@ -22,9 +22,8 @@ Result<std::map<std::string, std::string>> parseOptions(const Command& command, 
     while (!words.empty()) {
         const std::string& word = words.front();
         words = words.subspan(1);
-        if (!word.starts_with("--") || options.contains(word.substr(2))) {
+        if (!word.starts_with("--") || options.contains(word.substr(2)))
             return fail(CLIError("Unknown or duplicate option: " + word + "."));
-        }
         const std::string key = word.substr(2);
         if (command.hasFlag(key)) {
             options.emplace(key, "true");
@@ -45,30 +44,23 @@ std::string_view choice(const CLIRequest& request, const char* name) {
 }
 
 Result<void> validateExport(const CLIRequest& request) {
-    if (auto resolution = exportResolutionFromCommandLine(choice(request, "resolution")); !resolution) {
+    if (auto resolution = exportResolutionFromCommandLine(choice(request, "resolution")); !resolution)
         return fail(std::move(resolution.error()));
-    }
-    if (auto rate = exportFrameRateFromCommandLine(choice(request, "fps")); !rate) {
-        return fail(std::move(rate.error()));
-    }
+    if (auto rate = exportFrameRateFromCommandLine(choice(request, "fps")); !rate) return fail(std::move(rate.error()));
     return {};
 }
 
 }  // namespace
 
 Result<std::string> Target::request(std::string_view data, const std::string& registry) const {
-    if (const auto* path = std::get_if<std::string>(&place)) {
-        return LocalCLIConnection::request(data, *path, noTimeout);
-    }
+    if (const auto* path = std::get_if<std::string>(&place)) return LocalCLIConnection::request(data, *path, noTimeout);
     const auto path = CLIProjectDiscovery::publishedSocketPath(std::get<UUID>(place), registry);
     if (!path) return fail(path.error());
     return LocalCLIConnection::request(data, *path, noTimeout);
 }
 
 Result<Invocation> parse(std::span<const std::string> arguments) {
-    if (arguments.size() < 3) {
-        return fail(CLIError("Expected --project <projectID> <command>. Run Kelvane cli help."));
-    }
+    if (arguments.size() < 3) return fail(CLIError("Expected --project <projectID> <command>. Run Kelvane cli help."));
     const std::string& selector = arguments[0];
     const std::string& value = arguments[1];
     const std::string& name = arguments[2];
@@ -102,14 +94,12 @@ Result<void> validate(const CLIRequest& request) {
     }
     for (const std::string_view name : command->required) {
         const auto found = request.options.find(std::string(name));
-        if (found == request.options.end() || found->second.empty()) {
+        if (found == request.options.end() || found->second.empty())
             return fail(CLIError("Missing --" + std::string(name) + ". Run Kelvane cli help."));
-        }
     }
     if (request.command == "export") return validateExport(request);
-    if (request.command == "waveform" && request.options.contains("asset") == request.options.contains("clip")) {
+    if (request.command == "waveform" && request.options.contains("asset") == request.options.contains("clip"))
         return fail(CLIError("waveform requires exactly one of --asset or --clip."));
-    }
     return {};
 }
 

@@ -138,9 +138,8 @@ struct LocalCLIConnection::Service {
         if (!request) {
             (void)CLISocket::write(failureReply(request.error()), descriptor);
         } else if (const auto reply = answer(handler, std::move(*request))) {
-            if (const auto written = CLISocket::write(*reply, descriptor); !written) {
+            if (const auto written = CLISocket::write(*reply, descriptor); !written)
                 (void)CLISocket::write(failureReply(written.error()), descriptor);
-            }
         }
         // A request that wasn't read to its end may still be on its way. Whoever sent nothing more is let go at once,
         // and the slot first: a peer that has read its reply may be back before this thread's next step.
@@ -188,9 +187,8 @@ struct LocalCLIConnection::Service {
 
 Result<std::unique_ptr<LocalCLIConnection>> LocalCLIConnection::start(Handler handler, double receiveTimeout) {
     std::string folder = "/tmp/kelvane-" + UUID::random().upper();
-    if (mkdir(folder.c_str(), 0700) != 0) {
+    if (mkdir(folder.c_str(), 0700) != 0)
         return fail(Error::posix("The folder “" + folder + "” could not be created", errno));
-    }
     // From here on the instance's end is the clean-up.
     std::unique_ptr<LocalCLIConnection> connection(new LocalCLIConnection);
     connection->socketPath_ = folder + "/control.sock";

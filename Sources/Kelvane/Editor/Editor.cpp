@@ -36,9 +36,7 @@ Editor::Editor(const UUID& id, const std::optional<FileURL>& mediaDirectory, Edi
       savedClips_(clips_),
       savedAssets_(clips_),
       player_(services_.makePlayer()) {
-    if (mediaDirectory) {
-        mediaDirectory_ = mediaDirectory->resolved();
-    }
+    if (mediaDirectory) mediaDirectory_ = mediaDirectory->resolved();
 }
 
 Editor::~Editor() {
@@ -62,9 +60,7 @@ void Editor::setSaveFailed(bool failed) {
 void Editor::setDirty(bool dirty) {
     isDirty_ = dirty;
     notify();
-    if (dirty && onProjectChange) {
-        onProjectChange();
-    }
+    if (dirty && onProjectChange) onProjectChange();
 }
 
 void Editor::setShowInspector(bool show) {
@@ -83,16 +79,12 @@ void Editor::setError(std::optional<std::string> error) {
 }
 
 std::string Editor::title() const {
-    if (libraryName_) {
-        return *libraryName_;
-    }
+    if (libraryName_) return *libraryName_;
     return projectURL_ ? projectURL_->baseName() : "Untitled";
 }
 
 const Clip* Editor::selectedClip() const {
-    if (selectedClipIDs_.size() != 1 || !selection_) {
-        return nullptr;
-    }
+    if (selectedClipIDs_.size() != 1 || !selection_) return nullptr;
     const auto found = std::ranges::find(*clips_, *selection_, &Clip::id);
     return found == clips_->end() ? nullptr : &*found;
 }
@@ -100,39 +92,27 @@ const Clip* Editor::selectedClip() const {
 double Editor::offset(const UUID& clipID) const {
     double before = 0;
     for (const Clip& clip : *clips_) {
-        if (clip.id == clipID) {
-            return clip.isAudio() ? clip.audioPosition() : before;
-        }
-        if (!clip.isAudio()) {
-            before += clip.duration();
-        }
+        if (clip.id == clipID) return clip.isAudio() ? clip.audioPosition() : before;
+        if (!clip.isAudio()) before += clip.duration();
     }
     // A sum of its own, not audio's end: an unknown clip counts as one at the end of the video.
     return before;
 }
 
 void Editor::commit(std::vector<Clip> clips) {
-    if (busy() || clips == *clips_) {
-        return;
-    }
-    if (!interactionSnapshot_) {
-        pushUndo({clips_, std::nullopt});
-    }
+    if (busy() || clips == *clips_) return;
+    if (!interactionSnapshot_) pushUndo({clips_, std::nullopt});
     redoStack_.clear();
     apply(std::make_shared<const std::vector<Clip>>(std::move(clips)));
 }
 
 void Editor::update(const UUID& clipID, const std::function<void(Clip&)>& change) {
     const auto found = std::ranges::find(*clips_, clipID, &Clip::id);
-    if (found == clips_->end()) {
-        return;
-    }
+    if (found == clips_->end()) return;
     std::vector<Clip> changed = *clips_;
     Clip& clip = changed[static_cast<std::size_t>(found - clips_->begin())];
     change(clip);
-    if (clip.isValid()) {
-        commit(std::move(changed));
-    }
+    if (clip.isValid()) commit(std::move(changed));
 }
 
 void Editor::beginInteraction() {
@@ -143,20 +123,14 @@ void Editor::beginInteraction() {
 }
 
 void Editor::endInteraction() {
-    if (!interactionSnapshot_) {
-        return;
-    }
+    if (!interactionSnapshot_) return;
     const ClipArray before = *std::exchange(interactionSnapshot_, std::nullopt);
-    if (!same(before, clips_)) {
-        pushUndo({before, std::nullopt});
-    }
+    if (!same(before, clips_)) pushUndo({before, std::nullopt});
     notify();
 }
 
 void Editor::undo() {
-    if (busy() || undoStack_.empty()) {
-        return;
-    }
+    if (busy() || undoStack_.empty()) return;
     HistoryEntry entry = std::move(undoStack_.back());
     undoStack_.pop_back();
     redoStack_.push_back(presentEntry(entry.assets.has_value()));
@@ -164,9 +138,7 @@ void Editor::undo() {
 }
 
 void Editor::redo() {
-    if (busy() || redoStack_.empty()) {
-        return;
-    }
+    if (busy() || redoStack_.empty()) return;
     HistoryEntry entry = std::move(redoStack_.back());
     redoStack_.pop_back();
     pushUndo(presentEntry(entry.assets.has_value()));
@@ -178,17 +150,13 @@ HistoryEntry Editor::presentEntry(bool withAssets) const {
 }
 
 void Editor::restore(HistoryEntry entry) {
-    if (entry.assets) {
-        assets_ = std::move(*entry.assets);
-    }
+    if (entry.assets) assets_ = std::move(*entry.assets);
     apply(std::move(entry.clips));
 }
 
 void Editor::pushUndo(HistoryEntry entry) {
     undoStack_.push_back(std::move(entry));
-    if (undoStack_.size() > undoLimit) {
-        undoStack_.erase(undoStack_.begin());
-    }
+    if (undoStack_.size() > undoLimit) undoStack_.erase(undoStack_.begin());
 }
 
 void Editor::apply(ClipArray clips) {
@@ -215,21 +183,16 @@ void Editor::repairSelection() {
     if (kept.empty()) {
         setSelection(clips_->empty() ? std::nullopt : std::optional(clips_->front().id));
     } else {
-        if (!selection_ || !kept.contains(*selection_)) {
-            setSelection(firstKept);
-        }
+        if (!selection_ || !kept.contains(*selection_)) setSelection(firstKept);
         selectedClipIDs_ = std::move(kept);
     }
     const auto& anchor = timelineSelectionAnchor_;
-    if (!anchor || std::ranges::find(*clips_, *anchor, &Clip::id) == clips_->end()) {
+    if (!anchor || std::ranges::find(*clips_, *anchor, &Clip::id) == clips_->end())
         timelineSelectionAnchor_ = selection_;
-    }
 }
 
 void Editor::notify() {
-    if (std::exchange(notifyPending_, true)) {
-        return;
-    }
+    if (std::exchange(notifyPending_, true)) return;
     services_.context->post([weak = QPointer<Editor>(this)] {
         if (weak) {
             weak->notifyPending_ = false;

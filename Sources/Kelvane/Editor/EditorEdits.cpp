@@ -26,9 +26,7 @@ bool Editor::canSplit() const {
 
 void Editor::split() {
     // Busy is asked here, too: a refused commit must not leave the selection on a half that was never made.
-    if (busy() || !canSplit()) {
-        return;
-    }
+    if (busy() || !canSplit()) return;
     const std::ptrdiff_t index = indexOf(*clips_, *selection_);
     std::vector<Clip> clips = *clips_;
     auto halves = *clips[static_cast<std::size_t>(index)].split(playhead_ - offset(*selection_));
@@ -50,21 +48,15 @@ void Editor::deleteSelection() {
 }
 
 void Editor::deleteAssets(const std::set<UUID>& ids) {
-    if (busy() || interactionSnapshot_) {
-        return;
-    }
+    if (busy() || interactionSnapshot_) return;
     std::vector<Clip> assets;
     std::set<FileURL> gone;
-    for (const Clip& asset : *assets_) {
-        if (ids.contains(asset.id)) {
+    for (const Clip& asset : *assets_)
+        if (ids.contains(asset.id))
             gone.insert(asset.url);
-        } else {
+        else
             assets.push_back(asset);
-        }
-    }
-    if (gone.empty()) {
-        return;
-    }
+    if (gone.empty()) return;
     std::vector<Clip> clips = *clips_;
     std::erase_if(clips, [&gone](const Clip& clip) { return gone.contains(clip.url); });
     pushUndo(presentEntry(true));
@@ -75,9 +67,7 @@ void Editor::deleteAssets(const std::set<UUID>& ids) {
 
 void Editor::move(const UUID& clipID, std::ptrdiff_t index) {
     const std::ptrdiff_t from = indexOf(*clips_, clipID);
-    if (busy() || from < 0) {
-        return;
-    }
+    if (busy() || from < 0) return;
     std::vector<Clip> clips = *clips_;
     Clip clip = std::move(clips[static_cast<std::size_t>(from)]);
     clips.erase(clips.begin() + from);
@@ -88,35 +78,25 @@ void Editor::move(const UUID& clipID, std::ptrdiff_t index) {
 }
 
 void Editor::moveSelection(std::ptrdiff_t delta) {
-    if (selectedClipIDs_.size() != 1 || !selection_) {
-        return;
-    }
+    if (selectedClipIDs_.size() != 1 || !selection_) return;
     const std::ptrdiff_t index = indexOf(*clips_, *selection_);
     // Compared this way round, as `index + delta` might overflow.
-    if (index < 0 || delta < -index || delta >= std::ssize(*clips_) - index) {
-        return;
-    }
+    if (index < 0 || delta < -index || delta >= std::ssize(*clips_) - index) return;
     std::vector<Clip> clips = *clips_;
     std::swap(clips[static_cast<std::size_t>(index)], clips[static_cast<std::size_t>(index + delta)]);
     commit(std::move(clips));
 }
 
 void Editor::moveAudio(const UUID& clipID, const UUID& lane, double position) {
-    if (busy() || !std::isfinite(position)) {
-        return;
-    }
+    if (busy() || !std::isfinite(position)) return;
     const auto found =
         std::ranges::find_if(*clips_, [&clipID](const Clip& clip) { return clip.id == clipID && clip.isAudio(); });
     const std::vector<UUID> lanes = TimelineLayout::audioTracks(*clips_);
-    if (found == clips_->end() || std::ranges::find(lanes, lane) == lanes.end()) {
-        return;
-    }
+    if (found == clips_->end() || std::ranges::find(lanes, lane) == lanes.end()) return;
     // Takes -0 along, which would be written differently from 0.
     position = position <= 0 ? 0 : position;
     const bool changesLane = found->lane() != lane;
-    if (!changesLane && found->audioPosition() == position) {
-        return;
-    }
+    if (!changesLane && found->audioPosition() == position) return;
     const UUID moved = clipID;
     std::vector<Clip> clips = *clips_;
     Clip& clip = clips[static_cast<std::size_t>(found - clips_->begin())];
@@ -130,22 +110,16 @@ void Editor::moveAudio(const UUID& clipID, const UUID& lane, double position) {
 }
 
 void Editor::addAssets(const std::vector<UUID>& ids, std::optional<std::ptrdiff_t> index) {
-    if (busy() || ids.empty()) {
-        return;
-    }
+    if (busy() || ids.empty()) return;
     std::vector<Clip> added;
     added.reserve(ids.size());
     for (const UUID& id : ids) {
         const std::ptrdiff_t asset = indexOf(*assets_, id);
-        if (asset < 0) {
-            return;
-        }
+        if (asset < 0) return;
         Clip clip = (*assets_)[static_cast<std::size_t>(asset)];
         clip.id = UUID::random();
         clip.audioTrackID.reset();
-        if (clip.isAudio()) {
-            clip.setAudioPosition(playhead_);
-        }
+        if (clip.isAudio()) clip.setAudioPosition(playhead_);
         added.push_back(std::move(clip));
     }
     const UUID first = added.front().id;

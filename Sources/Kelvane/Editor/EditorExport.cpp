@@ -16,7 +16,7 @@ namespace {
 constexpr std::chrono::milliseconds progressPause{200};
 
 bool exists(const FileURL& file) {
-    struct stat status {};
+    struct stat status{};
     return ::stat(file.path().c_str(), &status) == 0;
 }
 
@@ -44,9 +44,7 @@ void nameAsAsked(Error& error, const FileURL& hidden, const FileURL& asked) {
 }  // namespace
 
 void Editor::exportVideo() {
-    if (!busy() && !clips_->empty()) {
-        setShowExportOptions(true);
-    }
+    if (!busy() && !clips_->empty()) setShowExportOptions(true);
 }
 
 std::string Editor::proposedExportName(ExportContainer container) const {
@@ -55,9 +53,7 @@ std::string Editor::proposedExportName(ExportContainer container) const {
 }
 
 void Editor::confirmExport(ExportResolution resolution, ExportFrameRate frameRate, ExportContainer container) {
-    if (busy() || clips_->empty()) {
-        return;
-    }
+    if (busy() || clips_->empty()) return;
     const PanelContent content =
         container == ExportContainer::mov ? PanelContent::quickTimeMovie : PanelContent::mp4Movie;
     const std::string message = fmt::format("{} · {} fps · {}", kelvane::title(resolution), kelvane::title(frameRate),
@@ -66,9 +62,7 @@ void Editor::confirmExport(ExportResolution resolution, ExportFrameRate frameRat
         content, proposedExportName(container), message,
         [weak = weak_from_this(), resolution, frameRate](std::optional<FileURL> destination) {
             const auto self = weak.lock();
-            if (self && destination) {
-                self->exportFromWindow(*destination, resolution, frameRate);
-            }
+            if (self && destination) self->exportFromWindow(*destination, resolution, frameRate);
         });
 }
 
@@ -80,44 +74,30 @@ QCoro::Task<void> Editor::exportFromWindow(FileURL destination, ExportResolution
     // The panel has asked whether a file may be replaced.
     auto running = exportMedia(std::move(destination), true, resolution, frameRate, nullptr, task.get_token());
     const Result<void> ended = co_await running;
-    if (!ended && !ended.error().isCancelled() && !task.stop_requested()) {
+    if (!ended && !ended.error().isCancelled() && !task.stop_requested())
         setError(MediaEngine::exportFailureDescription(ended.error()));
-    }
 }
 
 void Editor::cancelExport() {
     exportCancellationRequested_ = true;
     exportTask_.request_stop();
     exportWork_.request_stop();
-    if (exportSession_) {
-        exportSession_->cancelExport();
-    }
+    if (exportSession_) exportSession_->cancelExport();
     notify();
 }
 
 Result<Editor::ExportJobPtr> Editor::admitExport(FileURL destination, bool overwrite) const {
-    if (busy() || interactionSnapshot_ || clips_->empty()) {
-        return fail("Kelvane is busy or the timeline is empty.");
-    }
+    if (busy() || interactionSnapshot_ || clips_->empty()) return fail("Kelvane is busy or the timeline is empty.");
     const Result<ExportContainer> container = exportContainerForDestination(destination);
-    if (!container) {
-        return fail(container.error());
-    }
-    if (!overwrite && exists(destination)) {
-        return fail("Output exists; use --overwrite.");
-    }
+    if (!container) return fail(container.error());
+    if (!overwrite && exists(destination)) return fail("Output exists; use --overwrite.");
     const std::string target = destination.resolved().path();
     const auto isTarget = [&target](const FileURL& url) { return url.resolved().path() == target; };
     std::set<FileURL> seen;
     bool taken = projectURL_ && isTarget(*projectURL_);
-    for (const ClipArray& clips : {clips_, assets_}) {
-        for (const Clip& clip : *clips) {
-            taken = taken || (seen.insert(clip.url).second && isTarget(clip.url));
-        }
-    }
-    if (taken) {
-        return fail("Output cannot replace project or source media.");
-    }
+    for (const ClipArray& clips : {clips_, assets_})
+        for (const Clip& clip : *clips) taken = taken || (seen.insert(clip.url).second && isTarget(clip.url));
+    if (taken) return fail("Output cannot replace project or source media.");
     auto job = std::make_shared<ExportJob>();
     job->temporary = destination.deletingLastPathComponent().appending(
         fmt::format(".kelvane-{}.{}", UUID::random().upper(), rawValue(*container)));
@@ -133,9 +113,7 @@ QCoro::Task<Result<void>> Editor::exportMedia(FileURL destination, bool overwrit
                                               std::stop_token stop) {
     const std::shared_ptr<Editor> self = shared_from_this();
     Result<ExportJobPtr> admitted = admitExport(std::move(destination), overwrite);
-    if (!admitted) {
-        co_return Result<void>(fail(std::move(admitted.error())));
-    }
+    if (!admitted) co_return Result<void>(fail(std::move(admitted.error())));
     const ExportJobPtr job = std::move(*admitted);
     enterExport(job->container);
     // One source for both ways to stop: the caller's token and cancelExport.
@@ -177,17 +155,11 @@ bool Editor::isStopped(const ExportJob& job) const { return job.stop.stop_reques
 QCoro::Task<Result<void>> Editor::runExport(ExportJobPtr job) {
     auto building = buildExport(job);
     Result<void> built = co_await building;
-    if (!built) {
-        co_return built;
-    }
-    if (isStopped(*job)) {
-        co_return Result<void>(fail(Error::cancelled()));
-    }
+    if (!built) co_return built;
+    if (isStopped(*job)) co_return Result<void>(fail(Error::cancelled()));
     auto encoding = encodeExport(job);
     Result<void> encoded = co_await encoding;
-    if (!encoded) {
-        co_return encoded;
-    }
+    if (!encoded) co_return encoded;
     auto publishing = publishExport(job);
     Result<void> published = co_await publishing;
     co_return published;
@@ -199,12 +171,8 @@ QCoro::Task<Result<void>> Editor::buildExport(ExportJobPtr job) {
     };
     auto measuring = inBackground(*services_.context, std::move(measure));
     const Result<ExportCapabilities> capabilities = co_await measuring;
-    if (!capabilities) {
-        co_return Result<void>(fail(capabilities.error()));
-    }
-    if (isStopped(*job)) {
-        co_return Result<void>(fail(Error::cancelled()));
-    }
+    if (!capabilities) co_return Result<void>(fail(capabilities.error()));
+    if (isStopped(*job)) co_return Result<void>(fail(Error::cancelled()));
     if (!isAvailable(job->resolution, capabilities->maximumSize)) {
         co_return Result<void>(
             fail(fmt::format("{} requires enough source resolution in every video clip after crop and zoom.",
@@ -218,9 +186,7 @@ QCoro::Task<Result<void>> Editor::buildExport(ExportJobPtr job) {
     };
     auto building = inBackground(*services_.context, std::move(build));
     Result<EditedMediaPtr> built = co_await building;
-    if (!built) {
-        co_return Result<void>(fail(std::move(built.error())));
-    }
+    if (!built) co_return Result<void>(fail(std::move(built.error())));
     job->edited = std::move(*built);
     co_return Result<void>();
 }
@@ -231,16 +197,10 @@ QCoro::Task<Result<void>> Editor::encodeExport(ExportJobPtr job) {
     };
     auto making = inBackground(*services_.context, std::move(make));
     Result<std::unique_ptr<ExportSession>> made = co_await making;
-    if (!made) {
-        co_return Result<void>(fail(std::move(made.error())));
-    }
-    if (isStopped(*job)) {
-        co_return Result<void>(fail(Error::cancelled()));
-    }
+    if (!made) co_return Result<void>(fail(std::move(made.error())));
+    if (isStopped(*job)) co_return Result<void>(fail(Error::cancelled()));
     // The encoder would speak of the hidden file, and only after its start.
-    if (Result<void> accepted = checkFolderAccepts(job->destination); !accepted) {
-        co_return accepted;
-    }
+    if (Result<void> accepted = checkFolderAccepts(job->destination); !accepted) co_return accepted;
     exportSession_ = std::move(*made);
     pollExportProgress();
     auto encode = [session = exportSession_, file = job->temporary, container = job->container, stop = job->stop] {
@@ -257,27 +217,19 @@ void Editor::pollExportProgress() {
     notify();
     auto again = [weak = weak_from_this()] {
         const auto self = weak.lock();
-        if (self && self->exportSession_) {
-            self->pollExportProgress();
-        }
+        if (self && self->exportSession_) self->pollExportProgress();
     };
     progressTimer_ = services_.context->after(progressPause, std::move(again));
 }
 
 QCoro::Task<Result<void>> Editor::publishExport(ExportJobPtr job) {
-    if (isStopped(*job)) {
-        co_return Result<void>(fail(Error::cancelled()));
-    }
-    if (!exists(job->temporary)) {
+    if (isStopped(*job)) co_return Result<void>(fail(Error::cancelled()));
+    if (!exists(job->temporary))
         co_return Result<void>(fail(fmt::format("Export did not produce a {} file.", kelvane::title(job->container))));
-    }
     // From the last check to the rename nothing else can run on the main thread.
-    if (Result<void> valid = job->validatePublish ? job->validatePublish() : Result<void>(); !valid) {
-        co_return valid;
-    }
-    if (Result<void> published = publishFile(job->temporary, job->destination, job->overwrite); !published) {
+    if (Result<void> valid = job->validatePublish ? job->validatePublish() : Result<void>(); !valid) co_return valid;
+    if (Result<void> published = publishFile(job->temporary, job->destination, job->overwrite); !published)
         co_return published;
-    }
     auto sync = [folder = job->destination.deletingLastPathComponent().path()] { return syncFolder(folder); };
     auto syncing = inBackground(*services_.context, std::move(sync));
     // The movie is in place and complete; a folder that can't be synced takes nothing from that.

@@ -32,46 +32,32 @@ Result<ImportedClip> bringIn(MediaPlatform& media, ProjectMedia* transaction, co
                              const std::stop_token& stop) {
     Result<ImportedClip> imported = MediaEngine::importClip(media, url, stop);
     // A stop amid the thumbnail leaves a clip without one, which is not what was asked for.
-    if (imported && stop.stop_requested()) {
-        return fail(Error::cancelled());
-    }
-    if (!imported || transaction == nullptr) {
-        return imported;
-    }
+    if (imported && stop.stop_requested()) return fail(Error::cancelled());
+    if (!imported || transaction == nullptr) return imported;
     Result<Clip> inside = transaction->localize(std::move(imported->clip), stop);
-    if (!inside) {
-        return fail(std::move(inside.error()));
-    }
+    if (!inside) return fail(std::move(inside.error()));
     imported->clip = std::move(*inside);
     return imported;
 }
 
 std::string joined(const std::vector<std::string>& lines) {
     std::string text;
-    for (const std::string& line : lines) {
-        text += text.empty() ? line : "\n" + line;
-    }
+    for (const std::string& line : lines) text += text.empty() ? line : "\n" + line;
     return text;
 }
 
 }  // namespace
 
 void Editor::importFiles() {
-    if (busy()) {
-        return;
-    }
+    if (busy()) return;
     services_.panels->chooseFiles(PanelContent::media, "Choose videos or audio files.",
                                   [weak = weak_from_this()](std::vector<FileURL> urls) {
-                                      if (const auto self = weak.lock()) {
-                                          self->importURLs(std::move(urls));
-                                      }
+                                      if (const auto self = weak.lock()) self->importURLs(std::move(urls));
                                   });
 }
 
 void Editor::importURLs(std::vector<FileURL> urls) {
-    if (busy() || urls.empty()) {
-        return;
-    }
+    if (busy() || urls.empty()) return;
     isImporting_ = true;
     notify();
     importEach(std::move(urls));
@@ -82,9 +68,7 @@ QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
     std::vector<Clip> arrivals;
     std::vector<std::string> failures;
     for (const FileURL& url : urls) {
-        if (knownAs(*assets_, url) != nullptr || knownAs(arrivals, url) != nullptr) {
-            continue;
-        }
+        if (knownAs(*assets_, url) != nullptr || knownAs(arrivals, url) != nullptr) continue;
         // Ends with the round, and with it the copy of a file that failed.
         const auto transaction = mediaDirectory_ ? std::make_shared<ProjectMedia>(*mediaDirectory_) : nullptr;
         auto work = [media = services_.media, transaction, url] { return bringIn(*media, transaction.get(), url, {}); };
@@ -96,25 +80,18 @@ QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
         }
         storeThumbnail(imported->clip.url, std::move(imported->picture));
         arrivals.push_back(std::move(imported->clip));
-        if (transaction) {
-            transaction->commit();
-        }
+        if (transaction) transaction->commit();
     }
     isImporting_ = false;
     notify();
     if (!arrivals.empty()) {
         std::vector<Clip> assets = *assets_;
-        for (Clip& clip : arrivals) {
-            if (!holds(assets, clip.url)) {
-                assets.push_back(std::move(clip));
-            }
-        }
+        for (Clip& clip : arrivals)
+            if (!holds(assets, clip.url)) assets.push_back(std::move(clip));
         assets_ = std::make_shared<const std::vector<Clip>>(std::move(assets));
         refreshDirty();
     }
-    if (!failures.empty()) {
-        setError(joined(failures));
-    }
+    if (!failures.empty()) setError(joined(failures));
 }
 
 QCoro::Task<Result<std::vector<UUID>>> Editor::importMedia(std::vector<FileURL> urls,
@@ -122,9 +99,7 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::importMedia(std::vector<FileURL> 
                                                            std::stop_token stop) {
     using Answer = Result<std::vector<UUID>>;
     const std::shared_ptr<Editor> self = shared_from_this();
-    if (busy() || interactionSnapshot_) {
-        co_return Answer(fail("Kelvane is busy."));
-    }
+    if (busy() || interactionSnapshot_) co_return Answer(fail("Kelvane is busy."));
     isImporting_ = true;
     notify();
     auto gather = gatherImports(std::move(urls), std::move(validateCommit), std::move(stop));
@@ -141,9 +116,7 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL
     const auto transaction = mediaDirectory_ ? std::make_shared<ProjectMedia>(*mediaDirectory_) : nullptr;
     std::vector<ImportedClip> results;
     for (const FileURL& url : urls) {
-        if (stop.stop_requested()) {
-            co_return Answer(fail(Error::cancelled()));
-        }
+        if (stop.stop_requested()) co_return Answer(fail(Error::cancelled()));
         if (const Clip* asset = knownAs(*assets_, url)) {
             results.push_back({*asset, nullptr});
             continue;
@@ -157,18 +130,13 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL
         };
         auto background = inBackground(*services_.context, std::move(work));
         Result<ImportedClip> imported = co_await background;
-        if (!imported) {
-            co_return Answer(fail(std::move(imported.error())));
-        }
+        if (!imported) co_return Answer(fail(std::move(imported.error())));
         results.push_back(std::move(*imported));
     }
-    if (const Result<void> valid = validateCommit ? validateCommit() : Result<void>(); !valid) {
+    if (const Result<void> valid = validateCommit ? validateCommit() : Result<void>(); !valid)
         co_return Answer(fail(valid.error()));
-    }
     takeImports(results);
-    if (transaction) {
-        transaction->commit();
-    }
+    if (transaction) transaction->commit();
     std::vector<UUID> ids;
     ids.reserve(results.size());
     for (const ImportedClip& result : results) {
@@ -186,9 +154,7 @@ void Editor::takeImports(const std::vector<ImportedClip>& imports) {
             storeThumbnail(imported.clip.url, imported.picture);
         }
     }
-    if (assets.size() == assets_->size()) {
-        return;
-    }
+    if (assets.size() == assets_->size()) return;
     pushUndo(presentEntry(true));
     redoStack_.clear();
     assets_ = std::make_shared<const std::vector<Clip>>(std::move(assets));
@@ -196,11 +162,10 @@ void Editor::takeImports(const std::vector<ImportedClip>& imports) {
 }
 
 void Editor::storeThumbnail(const FileURL& url, StillImagePtr picture) {
-    if (picture) {
+    if (picture)
         thumbnails_.insert_or_assign(url, std::move(picture));
-    } else {
+    else
         thumbnails_.erase(url);
-    }
     notify();
 }
 

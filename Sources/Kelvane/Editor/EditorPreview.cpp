@@ -18,9 +18,7 @@ constexpr MediaTime previewFrame{1, 30};
 }  // namespace
 
 const Clip* Editor::previewAsset() const {
-    if (!previewAssetID_) {
-        return nullptr;
-    }
+    if (!previewAssetID_) return nullptr;
     const auto found = std::ranges::find(*assets_, *previewAssetID_, &Clip::id);
     return found == assets_->end() ? nullptr : &*found;
 }
@@ -66,15 +64,11 @@ QCoro::Task<void> Editor::buildPreview(std::weak_ptr<Editor> weak, MainContext* 
     auto background = inBackground(*context, std::move(work));
     const Result<EditedMediaPtr> built = co_await background;
     const std::shared_ptr<Editor> self = weak.lock();
-    if (self && !stop.stop_requested()) {
-        self->showBuiltPreview(built);
-    }
+    if (self && !stop.stop_requested()) self->showBuiltPreview(built);
 }
 
 void Editor::showBuiltPreview(const Result<EditedMediaPtr>& built) {
-    if (!built && built.error().isCancelled()) {
-        return;
-    }
+    if (!built && built.error().isCancelled()) return;
     isBuilding_ = false;
     notify();
     if (!built) {
@@ -91,9 +85,7 @@ void Editor::showBuiltPreview(const Result<EditedMediaPtr>& built) {
 
 void Editor::showAssetPreview(const UUID& assetID) {
     const UUID id = assetID;
-    if (busy() || std::ranges::find(*assets_, id, &Clip::id) == assets_->end()) {
-        return;
-    }
+    if (busy() || std::ranges::find(*assets_, id, &Clip::id) == assets_->end()) return;
     setSelection(std::nullopt);
     selectedAssetIDs_ = {id};
     previewAssetID_ = id;
@@ -104,15 +96,11 @@ void Editor::showAssetPreview(const UUID& assetID) {
 void Editor::showTimelinePreview() { leaveAssetPreview(); }
 
 void Editor::seekPreview(double seconds) {
-    if (isRecording_ || std::isnan(seconds)) {
-        return;
-    }
+    if (isRecording_ || std::isnan(seconds)) return;
     pausePlayer();
     const double position = std::clamp(seconds, 0.0, std::max(previewDuration(), 0.0));
     (previewAssetID_ ? assetPlayhead_ : playhead_) = position;
-    if (!isBuilding_) {
-        player_->seek(MediaTime::fromSeconds(position).seconds());
-    }
+    if (!isBuilding_) player_->seek(MediaTime::fromSeconds(position).seconds());
 }
 
 }  // namespace kelvane

@@ -15,16 +15,12 @@ bool samePath(const std::optional<FileURL>& a, const std::optional<FileURL>& b) 
 Result<Project> settledInto(const FileURL& directory, Project project, const FileURL& file) {
     ProjectMedia media(directory);
     Result<Project> localized = media.localize(project);
-    if (!localized) {
-        return localized;
-    }
+    if (!localized) return localized;
     // A media folder that is spelled with or without a trailing slash is the same.
     const bool changed = localized->clips != project.clips || localized->assets != project.assets ||
                          !samePath(localized->mediaRoot, project.mediaRoot);
     if (changed) {
-        if (const Result<void> written = ProjectFile::write(*localized, file); !written) {
-            return fail(written.error());
-        }
+        if (const Result<void> written = ProjectFile::write(*localized, file); !written) return fail(written.error());
     }
     media.commit();
     return localized;
@@ -34,13 +30,9 @@ Result<Project> settledInto(const FileURL& directory, Project project, const Fil
 Result<void> writeWithMedia(Project project, const FileURL& file) {
     ProjectMedia media(file.replacingExtension("media"));
     const Result<Project> localized = media.localize(std::move(project));
-    if (!localized) {
-        return fail(localized.error());
-    }
+    if (!localized) return fail(localized.error());
     Result<void> written = ProjectFile::write(*localized, file);
-    if (written) {
-        media.commit();
-    }
+    if (written) media.commit();
     return written;
 }
 
@@ -48,12 +40,8 @@ Result<void> writeWithMedia(Project project, const FileURL& file) {
 
 Result<void> Editor::loadProject(const FileURL& url) {
     Result<Project> project = ProjectFile::read(url);
-    if (project && mediaDirectory_) {
-        project = settledInto(*mediaDirectory_, std::move(*project), url);
-    }
-    if (!project) {
-        return fail(std::move(project.error()));
-    }
+    if (project && mediaDirectory_) project = settledInto(*mediaDirectory_, std::move(*project), url);
+    if (!project) return fail(std::move(project.error()));
     projectURL_ = url;
     savedClips_ = std::make_shared<const std::vector<Clip>>(std::move(project->clips));
     savedAssets_ = std::make_shared<const std::vector<Clip>>(std::move(project->assets).value_or(std::vector<Clip>()));
@@ -80,12 +68,8 @@ QCoro::Task<void> Editor::loadThumbnails(std::weak_ptr<Editor> weak, MainContext
         Result<MediaEngine::ImportedClip> imported = co_await background;
         const std::shared_ptr<Editor> self = weak.lock();
         // The load or the end that stopped this task has set the flag itself.
-        if (!self || stop.stop_requested()) {
-            co_return;
-        }
-        if (imported) {
-            self->storeThumbnail(asset.url, std::move(imported->picture));
-        }
+        if (!self || stop.stop_requested()) co_return;
+        if (imported) self->storeThumbnail(asset.url, std::move(imported->picture));
     }
     if (const std::shared_ptr<Editor> self = weak.lock()) {
         self->isLoadingThumbnails_ = false;
@@ -96,9 +80,7 @@ QCoro::Task<void> Editor::loadThumbnails(std::weak_ptr<Editor> weak, MainContext
 Project Editor::project() const { return {1, *clips_, *assets_, mediaDirectory_}; }
 
 void Editor::saveProject(bool saveAs) {
-    if (busy()) {
-        return;
-    }
+    if (busy()) return;
     if (projectURL_ && !saveAs) {
         saveTo(FileURL(*projectURL_), false, false);
         return;
@@ -106,9 +88,7 @@ void Editor::saveProject(bool saveAs) {
     services_.panels->chooseDestination(PanelContent::project, title() + ".kelvane", "",
                                         [weak = weak_from_this(), saveAs](std::optional<FileURL> destination) {
                                             const auto self = weak.lock();
-                                            if (self && destination) {
-                                                self->saveTo(*destination, saveAs, true);
-                                            }
+                                            if (self && destination) self->saveTo(*destination, saveAs, true);
                                         });
 }
 
@@ -123,30 +103,22 @@ void Editor::saveTo(const FileURL& destination, bool saveAs, bool firstSave) {
         setError(written.error().message);
         return;
     }
-    if (!libraryName_) {
-        projectURL_ = destination;
-    }
+    if (!libraryName_) projectURL_ = destination;
     if (!libraryName_ || !saveAs) {
         savedClips_ = clips_;
         savedAssets_ = assets_;
         setDirty(false);
     }
-    if (!libraryName_ || saveAs) {
-        services_.panels->noteRecentDocument(destination);
-    }
+    if (!libraryName_ || saveAs) services_.panels->noteRecentDocument(destination);
     notify();
 }
 
 Result<void> Editor::writeManagedProject(const FileURL& url, bool markSaved) {
     Result<void> written = ProjectFile::write(project(), url);
-    if (!written) {
-        return written;
-    }
+    if (!written) return written;
     projectURL_ = url;
     notify();
-    if (markSaved) {
-        markProjectSaved();
-    }
+    if (markSaved) markProjectSaved();
     return {};
 }
 

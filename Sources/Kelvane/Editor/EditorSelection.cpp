@@ -9,11 +9,8 @@ namespace {
 
 std::set<UUID> existing(const std::vector<Clip>& clips, const std::set<UUID>& ids) {
     std::set<UUID> found;
-    for (const Clip& clip : clips) {
-        if (ids.contains(clip.id)) {
-            found.insert(clip.id);
-        }
-    }
+    for (const Clip& clip : clips)
+        if (ids.contains(clip.id)) found.insert(clip.id);
     return found;
 }
 
@@ -26,13 +23,9 @@ std::optional<UUID> firstOf(const std::vector<Clip>& clips, const std::set<UUID>
 std::set<UUID> range(const std::vector<Clip>& clips, const UUID& a, const UUID& b) {
     auto first = std::ranges::find(clips, a, &Clip::id);
     auto last = std::ranges::find(clips, b, &Clip::id);
-    if (last < first) {
-        std::swap(first, last);
-    }
+    if (last < first) std::swap(first, last);
     std::set<UUID> found;
-    for (auto clip = first; clip <= last; ++clip) {
-        found.insert(clip->id);
-    }
+    for (auto clip = first; clip <= last; ++clip) found.insert(clip->id);
     return found;
 }
 
@@ -73,22 +66,16 @@ void Editor::selectTimelineClip(const UUID& clipID, SelectionModifiers modifiers
     const auto exists = [this](const UUID& wanted) {
         return std::ranges::find(*clips_, wanted, &Clip::id) != clips_->end();
     };
-    if (busy() || !exists(id)) {
-        return;
-    }
+    if (busy() || !exists(id)) return;
     std::set<UUID> chosen{id};
     std::optional<UUID> anchor = id;
     if (modifiers.shift && timelineSelectionAnchor_ && exists(*timelineSelectionAnchor_)) {
         anchor = timelineSelectionAnchor_;
         chosen = range(*clips_, *anchor, id);
-        if (modifiers.command) {
-            chosen.insert(selectedClipIDs_.begin(), selectedClipIDs_.end());
-        }
+        if (modifiers.command) chosen.insert(selectedClipIDs_.begin(), selectedClipIDs_.end());
     } else if (modifiers.command) {
         chosen = selectedClipIDs_;
-        if (!chosen.insert(id).second) {
-            chosen.erase(id);
-        }
+        if (!chosen.insert(id).second) chosen.erase(id);
     }
     setSelection(chosen.contains(id) ? std::optional(id) : firstOf(*clips_, chosen));
     selectedClipIDs_ = std::move(chosen);
@@ -98,9 +85,7 @@ void Editor::selectTimelineClip(const UUID& clipID, SelectionModifiers modifiers
 }
 
 void Editor::selectTimelineClips(const std::set<UUID>& ids) {
-    if (busy()) {
-        return;
-    }
+    if (busy()) return;
     std::set<UUID> chosen = existing(*clips_, ids);
     setSelection(selection_ && chosen.contains(*selection_) ? selection_ : firstOf(*clips_, chosen));
     selectedClipIDs_ = std::move(chosen);
@@ -109,15 +94,11 @@ void Editor::selectTimelineClips(const std::set<UUID>& ids) {
 }
 
 void Editor::selectAssets(const std::set<UUID>& ids) {
-    if (busy()) {
-        return;
-    }
+    if (busy()) return;
     std::set<UUID> chosen = existing(*assets_, ids);
     setSelection(std::nullopt);
     selectedAssetIDs_ = std::move(chosen);
-    if (previewAssetID_ && !selectedAssetIDs_.contains(*previewAssetID_)) {
-        leaveAssetPreview();
-    }
+    if (previewAssetID_ && !selectedAssetIDs_.contains(*previewAssetID_)) leaveAssetPreview();
 }
 
 }  // namespace kelvane

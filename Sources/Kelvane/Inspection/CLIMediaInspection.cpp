@@ -89,9 +89,8 @@ Result<std::vector<JSONObject>> frames(MediaPlatform& platform, const Clip& asse
         entries[index].set("path", std::string_view(path));
         return {};
     };
-    if (auto taken = platform.sourceStills(asset.url, *exact, frameSize, take, stop); !taken) {
+    if (auto taken = platform.sourceStills(asset.url, *exact, frameSize, take, stop); !taken)
         return fail(std::move(taken.error()));
-    }
     files.keep();
     return entries;
 }
@@ -113,9 +112,8 @@ Result<JSONObject> contactSheet(MediaPlatform& platform, const Clip& asset, cons
         entries[index] = frameEntry(index, shown[index], times[index]);
         return {};
     };
-    if (auto taken = platform.sourceStills(asset.url, *exact, tileSize, take, stop); !taken) {
+    if (auto taken = platform.sourceStills(asset.url, *exact, tileSize, take, stop); !taken)
         return fail(std::move(taken.error()));
-    }
     if (stop.stop_requested()) return fail(Error::cancelled());
     const auto path = sheet->save(folder, "source-" + asset.id.upper());
     if (!path) return fail(path.error());

@@ -33,11 +33,9 @@ float largest(std::span<const float> amplitudes) {
     constexpr std::size_t width = 16;
     std::array<float, width> maxima{};
     std::size_t i = 0;
-    for (; i + width <= amplitudes.size(); i += width) {
-        for (std::size_t lane = 0; lane < width; ++lane) {
+    for (; i + width <= amplitudes.size(); i += width)
+        for (std::size_t lane = 0; lane < width; ++lane)
             maxima[lane] = maxima[lane] < amplitudes[i + lane] ? amplitudes[i + lane] : maxima[lane];
-        }
-    }
     for (; i < amplitudes.size(); ++i) maxima[0] = std::max(maxima[0], amplitudes[i]);
     return *std::ranges::max_element(maxima);
 }
@@ -148,9 +146,8 @@ Result<JSONObject> inspect(MediaPlatform& platform, const Clip& asset, double st
     const bool isRange =
         std::isfinite(start) && std::isfinite(end) && start >= 0 && end <= asset.sourceDuration && start < end;
     const bool isGain = std::isfinite(gain) && gain >= 0 && gain <= 1;
-    if (!isRange || !isGain || count < 1 || count > maximumBins) {
+    if (!isRange || !isGain || count < 1 || count > maximumBins)
         return fail("Require 0 <= start < end <= source duration and count 1...1000.");
-    }
     Peaks peaks(start, end, count);
     if (gain > 0) {
         const auto take = [&peaks](const AudioSampleReader::AmplitudeBlock& block) { peaks.take(block); };
@@ -176,11 +173,10 @@ Result<JSONObject> inspect(MediaPlatform& platform, const Clip& asset, double st
     document.set("binSeconds", peaks.binSeconds());
     document.setRaw("peaks", numbers(peaks.values()));
     document.set("peak", static_cast<double>(*std::ranges::max_element(peaks.values())));
-    if (clipID) {
+    if (clipID)
         describeClip(document, *clipID, gain);
-    } else {
+    else
         describeSource(document);
-    }
     return document;
 }
 

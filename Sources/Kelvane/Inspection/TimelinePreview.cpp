@@ -41,18 +41,16 @@ std::vector<std::size_t> spread(std::size_t count, int maximum) {
 double audioEnd(std::span<const Clip> clips) {
     const auto ranges = MediaEngine::timelineRanges(clips);
     double end = 0;
-    for (std::size_t i = 0; i < clips.size(); ++i) {
+    for (std::size_t i = 0; i < clips.size(); ++i)
         if (clips[i].isAudio()) end = std::max(end, ranges[i].end().seconds());
-    }
     return end;
 }
 
 std::vector<MediaTimeRange> videoRanges(std::span<const Clip> clips) {
     auto ranges = MediaEngine::timelineRanges(clips);
     std::size_t kept = 0;
-    for (std::size_t i = 0; i < clips.size(); ++i) {
+    for (std::size_t i = 0; i < clips.size(); ++i)
         if (!clips[i].isAudio()) ranges[kept++] = ranges[i];
-    }
     ranges.resize(kept);
     return ranges;
 }
@@ -154,9 +152,8 @@ std::vector<double> previewTimes(std::span<const Clip> clips) {
         candidates.push_back(videoEnd);
         candidates.push_back((total + videoEnd) * 0.5);
     }
-    for (const std::size_t i : spread(ranges.size(), maximumMiddles)) {
+    for (const std::size_t i : spread(ranges.size(), maximumMiddles))
         candidates.push_back(ranges[i].start.seconds() + ranges[i].duration.seconds() * 0.5);
-    }
     for (const std::size_t i : spread(ranges.size() - 1, maximumCuts)) {
         const double cut = ranges[i + 1].start.seconds();
         candidates.push_back(std::max(cut - oneFrame, 0.0));

@@ -44,9 +44,8 @@ std::string libraryPath() {
 
 int runApplication(int argc, char** argv) {
     const std::string path = libraryPath();
-    if (path.empty()) {
+    if (path.empty())
         return refuse(std::string("Kelvane cannot start: its library ") + libraryName + " is missing; reinstall it.");
-    }
     void* library = dlopen(path.c_str(), RTLD_NOW);
     if (library == nullptr) return refuse(std::string("Kelvane cannot start: ") + dlerror() + ".");
     const auto start = reinterpret_cast<ApplicationMain>(dlsym(library, "kelvaneApplicationMain"));

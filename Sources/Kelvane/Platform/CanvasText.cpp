@@ -28,10 +28,8 @@ constexpr double bandBelow = 0.6;
 QStringList faces(const char* first = nullptr) {
     QStringList names;
     if (first != nullptr) names += QString::fromLatin1(first);
-    for (const char* name :
-         {"Liberation Sans", "DejaVu Sans", "Noto Sans", "WenQuanYi Micro Hei", "Noto Color Emoji"}) {
+    for (const char* name : {"Liberation Sans", "DejaVu Sans", "Noto Sans", "WenQuanYi Micro Hei", "Noto Color Emoji"})
         names += QString::fromLatin1(name);
-    }
     return names;
 }
 

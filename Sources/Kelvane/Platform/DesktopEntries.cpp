@@ -49,11 +49,10 @@ Groups parseGroups(std::string_view text) {
         const auto line = trimmed(text.substr(0, end));
         text.remove_prefix(std::min(end + 1, text.size()));
         if (line.empty() || line.starts_with('#')) continue;
-        if (line.starts_with('[') && line.ends_with(']')) {
+        if (line.starts_with('[') && line.ends_with(']'))
             group = &groups[std::string(line.substr(1, line.size() - 2))];
-        } else if (const auto equals = line.find('='); group != nullptr && equals != std::string_view::npos) {
+        else if (const auto equals = line.find('='); group != nullptr && equals != std::string_view::npos)
             group->try_emplace(std::string(trimmed(line.substr(0, equals))), trimmed(line.substr(equals + 1)));
-        }
     }
     return groups;
 }
@@ -97,7 +96,7 @@ std::string stringAt(const Keys& keys, std::string_view name) {
 bool flagAt(const Keys& keys, std::string_view name) { return stringAt(keys, name) == "true"; }
 
 bool isFolder(const std::string& path) {
-    struct stat status {};
+    struct stat status{};
     return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
@@ -130,11 +129,10 @@ void collectIDs(const std::string& folder, const std::string& prefix, int depth,
     for (auto it = std::filesystem::directory_iterator(folder, failure);
          !failure && it != std::filesystem::directory_iterator(); it.increment(failure)) {
         const auto name = it->path().filename().string();
-        if (name.ends_with(suffix)) {
+        if (name.ends_with(suffix))
             ids.insert(prefix + name.substr(0, name.size() - suffix.size()));
-        } else if (depth < deepestFolder && isFolder(it->path().string())) {
+        else if (depth < deepestFolder && isFolder(it->path().string()))
             collectIDs(it->path().string(), prefix + name + "-", depth + 1, ids);
-        }
     }
 }
 
@@ -151,9 +149,8 @@ std::vector<std::string> associated(const Groups& groups, std::string_view group
     const auto keys = groups.find(group);
     if (keys == groups.end()) return {};
     auto ids = parts(stringAt(keys->second, type), ';');
-    for (auto& id : ids) {
+    for (auto& id : ids)
         if (id.ends_with(suffix)) id.resize(id.size() - suffix.size());
-    }
     return ids;
 }
 
@@ -191,13 +188,12 @@ std::optional<DesktopEntry> parse(std::string_view text) {
 
 std::optional<std::string> programPath(const std::vector<std::string>& programs, const std::string& program) {
     const auto isProgram = [](const std::string& path) {
-        struct stat status {};
+        struct stat status{};
         return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && access(path.c_str(), X_OK) == 0;
     };
     if (program.contains('/')) return isProgram(program) ? std::optional(program) : std::nullopt;
-    for (const auto& folder : programs) {
+    for (const auto& folder : programs)
         if (const auto path = folder + "/" + program; !program.empty() && isProgram(path)) return path;
-    }
     return std::nullopt;
 }
 
@@ -230,9 +226,8 @@ std::optional<DesktopEntry> handler(const DesktopFolders& folders, std::string_v
 
     for (const auto& level : levels) {
         for (const auto& file : level.files) {
-            for (const auto& id : associated(file, "Default Applications", type)) {
+            for (const auto& id : associated(file, "Default Applications", type))
                 if (auto entry = find(folders, id)) return entry;
-            }
         }
     }
     std::set<std::string> removed;

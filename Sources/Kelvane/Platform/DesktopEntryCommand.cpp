@@ -104,9 +104,8 @@ Result<std::vector<std::string>> DesktopEntries::command(const DesktopEntry& ent
     if (!line || line->empty()) return badLine(entry);
     std::vector<std::string> found;
     bool usesURL = false;
-    for (const auto& word : *line) {
+    for (const auto& word : *line)
         if (!expand(word, entry, url, usesURL, found)) return badLine(entry);
-    }
     if (found.empty() || found.front().empty()) return badLine(entry);
     if (!usesURL) found.push_back(url);
     return found;
@@ -138,9 +137,8 @@ DesktopFolders DesktopFolders::ofProcess() {
     all.data = folders("XDG_DATA_HOME", "/.local/share", "XDG_DATA_DIRS", "/usr/local/share:/usr/share");
     all.config = folders("XDG_CONFIG_HOME", "/.config", "XDG_CONFIG_DIRS", "/etc/xdg");
     auto desktops = variable("XDG_CURRENT_DESKTOP");
-    for (char& character : desktops) {
+    for (char& character : desktops)
         if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
-    }
     all.desktops = list(desktops, ':');
     all.programs = list(variable("PATH"), ':');
     return all;

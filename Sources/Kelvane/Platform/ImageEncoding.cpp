@@ -13,15 +13,11 @@ constexpr int percent = 100;
 constexpr int ownQuality = -1;
 
 std::optional<std::string> encoded(const StillImage& image, const char* format, int quality) {
-    if (image.width <= 0 || image.height <= 0) {
-        return std::nullopt;
-    }
+    if (image.width <= 0 || image.height <= 0) return std::nullopt;
     const QImage picture(image.pixels.data(), image.width, image.height, image.width * 4, QImage::Format_RGBX8888);
     QByteArray bytes;
     QBuffer buffer(&bytes);
-    if (!buffer.open(QIODevice::WriteOnly) || !picture.save(&buffer, format, quality)) {
-        return std::nullopt;
-    }
+    if (!buffer.open(QIODevice::WriteOnly) || !picture.save(&buffer, format, quality)) return std::nullopt;
     return bytes.toStdString();
 }
 

@@ -23,7 +23,8 @@ private:
     std::shared_ptr<void> token_;
 };
 
-/// The one serial context of all program state, its clock and its way to other threads. Outlives everything that uses it.
+/// The one serial context of all program state, its clock and its way to other threads. Outlives everything that uses
+/// it.
 class MainContext {
 public:
     virtual ~MainContext() = default;
@@ -47,7 +48,8 @@ public:
     BackgroundAwaiter(const BackgroundAwaiter&) = delete;
     BackgroundAwaiter& operator=(const BackgroundAwaiter&) = delete;
 
-    /// What the `co_await` itself holds: a pointer alone, as compilers have also copied awaiters that stand in a variable.
+    /// What the `co_await` itself holds: a pointer alone, as compilers have also copied awaiters that stand in a
+    /// variable.
     class Wait {
     public:
         explicit Wait(BackgroundAwaiter& awaiter) : awaiter_(&awaiter) {}

@@ -12,8 +12,8 @@ namespace kelvane {
 /// What kinds of file a panel offers.
 enum class PanelContent { media, project, mp4Movie, quickTimeMovie };
 
-/// The desktop's modal questions. Each answers by its callback on the main thread, later or at once; where no person can
-/// answer (no display), at once as if cancelled. The main thread.
+/// The desktop's modal questions. Each answers by its callback on the main thread, later or at once; where no person
+/// can answer (no display), at once as if cancelled. The main thread.
 class Panels {
 public:
     virtual ~Panels() = default;

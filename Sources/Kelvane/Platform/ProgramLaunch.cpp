@@ -37,11 +37,10 @@ struct Report {
     const int nowhere = open("/dev/null", O_RDWR);
     for (int stream = 0; nowhere >= 0 && stream < 3; ++stream) dup2(nowhere, stream);
     if (nowhere >= 3) close(nowhere);
-    if (*folder != '\0' && chdir(folder) != 0) {
+    if (*folder != '\0' && chdir(folder) != 0)
         report.fate = Report::Fate::noFolder;
-    } else {
+    else
         execve(path, words, environ);
-    }
     report.number = errno;
     [[maybe_unused]] const auto sent = write(onlyFile, &report, sizeof report);
     _exit(127);

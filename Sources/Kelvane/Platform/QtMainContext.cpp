@@ -22,9 +22,7 @@ QtMainContext::~QtMainContext() {
         ending_ = true;
     }
     arrived_.notify_all();
-    for (std::thread& thread : threads_) {
-        thread.join();
-    }
+    for (std::thread& thread : threads_) thread.join();
 }
 
 void QtMainContext::post(std::function<void()> work) {
@@ -37,9 +35,7 @@ void QtMainContext::post(std::function<void()> work) {
 }
 
 bool QtMainContext::event(QEvent* event) {
-    if (event->type() != wakeUp) {
-        return QObject::event(event);
-    }
+    if (event->type() != wakeUp) return QObject::event(event);
     std::function<void()> work;
     {
         const std::scoped_lock lock(mutex_);
@@ -53,9 +49,8 @@ bool QtMainContext::event(QEvent* event) {
 void QtMainContext::runInBackground(std::function<void()> work) {
     const std::scoped_lock lock(mutex_);
     background_.push_back(std::move(work));
-    if (background_.size() > idle_ && threads_.size() < maximumThreads) {
+    if (background_.size() > idle_ && threads_.size() < maximumThreads)
         threads_.emplace_back([this] { serveBackground(); });
-    }
     arrived_.notify_one();
 }
 
@@ -65,9 +60,7 @@ void QtMainContext::serveBackground() {
         ++idle_;
         arrived_.wait(lock, [this] { return !background_.empty() || ending_; });
         --idle_;
-        if (background_.empty()) {
-            return;
-        }
+        if (background_.empty()) return;
         std::function<void()> work = std::move(background_.front());
         background_.pop_front();
         lock.unlock();

@@ -27,9 +27,8 @@ bool isTimelineEdit(const std::string& command) {
 
 Result<std::string> requiredOption(const CLIRequest& request, const char* name) {
     const auto option = request.options.find(name);
-    if (option == request.options.end() || option->second.empty()) {
+    if (option == request.options.end() || option->second.empty())
         return fail(CLIError(std::string("Missing --") + name + ". Run cli help."));
-    }
     return option->second;
 }
 
@@ -44,8 +43,6 @@ AIAssistantSession::AIAssistantSession(MainContext* context, MediaPlatform* medi
 AIAssistantSession::~AIAssistantSession() { door_->shut(); }
 
 void AIAssistantSession::setEditor(std::weak_ptr<Editor> editor) { editor_ = std::move(editor); }
-
-// MARK: Serving
 
 Result<std::string> AIAssistantSession::connect() {
     check(context_->isMainThread(), "a session is connected off the main thread");
@@ -110,23 +107,19 @@ QCoro::Task<void> AIAssistantSession::serve(std::weak_ptr<AIAssistantSession> se
         [reply = std::move(reply), document = *std::move(result)] { reply(successReply(document)); });
 }
 
-// MARK: Checks
-
 Result<void> AIAssistantSession::checkWrite(const std::string& revision, const UUID& epoch) const {
     const auto editor = editor_.lock();
     if (epoch != generation_ || !editor) return fail(sessionClosed());
-    if (editor->busy() || editor->interactionSnapshot()) {
+    if (editor->busy() || editor->interactionSnapshot())
         return fail(CLIError("Kelvane is busy. Finish importing, exporting or the current timeline interaction."));
-    }
     return checkSnapshot(revision, epoch);
 }
 
 Result<void> AIAssistantSession::checkSnapshot(const std::string& revision, const UUID& epoch) const {
     const auto editor = editor_.lock();
     if (epoch != generation_ || !editor) return fail(sessionClosed());
-    if (CLIEditing::revision(editor->clips(), editor->assets()) != revision) {
+    if (CLIEditing::revision(editor->clips(), editor->assets()) != revision)
         return fail(CLIError("The timeline or asset library changed. Read project again and use its latest revision."));
-    }
     return {};
 }
 
@@ -137,8 +130,6 @@ std::function<Result<void>()> AIAssistantSession::snapshotCheck(const Write& wri
         return self->checkSnapshot(revision, epoch);
     };
 }
-
-// MARK: Commands
 
 QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, std::optional<UUID> generation) {
     check(context_->isMainThread(), "a request is performed off the main thread");
@@ -151,9 +142,8 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, 
     {
         // Held no longer than this: a request must not keep a closed project alive.
         const auto editor = editor_.lock();
-        if (write.epoch != generation_ || !editor) {
+        if (write.epoch != generation_ || !editor)
             co_return fail(CLIError("The Kelvane session is closed. Start a new AI session."));
-        }
         if (request.command == "project") co_return project(request);
     }
     if (isInspection(request.command)) {
@@ -187,9 +177,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, 
 
 Result<JSONObject> AIAssistantSession::project(const CLIRequest& request) const {
     auto state = projectState(false);
-    if (state && hasFlag(request, "include-capabilities")) {
-        state->setRaw("capabilities", KelvaneCLI::capabilities());
-    }
+    if (state && hasFlag(request, "include-capabilities")) state->setRaw("capabilities", KelvaneCLI::capabilities());
     return state;
 }
 

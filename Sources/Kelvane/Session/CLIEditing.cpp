@@ -128,9 +128,8 @@ Result<void> validate(std::span<const Clip> clips) {
     std::unordered_set<std::string_view> present;
     for (const Clip& clip : clips) {
         if (!present.insert(clip.url.absoluteString()).second) continue;
-        if (!fileExists(clip.url)) {
+        if (!fileExists(clip.url))
             return fail(CLIError("Source missing: " + clip.name() + ". Restore the original video."));
-        }
     }
     return {};
 }

@@ -40,11 +40,10 @@ public:
     void read(const char* name, UUID& value) {
         std::optional<UUID> found;
         read(name, found);
-        if (found) {
+        if (found)
             value = *found;
-        } else {
+        else
             refuse(std::string(name) + " is missing.");
-        }
     }
     void read(const char* name, std::optional<UUID>& value) {
         const auto member = object_.find(name);
@@ -56,11 +55,10 @@ public:
     void read(const char* name, double& value) {
         std::optional<double> found;
         read(name, found);
-        if (found) {
+        if (found)
             value = *found;
-        } else {
+        else
             refuse(std::string(name) + " is missing.");
-        }
     }
     void read(const char* name, std::optional<double>& value) {
         const auto member = object_.find(name);
@@ -146,9 +144,8 @@ Result<std::vector<CLIClip>> decodeEntries(std::string_view json) {
         return fail(shapeError());
     }
     FieldCheck fields;
-    if (!nlohmann::json::sax_parse(json.begin(), json.end(), &fields)) {
+    if (!nlohmann::json::sax_parse(json.begin(), json.end(), &fields))
         return fail(CLIError("Unsupported clip field or null value. Run cli help for the accepted fields."));
-    }
     std::vector<CLIClip> entries;
     entries.reserve(document->size());
     for (const auto& object : *document) {
@@ -184,9 +181,8 @@ public:
     Result<Clip> resolve(const CLIClip& entry, std::size_t index) {
         const Clip* asset = find(assets_, entry.assetID);
         if (asset == nullptr) return fail(CLIError(entryName(index) + ": unknown assetID."));
-        if (!asset->isAudio() && (entry.timelineStart || entry.audioTrackID)) {
+        if (!asset->isAudio() && (entry.timelineStart || entry.audioTrackID))
             return fail(CLIError("timelineStart and audioTrackID apply to audio clips only."));
-        }
         const Clip* retained = find(current_, entry.clipID);
         Clip clip = fresh(entry, *asset, retained);
         if (entry.clipID) {
@@ -199,9 +195,8 @@ public:
             clip.audioTrackID = retained->audioTrackID;
         }
         if (entry.audioTrackID) clip.audioTrackID = entry.audioTrackID;
-        if (!clip.isValid()) {
+        if (!clip.isValid())
             return fail(CLIError(entryName(index) + ": invalid trim, framing or volume. Run cli help for ranges."));
-        }
         return clip;
     }
 
@@ -218,9 +213,8 @@ private:
         clip.horizontal = entry.horizontal.value_or(0);
         clip.vertical = entry.vertical.value_or(0);
         clip.volume = entry.volume.value_or(1);
-        if (asset.isAudio()) {
+        if (asset.isAudio())
             clip.timelineStart = entry.timelineStart.value_or(retained == nullptr ? 0 : retained->audioPosition());
-        }
         return clip;
     }
 

@@ -73,9 +73,8 @@ Result<void> storeNumbers(Clip& clip, const CLIRequest& request) {
         if (option == request.options.end()) continue;
         const auto value = finiteNumber(option->second);
         if (!value) return fail(CLIError(std::string("--") + name + " must be a finite number."));
-        if (std::string_view(name) == "timelineStart" && !clip.isAudio()) {
+        if (std::string_view(name) == "timelineStart" && !clip.isAudio())
             return fail(CLIError("timelineStart applies to audio clips only."));
-        }
         store(clip, *value);
     }
     return {};
@@ -94,9 +93,7 @@ Result<Clips> clipTarget(Clips target, std::size_t index, const CLIRequest& requ
     if (auto stored = storeNumbers(clip, request); !stored) return fail(std::move(stored.error()));
     if (!hasLane) return target;
     const auto id = UUID::parse(lane->second);
-    if (!clip.isAudio() || !id) {
-        return fail(CLIError("--audioTrackID requires an audio clip and a lane UUID."));
-    }
+    if (!clip.isAudio() || !id) return fail(CLIError("--audioTrackID requires an audio clip and a lane UUID."));
     if (*id == clip.lane()) return target;
     clip.audioTrackID = *id;
     return TimelineLayout::preservingAudioTrackOrder(std::move(target), tracks);
@@ -106,9 +103,8 @@ Result<Clips> clipOrRemoveTarget(const Editor& editor, const CLIRequest& request
     const auto id = requiredOption(request, "id");
     if (!id) return fail(id.error());
     const auto found = clipNamed(editor.clips(), *id);
-    if (found == editor.clips().end()) {
+    if (found == editor.clips().end())
         return fail(CLIError("Unknown clipID. Read project for the current timeline IDs."));
-    }
     const auto index = found - editor.clips().begin();
     Clips target = editor.clips();
     if (request.command == "clip") return clipTarget(std::move(target), static_cast<std::size_t>(index), request);
@@ -149,9 +145,8 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
             if (!built) co_return fail(std::move(built.error()));
             media = *std::move(built);
         }
-        if (auto allowed = checkWrite(write.revision, write.epoch); !allowed) {
+        if (auto allowed = checkWrite(write.revision, write.epoch); !allowed)
             co_return fail(std::move(allowed.error()));
-        }
         editor_.lock()->commit(*target);
     }
 
@@ -173,11 +168,10 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
 
 Result<JSONObject> AIAssistantSession::travelHistory(const Write& write) {
     if (const auto editor = editor_.lock()) {
-        if (write.request.command == "undo") {
+        if (write.request.command == "undo")
             editor->undo();
-        } else {
+        else
             editor->redo();
-        }
     }
     return projectState(write.compact);
 }

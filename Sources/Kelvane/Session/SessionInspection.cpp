@@ -26,9 +26,7 @@ bool hasVideo(const std::vector<Clip>& clips) { return !std::ranges::all_of(clip
 QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, UUID epoch) {
     const auto self = shared_from_this();
     auto editor = editor_.lock();
-    if (!editor || !editor->projectURL()) {
-        co_return fail(CLIError("Save the project before inspecting media."));
-    }
+    if (!editor || !editor->projectURL()) co_return fail(CLIError("Save the project before inspecting media."));
     const auto folder = AIDesktopAssistant::sessionFolder(*editor->projectURL(), editor->title());
     auto planned = SessionInspection::plan(*media_, *editor, request, folder);
     // Held no longer than this: a request must not keep a closed project alive.
@@ -39,9 +37,8 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, 
     auto background = inBackground(*context_, plan.work);
     auto document = co_await background;
     if (!document) co_return document;
-    if (epoch != generation_ || editor_.expired()) {
+    if (epoch != generation_ || editor_.expired())
         co_return fail(plan.ofTimeline ? renderingClosed() : inspectingClosed());
-    }
     if (plan.revision) {
         document->set("revision", std::string_view(*plan.revision));
         document->set("stale", !checkSnapshot(*plan.revision, epoch).has_value());
@@ -49,15 +46,12 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, 
     co_return document;
 }
 
-// MARK: After an edit
-
 QCoro::Task<Result<JSONObject>> AIAssistantSession::previewOf(Applied edit) {
     const auto self = shared_from_this();
     if (!hasVideo(*edit.clips)) co_return fail(noVideo());
     auto editor = editor_.lock();
-    if (edit.epoch != generation_ || !editor) {
+    if (edit.epoch != generation_ || !editor)
         co_return fail(CLIError("The Kelvane session closed after applying the edit."));
-    }
     if (!editor->projectURL()) co_return fail(CLIError("Save the project before rendering a preview."));
     const std::string name = editor->title();
     const auto folder = AIDesktopAssistant::sessionFolder(*editor->projectURL(), name).appending("Previews");
@@ -82,11 +76,10 @@ QCoro::Task<JSONObject> AIAssistantSession::editingResponse(Applied edit, JSONOb
     auto task = previewOf(edit);
     auto rendered = co_await task;
     JSONObject preview;
-    if (rendered) {
+    if (rendered)
         preview = *std::move(rendered);
-    } else {
+    else
         preview.set("error", std::string_view(rendered.error().message));
-    }
     preview.set("revision", std::string_view(edit.revision));
     preview.set("stale", !checkSnapshot(edit.revision, edit.epoch).has_value());
     state.set("preview", preview);

@@ -125,9 +125,8 @@ Result<Plan> planContactSheet(MediaPlatform& platform, const Editor& editor, con
     auto render = [&platform, text, count = *count, folder, compact = hasFlag(request, "compact")](const Clip& asset) {
         return sheet(platform, asset, text, count, folder, compact);
     };
-    if (option(request, "asset") && !videos.empty()) {
+    if (option(request, "asset") && !videos.empty())
         return Plan{[render, asset = videos.front()] { return render(asset); }, std::nullopt, false};
-    }
     auto work = [render, videos, skipped = array(skipped)]() -> Result<JSONObject> {
         JSONObject document = CLIMediaInspection::contactSheets(videos, render);
         document.setRaw("skipped", skipped);
@@ -139,9 +138,8 @@ Result<Plan> planContactSheet(MediaPlatform& platform, const Editor& editor, con
 Result<Plan> planPreview(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
                          const FileURL& folder) {
     const Clips& clips = editor.clips();
-    if (std::ranges::all_of(clips, &Clip::isAudio)) {
+    if (std::ranges::all_of(clips, &Clip::isAudio))
         return fail(CLIError("No video in timeline; use waveform to inspect audio."));
-    }
     Result<Times> times = CLIMediaInspection::previewTimes(clips);
     if (const auto text = option(request, "times")) {
         times = CLIMediaInspection::times(text, TimelineLayout::duration(clips), 0, maximumSheetFrames);
@@ -177,9 +175,8 @@ Result<Plan> planWaveform(MediaPlatform& platform, const Editor& editor, const C
     if (!start) return fail(start.error());
     const auto end = number(request, "end", clip ? clip->end : asset->sourceDuration);
     if (!end) return fail(end.error());
-    if (clip && (*start < clip->start || *end > clip->end)) {
+    if (clip && (*start < clip->start || *end > clip->end))
         return fail(CLIError("Clip waveform ranges must stay within its source trim."));
-    }
     Plan plan;
     if (clip) plan.revision = CLIEditing::revision(editor.clips(), editor.assets());
     plan.work = [&platform, asset = *asset, start = *start, end = *end, count = *count, folder,
@@ -191,13 +188,11 @@ Result<Plan> planWaveform(MediaPlatform& platform, const Editor& editor, const C
 
 std::vector<std::string> pieces(std::string_view text) {
     std::vector<std::string> found(1);
-    for (const char c : text) {
-        if (c == ',') {
+    for (const char c : text)
+        if (c == ',')
             found.emplace_back();
-        } else {
+        else
             found.back() += c;
-        }
-    }
     return found;
 }
 
@@ -207,26 +202,22 @@ Result<Clips> sheetAssets(const CLIRequest& request, const Clips& assets) {
     const auto one = option(request, "asset");
     const auto several = option(request, "assets");
     const auto all = option(request, "all");
-    if (one.has_value() + several.has_value() + all.has_value() != 1) {
+    if (one.has_value() + several.has_value() + all.has_value() != 1)
         return fail(CLIError("Choose exactly one of --asset, --assets or --all."));
-    }
     if (all == "true") {
-        if (assets.size() > maximumSheets) {
+        if (assets.size() > maximumSheets)
             return fail(CLIError("A batch supports up to 64 assets. Use --assets to select a smaller group."));
-        }
         return assets;
     }
     const auto ids = pieces(one ? *one : several.value_or(""));
-    if (ids.size() > maximumSheets || (one && ids.size() != 1)) {
+    if (ids.size() > maximumSheets || (one && ids.size() != 1))
         return fail(CLIError("Select up to 64 asset IDs. Use --assets for a comma-separated list."));
-    }
     Clips selected;
     std::set<UUID> seen;
     for (const auto& id : ids) {
         const Clip* asset = named(assets, id);
-        if (asset == nullptr || !seen.insert(asset->id).second) {
+        if (asset == nullptr || !seen.insert(asset->id).second)
             return fail(CLIError("Unknown or duplicate assetID: " + id + ". Read project for imported assets."));
-        }
         selected.push_back(*asset);
     }
     return selected;
@@ -234,15 +225,12 @@ Result<Clips> sheetAssets(const CLIRequest& request, const Clips& assets) {
 
 Result<Plan> plan(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
                   const FileURL& sessionFolder) {
-    if (request.command == "preview") {
+    if (request.command == "preview")
         return planPreview(platform, editor, request, sessionFolder.appending("Previews"));
-    }
-    if (request.command == "waveform") {
+    if (request.command == "waveform")
         return planWaveform(platform, editor, request, sessionFolder.appending("Waveforms"));
-    }
-    if (request.command == "contact-sheet") {
+    if (request.command == "contact-sheet")
         return planContactSheet(platform, editor, request, sessionFolder.appending("Contact Sheets"));
-    }
     return planFrames(platform, editor, request, sessionFolder.appending("Frames"));
 }
 

@@ -21,9 +21,8 @@ Result<std::vector<FileURL>> importPaths(const std::string& json) {
     const auto refusal = [] { return fail(CLIError("--json requires 1...64 absolute file paths (max 1 MiB).")); };
     if (json.size() > CLIEditing::maximumJSONBytes) return refusal();
     const auto document = parseJSON(json);
-    if (!document || !document->is_array() || document->empty() || document->size() > maximumImportFiles) {
+    if (!document || !document->is_array() || document->empty() || document->size() > maximumImportFiles)
         return refusal();
-    }
     std::vector<FileURL> files;
     for (const auto& element : *document) {
         const auto* path = element.get_ptr<const nlohmann::json::string_t*>();

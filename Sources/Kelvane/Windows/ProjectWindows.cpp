@@ -40,15 +40,11 @@ void ProjectWindows::setError(std::optional<std::string> error) {
     Q_EMIT errorChanged();
 }
 
-// MARK: Editors
-
 std::shared_ptr<Editor> ProjectWindows::makeEditor(const UUID& id) {
     auto editor = Editor::create(id, library_.mediaDirectory(id), services_);
     const QPointer<ProjectWindows> self(this);
     editor->onRenameProject = [self, id](const std::string& name) -> Result<void> {
-        if (self.isNull()) {
-            return fail("The project library is closed.");
-        }
+        if (self.isNull()) return fail("The project library is closed.");
         return self->rename(id, name);
     };
     editor->canSaveToURL = [self, id](const FileURL& url) { return self.isNull() || self->canSave(id, url); };
@@ -57,21 +53,15 @@ std::shared_ptr<Editor> ProjectWindows::makeEditor(const UUID& id) {
 
 bool ProjectWindows::canSave(const UUID& projectID, const FileURL& url) const {
     const auto owner = library_.record(url);
-    if (owner && owner->id != projectID) {
-        return false;
-    }
-    for (const auto& [id, editor] : editors_) {
-        if (id != projectID && editor->projectURL() && sameFile(*editor->projectURL(), url)) {
-            return false;
-        }
-    }
+    if (owner && owner->id != projectID) return false;
+    for (const auto& [id, editor] : editors_)
+        if (id != projectID && editor->projectURL() && sameFile(*editor->projectURL(), url)) return false;
     return true;
 }
 
 std::shared_ptr<Editor> ProjectWindows::loadEditor(const LibraryProject& project) {
-    if (const auto known = editors_.find(project.id); known != editors_.end()) {
+    if (const auto known = editors_.find(project.id); known != editors_.end())
         return refreshEditor(*known->second) ? known->second : nullptr;
-    }
     auto editor = makeEditor(project.id);
     if (auto loaded = editor->loadProject(library_.projectURL(project.id)); !loaded) {
         setError(loaded.error().message);
@@ -82,9 +72,7 @@ std::shared_ptr<Editor> ProjectWindows::loadEditor(const LibraryProject& project
     const std::weak_ptr<Editor> weak = editor;
     editor->onProjectChange = [self, weak] {
         const auto changed = weak.lock();
-        if (!self.isNull() && changed) {
-            self->scheduleAutosave(changed);
-        }
+        if (!self.isNull() && changed) self->scheduleAutosave(changed);
     };
     editor->ai().flush = [self, weak] {
         const auto dirty = weak.lock();
@@ -97,10 +85,8 @@ std::shared_ptr<Editor> ProjectWindows::loadEditor(const LibraryProject& project
 }
 
 ProjectWindows::DocumentStamp ProjectWindows::stamp(const UUID& projectID) const {
-    struct stat status {};
-    if (::stat(library_.projectURL(projectID).path().c_str(), &status) != 0) {
-        return {};
-    }
+    struct stat status{};
+    if (::stat(library_.projectURL(projectID).path().c_str(), &status) != 0) return {};
     return {.size = status.st_size,
             .modified = status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec,
             .inode = status.st_ino};
@@ -109,9 +95,7 @@ ProjectWindows::DocumentStamp ProjectWindows::stamp(const UUID& projectID) const
 bool ProjectWindows::refreshEditor(Editor& editor) {
     // While it was served here, nobody else could save it; unsaved changes of its own count for more than a file.
     const auto present = stamp(editor.id());
-    if (editor.ai().isConnected() || editor.isDirty() || editor.busy() || present == stamps_[editor.id()]) {
-        return true;
-    }
+    if (editor.ai().isConnected() || editor.isDirty() || editor.busy() || present == stamps_[editor.id()]) return true;
     if (auto loaded = editor.loadProject(library_.projectURL(editor.id())); !loaded) {
         setError(loaded.error().message);
         return false;
@@ -125,20 +109,15 @@ std::shared_ptr<Workspace> ProjectWindows::present(const std::shared_ptr<Workspa
 }
 
 std::shared_ptr<Workspace> ProjectWindows::workspaceShowing(const UUID& projectID) const {
-    for (const auto& [id, workspace] : workspaces_) {
-        if (workspace->editor() && workspace->editor()->id() == projectID) {
-            return workspace;
-        }
-    }
+    for (const auto& [id, workspace] : workspaces_)
+        if (workspace->editor() && workspace->editor()->id() == projectID) return workspace;
     return nullptr;
 }
 
 std::shared_ptr<Workspace> ProjectWindows::keyWorkspace() const {
     for (const auto& [id, window] : windows_) {
         const auto workspace = workspaces_.find(id);
-        if (window->isKey() && workspace != workspaces_.end()) {
-            return workspace->second;
-        }
+        if (window->isKey() && workspace != workspaces_.end()) return workspace->second;
     }
     return nullptr;
 }
@@ -151,44 +130,29 @@ bool ProjectWindows::connectSession(Editor& editor) {
     return true;
 }
 
-std::shared_ptr<Editor> ProjectWindows::open(const LibraryProject& project,
-                                             const std::shared_ptr<Workspace>& workspace, bool newWindow) {
-    for (const auto& [id, editor] : pendingWindows_) {
-        if (editor->id() == project.id) {
-            return editor;
-        }
-    }
+std::shared_ptr<Editor> ProjectWindows::open(const LibraryProject& project, const std::shared_ptr<Workspace>& workspace,
+                                             bool newWindow) {
+    for (const auto& [id, editor] : pendingWindows_)
+        if (editor->id() == project.id) return editor;
     if (const auto showing = workspaceShowing(project.id)) {
-        if (const auto window = windows_.find(showing->id()); window != windows_.end()) {
-            window->second->bringToFront();
-        }
+        if (const auto window = windows_.find(showing->id()); window != windows_.end()) window->second->bringToFront();
         return showing->editor();
     }
     auto editor = loadEditor(project);
-    if (!editor) {
-        return nullptr;
-    }
+    if (!editor) return nullptr;
     const auto target = newWindow ? nullptr : (workspace ? workspace : keyWorkspace());
     if (target && !(target->editor() && target->editor()->busy())) {
-        if (target->editor() && !flush(*target->editor())) {
-            return nullptr;
-        }
-        if (!connectSession(*editor)) {
-            return nullptr;
-        }
+        if (target->editor() && !flush(*target->editor())) return nullptr;
+        if (!connectSession(*editor)) return nullptr;
         leaveEditor(*target);
         target->setEditor(editor);
         updateWindow(*target, editor->isDirty());
         return editor;
     }
-    if (!connectSession(*editor)) {
-        return nullptr;
-    }
+    if (!connectSession(*editor)) return nullptr;
     const auto window = UUID::random();
     pendingWindows_[window] = editor;
-    if (openWindow) {
-        openWindow(window);
-    }
+    if (openWindow) openWindow(window);
     return editor;
 }
 
@@ -230,24 +194,16 @@ void ProjectWindows::openPreview(UUID projectID) {
         return;
     }
     const auto editor = open(*record, nullptr, false);
-    if (!editor || editor->busy()) {
-        return;
-    }
+    if (!editor || editor->busy()) return;
     editor->clearSelectedAssets();
     editor->showTimelinePreview();
     editor->seekPreview(0);
-    if (activateApplication) {
-        activateApplication();
-    }
+    if (activateApplication) activateApplication();
 }
-
-// MARK: Windows
 
 std::shared_ptr<Workspace> ProjectWindows::workspace(const std::optional<UUID>& id) {
     if (id) {
-        if (const auto known = workspaces_.find(*id); known != workspaces_.end()) {
-            return known->second;
-        }
+        if (const auto known = workspaces_.find(*id); known != workspaces_.end()) return known->second;
     }
     const auto identity = id.value_or(UUID::random());
     std::shared_ptr<Editor> editor;
@@ -284,18 +240,14 @@ void ProjectWindows::unregister(const std::shared_ptr<Workspace>& workspace) {
 
 void ProjectWindows::updateWindow(const Workspace& workspace, bool dirty) {
     const auto window = windows_.find(workspace.id());
-    if (window == windows_.end()) {
-        return;
-    }
+    if (window == windows_.end()) return;
     window->second->setDocumentEdited(dirty);
     window->second->setRepresentedURL(workspace.editor() ? workspace.editor()->projectURL() : std::nullopt);
 }
 
 void ProjectWindows::showHome(const std::shared_ptr<Workspace>& workspace) {
     if (const auto editor = workspace->editor()) {
-        if (editor->busy() || !flush(*editor)) {
-            return;
-        }
+        if (editor->busy() || !flush(*editor)) return;
     }
     leaveEditor(*workspace);
     workspace->setEditor(nullptr);
@@ -303,15 +255,11 @@ void ProjectWindows::showHome(const std::shared_ptr<Workspace>& workspace) {
     library_.reload();
 }
 
-// MARK: The library's projects
-
 void ProjectWindows::newProject(const std::shared_ptr<Workspace>& workspace) {
     const QPointer<ProjectWindows> self(this);
     services_.panels->askName("New Project", "Untitled", "Create",
                               [self, workspace](const std::optional<std::string>& name) {
-                                  if (self.isNull() || !name) {
-                                      return;
-                                  }
+                                  if (self.isNull() || !name) return;
                                   const Project empty{.clips = {}, .assets = std::vector<Clip>(), .mediaRoot = {}};
                                   const auto created = self->library_.create(*name, empty, std::nullopt);
                                   if (!created) {
@@ -325,29 +273,23 @@ void ProjectWindows::newProject(const std::shared_ptr<Workspace>& workspace) {
 
 void ProjectWindows::chooseProject(const std::shared_ptr<Workspace>& workspace) {
     const QPointer<ProjectWindows> self(this);
-    services_.panels->chooseFiles(
-        PanelContent::project, "Import editable projects and copy their media into your Kelvane library.",
-        [self, workspace](const std::vector<FileURL>& files) {
-            bool first = true;
-            for (const auto& file : files) {
-                if (self.isNull()) {
-                    return;
-                }
-                self->openProject(file, first ? self->present(workspace) : nullptr, !first);
-                first = false;
-            }
-        });
+    services_.panels->chooseFiles(PanelContent::project,
+                                  "Import editable projects and copy their media into your Kelvane library.",
+                                  [self, workspace](const std::vector<FileURL>& files) {
+                                      bool first = true;
+                                      for (const auto& file : files) {
+                                          if (self.isNull()) return;
+                                          self->openProject(file, first ? self->present(workspace) : nullptr, !first);
+                                          first = false;
+                                      }
+                                  });
 }
 
 Result<void> ProjectWindows::rename(UUID id, const std::string& name) {
-    if (auto renamed = library_.rename(id, name); !renamed) {
-        return renamed;
-    }
+    if (auto renamed = library_.rename(id, name); !renamed) return renamed;
     const auto editor = editors_.find(id);
     const auto row = library_.find(id);
-    if (editor != editors_.end() && row) {
-        editor->second->setLibraryName(row->name);
-    }
+    if (editor != editors_.end() && row) editor->second->setLibraryName(row->name);
     return {};
 }
 
@@ -357,34 +299,27 @@ void ProjectWindows::duplicate(UUID id) {
             setError("Wait for this project’s import or export to finish before duplicating it.");
             return;
         }
-        if (!flush(*running->second)) {
-            return;
-        }
+        if (!flush(*running->second)) return;
     }
-    if (const auto copy = library_.duplicate(id); !copy) {
-        setError(copy.error().message);
-    }
+    if (const auto copy = library_.duplicate(id); !copy) setError(copy.error().message);
 }
 
 void ProjectWindows::remove(UUID id) {
     const auto project = library_.find(id);
-    if (!project) {
-        return;
-    }
+    if (!project) return;
     const auto running = editors_.find(id);
     if (running != editors_.end() && running->second->busy()) {
         setError("Wait for this project’s import or export to finish before deleting it.");
         return;
     }
     const QPointer<ProjectWindows> self(this);
-    services_.panels->confirm("Delete “" + project->name + "”?",
-                              "This permanently deletes the project, its media copies, and voice-over recordings. Files "
-                              "imported from elsewhere will be kept.",
-                              "Cancel", "Delete", [self, row = *project](bool confirmed) {
-                                  if (!self.isNull() && confirmed) {
-                                      self->finishRemoval(row);
-                                  }
-                              });
+    services_.panels->confirm(
+        "Delete “" + project->name + "”?",
+        "This permanently deletes the project, its media copies, and voice-over recordings. Files "
+        "imported from elsewhere will be kept.",
+        "Cancel", "Delete", [self, row = *project](bool confirmed) {
+            if (!self.isNull() && confirmed) self->finishRemoval(row);
+        });
 }
 
 void ProjectWindows::finishRemoval(const LibraryProject& project) {
@@ -395,18 +330,14 @@ void ProjectWindows::finishRemoval(const LibraryProject& project) {
         setError("Wait for this project’s import or export to finish before deleting it.");
         return;
     }
-    if (editor) {
-        editor->ai().suspend();
-    }
+    if (editor) editor->ai().suspend();
     if (auto removed = library_.remove(project.id); !removed) {
         setError(removed.error().message);
         return;
     }
     autosaves_.erase(project.id);
     stamps_.erase(project.id);
-    if (!editor) {
-        return;
-    }
+    if (!editor) return;
     editor->onProjectChange = nullptr;
     for (const auto& [id, workspace] : workspaces_) {
         if (workspace->editor() == editor) {
@@ -418,25 +349,19 @@ void ProjectWindows::finishRemoval(const LibraryProject& project) {
     editors_.erase(project.id);
 }
 
-// MARK: Saving
-
 void ProjectWindows::scheduleAutosave(const std::shared_ptr<Editor>& editor) {
     const QPointer<ProjectWindows> self(this);
     const std::weak_ptr<Editor> weak = editor;
     autosaves_[editor->id()] = services_.context->after(autosaveDelay, [self, weak] {
         const auto dirty = weak.lock();
-        if (!self.isNull() && dirty) {
-            self->flush(*dirty);
-        }
+        if (!self.isNull() && dirty) self->flush(*dirty);
     });
 }
 
 bool ProjectWindows::flush(Editor& editor) {
     // The timer may be the caller; its state must outlive this call.
     const auto pending = autosaves_.extract(editor.id());
-    if (!editor.isDirty()) {
-        return true;
-    }
+    if (!editor.isDirty()) return true;
     if (!editor.libraryName()) {
         editor.saveProject(false);
         editor.setSaveFailed(false);
@@ -453,37 +378,26 @@ bool ProjectWindows::flush(Editor& editor) {
 }
 
 Result<void> ProjectWindows::saveManaged(Editor& editor) {
-    if (auto written = editor.writeManagedProject(library_.projectURL(editor.id()), false); !written) {
-        return written;
-    }
+    if (auto written = editor.writeManagedProject(library_.projectURL(editor.id()), false); !written) return written;
     stamps_[editor.id()] = stamp(editor.id());
     const Clip* source = nullptr;
-    if (!editor.clips().empty()) {
+    if (!editor.clips().empty())
         source = &editor.clips().front();
-    } else if (!editor.assets().empty()) {
+    else if (!editor.assets().empty())
         source = &editor.assets().front();
-    }
     std::optional<std::string> thumbnail;
     if (source != nullptr) {
         const auto picture = editor.thumbnails().find(source->url);
-        if (picture != editor.thumbnails().end() && picture->second) {
-            thumbnail = jpegData(*picture->second);
-        }
+        if (picture != editor.thumbnails().end() && picture->second) thumbnail = jpegData(*picture->second);
     }
     return library_.update(editor.id(), TimelineLayout::duration(editor.clips()), thumbnail);
 }
 
 bool ProjectWindows::confirmQuit() {
-    for (const auto& [id, editor] : editors_) {
-        if (editor->busy()) {
-            return false;
-        }
-    }
-    for (const auto& [id, editor] : editors_) {
-        if (editor->isDirty() && !flush(*editor)) {
-            return false;
-        }
-    }
+    for (const auto& [id, editor] : editors_)
+        if (editor->busy()) return false;
+    for (const auto& [id, editor] : editors_)
+        if (editor->isDirty() && !flush(*editor)) return false;
     return true;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QObject>
-
 #include <functional>
 #include <map>
 #include <memory>
@@ -14,10 +13,10 @@
 
 namespace kelvane {
 
-/// The single owner of everything that is open: makes and keeps the editor of each open project, ties editors to windows,
-/// debounces autosave and is the one save path of library projects. A project has at most one editor, and an editor is shown
-/// by at most one window. Failures are shown through `error`; a failed flush is shown by its editor and stops the operation
-/// that needed it. The main thread only.
+/// The single owner of everything that is open: makes and keeps the editor of each open project, ties editors to
+/// windows, debounces autosave and is the one save path of library projects. A project has at most one editor, and an
+/// editor is shown by at most one window. Failures are shown through `error`; a failed flush is shown by its editor and
+/// stops the operation that needed it. The main thread only.
 class ProjectWindows final : public QObject {
     Q_OBJECT
 

@@ -25,9 +25,8 @@ template <std::size_t Channels>
 void fold(std::span<const float> samples, std::span<float> amplitudes) {
     for (std::size_t i = 0; i < amplitudes.size(); ++i) {
         float largest = 0;
-        for (std::size_t channel = 0; channel < Channels; ++channel) {
+        for (std::size_t channel = 0; channel < Channels; ++channel)
             largest = std::max(largest, magnitude(samples[i * Channels + channel]));
-        }
         amplitudes[i] = largest;
     }
 }

@@ -18,9 +18,7 @@ auto findTrack(Tracks& tracks, CompositionTrackID id) -> decltype(tracks.data())
 /// Extends the track by silence or black up to `until`, as one segment with a gap that is there already.
 void appendGap(CompositionTrack& track, MediaTime until) {
     const MediaTime end = track.end();
-    if (until <= end) {
-        return;
-    }
+    if (until <= end) return;
     if (!track.segments.empty() && track.segments.back().isEmpty()) {
         MediaTimeRange& gap = track.segments.back().target;
         gap.duration = until - gap.start;
@@ -46,9 +44,7 @@ const CompositionSegment* CompositionTrack::segmentAt(MediaTime time) const {
     const auto behind =
         std::upper_bound(segments.begin(), segments.end(), time,
                          [](MediaTime wanted, const CompositionSegment& one) { return wanted < one.target.start; });
-    if (behind == segments.begin()) {
-        return nullptr;
-    }
+    if (behind == segments.begin()) return nullptr;
     const CompositionSegment& segment = *std::prev(behind);
     return segment.target.contains(time) ? &segment : nullptr;
 }
@@ -57,9 +53,7 @@ const CompositionTrack* Composition::track(CompositionTrackID id) const { return
 
 MediaTime Composition::duration() const {
     MediaTime last;
-    for (const CompositionTrack& track : tracks_) {
-        last = std::max(last, track.end());
-    }
+    for (const CompositionTrack& track : tracks_) last = std::max(last, track.end());
     return last;
 }
 
@@ -72,17 +66,11 @@ Result<void> Composition::insert(CompositionTrackID id, MediaTrackPtr source, co
                                  MediaTime at) {
     check(source != nullptr, "a composition segment without source");
     CompositionTrack* track = findTrack(tracks_, id);
-    if (track == nullptr) {
-        return noSuchTrack();
-    }
+    if (track == nullptr) return noSuchTrack();
     check(source->type() == track->type, "a composition segment of another type than its track");
     const MediaTimeRange target{at, range.duration};
-    if (!hasLength(range) || !hasLength(target)) {
-        return noLength();
-    }
-    if (at < track->end()) {
-        return overlapping();
-    }
+    if (!hasLength(range) || !hasLength(target)) return noLength();
+    if (at < track->end()) return overlapping();
     appendGap(*track, at);
     track->segments.push_back({target, std::move(source), range});
     return {};
@@ -90,15 +78,9 @@ Result<void> Composition::insert(CompositionTrackID id, MediaTrackPtr source, co
 
 Result<void> Composition::insertEmpty(CompositionTrackID id, const MediaTimeRange& range) {
     CompositionTrack* track = findTrack(tracks_, id);
-    if (track == nullptr) {
-        return noSuchTrack();
-    }
-    if (!hasLength(range)) {
-        return noLength();
-    }
-    if (range.start < track->end()) {
-        return overlapping();
-    }
+    if (track == nullptr) return noSuchTrack();
+    if (!hasLength(range)) return noLength();
+    if (range.start < track->end()) return overlapping();
     appendGap(*track, range.end());
     return {};
 }

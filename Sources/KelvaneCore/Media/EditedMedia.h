@@ -8,8 +8,8 @@
 
 namespace kelvane {
 
-/// One timeline as media that can be played, rendered frame by frame or exported. A plain value, never changed after the
-/// build; shared by pointer because a timeline can hold a thousand segments.
+/// One timeline as media that can be played, rendered frame by frame or exported. A plain value, never changed after
+/// the build; shared by pointer because a timeline can hold a thousand segments.
 struct EditedMedia {
     Composition composition;
     VideoComposition video;

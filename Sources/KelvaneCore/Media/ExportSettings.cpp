@@ -23,11 +23,8 @@ constexpr double wholeRateTolerance = 0.01;
 
 std::string asciiChanged(std::string_view text, char first, char last, int by) {
     std::string changed(text);
-    for (char& c : changed) {
-        if (c >= first && c <= last) {
-            c = static_cast<char>(c + by);
-        }
-    }
+    for (char& c : changed)
+        if (c >= first && c <= last) c = static_cast<char>(c + by);
     return changed;
 }
 
@@ -39,11 +36,8 @@ std::string title(ExportContainer container) { return asciiChanged(rawValue(cont
 
 Result<ExportContainer> exportContainerForDestination(const FileURL& destination) {
     const std::string extension = asciiChanged(destination.pathExtension(), 'A', 'Z', 'a' - 'A');
-    for (const ExportContainer container : allExportContainers) {
-        if (rawValue(container) == extension) {
-            return container;
-        }
-    }
+    for (const ExportContainer container : allExportContainers)
+        if (rawValue(container) == extension) return container;
     return fail("Export requires a .mp4 or .mov path.");
 }
 
@@ -107,19 +101,14 @@ std::optional<Size> size(ExportResolution resolution) {
 }
 
 bool isAvailable(ExportResolution resolution, const std::optional<Size>& maximum) {
-    if (resolution != ExportResolution::ultraHD && resolution != ExportResolution::quadHD) {
-        return true;
-    }
+    if (resolution != ExportResolution::ultraHD && resolution != ExportResolution::quadHD) return true;
     const Size wanted = *size(resolution);
     return maximum && wanted.width <= maximum->width && wanted.height <= maximum->height;
 }
 
 Result<ExportResolution> exportResolutionFromCommandLine(std::string_view text) {
-    for (const ExportResolution resolution : allExportResolutions) {
-        if (commandLineWord(resolution) == text) {
-            return resolution;
-        }
-    }
+    for (const ExportResolution resolution : allExportResolutions)
+        if (commandLineWord(resolution) == text) return resolution;
     return fail("--resolution must be auto, 4k, 1440p, 1080p or 720p.");
 }
 
@@ -130,40 +119,28 @@ std::string title(ExportFrameRate rate) {
 std::string commandLineWord(ExportFrameRate rate) { return rate == ExportFrameRate::automatic ? "auto" : title(rate); }
 
 std::optional<ExportFrameRate> exportFrameRate(int rawValue) {
-    for (const ExportFrameRate rate : allExportFrameRates) {
-        if (static_cast<int>(rate) == rawValue) {
-            return rate;
-        }
-    }
+    for (const ExportFrameRate rate : allExportFrameRates)
+        if (static_cast<int>(rate) == rawValue) return rate;
     return std::nullopt;
 }
 
 Result<ExportFrameRate> exportFrameRateFromCommandLine(std::string_view text) {
-    for (const ExportFrameRate rate : allExportFrameRates) {
-        if (commandLineWord(rate) == text) {
-            return rate;
-        }
-    }
+    for (const ExportFrameRate rate : allExportFrameRates)
+        if (commandLineWord(rate) == text) return rate;
     return fail("--fps must be auto, 24, 25, 30, 50 or 60.");
 }
 
 double automaticRate(std::span<const double> sourceRates) {
-    if (sourceRates.empty()) {
-        return defaultRate;
-    }
+    if (sourceRates.empty()) return defaultRate;
     double slowest = highestAutomaticRate;
-    for (const double rate : sourceRates) {
+    for (const double rate : sourceRates)
         slowest = std::min(slowest, std::isfinite(rate) && rate > 0 ? rate : defaultRate);
-    }
     return slowest;
 }
 
 MediaTime frameDuration(double rate) {
-    for (const int whole : fractionalSiblings) {
-        if (std::abs(rate - whole * 1000.0 / 1001.0) < siblingTolerance) {
-            return {1001, whole * 1000};
-        }
-    }
+    for (const int whole : fractionalSiblings)
+        if (std::abs(rate - whole * 1000.0 / 1001.0) < siblingTolerance) return {1001, whole * 1000};
     return MediaTime::fromSeconds(1 / rate, frameDurationTimescale);
 }
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
+#include "MediaTime.h"
 #include "Support/Error.h"
 #include "Support/FileURL.h"
 #include "Support/Geometry.h"
-#include "MediaTime.h"
 
 namespace kelvane {
 
@@ -25,8 +25,8 @@ inline constexpr std::array allExportResolutions{ExportResolution::automatic, Ex
                                                  ExportResolution::quadHD, ExportResolution::fullHD,
                                                  ExportResolution::hd720};
 inline constexpr std::array allExportFrameRates{ExportFrameRate::automatic, ExportFrameRate::fps24,
-                                                ExportFrameRate::fps25, ExportFrameRate::fps30,
-                                                ExportFrameRate::fps50, ExportFrameRate::fps60};
+                                                ExportFrameRate::fps25,     ExportFrameRate::fps30,
+                                                ExportFrameRate::fps50,     ExportFrameRate::fps60};
 
 /// "mp4", "mov": also the file extension.
 std::string_view rawValue(ExportContainer container);
@@ -58,7 +58,8 @@ Result<ExportFrameRate> exportFrameRateFromCommandLine(std::string_view text);
 /// The rate that `automatic` stands for: the slowest source's, at most 60; 30 for a source without a usable rate and
 /// for no source at all. Frames a second.
 double automaticRate(std::span<const double> sourceRates);
-/// One frame's duration at `rate`: 1001/(n·1000) near the fractional siblings of 24, 30 and 60, else at timescale 60000.
+/// One frame's duration at `rate`: 1001/(n·1000) near the fractional siblings of 24, 30 and 60, else at timescale
+/// 60000.
 MediaTime frameDuration(double rate);
 /// "30", "29.97".
 std::string rateLabel(double rate);

@@ -3,17 +3,17 @@
 #include <memory>
 #include <vector>
 
+#include "MediaTime.h"
 #include "Support/Error.h"
 #include "Support/FileURL.h"
 #include "Support/Geometry.h"
-#include "MediaTime.h"
 
 namespace kelvane {
 
 enum class MediaType { video, audio };
 
-/// One track of an opened source file: a description that decoders are later opened from. Immutable, any thread. Times are
-/// seconds from the asset's beginning.
+/// One track of an opened source file: a description that decoders are later opened from. Immutable, any thread. Times
+/// are seconds from the asset's beginning.
 class MediaTrack {
 public:
     virtual ~MediaTrack() = default;
@@ -22,7 +22,8 @@ public:
     /// The source file, as it was given to `openAsset`.
     [[nodiscard]] virtual const FileURL& url() const = 0;
 
-    /// Displayed size before the orientation is applied, pixels: stored height, and stored width times the pixel aspect.
+    /// Displayed size before the orientation is applied, pixels: stored height, and stored width times the pixel
+    /// aspect.
     virtual Result<Size> loadNaturalSize() const = 0;
     /// Display orientation: a map of the natural-size rectangle (quarter turns, mirrors, scale, y growing downward).
     virtual Result<AffineTransform> loadPreferredTransform() const = 0;

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "Timeline/Clip.h"
 #include "EditedMedia.h"
 #include "ExportSettings.h"
 #include "MediaPlatform.h"
+#include "Timeline/Clip.h"
 
-/// From clips to media. A namespace without state; the blocking operations run off the main thread, ask `stop` before each
-/// clip, and end as cancelled when a stop was requested.
+/// From clips to media. A namespace without state; the blocking operations run off the main thread, ask `stop` before
+/// each clip, and end as cancelled when a stop was requested.
 namespace kelvane::MediaEngine {
 
 struct ImportedClip {

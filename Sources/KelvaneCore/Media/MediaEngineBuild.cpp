@@ -28,13 +28,9 @@ MediaTimeRange mixable(const MediaTimeRange& range) {
         const std::int64_t common = std::lcm(std::int64_t{time.timescale}, std::int64_t{compositionTimescale});
         return common <= std::numeric_limits<std::int32_t>::max();
     };
-    if (isMixable(range.start) && isMixable(range.duration) && isMixable(range.end())) {
-        return range;
-    }
+    if (isMixable(range.start) && isMixable(range.duration) && isMixable(range.end())) return range;
     MediaTime start = range.start.floored(soundTimescale);
-    if (start < range.start) {
-        ++start.value;
-    }
+    if (start < range.start) ++start.value;
     return {start, range.end().floored(soundTimescale) - start};
 }
 
@@ -46,13 +42,9 @@ struct Source {
 
 Result<Source> openSource(MediaPlatform& platform, const Clip& clip, MediaType type, const std::stop_token& stop) {
     Result<MediaAssetPtr> asset = platform.openAsset(clip.url, stop);
-    if (!asset) {
-        return fail(std::move(asset.error()));
-    }
+    if (!asset) return fail(std::move(asset.error()));
     Result<std::vector<MediaTrackPtr>> tracks = (*asset)->loadTracks(type);
-    if (!tracks) {
-        return fail(std::move(tracks.error()));
-    }
+    if (!tracks) return fail(std::move(tracks.error()));
     return Source{std::move(*asset), tracks->empty() ? nullptr : std::move(tracks->front())};
 }
 
@@ -64,22 +56,12 @@ public:
 
     Result<EditedMediaPtr> run(MediaTime frameDuration) {
         Result<void> done = addSequenceTracks();
-        for (std::size_t i = 0; done && i < clips_.size(); ++i) {
-            if (!clips_[i].isAudio()) {
-                done = appendVideo(clips_[i]);
-            }
-        }
-        for (std::size_t i = 0; done && i < clips_.size(); ++i) {
-            if (clips_[i].isAudio()) {
-                done = addOverlay(clips_[i]);
-            }
-        }
-        if (done) {
-            done = finishPicture(frameDuration);
-        }
-        if (!done) {
-            return fail(std::move(done.error()));
-        }
+        for (std::size_t i = 0; done && i < clips_.size(); ++i)
+            if (!clips_[i].isAudio()) done = appendVideo(clips_[i]);
+        for (std::size_t i = 0; done && i < clips_.size(); ++i)
+            if (clips_[i].isAudio()) done = addOverlay(clips_[i]);
+        if (done) done = finishPicture(frameDuration);
+        if (!done) return fail(std::move(done.error()));
         finishSound();
         return std::make_shared<const EditedMedia>(std::move(media_));
     }
@@ -87,46 +69,28 @@ public:
 private:
     Result<void> addSequenceTracks() {
         const std::optional<CompositionTrackID> video = platform_.addMutableTrack(media_.composition, MediaType::video);
-        if (!video) {
-            return fail(MediaError::exportUnavailable());
-        }
+        if (!video) return fail(MediaError::exportUnavailable());
         const std::optional<CompositionTrackID> audio = platform_.addMutableTrack(media_.composition, MediaType::audio);
-        if (!audio) {
-            return fail(MediaError::exportUnavailable());
-        }
+        if (!audio) return fail(MediaError::exportUnavailable());
         videoTrack_ = *video;
         main_.track = *audio;
         return {};
     }
 
     Result<void> checkClip(const Clip& clip) const {
-        if (stop_.stop_requested()) {
-            return fail(Error::cancelled());
-        }
-        if (!clip.isValid()) {
-            return fail(invalid(clip));
-        }
+        if (stop_.stop_requested()) return fail(Error::cancelled());
+        if (!clip.isValid()) return fail(invalid(clip));
         return {};
     }
 
     Result<void> appendVideo(const Clip& clip) {
-        if (Result<void> checked = checkClip(clip); !checked) {
-            return checked;
-        }
+        if (Result<void> checked = checkClip(clip); !checked) return checked;
         Result<Source> source = openSource(platform_, clip, MediaType::video, stop_);
-        if (!source) {
-            return fail(std::move(source.error()));
-        }
-        if (source->track == nullptr) {
-            return fail(MediaError::noVideo(clip.url.baseName()));
-        }
+        if (!source) return fail(std::move(source.error()));
+        if (source->track == nullptr) return fail(MediaError::noVideo(clip.url.baseName()));
         const Result<double> duration = source->asset->loadDuration();
-        if (!duration) {
-            return fail(duration.error());
-        }
-        if (clip.end > *duration + durationTolerance) {
-            return fail(invalid(clip));
-        }
+        if (!duration) return fail(duration.error());
+        if (clip.end > *duration + durationTolerance) return fail(invalid(clip));
         const MediaTimeRange range = sourceRange(clip);
         if (Result<void> inserted =
                 platform_.insertTimeRange(media_.composition, videoTrack_, source->track, range, cursor_);
@@ -134,14 +98,10 @@ private:
             return inserted;
         }
         if (clip.volume > 0) {
-            if (Result<void> inserted = appendOwnSound(*source->asset, range); !inserted) {
-                return inserted;
-            }
+            if (Result<void> inserted = appendOwnSound(*source->asset, range); !inserted) return inserted;
         }
         main_.volumes.push_back({cursor_, static_cast<float>(clip.volume)});
-        if (Result<void> shown = appendInstruction(clip, *source->track, range.duration); !shown) {
-            return shown;
-        }
+        if (Result<void> shown = appendInstruction(clip, *source->track, range.duration); !shown) return shown;
         cursor_ = cursor_ + range.duration;
         return {};
     }
@@ -149,33 +109,21 @@ private:
     /// Sound may start later or end earlier than the picture; it keeps its distance from the clip's start.
     Result<void> appendOwnSound(const MediaAsset& asset, const MediaTimeRange& range) {
         const Result<std::vector<MediaTrackPtr>> tracks = asset.loadTracks(MediaType::audio);
-        if (!tracks) {
-            return fail(tracks.error());
-        }
-        if (tracks->empty()) {
-            return {};
-        }
+        if (!tracks) return fail(tracks.error());
+        if (tracks->empty()) return {};
         const Result<MediaTimeRange> covered = tracks->front()->loadTimeRange();
-        if (!covered) {
-            return fail(covered.error());
-        }
+        if (!covered) return fail(covered.error());
         const MediaTimeRange overlap = range.intersection(mixable(*covered));
-        if (overlap.duration <= MediaTime{}) {
-            return {};
-        }
+        if (overlap.duration <= MediaTime{}) return {};
         return platform_.insertTimeRange(media_.composition, main_.track, tracks->front(), overlap,
                                          cursor_ + (overlap.start - range.start));
     }
 
     Result<void> appendInstruction(const Clip& clip, const MediaTrack& track, MediaTime duration) {
         const Result<Size> naturalSize = track.loadNaturalSize();
-        if (!naturalSize) {
-            return fail(naturalSize.error());
-        }
+        if (!naturalSize) return fail(naturalSize.error());
         const Result<AffineTransform> orientation = track.loadPreferredTransform();
-        if (!orientation) {
-            return fail(orientation.error());
-        }
+        if (!orientation) return fail(orientation.error());
         const AffineTransform transform =
             Framing::transform(*naturalSize, *orientation, clip.zoom, clip.horizontal, clip.vertical, renderSize_);
         media_.video.instructions.push_back({{cursor_, duration}, {{videoTrack_, cursor_, transform}}});
@@ -183,29 +131,17 @@ private:
     }
 
     Result<void> addOverlay(const Clip& clip) {
-        if (Result<void> checked = checkClip(clip); !checked) {
-            return checked;
-        }
+        if (Result<void> checked = checkClip(clip); !checked) return checked;
         Result<Source> source = openSource(platform_, clip, MediaType::audio, stop_);
-        if (!source) {
-            return fail(std::move(source.error()));
-        }
-        if (source->track == nullptr) {
-            return fail(invalid(clip));
-        }
+        if (!source) return fail(std::move(source.error()));
+        if (source->track == nullptr) return fail(invalid(clip));
         const std::optional<CompositionTrackID> track = platform_.addMutableTrack(media_.composition, MediaType::audio);
-        if (!track) {
-            return fail(invalid(clip));
-        }
+        if (!track) return fail(invalid(clip));
         const Result<MediaTimeRange> covered = source->track->loadTimeRange();
-        if (!covered) {
-            return fail(covered.error());
-        }
+        if (!covered) return fail(covered.error());
         const MediaTimeRange range = sourceRange(clip);
         const MediaTimeRange overlap = mixable(*covered).intersection(range);
-        if (range.duration.seconds() - overlayTolerance > overlap.duration.seconds()) {
-            return fail(invalid(clip));
-        }
+        if (range.duration.seconds() - overlayTolerance > overlap.duration.seconds()) return fail(invalid(clip));
         const MediaTime start = MediaTime::fromSeconds(clip.audioPosition());
         if (Result<void> inserted = platform_.insertTimeRange(media_.composition, *track, source->track, range, start);
             !inserted) {
@@ -227,9 +163,7 @@ private:
             }
             media_.video.instructions.push_back({tail, {}});
         }
-        if (cursor_ == zero) {
-            platform_.removeTrack(media_.composition, videoTrack_);
-        }
+        if (cursor_ == zero) platform_.removeTrack(media_.composition, videoTrack_);
         media_.video.renderSize = renderSize_;
         media_.video.frameDuration = frameDuration;
         media_.video.colorPrimaries = ColorTag::rec709;

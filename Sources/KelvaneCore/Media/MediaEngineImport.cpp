@@ -22,9 +22,7 @@ Clip freshClip(const FileURL& url, double seconds, bool isVideo) {
     clip.url = url;
     clip.sourceDuration = seconds;
     clip.end = seconds;
-    if (!isVideo) {
-        clip.audioOnly = true;
-    }
+    if (!isVideo) clip.audioOnly = true;
     return clip;
 }
 
@@ -37,64 +35,38 @@ struct Footage {
 
 Result<Footage> loadFootage(MediaPlatform& platform, const Clip& clip, const std::stop_token& stop) {
     const Result<MediaAssetPtr> asset = platform.openAsset(clip.url, stop);
-    if (!asset) {
-        return fail(asset.error());
-    }
+    if (!asset) return fail(asset.error());
     const Result<std::vector<MediaTrackPtr>> tracks = (*asset)->loadTracks(MediaType::video);
-    if (!tracks) {
-        return fail(tracks.error());
-    }
-    if (tracks->empty()) {
-        return fail(MediaError::noVideo(clip.url.baseName()));
-    }
+    if (!tracks) return fail(tracks.error());
+    if (tracks->empty()) return fail(MediaError::noVideo(clip.url.baseName()));
     const MediaTrack& track = *tracks->front();
     const Result<Size> naturalSize = track.loadNaturalSize();
-    if (!naturalSize) {
-        return fail(naturalSize.error());
-    }
+    if (!naturalSize) return fail(naturalSize.error());
     const Result<AffineTransform> transform = track.loadPreferredTransform();
-    if (!transform) {
-        return fail(transform.error());
-    }
+    if (!transform) return fail(transform.error());
     const Result<float> rate = track.loadNominalFrameRate();
-    if (!rate) {
-        return fail(rate.error());
-    }
+    if (!rate) return fail(rate.error());
     return Footage{*naturalSize, *transform, *rate};
 }
 
 }  // namespace
 
 Result<ImportedClip> importClip(MediaPlatform& platform, const FileURL& url, std::stop_token stop) {
-    if (stop.stop_requested()) {
-        return fail(Error::cancelled());
-    }
+    if (stop.stop_requested()) return fail(Error::cancelled());
     const Result<MediaAssetPtr> asset = platform.openAsset(url, stop);
-    if (!asset) {
-        return fail(asset.error());
-    }
+    if (!asset) return fail(asset.error());
     const Result<std::vector<MediaTrackPtr>> videoTracks = (*asset)->loadTracks(MediaType::video);
-    if (!videoTracks) {
-        return fail(videoTracks.error());
-    }
+    if (!videoTracks) return fail(videoTracks.error());
     const bool isVideo = !videoTracks->empty();
     if (!isVideo) {
         const Result<std::vector<MediaTrackPtr>> audioTracks = (*asset)->loadTracks(MediaType::audio);
-        if (!audioTracks) {
-            return fail(audioTracks.error());
-        }
-        if (audioTracks->empty()) {
-            return fail(MediaError::invalidClip(url.lastPathComponent()));
-        }
+        if (!audioTracks) return fail(audioTracks.error());
+        if (audioTracks->empty()) return fail(MediaError::invalidClip(url.lastPathComponent()));
     }
     const Result<double> seconds = (*asset)->loadDuration();
-    if (!seconds) {
-        return fail(seconds.error());
-    }
+    if (!seconds) return fail(seconds.error());
     ImportedClip imported{freshClip(url, *seconds, isVideo), nullptr};
-    if (!imported.clip.isValid()) {
-        return fail(MediaError::invalidClip(url.lastPathComponent()));
-    }
+    if (!imported.clip.isValid()) return fail(MediaError::invalidClip(url.lastPathComponent()));
     if (isVideo) {
         const MediaTime time = MediaTime::fromSeconds(std::min(*seconds * 0.5, thumbnailTime));
         // A video without a thumbnail is still a video.
@@ -108,16 +80,10 @@ Result<ExportCapabilities> exportCapabilities(MediaPlatform& platform, std::span
     std::vector<Size> sizes(largeSizes.begin(), largeSizes.end());
     std::vector<double> rates;
     for (const Clip& clip : clips) {
-        if (clip.isAudio()) {
-            continue;
-        }
-        if (stop.stop_requested()) {
-            return fail(Error::cancelled());
-        }
+        if (clip.isAudio()) continue;
+        if (stop.stop_requested()) return fail(Error::cancelled());
         const Result<Footage> footage = loadFootage(platform, clip, stop);
-        if (!footage) {
-            return fail(footage.error());
-        }
+        if (!footage) return fail(footage.error());
         rates.push_back(footage->frameRate);
         std::erase_if(sizes, [&](Size canvas) {
             return !Framing::supports(canvas, footage->naturalSize, footage->preferredTransform, clip.zoom);

@@ -83,26 +83,28 @@ public:
     virtual Result<StillImagePtr> image(const MediaAssetPtr& asset, MediaTime time, Size maximum,
                                         std::stop_token stop) = 0;
     /// Exact stills of the file's first picture track, one for each of `times` (source seconds), oriented, fitted into
-    /// `maximum` pixels without enlarging. A time before the first frame shows that frame, one behind the last shows the
-    /// last. Frames come as SDR. Fails when the file holds no picture or one can't be decoded.
+    /// `maximum` pixels without enlarging. A time before the first frame shows that frame, one behind the last shows
+    /// the last. Frames come as SDR. Fails when the file holds no picture or one can't be decoded.
     virtual Result<void> sourceStills(const FileURL& url, const std::vector<MediaTime>& times, Size maximum,
                                       const StillConsumer& consume, std::stop_token stop) = 0;
     /// Exact stills of a timeline as export draws it, fitted into `maximum` pixels without enlarging.
     virtual Result<void> timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times, Size maximum,
                                         const StillConsumer& consume, std::stop_token stop) = 0;
-    /// Decodes the sound of an audio track in its own rate and channels and hands it over in blocks, in order. They cover
-    /// [`start`, `end`), or all behind `start`, as far as there is sound; the first may begin before it and the last end
-    /// behind it. Positions are those of the file: an encoder's delay is removed, a late start is kept, and holes are not
-    /// filled. Stretches that don't decode are passed over. Memory doesn't grow with the length. Fails when nothing of
-    /// the track decodes and when the file changes, is replaced or goes meanwhile. `start` is finite and at least 0.
+    /// Decodes the sound of an audio track in its own rate and channels and hands it over in blocks, in order. They
+    /// cover
+    /// [`start`, `end`), or all behind `start`, as far as there is sound; the first may begin before it and the last
+    /// end behind it. Positions are those of the file: an encoder's delay is removed, a late start is kept, and holes
+    /// are not filled. Stretches that don't decode are passed over. Memory doesn't grow with the length. Fails when
+    /// nothing of the track decodes and when the file changes, is replaced or goes meanwhile. `start` is finite and at
+    /// least 0.
     virtual Result<void> readSamples(const MediaTrackPtr& track, double start, std::optional<double> end,
                                      const SampleConsumer& consume, std::stop_token stop) = 0;
     /// A session on the composition, at the one quality of the program; none when the platform has no encoder.
     virtual std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) = 0;
 
     virtual std::optional<CompositionTrackID> addMutableTrack(Composition& composition, MediaType type);
-    virtual Result<void> insertTimeRange(Composition& composition, CompositionTrackID track, const MediaTrackPtr& source,
-                                         const MediaTimeRange& range, MediaTime at);
+    virtual Result<void> insertTimeRange(Composition& composition, CompositionTrackID track,
+                                         const MediaTrackPtr& source, const MediaTimeRange& range, MediaTime at);
     virtual Result<void> insertEmptyTimeRange(Composition& composition, CompositionTrackID track,
                                               const MediaTimeRange& range);
     virtual void removeTrack(Composition& composition, CompositionTrackID track);

@@ -28,9 +28,7 @@ Wide floorDivided(Wide dividend, Wide divisor) {
 Wide rescaled(MediaTime time, std::int64_t timescale) {
     const Wide product = Wide{time.value} * timescale;
     const Wide half = time.timescale / 2;
-    if (timescale % time.timescale == 0) {
-        return product / time.timescale;
-    }
+    if (timescale % time.timescale == 0) return product / time.timescale;
     return (product + (product < 0 ? -half : half)) / time.timescale;
 }
 
@@ -46,12 +44,8 @@ MediaTime MediaTime::fromSeconds(double seconds, std::int32_t timescale) {
     // The first double that 64 bits can't hold.
     constexpr double limit = 0x1p63;
     const double units = std::round(seconds * timescale);
-    if (std::isnan(units)) {
-        return {0, timescale};
-    }
-    if (std::abs(units) >= limit) {
-        return {units > 0 ? largest : -largest, timescale};
-    }
+    if (std::isnan(units)) return {0, timescale};
+    if (std::abs(units) >= limit) return {units > 0 ? largest : -largest, timescale};
     return {static_cast<std::int64_t>(units), timescale};
 }
 
@@ -60,17 +54,13 @@ MediaTime MediaTime::floored(std::int32_t newTimescale) const {
 }
 
 MediaTime operator+(MediaTime a, MediaTime b) {
-    if (a.timescale == b.timescale) {
-        return {saturated(Wide{a.value} + b.value), a.timescale};
-    }
+    if (a.timescale == b.timescale) return {saturated(Wide{a.value} + b.value), a.timescale};
     const std::int64_t timescale = commonTimescale(a.timescale, b.timescale);
     return {saturated(rescaled(a, timescale) + rescaled(b, timescale)), static_cast<std::int32_t>(timescale)};
 }
 
 MediaTime operator-(MediaTime a, MediaTime b) {
-    if (a.timescale == b.timescale) {
-        return {saturated(Wide{a.value} - b.value), a.timescale};
-    }
+    if (a.timescale == b.timescale) return {saturated(Wide{a.value} - b.value), a.timescale};
     const std::int64_t timescale = commonTimescale(a.timescale, b.timescale);
     return {saturated(rescaled(a, timescale) - rescaled(b, timescale)), static_cast<std::int32_t>(timescale)};
 }
@@ -78,9 +68,7 @@ MediaTime operator-(MediaTime a, MediaTime b) {
 std::strong_ordering operator<=>(MediaTime a, MediaTime b) {
     const Wide left = Wide{a.value} * b.timescale;
     const Wide right = Wide{b.value} * a.timescale;
-    if (left == right) {
-        return std::strong_ordering::equal;
-    }
+    if (left == right) return std::strong_ordering::equal;
     return left < right ? std::strong_ordering::less : std::strong_ordering::greater;
 }
 
@@ -89,9 +77,7 @@ bool operator==(MediaTime a, MediaTime b) { return (a <=> b) == 0; }
 MediaTimeRange MediaTimeRange::intersection(const MediaTimeRange& other) const {
     const MediaTime from = std::max(start, other.start);
     const MediaTime to = std::min(end(), other.end());
-    if (to <= from) {
-        return {from, MediaTime{0, from.timescale}};
-    }
+    if (to <= from) return {from, MediaTime{0, from.timescale}};
     return {from, to - from};
 }
 

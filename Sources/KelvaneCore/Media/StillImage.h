@@ -6,8 +6,8 @@
 
 namespace kelvane {
 
-/// A decoded picture, the right way up: 8-bit sRGB, 4 bytes a pixel in the order R, G, B, A (A always 255), rows from top
-/// to bottom without gaps. Immutable once made and shared by pointer.
+/// A decoded picture, the right way up: 8-bit sRGB, 4 bytes a pixel in the order R, G, B, A (A always 255), rows from
+/// top to bottom without gaps. Immutable once made and shared by pointer.
 struct StillImage {
     int width = 0;
     int height = 0;

@@ -36,9 +36,8 @@ std::vector<Clip> derivedAssets(const std::vector<Clip>& clips) {
 }
 
 bool allValid(const std::vector<Clip>& clips) {
-    for (const Clip& clip : clips) {
+    for (const Clip& clip : clips)
         if (!clip.isValid()) return false;
-    }
     return true;
 }
 

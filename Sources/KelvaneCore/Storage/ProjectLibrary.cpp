@@ -232,11 +232,10 @@ Result<void> ProjectLibrary::update(UUID id, double duration, const std::optiona
     row->modified = now_();
     row->duration = duration;
     if (auto written = writeMetadata(*row, folder(id)); !written) return written;
-    if (thumbnailData) {
+    if (thumbnailData)
         cacheThumbnail(*thumbnailData, id);
-    } else if (duration == 0) {
+    else if (duration == 0)
         std::remove(thumbnailURL(id).path().c_str());
-    }
     reload();
     return {};
 }

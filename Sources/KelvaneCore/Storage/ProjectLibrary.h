@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Timeline/Project.h"
 #include "LibraryProject.h"
+#include "Timeline/Project.h"
 
 namespace kelvane {
 

@@ -98,9 +98,8 @@ Project ProjectMedia::resolveMedia(Project project, const FileURL& file) {
         return place;
     };
     for (Clip& clip : project.clips) clip.url = moved(clip.url);
-    if (project.assets) {
+    if (project.assets)
         for (Clip& asset : *project.assets) asset.url = moved(asset.url);
-    }
     project.mediaRoot = newRoot;
     return project;
 }

@@ -77,7 +77,7 @@ std::string quotedFileName(std::string_view path) {
 }
 
 Result<std::string> readFile(const std::string& path, std::size_t limit) {
-    struct stat status {};
+    struct stat status{};
     const auto file = FileDescriptor::openRegular(path, status);
     if (!file) return fail(file.error());
 
@@ -111,7 +111,7 @@ Result<void> writeFileAtomically(const std::string& path, std::string_view data,
     const auto target = linkTarget(path);
     if (!target) return fail(target.error());
 
-    struct stat old {};
+    struct stat old{};
     const bool exists = lstat(target->c_str(), &old) == 0;
     if (!exists && errno != ENOENT) return writeFailure(path);
     if (exists) {
@@ -146,10 +146,9 @@ Result<void> makeFolders(const std::string& path) {
         return {};
     }
     const int number = errno;
-    struct stat status {};
-    if (number == EEXIST) {
+    struct stat status{};
+    if (number == EEXIST)
         return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? Result<void>() : failure(ENOTDIR);
-    }
     if (number != ENOENT || path.find('/', 1) == std::string::npos) return failure(number);
     if (auto made = makeFolders(parentFolder(path)); !made) return made;
     // ENOENT again: another process removed the folder above meanwhile, or the path is a link to nothing.

@@ -17,9 +17,7 @@ Error Error::posix(const std::string& what, int number) {
 }
 
 void check(bool condition, const char* what) {
-    if (condition) {
-        return;
-    }
+    if (condition) return;
     std::fprintf(stderr, "Kelvane: internal fault: %s\n", what);
     std::abort();
 }

@@ -101,7 +101,7 @@ bool sameTime(const struct timespec& a, const struct timespec& b) {
 }  // namespace
 
 Result<FileCopy> FileCopy::open(const std::string& source) {
-    struct stat status {};
+    struct stat status{};
     auto file = FileDescriptor::openRegular(source, status);
     if (!file) return fail(file.error());
     return FileCopy(source, *std::move(file), status);
@@ -120,11 +120,10 @@ Result<void> FileCopy::copyTo(const std::string& destination, const std::stop_to
         if (!count) return fail(count.error());
         copied = *count;
     }
-    struct stat now {};
+    struct stat now{};
     if (fstat(file_.get(), &now) != 0) return readFailure(path_);
-    if (copied != status_.st_size || now.st_size != status_.st_size || !sameTime(now.st_mtim, status_.st_mtim)) {
+    if (copied != status_.st_size || now.st_size != status_.st_size || !sameTime(now.st_mtim, status_.st_mtim))
         return fail(quotedFileName(path_) + " changed while it was being copied.");
-    }
     if (!target.sync()) return writeFailure(destination);
     return {};
 }

@@ -32,9 +32,12 @@ struct AffineTransform {
 
     /// This map followed by `next`.
     [[nodiscard]] AffineTransform then(const AffineTransform& next) const {
-        return {a * next.a + b * next.c,           a * next.b + b * next.d,
-                c * next.a + d * next.c,           c * next.b + d * next.d,
-                tx * next.a + ty * next.c + next.tx, tx * next.b + ty * next.d + next.ty};
+        return {a * next.a + b * next.c,
+                a * next.b + b * next.d,
+                c * next.a + d * next.c,
+                c * next.b + d * next.d,
+                tx * next.a + ty * next.c + next.tx,
+                tx * next.b + ty * next.d + next.ty};
     }
     [[nodiscard]] double determinant() const { return a * d - b * c; }
     /// The inverse map; the identity when the map is singular.

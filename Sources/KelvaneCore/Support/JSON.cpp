@@ -129,15 +129,14 @@ public:
     bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& exception) override {
         const std::size_t offset = std::min(position > 0 ? position - 1 : 0, text_.size());
         const std::string_view what = exception.what();
-        if (what.find("number overflow") != std::string_view::npos) {
+        if (what.find("number overflow") != std::string_view::npos)
             failure_ = "The JSON holds a number that is too large at " + place(text_, offset) + ".";
-        } else if (what.find("ill-formed UTF-8") != std::string_view::npos) {
+        else if (what.find("ill-formed UTF-8") != std::string_view::npos)
             failure_ = "The JSON holds text that is not UTF-8 at " + place(text_, offset) + ".";
-        } else if (offset == text_.size() || position > text_.size()) {
+        else if (offset == text_.size() || position > text_.size())
             failure_ = "The JSON ends too early, at " + place(text_, offset) + ".";
-        } else {
+        else
             failure_ = "The JSON is not valid at " + place(text_, offset) + ".";
-        }
         return false;
     }
 

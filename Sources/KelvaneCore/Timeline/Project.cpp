@@ -38,9 +38,8 @@ Result<void> writeClips(PrettyJSONWriter& writer, const char* key, std::span<con
     writer.openArray(key);
     for (std::size_t i = 0; i < clips.size(); ++i) {
         writeClip(writer, clips[i]);
-        if (!writer.unwritableKey().empty()) {
+        if (!writer.unwritableKey().empty())
             return fail(fmt::format("{}[{}].{} must be a finite number.", key, i, writer.unwritableKey()));
-        }
     }
     writer.closeArray();
     return {};

@@ -1,15 +1,14 @@
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
-
 #include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "Support/Error.h"
 #include "Clip.h"
+#include "Support/Error.h"
 
 namespace kelvane {
 

@@ -25,12 +25,10 @@ constexpr std::size_t fewLanes = 16;
 
 double duration(std::span<const Clip> clips) {
     double end = 0;
-    for (const Clip& clip : clips) {
+    for (const Clip& clip : clips)
         if (!clip.isAudio()) end += clip.duration();
-    }
-    for (const Clip& clip : clips) {
+    for (const Clip& clip : clips)
         if (clip.isAudio()) end = std::max(end, clip.audioPosition() + clip.duration());
-    }
     return end;
 }
 
@@ -53,9 +51,8 @@ std::vector<UUID> audioTracks(std::span<const Clip> clips) {
 
 std::vector<Clip> preservingAudioTrackOrder(std::vector<Clip> clips, const std::vector<UUID>& tracks) {
     std::unordered_map<UUID, std::size_t> ranks;
-    for (const UUID& track : tracks) {
+    for (const UUID& track : tracks)
         check(ranks.emplace(track, ranks.size()).second, "a lane order lists a lane twice");
-    }
     struct Entry {
         std::size_t rank;
         std::size_t index;

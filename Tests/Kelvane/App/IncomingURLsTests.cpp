@@ -8,9 +8,7 @@ namespace {
 
 std::vector<std::string> texts(const std::vector<std::string>& arguments) {
     std::vector<std::string> out;
-    for (const auto& url : incomingURLs(arguments)) {
-        out.push_back(url.absoluteString());
-    }
+    for (const auto& url : incomingURLs(arguments)) out.push_back(url.absoluteString());
     return out;
 }
 
@@ -46,9 +44,7 @@ protected:
     /// Names of the projects in the order in which they came into being.
     std::vector<std::string> opened() {
         std::vector<std::string> names;
-        for (const auto& row : windows->library().projects()) {
-            names.insert(names.begin(), row.name);
-        }
+        for (const auto& row : windows->library().projects()) names.insert(names.begin(), row.name);
         return names;
     }
 

@@ -20,9 +20,7 @@ protected:
         qputenv("XDG_DATA_HOME", QByteArray::fromStdString(folder.path()));
     }
     ~KelvaneAppTests() override {
-        if (app) {
-            app->shutDown();
-        }
+        if (app) app->shutDown();
     }
     void start(std::vector<FileURL> urls = {}) {
         app = std::make_unique<KelvaneApp>(false, std::move(urls));
@@ -30,11 +28,9 @@ protected:
     }
     static QList<QQuickWindow*> shown() {
         QList<QQuickWindow*> windows;
-        for (auto* window : QGuiApplication::topLevelWindows()) {
-            if (auto* quick = qobject_cast<QQuickWindow*>(window); quick && quick->isVisible()) {
+        for (auto* window : QGuiApplication::topLevelWindows())
+            if (auto* quick = qobject_cast<QQuickWindow*>(window); quick && quick->isVisible())
                 windows.push_back(quick);
-            }
-        }
         return windows;
     }
     /// Runs the event loop after `act`; the exit status, or nothing when the application hasn't ended `limit` later.

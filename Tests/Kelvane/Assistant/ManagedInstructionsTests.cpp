@@ -8,6 +8,7 @@
 #include "Assistant/AIDesktopAssistant.h"
 #include "Assistant/AssistantInstructions.h"
 #include "Support/TempFolder.h"
+#include "Support/TestData.h"
 #include "Support/UnprivilegedUser.h"
 
 namespace kelvane {
@@ -23,11 +24,7 @@ const AIDesktopAssistant chatGPT = AIDesktopAssistant::chatGPT;
 const AIDesktopAssistant claude = AIDesktopAssistant::claude;
 
 /// The whole file that a missing one becomes.
-std::string golden() {
-    std::ostringstream data;
-    data << std::ifstream(KELVANE_TEST_DATA "/instructions.md", std::ios::binary).rdbuf();
-    return data.str();
-}
+std::string golden() { return testing::testData("instructions.md"); }
 /// The section alone, without the file's last line feed.
 std::string section() {
     auto text = golden();

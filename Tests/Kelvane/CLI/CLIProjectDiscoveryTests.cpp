@@ -32,7 +32,7 @@ void write(const std::string& path, const std::string& text) { std::ofstream(pat
 
 /// Permission bits of what stands at `path` itself; -1 when nothing does.
 int modeOf(const std::string& path) {
-    struct stat status {};
+    struct stat status{};
     return lstat(path.c_str(), &status) == 0 ? static_cast<int>(status.st_mode & 07777) : -1;
 }
 
@@ -131,7 +131,9 @@ TEST_F(Registry, StopWithdrawsTheRecordAndKeepsTheLockFile) {
 }
 
 TEST_F(Registry, TheEndOfAnInstanceDoesTheSameAsStop) {
-    { ASSERT_TRUE(start()); }
+    {
+        ASSERT_TRUE(start());
+    }
     EXPECT_EQ(modeOf(record_), -1);
     EXPECT_TRUE(start());
 }

@@ -10,6 +10,7 @@
 #include "CLI/KelvaneCLI.h"
 #include "CLI/LocalCLIConnection.h"
 #include "Support/TempFolder.h"
+#include "Support/TestData.h"
 
 namespace kelvane {
 namespace {
@@ -23,23 +24,16 @@ const UUID projectID = *UUID::parse(projectText);
 const std::string expectedCommand = "Expected --project <projectID> <command>. Run Kelvane cli help.";
 const std::string expectedSelector = "Expected --project <UUID> or --socket <path>. Run Kelvane cli help.";
 
-std::string testData(const std::string& name) {
-    std::ifstream file(std::string(KELVANE_TEST_DATA) + "/" + name, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 std::string messageOf(const auto& result) { return result ? std::string() : result.error().message; }
 
 TEST(HelpText, IsTheGoldenFile) {
-    const std::string golden = testData("help.txt");
+    const std::string golden = testing::testData("help.txt");
     ASSERT_FALSE(golden.empty());
     EXPECT_EQ(std::string(KelvaneCLI::helpText()) + "\n", golden);
 }
 
 TEST(Capabilities, AreTheGoldenFile) {
-    const std::string golden = testData("capabilities.json");
+    const std::string golden = testing::testData("capabilities.json");
     ASSERT_FALSE(golden.empty());
     EXPECT_EQ(KelvaneCLI::capabilities() + "\n", golden);
     EXPECT_EQ(&KelvaneCLI::capabilities(), &KelvaneCLI::capabilities());
@@ -53,9 +47,8 @@ TEST(Commands, AreFourteenAndFoundByTheirWholeNamesAlone) {
     }
     EXPECT_EQ(names, (Words{"clip", "contact-sheet", "export", "frames", "import", "preview", "project", "redo",
                             "remove", "rename", "split", "timeline", "undo", "waveform"}));
-    for (const char* name : {"", "clips", "cli", "Clip", "help", "zoom", "--project"}) {
+    for (const char* name : {"", "clips", "cli", "Clip", "help", "zoom", "--project"})
         EXPECT_EQ(KelvaneCLI::findCommand(name), nullptr) << name;
-    }
 }
 
 TEST(Parsing, RefusesCommandLinesThatNameNoTargetOrCommand) {
@@ -75,9 +68,8 @@ TEST(Parsing, RefusesCommandLinesThatNameNoTargetOrCommand) {
         {{"--project", projectText, ""}, "Unknown command: . Run Kelvane cli help."},
         {{"--socket", "/s", "Project", "--junk"}, "Unknown command: Project. Run Kelvane cli help."},
     };
-    for (const auto& [words, sentence] : rows) {
+    for (const auto& [words, sentence] : rows)
         EXPECT_EQ(messageOf(KelvaneCLI::parse(words)), sentence) << ::testing::PrintToString(words);
-    }
 }
 
 TEST(Parsing, RefusesOptionsInTheOrderOfTheirWords) {
@@ -190,9 +182,8 @@ TEST(Validation, AnswersForRequestsMadeByHand) {
         {{"undo", {{"revision", "R"}, {"compact", "true"}}, {}}, ""},
         {{"export", {{"revision", "R"}, {"path", "relative.txt"}}, {}}, ""},
     };
-    for (const auto& [request, sentence] : rows) {
+    for (const auto& [request, sentence] : rows)
         EXPECT_EQ(messageOf(KelvaneCLI::validate(request)), sentence) << encodeCLIRequest(request);
-    }
 }
 
 TEST(Targets, FindAProjectByItsRecordAndRefuseWithoutOne) {

@@ -76,9 +76,8 @@ public:
         std::string all;
         char chunk[65536];
         ssize_t count = 0;
-        while ((count = recv(descriptor_, chunk, sizeof chunk, 0)) > 0) {
+        while ((count = recv(descriptor_, chunk, sizeof chunk, 0)) > 0)
             all.append(chunk, static_cast<std::size_t>(count));
-        }
         if (count < 0) all.append("[").append(std::strerror(errno)).append("]");
         return all;
     }
@@ -180,7 +179,7 @@ TEST(Listening, HappensInAPrivateFolderThatGoesWithTheServer) {
     const auto id = UUID::parse(path.substr(13, 36));
     ASSERT_TRUE(id);
     EXPECT_EQ(folder, "/tmp/kelvane-" + id->upper());
-    struct stat status {};
+    struct stat status{};
     ASSERT_EQ(lstat(folder.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode, S_IFDIR | 0700U);
     ASSERT_EQ(lstat(path.c_str(), &status), 0);
@@ -370,7 +369,7 @@ TEST(Cancelling, EndsTheListenerAndLeavesARequestInProgressItsReply) {
     holder.waitFor(1);
 
     connection->cancel();
-    struct stat status {};
+    struct stat status{};
     EXPECT_NE(lstat(path.substr(0, path.rfind('/')).c_str(), &status), 0);
     EXPECT_EQ(messageOf(LocalCLIConnection::request("x", path, 0)), notConnected);
     connection->cancel();

@@ -58,9 +58,7 @@ protected:
     }
     void whenCalled(const std::string& prefix, std::function<void()> act) {
         media.setObserver([prefix, act = std::move(act)](const std::string& line) {
-            if (line.starts_with(prefix)) {
-                act();
-            }
+            if (line.starts_with(prefix)) act();
         });
     }
     /// Expects what a refusal before the start leaves.
@@ -274,9 +272,7 @@ TEST_F(Export, ACancelEndsEachStep) {
         SCOPED_TRACE(row.when);
         const std::size_t before = media.exportRecords().size();
         start(place("Film.mp4"));
-        for (int left = row.steps; left > 0; --left) {
-            step();
-        }
+        for (int left = row.steps; left > 0; --left) step();
         editor->cancelExport();
         context.settle();
         ASSERT_TRUE(answer && !*answer);

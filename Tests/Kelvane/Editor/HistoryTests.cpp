@@ -17,15 +17,11 @@ protected:
     /// A timeline that differs from that of every other number.
     static Clips state(int number) { return {videoClip(1, "/media/a.mov", 1 + number)}; }
     void commitStates(int first, int last) {
-        for (int number = first; number <= last; ++number) {
-            editor->commit(state(number));
-        }
+        for (int number = first; number <= last; ++number) editor->commit(state(number));
     }
     [[nodiscard]] std::vector<Clips> undoable() const {
         std::vector<Clips> states;
-        for (const HistoryEntry& entry : editor->undoStack()) {
-            states.push_back(*entry.clips);
-        }
+        for (const HistoryEntry& entry : editor->undoStack()) states.push_back(*entry.clips);
         return states;
     }
 };
@@ -64,22 +60,16 @@ TEST_F(History, ACommitOfAnEqualArrayDoesNothing) {
 TEST_F(History, TheHundredAndFirstStepDropsTheOldest) {
     commitStates(1, 101);
     ASSERT_EQ(editor->undoStack().size(), 100U);
-    while (!editor->undoStack().empty()) {
-        editor->undo();
-    }
+    while (!editor->undoStack().empty()) editor->undo();
     // The state before the first commit, an empty timeline, is out of reach.
     EXPECT_EQ(editor->clips(), state(1));
 }
 
 TEST_F(History, RedoNeverLeavesMoreThanAHundredSteps) {
     commitStates(1, 150);
-    while (!editor->undoStack().empty()) {
-        editor->undo();
-    }
+    while (!editor->undoStack().empty()) editor->undo();
     EXPECT_EQ(editor->redoStack().size(), 100U);
-    while (!editor->redoStack().empty()) {
-        editor->redo();
-    }
+    while (!editor->redoStack().empty()) editor->redo();
     EXPECT_EQ(editor->undoStack().size(), 100U);
     EXPECT_EQ(editor->clips(), state(150));
 }

@@ -31,9 +31,7 @@ protected:
     }
     [[nodiscard]] std::vector<std::string> assetNames() const {
         std::vector<std::string> names;
-        for (const Clip& asset : editor->assets()) {
-            names.push_back(asset.url.lastPathComponent());
-        }
+        for (const Clip& asset : editor->assets()) names.push_back(asset.url.lastPathComponent());
         return names;
     }
     /// Expects what a refused import leaves.
@@ -312,9 +310,7 @@ TEST_F(Import, AStopAmidTheLastFileImportsNothing) {
         makeEditor(inLibrary);
         std::stop_source stop;
         media.setObserver([&stop](const std::string& line) {
-            if (line.starts_with("image c.mov")) {
-                stop.request_stop();
-            }
+            if (line.starts_with("image c.mov")) stop.request_stop();
         });
         int asked = 0;
         const Answer answer = import(
@@ -334,9 +330,7 @@ TEST_F(Import, AStopAmidTheLastFileImportsNothing) {
 TEST_F(Import, AStoppedCommandEndsAtTheNextFile) {
     std::stop_source stop;
     media.setObserver([&stop](const std::string& line) {
-        if (line.starts_with("image a.mov")) {
-            stop.request_stop();
-        }
+        if (line.starts_with("image a.mov")) stop.request_stop();
     });
     int asked = 0;
     const Answer answer = import(

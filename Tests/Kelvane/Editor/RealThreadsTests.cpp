@@ -24,9 +24,7 @@ protected:
     /// Runs the event loop until `isDone`.
     template <class Condition>
     static void runUntil(Condition isDone) {
-        while (!isDone()) {
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        }
+        while (!isDone()) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
     template <class Answer>
     static Answer finish(QCoro::Task<Answer> task) {

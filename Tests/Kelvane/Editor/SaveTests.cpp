@@ -19,7 +19,7 @@ using Clips = std::vector<Clip>;
 
 /// Tells one version of a file from the next: each write makes a new file.
 ino_t inode(const FileURL& file) {
-    struct stat status {};
+    struct stat status{};
     return ::stat(file.path().c_str(), &status) == 0 ? status.st_ino : 0;
 }
 

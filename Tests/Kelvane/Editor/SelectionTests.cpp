@@ -165,13 +165,12 @@ TEST_F(AssetSelection, SelectingClipsReturnsToTheTimeline) {
         editor->showAssetPreview(uuid(92));
         settlePreview();
         ASSERT_EQ(editor->previewAssetID(), uuid(92));
-        if (way == 0) {
+        if (way == 0)
             editor->select(uuid(2));
-        } else if (way == 1) {
+        else if (way == 1)
             editor->selectTimelineClip(uuid(2), plain);
-        } else {
+        else
             editor->selectTimelineClips({uuid(2)});
-        }
         EXPECT_EQ(editor->previewAssetID(), std::nullopt) << way;
         EXPECT_TRUE(editor->isBuilding()) << way;
     }

@@ -30,8 +30,6 @@ Result<TimedStill> earlier(std::size_t index, MediaTime time) {
                       MediaTime{time.value - 6, 600}};
 }
 
-// MARK: Times
-
 TEST(InspectionTimes, AreTheMiddlesOfEqualSlicesByDefault) {
     EXPECT_EQ(times(std::nullopt, 12, 6, 12), (Times{1, 3, 5, 7, 9, 11}));
     EXPECT_EQ(times(std::nullopt, 1, 1, 12), Times{0.5});
@@ -73,8 +71,6 @@ TEST(InspectionTimes, AreNoMoreThanTheLimit) {
               Error("Frame times must be finite timestamps within the video duration."));
 }
 
-// MARK: Contact sheets
-
 class ContactSheet : public ::testing::Test {
 protected:
     Result<JSONObject> render(const Times& at, bool compact = false, std::stop_token stop = {}) {
@@ -114,9 +110,8 @@ TEST_F(ContactSheet, DrawsEveryStillInItsOwnCell) {
 }
 
 TEST_F(ContactSheet, RefusesTooFewAndTooManyTimesBeforeAnythingIsDecoded) {
-    for (const std::size_t count : {0U, 25U}) {
+    for (const std::size_t count : {0U, 25U})
         EXPECT_EQ(render(Times(count)).error(), Error("A contact sheet needs 1–24 frames."));
-    }
     EXPECT_EQ(render({1, std::nan("")}).error(),
               Error("Frame times must be finite timestamps within the video duration."));
     EXPECT_TRUE(platform.requests.empty());
@@ -143,8 +138,6 @@ TEST_F(ContactSheet, EndsAsCancelledInTheMiddleAndAtTheEnd) {
     }
     EXPECT_TRUE(folder.entries().empty());
 }
-
-// MARK: Frames
 
 class Frames : public ContactSheet {
 protected:
@@ -205,8 +198,6 @@ TEST_F(Frames, OfAnAudioAssetFailInThePlatformsWords) {
     EXPECT_EQ(take({1}).error(), Error("“talk.wav” holds no picture."));
     EXPECT_EQ(render({1}).error(), Error("“talk.wav” holds no picture."));
 }
-
-// MARK: Batches
 
 JSONObject documentOf(const Clip& asset) {
     JSONObject document;

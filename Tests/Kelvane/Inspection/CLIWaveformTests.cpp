@@ -138,16 +138,15 @@ TEST_F(WaveformTest, AMutedClipIsSilentWithoutAnyReading) {
     EXPECT_EQ(values["volumePercent"], 0);
     EXPECT_EQ(platform_.calls(), Lines());
     const QImage picture = pictureOf(document);
-    for (int x = 0; x < 1280; ++x) {
+    for (int x = 0; x < 1280; ++x)
         for (int y = 0; y < 240; ++y) ASSERT_EQ(picture.pixel(x, y), dark);
-    }
 }
 
 TEST_F(WaveformTest, EachCallHasAPictureOfItsOwn) {
     const auto first = parsed(inspect(0, 4, 4));
     const auto second = parsed(inspect(0, 4, 4));
     EXPECT_NE(first["path"], second["path"]);
-    struct stat status {};
+    struct stat status{};
     for (const auto& document : {first, second}) {
         ASSERT_EQ(::stat(document["path"].get<std::string>().c_str(), &status), 0);
         EXPECT_GT(status.st_size, 0);
@@ -188,9 +187,8 @@ TEST_F(WaveformTest, EveryFrameGoesToTheBinOfItsTime) {
         for (const auto& [start, end, count] :
              {std::tuple{0.0, 3.3, 7}, {0.1, 2.7, 1000}, {0.7, 0.9, 333}, {1.0 / 3, 4.0 / 3, 3}}) {
             std::vector<float> samples;
-            for (std::size_t i = 0; i < static_cast<std::size_t>(3.5 * rate); ++i) {
+            for (std::size_t i = 0; i < static_cast<std::size_t>(3.5 * rate); ++i)
                 samples.push_back(static_cast<float>((i * 7919) % 65536) / 65536);
-            }
             describe(samples, rate);
             std::vector<double> expected(static_cast<std::size_t>(count));
             const double binSeconds = (end - start) / count;
@@ -233,9 +231,8 @@ TEST_F(WaveformTest, BarsAreCentredOnTheMiddleLine) {
     EXPECT_EQ(barIn(picture, 639), (std::pair{-1, -1}));
     EXPECT_EQ(barIn(picture, 640), (std::pair{20, 219}));
     EXPECT_EQ(barIn(picture, 959), (std::pair{-1, -1}));
-    for (int x = 959; x < 1280; ++x) {
+    for (int x = 959; x < 1280; ++x)
         for (int y = 0; y < 240; ++y) ASSERT_EQ(picture.pixel(x, y), dark);
-    }
     int bars = 0;
     for (int x = 0; x < 1280; ++x) {
         for (int y = 0; y < 240; ++y) {

@@ -10,6 +10,7 @@
 #include "Inspection/CLIWaveform.h"
 #include "InspectionFixture.h"
 #include "Support/ClipBuilder.h"
+#include "Support/TestData.h"
 
 namespace kelvane::CLIMediaInspection {
 namespace {
@@ -35,7 +36,7 @@ void expectGolden(const Result<JSONObject>& document, const std::string& name) {
                                    std::filesystem::copy_options::overwrite_existing);
     }
     const QImage kept =
-        QImage(QString::fromStdString(KELVANE_TEST_DATA "/" + name)).convertToFormat(QImage::Format_RGB32);
+        QImage(QString::fromStdString(testing::testDataPath(name))).convertToFormat(QImage::Format_RGB32);
     ASSERT_EQ(drawn.size(), kept.size());
     double sum = 0;
     double others = 0;

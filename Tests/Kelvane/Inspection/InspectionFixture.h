@@ -15,15 +15,15 @@
 #include "Media/MediaPlatform.h"
 #include "Support/FakeMediaPlatform.h"
 #include "Support/TempFolder.h"
+#include "Support/TestData.h"
 
 namespace kelvane::testing {
 
 /// A picture of one colour.
 inline StillImage plainStill(int width, int height, int red, int green, int blue) {
     StillImage image{width, height, {}};
-    for (int i = 0; i < width * height; ++i) {
+    for (int i = 0; i < width * height; ++i)
         for (const int part : {red, green, blue, 255}) image.pixels.push_back(static_cast<std::uint8_t>(part));
-    }
     return image;
 }
 
@@ -85,16 +85,14 @@ private:
 
 /// A document's text with what differs from run to run put right: the folder's path, and the new ids in files' names.
 inline std::string normalized(std::string text, const TempFolder& folder) {
-    for (auto at = text.find(folder.path()); at != std::string::npos; at = text.find(folder.path())) {
+    for (auto at = text.find(folder.path()); at != std::string::npos; at = text.find(folder.path()))
         text.replace(at, folder.path().size(), "FOLDER");
-    }
     static const std::regex newID("-[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}\\.jpg");
     return std::regex_replace(text, newID, "-NEW-ID.jpg");
 }
 
 inline std::string golden(const std::string& name) {
-    std::ifstream file(std::string(KELVANE_TEST_DATA) + "/" + name, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(file), {}};
+    std::string text = testData(name);
     while (text.ends_with('\n')) text.pop_back();
     return text;
 }

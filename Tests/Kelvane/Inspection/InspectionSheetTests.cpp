@@ -213,10 +213,10 @@ TEST(Sheet, SaysWhyItIsNotSavedAndLeavesNothing) {
     }
     {
         // A disk that takes no more than a kilobyte.
-        struct rlimit old {};
+        struct rlimit old{};
         ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
         const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
-        const struct rlimit tight { 1024, old.rlim_max };
+        const struct rlimit tight{1024, old.rlim_max};
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
         const auto saved = sheet.save(folder.url("full"), "s");
         ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old), 0);

@@ -140,9 +140,8 @@ QImage reduced(const QImage& frame, QRectF box, QRect inner) {
 /// `sheet` with `tile` drawn over it, as a JPEG file of a sheet's quality gives it back.
 QImage asSaved(const QImage& sheet, const QImage& tile, QPoint at) {
     QImage whole = sheet.convertToFormat(QImage::Format_RGB32);
-    for (int y = 0; y < tile.height(); ++y) {
+    for (int y = 0; y < tile.height(); ++y)
         for (int x = 0; x < tile.width(); ++x) whole.setPixel(at + QPoint(x, y), tile.pixel(x, y));
-    }
     QByteArray bytes;
     QBuffer buffer(&bytes);
     whole.save(&buffer, "JPEG", 90);

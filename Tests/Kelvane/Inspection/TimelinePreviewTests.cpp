@@ -22,9 +22,8 @@ using Times = std::vector<double>;
 /// Video clips of these lengths, seconds, each from 10 s into its source.
 Clips videos(const Times& lengths) {
     Clips clips;
-    for (const double length : lengths) {
+    for (const double length : lengths)
         clips.push_back(videoClip(clips.size() + 1, "/media/a.mov", 100).stretch(10, 10 + length));
-    }
     return clips;
 }
 
@@ -32,8 +31,6 @@ Clips with(Clips clips, const Clip& more) {
     clips.push_back(more);
     return clips;
 }
-
-// MARK: Where to look
 
 TEST(PreviewTimes, ShowEndsMiddlesAndBothSidesOfCuts) {
     struct Row {
@@ -85,8 +82,6 @@ TEST(PreviewTimes, DropExactDuplicatesOnly) {
     EXPECT_EQ(times, (Times{0, 0.5, 1 - 1.0 / 30, 1, 640.0 / 600 - 1.0 / 30, 1 + 40.0 / 600 * 0.5}));
 }
 
-// MARK: What shows at a time
-
 TEST(TimelinePosition, IsTheClipThatShows) {
     struct Row {
         double time;
@@ -120,8 +115,6 @@ TEST(TimelinePosition, IsRoundedAsTheEditIs) {
     EXPECT_EQ(timelinePosition(601.0 / 600, clips), (TimelinePosition{1, 200.0 / 600 + 601.0 / 600 - 601.0 / 600}));
     EXPECT_EQ(timelinePosition(1.001, clips)->index, 0U);
 }
-
-// MARK: Previews
 
 class Preview : public ::testing::Test {
 protected:

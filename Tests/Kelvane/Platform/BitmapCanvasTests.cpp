@@ -35,9 +35,8 @@ StillImage imageOf(int width, int height, const std::function<Pixel(int, int)>& 
 /// The reds of one row or one column.
 std::vector<int> reds(const StillImage& image, bool row) {
     std::vector<int> values;
-    for (int i = 0; i < (row ? image.width : image.height); ++i) {
+    for (int i = 0; i < (row ? image.width : image.height); ++i)
         values.push_back(row ? pixelAt(image, i, 0)[0] : pixelAt(image, 0, i)[0]);
-    }
     return values;
 }
 
@@ -163,15 +162,13 @@ TEST(BitmapCanvas, ReducesToTheMeanOfTheAreaOnBothSides) {
 }
 
 TEST(BitmapCanvas, TurnsFineStripesToGrey) {
-    const auto stripes = imageOf(640, 360, [](int x, int y) {
-        return (x + y) % 2 != 0 ? Pixel{255, 255, 255} : Pixel{};
-    });
+    const auto stripes =
+        imageOf(640, 360, [](int x, int y) { return (x + y) % 2 != 0 ? Pixel{255, 255, 255} : Pixel{}; });
     auto canvas = BitmapCanvas::make(300, 169);
     canvas->fill(CanvasColor::gray(0.5));
     canvas->drawImage(stripes, {0, 0.125, 300, 168.75});
-    for (int y = 0; y < 169; ++y) {
+    for (int y = 0; y < 169; ++y)
         for (int x = 0; x < 300; ++x) ASSERT_NEAR(pixelAt(canvas->image(), x, y)[0], 127.5, 16) << x << " " << y;
-    }
 }
 
 TEST(BitmapCanvas, CoversTheFractionalEdgesOfPicturesInPart) {
@@ -295,9 +292,9 @@ TEST(CanvasText, HasItsFacesForEveryScript) {
         const char* other;
     };
     for (const auto& row :
-         {Row{"é", "ł"}, {"ж", "ю"}, {"ξ", "ψ"}, {"ש", "ל"}, {"م", "ح"}, {"你", "世"}, {"こ", "ん"},  {"カ", "メ"},
-          {"안", "녕"},  {"ส", "ด"}, {"न", "म"}, {"ব", "ল"}, {"ਪ", "ਜ"}, {"ગ", "જ"},   {"ତ", "ମ"},    {"த", "ம"},
-          {"త", "ల"},    {"ಕ", "ನ"}, {"മ", "ല"}, {"ස", "හ"}, {"ས", "བ"}, {"မ", "န"},   {"ខ", "រ"},    {"ລ", "ວ"},
+         {Row{"é", "ł"}, {"ж", "ю"}, {"ξ", "ψ"}, {"ש", "ל"}, {"م", "ح"}, {"你", "世"}, {"こ", "ん"}, {"カ", "メ"},
+          {"안", "녕"},  {"ส", "ด"}, {"न", "म"}, {"ব", "ল"}, {"ਪ", "ਜ"}, {"ગ", "જ"},   {"ତ", "ମ"},   {"த", "ம"},
+          {"త", "ల"},    {"ಕ", "ನ"}, {"മ", "ല"}, {"ස", "හ"}, {"ས", "བ"}, {"မ", "န"},   {"ខ", "រ"},   {"ລ", "ວ"},
           {"አ", "ማ"},    {"ქ", "რ"}, {"Ն", "Ք"}, {"ܣ", "ܪ"}, {"Ꮳ", "Ꮃ"}, {"ߒ", "ߞ"},   {"🎬", "🙂"}, {"→", "✓"}}) {
         EXPECT_NE(drawn(row.one).pixels, drawn(row.other).pixels) << row.one << row.other;
         // Joined with what stands around it, too.

@@ -110,9 +110,7 @@ TEST_F(DesktopEntriesTests, KeysAreReadWithTheirEscapes) {
 }
 
 TEST_F(DesktopEntriesTests, AHandlerIsTheFirstDefaultThatIsThere) {
-    for (const char* id : {"one", "two", "three", "four"}) {
-        add(std::string("home/applications/") + id, entryText(id));
-    }
+    for (const char* id : {"one", "two", "three", "four"}) add(std::string("home/applications/") + id, entryText(id));
     EXPECT_EQ(handler("web"), "");
     // From the least to the most important.
     const auto list = [](const std::string& ids) {
@@ -208,9 +206,7 @@ TEST_F(DesktopEntriesTests, TheFoldersAreThoseOfTheVariables) {
         setenv(name, value, 1);
     }
     const auto found = DesktopFolders::ofProcess();
-    for (const auto& [name, value] : kept) {
-        value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
-    }
+    for (const auto& [name, value] : kept) value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
     EXPECT_EQ(found.data, (Words{"/h/.local/share", "/d1", "/d2"}));
     EXPECT_EQ(found.config, (Words{"/c", "/etc/xdg"}));
     EXPECT_EQ(found.desktops, (Words{"ubuntu", "gnome"}));

@@ -43,9 +43,8 @@ protected:
                 continue;
             }
             std::size_t number = 0;
-            while (i + 1 < text.size() && std::isdigit(static_cast<unsigned char>(text[i + 1])) != 0) {
+            while (i + 1 < text.size() && std::isdigit(static_cast<unsigned char>(text[i + 1])) != 0)
                 number = number * 10 + static_cast<std::size_t>(text[++i] - '0');
-            }
             out += uuid(number).upper();
         }
         return out;
@@ -266,8 +265,6 @@ TEST_F(CLIEditingResolve, TheSameTimelineSentBackIsIdentical) {
     }
     EXPECT_TRUE(CLIEditing::identical(current, resolve(same).value()));
 }
-
-// MARK: Validate
 
 class CLIEditingValidate : public CLIEditingResolve {
 protected:

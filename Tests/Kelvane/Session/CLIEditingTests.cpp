@@ -22,8 +22,6 @@ std::vector<Clip> assets() {
     return {videoClip(11, "/media/two words.mov", 10), audioClip(12, "/media/sound.wav", 9.5)};
 }
 
-// MARK: Revision
-
 TEST(CLIEditingRevision, OfNothingIsTheHashOfFiveLines) {
     // printf 'Kelvane editing revision 2\n8:timeline\n1:0\n6:assets\n1:0' | sha256sum
     EXPECT_EQ(CLIEditing::revision({}, {}), "sha256:45d0a61d8d94a98b51e187cfe04fcda72aac71b1043db7330830dccab7d00f17");
@@ -42,15 +40,15 @@ TEST(CLIEditingRevision, LeavesOutWhatNoEditDependsOn) {
     };
     const auto before = CLIEditing::revision(clips(), assets());
     for (const Row& row : std::vector<Row>{
-             {"zero of the other sign", [](auto&c, auto&) { c[1].start = -0.0; }},
-             {"negative zero as a position", [](auto&c, auto&) { c[1].horizontal = -0.0; }},
-             {"the implied lane made explicit", [](auto&c, auto&) { c[1].audioTrackID = c[1].id; }},
-             {"the original file", [](auto&c, auto&) { c[0].originalURL = FileURL::fromPath("/card/a.mov"); }},
-             {"a video clip's position", [](auto&c, auto&) { c[0].timelineStart = 3; }},
-             {"a video clip's lane", [](auto&c, auto&) { c[0].audioTrackID = uuid(9); }},
-             {"false for absent", [](auto&c, auto&) { c[0].audioOnly = false; }},
-             {"an asset's volume", [](auto&, auto&a) { a[0].volume = 0.5; }},
-             {"an asset's kind", [](auto&, auto&a) { a[0].audioOnly = true; }},
+             {"zero of the other sign", [](auto& c, auto&) { c[1].start = -0.0; }},
+             {"negative zero as a position", [](auto& c, auto&) { c[1].horizontal = -0.0; }},
+             {"the implied lane made explicit", [](auto& c, auto&) { c[1].audioTrackID = c[1].id; }},
+             {"the original file", [](auto& c, auto&) { c[0].originalURL = FileURL::fromPath("/card/a.mov"); }},
+             {"a video clip's position", [](auto& c, auto&) { c[0].timelineStart = 3; }},
+             {"a video clip's lane", [](auto& c, auto&) { c[0].audioTrackID = uuid(9); }},
+             {"false for absent", [](auto& c, auto&) { c[0].audioOnly = false; }},
+             {"an asset's volume", [](auto&, auto& a) { a[0].volume = 0.5; }},
+             {"an asset's kind", [](auto&, auto& a) { a[0].audioOnly = true; }},
          }) {
         auto changedClips = clips();
         auto changedAssets = assets();
@@ -66,27 +64,27 @@ TEST(CLIEditingRevision, TakesInEveryFieldThatAnEditDependsOn) {
     };
     const auto before = CLIEditing::revision(clips(), assets());
     for (const Row& row : std::vector<Row>{
-             {"id", [](auto&c, auto&) { c[0].id = uuid(99); }},
-             {"url", [](auto&c, auto&) { c[0].url = FileURL::fromPath("/media/other.mov"); }},
-             {"kind", [](auto&c, auto&) { c[0].audioOnly = true; }},
-             {"position", [](auto&c, auto&) { c[1].timelineStart = 4.25; }},
-             {"position absent", [](auto&c, auto&) { c[1].timelineStart.reset(); }},
-             {"lane", [](auto&c, auto&) { c[1].audioTrackID = uuid(7); }},
-             {"sourceDuration", [](auto&c, auto&) { c[0].sourceDuration = 10.5; }},
-             {"start", [](auto&c, auto&) { c[0].start = 0.75; }},
-             {"end", [](auto&c, auto&) { c[0].end = 3.5; }},
-             {"the last bit of end", [](auto&c, auto&) { c[0].end = std::nextafter(3.25, 4.0); }},
-             {"zoom", [](auto&c, auto&) { c[0].zoom = 2; }},
-             {"horizontal", [](auto&c, auto&) { c[0].horizontal = 0.25; }},
-             {"vertical", [](auto&c, auto&) { c[0].vertical = -1; }},
-             {"volume", [](auto&c, auto&) { c[0].volume = 0.3; }},
-             {"order", [](auto&c, auto&) { std::swap(c[0], c[1]); }},
-             {"a clip less", [](auto&c, auto&) { c.pop_back(); }},
-             {"asset id", [](auto&, auto&a) { a[0].id = uuid(99); }},
-             {"asset url", [](auto&, auto&a) { a[0].url = FileURL::fromPath("/media/other.mov"); }},
-             {"asset length", [](auto&, auto&a) { a[0].sourceDuration = 11; }},
-             {"asset order", [](auto&, auto&a) { std::swap(a[0], a[1]); }},
-             {"an asset less", [](auto&, auto&a) { a.pop_back(); }},
+             {"id", [](auto& c, auto&) { c[0].id = uuid(99); }},
+             {"url", [](auto& c, auto&) { c[0].url = FileURL::fromPath("/media/other.mov"); }},
+             {"kind", [](auto& c, auto&) { c[0].audioOnly = true; }},
+             {"position", [](auto& c, auto&) { c[1].timelineStart = 4.25; }},
+             {"position absent", [](auto& c, auto&) { c[1].timelineStart.reset(); }},
+             {"lane", [](auto& c, auto&) { c[1].audioTrackID = uuid(7); }},
+             {"sourceDuration", [](auto& c, auto&) { c[0].sourceDuration = 10.5; }},
+             {"start", [](auto& c, auto&) { c[0].start = 0.75; }},
+             {"end", [](auto& c, auto&) { c[0].end = 3.5; }},
+             {"the last bit of end", [](auto& c, auto&) { c[0].end = std::nextafter(3.25, 4.0); }},
+             {"zoom", [](auto& c, auto&) { c[0].zoom = 2; }},
+             {"horizontal", [](auto& c, auto&) { c[0].horizontal = 0.25; }},
+             {"vertical", [](auto& c, auto&) { c[0].vertical = -1; }},
+             {"volume", [](auto& c, auto&) { c[0].volume = 0.3; }},
+             {"order", [](auto& c, auto&) { std::swap(c[0], c[1]); }},
+             {"a clip less", [](auto& c, auto&) { c.pop_back(); }},
+             {"asset id", [](auto&, auto& a) { a[0].id = uuid(99); }},
+             {"asset url", [](auto&, auto& a) { a[0].url = FileURL::fromPath("/media/other.mov"); }},
+             {"asset length", [](auto&, auto& a) { a[0].sourceDuration = 11; }},
+             {"asset order", [](auto&, auto& a) { std::swap(a[0], a[1]); }},
+             {"an asset less", [](auto&, auto& a) { a.pop_back(); }},
          }) {
         auto changedClips = clips();
         auto changedAssets = assets();
@@ -94,8 +92,6 @@ TEST(CLIEditingRevision, TakesInEveryFieldThatAnEditDependsOn) {
         EXPECT_NE(CLIEditing::revision(changedClips, changedAssets), before) << row.what;
     }
 }
-
-// MARK: Identical
 
 TEST(CLIEditingIdentical, AcceptsWhatChangesNothing) {
     const std::vector<Clip> current{videoClip(1), audioClip(2).at(3), audioClip(3).at(4).lane(uuid(9)), videoClip(4)};

@@ -43,9 +43,8 @@ public:
         if (::send(descriptor_, message.data(), message.size(), MSG_NOSIGNAL) < 0) return {};
         std::string reply;
         char buffer[4096];
-        for (ssize_t count = 0; (count = ::recv(descriptor_, buffer, sizeof buffer, 0)) > 0;) {
+        for (ssize_t count = 0; (count = ::recv(descriptor_, buffer, sizeof buffer, 0)) > 0;)
             reply.append(buffer, static_cast<std::size_t>(count));
-        }
         return reply;
     }
 
@@ -69,9 +68,8 @@ std::set<std::string> deadFolders() {
     std::ifstream sockets("/proc/net/unix");
     for (std::string line; std::getline(sockets, line);) {
         const auto path = line.rfind(" /");
-        if (path != std::string::npos && line.ends_with("/control.sock")) {
+        if (path != std::string::npos && line.ends_with("/control.sock"))
             folders.erase(std::filesystem::path(line.substr(path + 1)).parent_path().string());
-        }
     }
     return folders;
 }

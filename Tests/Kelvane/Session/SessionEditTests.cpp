@@ -16,9 +16,8 @@ protected:
     /// The present timeline as a request, without what a caller may leave out.
     [[nodiscard]] json entries(bool withIDs = true) const {
         json timeline = state()["timeline"];
-        if (!withIDs) {
+        if (!withIDs)
             for (auto& entry : timeline) entry.erase("clipID");
-        }
         return timeline;
     }
     /// One entry: the film's first seconds.
@@ -27,8 +26,6 @@ protected:
     }
     [[nodiscard]] std::size_t undoSteps() const { return editor->undoStack().size(); }
 };
-
-// MARK: timeline
 
 TEST_F(SessionEdits, TimelineReplacesTheWholeInOneStep) {
     const auto before = editor->clips();
@@ -84,9 +81,8 @@ TEST_F(SessionEdits, TheSameTimelineTwiceIsOneStep) {
 
 TEST_F(SessionEdits, TheStatesOwnTimelineChangesNothing) {
     const auto before = revision();
-    for (const bool withIDs : {true, false}) {
+    for (const bool withIDs : {true, false})
         EXPECT_EQ(document(write("timeline", {{"json", entries(withIDs).dump()}}))["revision"], before);
-    }
     EXPECT_EQ(media.count("openAsset"), 0U);
     EXPECT_EQ(undoSteps(), 0U);
     json swapped = entries();
@@ -121,8 +117,6 @@ TEST_F(SessionEdits, AMissingSourceStopsEveryEditUntilItIsBackOrGone) {
     std::filesystem::rename(sound.path(), elsewhere);
     EXPECT_EQ(refusal(write("remove", {{"id", clipID(1)}})), "done");
 }
-
-// MARK: Interleavings
 
 TEST_F(SessionEdits, OfTwoTimelinesInBuildTheFirstToReturnCommits) {
     const auto first = startWrite("timeline", {{"json", filmEntry(3)}});
@@ -182,8 +176,6 @@ TEST_F(SessionEdits, AWriteDuringAGestureIsBusyAndWorksAfterIt) {
     editor->endInteraction();
     EXPECT_EQ(refusal(perform("timeline", {{"revision", quoted}, {"json", "[]"}})), "done");
 }
-
-// MARK: clip
 
 TEST_F(SessionEdits, ClipChangesItsFields) {
     const json reply = document(write("clip", {{"id", clipID(0)},
@@ -278,8 +270,6 @@ TEST_F(SessionEdits, ClipMovesBetweenLanesAndLanesKeepTheirOrder) {
     EXPECT_EQ(reply["audioTracks"], json::array({lower.upper(), fresh.upper()}));
 }
 
-// MARK: split and remove
-
 TEST_F(SessionEdits, SplitCutsAtATimelineSecond) {
     const Clip whole = clip(2);
     const json reply = document(write("split", {{"id", whole.id.upper()}, {"at", "5.5"}, {"compact", "true"}}));
@@ -341,8 +331,6 @@ TEST_F(SessionEdits, RemovalOfTheLastClipComposesNothing) {
     EXPECT_EQ(media.count("openAsset"), 0U);
     EXPECT_EQ(undoSteps(), 2U);
 }
-
-// MARK: --preview
 
 TEST_F(SessionEdits, WithPreviewATimelineOfSoundSaysSo) {
     const std::string sounds = json::array({{{"assetID", assetID(1)}, {"start", 0}, {"end", 5}}}).dump();

@@ -48,8 +48,6 @@ protected:
     }
 };
 
-// MARK: frames
-
 TEST_F(SessionInspection, FramesAreSixStillsByDefault) {
     const json document = this->document(perform("frames", {{"asset", assetID(0)}}));
     EXPECT_EQ(document["assetID"], assetID(0));
@@ -93,8 +91,6 @@ TEST_F(SessionInspection, AStillThatFailsFailsTheFramesAndLeavesNone) {
     EXPECT_EQ(refusal(perform("frames", {{"asset", assetID(0)}})), "“film.mov” has no picture that can be decoded.");
     EXPECT_EQ(images("Frames"), 0U);
 }
-
-// MARK: contact-sheet
 
 TEST_F(SessionInspection, OneAssetGivesOneSheet) {
     const json full = document(perform("contact-sheet", {{"asset", assetID(0)}, {"count", "+7"}}));
@@ -194,8 +190,6 @@ TEST_F(SessionInspection, ASessionThatEndsAmidASheetSaysSo) {
     EXPECT_EQ(images("Contact Sheets"), 2U);
 }
 
-// MARK: preview
-
 TEST_F(SessionInspection, APreviewShowsTheTimelineOfItsRevision) {
     const json document = this->document(perform("preview"));
     EXPECT_TRUE(isImage(document["path"], "Previews"));
@@ -253,8 +247,6 @@ TEST_F(SessionInspection, ASessionThatEndsAmidAPreviewSaysSo) {
     session().suspend();
     EXPECT_EQ(refusal(finish(reply)), renderingClosedText);
 }
-
-// MARK: waveform
 
 TEST_F(SessionInspection, AWaveformIsOfTheSourceOrOfAClip) {
     const json source = document(perform("waveform", {{"asset", assetID(1)}}));
@@ -325,17 +317,14 @@ TEST_F(SessionInspection, AnEditAmidAClipsWaveformMakesItStale) {
     EXPECT_EQ(refusal(finish(closed)), inspectingClosedText);
 }
 
-// MARK: All of them
-
 TEST_F(SessionInspection, AProjectWithoutAFileIsToBeSaved) {
     const std::map<std::string, Options> requests{{"frames", {{"asset", assetID(0)}}},
                                                   {"contact-sheet", {}},
                                                   {"preview", {}},
                                                   {"waveform", {{"clip", clipID(1)}}}};
     makeUnsaved();
-    for (const auto& [command, options] : requests) {
+    for (const auto& [command, options] : requests)
         EXPECT_EQ(refusal(perform(command, options)), "Save the project before inspecting media.") << command;
-    }
     EXPECT_EQ(refusal(perform("project")), "done");
 }
 
@@ -363,8 +352,6 @@ TEST_F(SessionInspection, AFolderThatCannotBeMadeIsToldInWords) {
     EXPECT_EQ(refusal(perform("waveform", {{"clip", clipID(1)}})),
               "The folder “Waveforms” could not be made: Not a directory.");
 }
-
-// MARK: --preview
 
 TEST_F(SessionInspection, AnEditWithPreviewComesBackWithItsPicture) {
     media.clearCalls();

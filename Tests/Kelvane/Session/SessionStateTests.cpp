@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "SessionFixture.h"
+#include "Support/TestData.h"
 
 namespace kelvane::testing {
 namespace {
@@ -13,15 +14,11 @@ class SessionState : public SessionFixture {
 protected:
     /// A file of Tests/Data without its last line feed, with the project's identity and file name in place.
     [[nodiscard]] std::string golden(const std::string& name) const {
-        std::ifstream file(std::string(KELVANE_TEST_DATA) + "/" + name, std::ios::binary);
-        std::stringstream text;
-        text << file.rdbuf();
-        std::string out = text.str();
+        std::string out = testData(name);
         while (out.ends_with('\n')) out.pop_back();
         const std::string mark = "PROJECT-ID";
-        for (auto at = out.find(mark); at != std::string::npos; at = out.find(mark)) {
+        for (auto at = out.find(mark); at != std::string::npos; at = out.find(mark))
             out.replace(at, mark.size(), editor->id().upper());
-        }
         return out;
     }
 };
@@ -85,9 +82,8 @@ TEST_F(SessionState, HasItsKeysSortedAndItsSlashesPlainAtEveryDepth) {
 
 TEST_F(SessionState, CompactLeavesOutAssetsIdentityAndHistory) {
     json expected = state();
-    for (const char* key : {"projectID", "name", "busy", "interacting", "assets", "canUndo", "canRedo"}) {
+    for (const char* key : {"projectID", "name", "busy", "interacting", "assets", "canUndo", "canRedo"})
         EXPECT_EQ(expected.erase(key), 1U) << key;
-    }
     EXPECT_EQ(state(true), expected);
     EXPECT_EQ(expected.size(), 8U);
 }

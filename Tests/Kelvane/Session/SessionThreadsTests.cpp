@@ -68,9 +68,8 @@ protected:
         serve(context);
         while (!isDone_) turn();
         import_.join();
-        for (int caller = 0; caller < callers; ++caller) {
+        for (int caller = 0; caller < callers; ++caller)
             threads_.emplace_back([this, caller] { writeRepeatedly(caller); });
-        }
         while (finished_ < callers) turn();
         for (auto& thread : threads_) thread.join();
         EXPECT_EQ(committed_ + stale_, callers * rounds);
@@ -118,9 +117,8 @@ private:
         while (true) {
             const auto reply = LocalCLIConnection::request(text, path_, 60);
             if (reply) return json::parse(*reply);
-            if (reply.error().kind != ErrorKind::outcomeUnknown) {
+            if (reply.error().kind != ErrorKind::outcomeUnknown)
                 return {{"ok", false}, {"error", reply.error().message}};
-            }
         }
     }
     void writeRepeatedly(int caller) {
@@ -130,13 +128,12 @@ private:
                 {"assetID", state["assets"][0]["assetID"]}, {"start", 0}, {"end", 1 + caller * 0.5 + round * 0.0625}};
             const json reply =
                 ask("timeline", {{"revision", state["revision"]}, {"json", json::array({entry}).dump()}});
-            if (reply["ok"] == true) {
+            if (reply["ok"] == true)
                 ++committed_;
-            } else if (reply["error"] == changedText) {
+            else if (reply["error"] == changedText)
                 ++stale_;
-            } else {
+            else
                 ADD_FAILURE() << reply.dump();
-            }
         }
         ++finished_;
     }

@@ -22,8 +22,6 @@ protected:
     }
 };
 
-// MARK: import
-
 TEST_F(SessionTransfers, ImportAnswersTheStateAndTheIDsInOrder) {
     const auto first = makeSource("first.mov", FakeFile::video(5));
     const auto second = makeSource("second.wav", FakeFile::audio(6));
@@ -118,8 +116,6 @@ TEST_F(SessionTransfers, TheEndOfTheSessionDuringAnImportRefusesIt) {
     EXPECT_EQ(editor->assets().size(), 2U);
     EXPECT_EQ(mediaFiles(), files);
 }
-
-// MARK: export
 
 TEST_F(SessionTransfers, ExportAnswersPathRevisionAndStale) {
     const auto quoted = revision();

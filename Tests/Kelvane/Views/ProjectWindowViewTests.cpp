@@ -151,9 +151,7 @@ class ProjectWindowSurfaceTests : public ProjectWindowViewTests {
 protected:
     ProjectWindowSurfaceTests() {
         QObject::connect(&engine, &QQmlEngine::warnings, [this](const QList<QQmlError>& found) {
-            for (const auto& warning : found) {
-                warnings.push_back(warning.toString().toStdString());
-            }
+            for (const auto& warning : found) warnings.push_back(warning.toString().toStdString());
         });
         QQmlComponent component(&engine, QUrl("qrc:/Views/Window/ProjectWindow.qml"));
         surface.reset(component.createWithInitialProperties(
@@ -195,9 +193,8 @@ TEST_F(ProjectWindowSurfaceTests, ABusyWindowStaysOpenAndItsWayHomeIsShut) {
     EXPECT_TRUE(isEnabled("Undo"));
     beginImport(*editor);
     context.runPosted();
-    for (const char* label : {"Projects", "Import Videos…", "Undo", "Export Video…"}) {
+    for (const char* label : {"Projects", "Import Videos…", "Undo", "Export Video…"})
         EXPECT_FALSE(isEnabled(label)) << label;
-    }
     EXPECT_FALSE(window()->close());
     EXPECT_TRUE(window()->isVisible());
     context.settle();

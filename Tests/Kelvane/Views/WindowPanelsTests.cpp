@@ -1,10 +1,9 @@
-#include "Views/Window/WindowPanels.h"
-
 #include <gtest/gtest.h>
 
 #include <QUrl>
 
 #include "Support/TempFolder.h"
+#include "Views/Window/WindowPanels.h"
 
 namespace kelvane::testing {
 namespace {
@@ -47,7 +46,8 @@ TEST(WindowPanels, AFileThatExistsIsOnlyReplacedWhenAPersonSaysSo) {
     WindowPanels panels(true);
     std::vector<std::optional<FileURL>> answers;
     const auto choose = [&](const char* name) {
-        panels.chooseDestination(PanelContent::mp4Movie, "x.mp4", "", [&](const auto& file) { answers.push_back(file); });
+        panels.chooseDestination(PanelContent::mp4Movie, "x.mp4", "",
+                                 [&](const auto& file) { answers.push_back(file); });
         panels.answerFiles(urls(folder, name));
     };
     choose("new.mp4");
@@ -56,16 +56,15 @@ TEST(WindowPanels, AFileThatExistsIsOnlyReplacedWhenAPersonSaysSo) {
     panels.cancel();
     choose("old.mp4");
     panels.answerYes();
-    EXPECT_EQ(answers, (std::vector<std::optional<FileURL>>{folder.url("new.mp4"), std::nullopt, folder.url("old.mp4")}));
+    EXPECT_EQ(answers,
+              (std::vector<std::optional<FileURL>>{folder.url("new.mp4"), std::nullopt, folder.url("old.mp4")}));
 }
 
 TEST(WindowPanels, TheChooserShowsFilesThatCamerasName) {
     WindowPanels panels(true);
     panels.chooseFiles(PanelContent::media, "Choose videos or audio files.", [](const auto&) {});
     const auto filter = panels.question()["filters"].toStringList().first();
-    for (const char* pattern : {"*.MOV", "*.mp4", "*.MTS", "*.wav"}) {
-        EXPECT_TRUE(filter.contains(pattern)) << pattern;
-    }
+    for (const char* pattern : {"*.MOV", "*.mp4", "*.MTS", "*.wav"}) EXPECT_TRUE(filter.contains(pattern)) << pattern;
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include "Windows/ProjectWindows.h"
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -8,6 +6,7 @@
 #include "Session/AIAssistantSession.h"
 #include "Storage/ProjectFile.h"
 #include "Support/App/WindowsFixture.h"
+#include "Windows/ProjectWindows.h"
 
 namespace kelvane::testing {
 namespace {
@@ -158,9 +157,8 @@ TEST_F(ProjectWindowsTests, AnOutsideFileThatCantBeReadSetsTheAlert) {
 
 TEST_F(ProjectWindowsTests, ChosenProjectsOpenTheFirstHereAndTheOthersInNewWindows) {
     const auto workspace = show(first);
-    for (const char* name : {"One", "Two", "Three"}) {
+    for (const char* name : {"One", "Two", "Three"})
         ASSERT_TRUE(ProjectFile::write(Project{}, folder.url(std::string(name) + ".kelvane")));
-    }
     panels.files.push_back({folder.url("One.kelvane"), folder.url("Two.kelvane"), folder.url("Three.kelvane")});
     windows->chooseProject(workspace);
     ASSERT_TRUE(workspace->editor());
@@ -229,7 +227,8 @@ TEST_F(ProjectWindowsTests, ASaveRecordsLengthDateAndThePictureOfTheFirstClip) {
     EXPECT_EQ(folder.read("Projects/" + row.id.upper() + "/Thumbnail.jpg").substr(0, 3), "\xFF\xD8\xFF");
     editor->commit({});
     EXPECT_TRUE(windows->flush(*editor));
-    EXPECT_TRUE(folder.exists("Projects/" + row.id.upper() + "/Thumbnail.jpg")) << "the pool's first asset still has one";
+    EXPECT_TRUE(folder.exists("Projects/" + row.id.upper() + "/Thumbnail.jpg"))
+        << "the pool's first asset still has one";
     editor->deleteAssets({editor->assets().front().id});
     EXPECT_TRUE(windows->flush(*editor));
     EXPECT_FALSE(folder.exists("Projects/" + row.id.upper() + "/Thumbnail.jpg"));
@@ -315,9 +314,7 @@ TEST_F(ProjectWindowsTests, ADuplicateHoldsWhatWasNotSavedYet) {
     edit(*editor);
     windows->duplicate(row.id);
     ASSERT_EQ(windows->library().projects().size(), 2u);
-    for (const auto& copy : windows->library().projects()) {
-        EXPECT_EQ(savedVolume(copy), 0.5) << copy.name;
-    }
+    for (const auto& copy : windows->library().projects()) EXPECT_EQ(savedVolume(copy), 0.5) << copy.name;
     beginImport(*editor);
     windows->duplicate(row.id);
     EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before duplicating it.");
@@ -332,12 +329,13 @@ TEST_F(ProjectWindowsTests, ADeletionIsAskedForAndEndsEverything) {
     edit(*editor);
     windows->remove(row.id);
     EXPECT_EQ(windows->library().projects().size(), 1u) << "cancelled";
-    EXPECT_EQ(panels.askedConfirmations.front(),
-              (FakePanels::ConfirmQuestion{
-                  "Delete “A”?",
-                  "This permanently deletes the project, its media copies, and voice-over recordings. Files imported from "
-                  "elsewhere will be kept.",
-                  "Cancel", "Delete"}));
+    EXPECT_EQ(
+        panels.askedConfirmations.front(),
+        (FakePanels::ConfirmQuestion{
+            "Delete “A”?",
+            "This permanently deletes the project, its media copies, and voice-over recordings. Files imported from "
+            "elsewhere will be kept.",
+            "Cancel", "Delete"}));
     panels.confirmations = {true};
     windows->remove(row.id);
     EXPECT_TRUE(windows->library().projects().empty());

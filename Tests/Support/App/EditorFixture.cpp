@@ -31,9 +31,7 @@ void EditorFixture::makeEditor(bool inLibrary) {
     };
     editor = Editor::create(UUID::random(), inLibrary ? std::optional(mediaFolder()) : std::nullopt, services);
     editor->onProjectChange = [this] { ++projectChanges; };
-    if (inLibrary) {
-        editor->setLibraryName("Trailer");
-    }
+    if (inLibrary) editor->setLibraryName("Trailer");
 }
 
 FileURL EditorFixture::makeSource(const std::string& name, FakeFile file) {
@@ -49,18 +47,16 @@ FileURL EditorFixture::makeManaged(const std::string& name, FakeFile file) {
 std::vector<std::string> EditorFixture::mediaFiles() const {
     const std::filesystem::path root = mediaFolder().path();
     std::vector<std::string> found;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root))
         found.push_back(entry.path().lexically_relative(root).string());
-    }
     std::ranges::sort(found);
     return found;
 }
 
 std::vector<std::string> EditorFixture::entries(const FileURL& folder) {
     std::vector<std::string> found;
-    for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
         found.push_back(entry.path().filename().string());
-    }
     std::ranges::sort(found);
     return found;
 }
@@ -106,9 +102,7 @@ void EditorFixture::beBusy() {
 std::vector<UUID> ids(const std::vector<Clip>& clips) {
     std::vector<UUID> found;
     found.reserve(clips.size());
-    for (const Clip& clip : clips) {
-        found.push_back(clip.id);
-    }
+    for (const Clip& clip : clips) found.push_back(clip.id);
     return found;
 }
 

@@ -23,9 +23,7 @@ bool FakeMainContext::runOnePosted() {
     std::function<void()> work;
     {
         const std::scoped_lock lock(mutex_);
-        if (posted_.empty()) {
-            return false;
-        }
+        if (posted_.empty()) return false;
         work = std::move(posted_.front());
         posted_.pop_front();
     }
@@ -42,9 +40,7 @@ bool FakeMainContext::stepBackground() {
     std::function<void()> work;
     {
         const std::scoped_lock lock(mutex_);
-        if (background_.empty()) {
-            return false;
-        }
+        if (background_.empty()) return false;
         work = std::move(background_.front());
         background_.pop_front();
     }
@@ -85,9 +81,7 @@ std::size_t FakeMainContext::waitingInBackground() const {
 
 std::size_t FakeMainContext::pendingTimers() const {
     std::size_t count = 0;
-    for (const auto& [due, timer] : timers_) {
-        count += timer.token.expired() ? 0 : 1;
-    }
+    for (const auto& [due, timer] : timers_) count += timer.token.expired() ? 0 : 1;
     return count;
 }
 

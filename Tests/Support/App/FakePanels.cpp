@@ -8,9 +8,7 @@ namespace {
 /// The next scripted answer, or `otherwise`.
 template <class Answer>
 Answer take(std::deque<Answer>& script, Answer otherwise) {
-    if (script.empty()) {
-        return otherwise;
-    }
+    if (script.empty()) return otherwise;
     Answer next = std::move(script.front());
     script.pop_front();
     return next;
@@ -26,11 +24,10 @@ void FakePanels::release() {
 }
 
 void FakePanels::ask(std::function<void()> question) {
-    if (hold) {
+    if (hold)
         open_.push_back(std::move(question));
-    } else {
+    else
         question();
-    }
 }
 
 void FakePanels::chooseFiles(PanelContent content, std::string message,

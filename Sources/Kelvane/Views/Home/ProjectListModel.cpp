@@ -21,9 +21,7 @@ void ProjectListModel::setProjects(std::vector<LibraryProject> projects) {
 }
 
 std::optional<LibraryProject> ProjectListModel::at(int row) const {
-    if (row < 0 || row >= static_cast<int>(projects_.size())) {
-        return std::nullopt;
-    }
+    if (row < 0 || row >= static_cast<int>(projects_.size())) return std::nullopt;
     return projects_[static_cast<std::size_t>(row)];
 }
 
@@ -33,9 +31,7 @@ int ProjectListModel::rowCount(const QModelIndex& parent) const {
 
 QVariant ProjectListModel::data(const QModelIndex& index, int role) const {
     const auto project = at(index.row());
-    if (!project) {
-        return {};
-    }
+    if (!project) return {};
     switch (role) {
         case nameRole:
             return QString::fromStdString(project->name);

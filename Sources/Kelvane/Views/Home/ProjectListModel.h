@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QAbstractListModel>
-
 #include <vector>
 
 #include "Storage/LibraryProject.h"

@@ -9,9 +9,7 @@ enum Role { nameRole = Qt::UserRole + 1, kindRole, trimRole, lengthRole };
 }
 
 void ClipListModel::setClips(ClipArray clips) {
-    if (clips == clips_) {
-        return;
-    }
+    if (clips == clips_) return;
     beginResetModel();
     clips_ = std::move(clips);
     endResetModel();
@@ -22,9 +20,7 @@ int ClipListModel::rowCount(const QModelIndex& parent) const {
 }
 
 QVariant ClipListModel::data(const QModelIndex& index, int role) const {
-    if (!clips_ || index.row() < 0 || index.row() >= static_cast<int>(clips_->size())) {
-        return {};
-    }
+    if (!clips_ || index.row() < 0 || index.row() >= static_cast<int>(clips_->size())) return {};
     const Clip& clip = (*clips_)[static_cast<std::size_t>(index.row())];
     switch (role) {
         case nameRole:

@@ -24,11 +24,10 @@ ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Wo
 
 void ProjectWindowView::followEditor() {
     disconnect(editorConnection_);
-    if (const auto editor = workspace_->editor()) {
+    if (const auto editor = workspace_->editor())
         editorConnection_ = connect(editor.get(), &Editor::changed, this, &ProjectWindowView::refresh);
-    } else {
+    else
         windows_.library().reload();
-    }
     refresh();
 }
 
@@ -52,9 +51,7 @@ QString ProjectWindowView::title() const {
 
 QString ProjectWindowView::summary() const {
     const auto editor = workspace_->editor();
-    if (!editor) {
-        return {};
-    }
+    if (!editor) return {};
     const auto length = text(timeLabel(TimelineLayout::duration(editor->clips())));
     return counted(editor->clips().size(), tr("clip"), tr("clips")) + " · " + length + " · " +
            counted(editor->assets().size(), tr("asset"), tr("assets"));
@@ -62,18 +59,10 @@ QString ProjectWindowView::summary() const {
 
 QString ProjectWindowView::status() const {
     const auto editor = workspace_->editor();
-    if (!editor) {
-        return {};
-    }
-    if (editor->isExporting()) {
-        return tr("Exporting %1").arg(text(editor->exportFormat()));
-    }
-    if (editor->isImporting()) {
-        return tr("Importing…");
-    }
-    if (editor->saveFailed()) {
-        return tr("Not saved");
-    }
+    if (!editor) return {};
+    if (editor->isExporting()) return tr("Exporting %1").arg(text(editor->exportFormat()));
+    if (editor->isImporting()) return tr("Importing…");
+    if (editor->saveFailed()) return tr("Not saved");
     return editor->isDirty() ? tr("Saving…") : tr("Saved");
 }
 
@@ -105,23 +94,17 @@ bool ProjectWindowView::canImport() const { return !showsHome() && !busy(); }
 bool ProjectWindowView::canShowHome() const { return !busy(); }
 
 QString ProjectWindowView::error() const {
-    if (windows_.error()) {
-        return text(*windows_.error());
-    }
+    if (windows_.error()) return text(*windows_.error());
     const auto editor = workspace_->editor();
     return editor && editor->error() ? text(*editor->error()) : QString();
 }
 
 void ProjectWindowView::openProject(int row) {
-    if (const auto project = projects_.at(row)) {
-        windows_.open(*project, workspace_, false);
-    }
+    if (const auto project = projects_.at(row)) windows_.open(*project, workspace_, false);
 }
 
 void ProjectWindowView::deleteProject(int row) {
-    if (const auto project = projects_.at(row)) {
-        windows_.remove(project->id);
-    }
+    if (const auto project = projects_.at(row)) windows_.remove(project->id);
 }
 
 void ProjectWindowView::newProject() { windows_.newProject(workspace_); }
@@ -129,47 +112,35 @@ void ProjectWindowView::chooseProject() { windows_.chooseProject(workspace_); }
 void ProjectWindowView::showHome() { windows_.showHome(workspace_); }
 
 void ProjectWindowView::importMedia() {
-    if (const auto editor = workspace_->editor()) {
-        editor->importFiles();
-    }
+    if (const auto editor = workspace_->editor()) editor->importFiles();
 }
 
 void ProjectWindowView::undo() {
-    if (const auto editor = workspace_->editor()) {
-        editor->undo();
-    }
+    if (const auto editor = workspace_->editor()) editor->undo();
 }
 
 void ProjectWindowView::redo() {
-    if (const auto editor = workspace_->editor()) {
-        editor->redo();
-    }
+    if (const auto editor = workspace_->editor()) editor->redo();
 }
 
 void ProjectWindowView::save() {
-    if (canSave()) {
-        windows_.flush(*workspace_->editor());
-    }
+    if (canSave()) windows_.flush(*workspace_->editor());
 }
 
 void ProjectWindowView::exportVideo() {
-    if (const auto editor = workspace_->editor()) {
+    if (const auto editor = workspace_->editor())
         editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
-    }
 }
 
 void ProjectWindowView::cancelExport() {
-    if (const auto editor = workspace_->editor()) {
-        editor->cancelExport();
-    }
+    if (const auto editor = workspace_->editor()) editor->cancelExport();
 }
 
 void ProjectWindowView::dismissError() {
-    if (windows_.error()) {
+    if (windows_.error())
         windows_.setError(std::nullopt);
-    } else if (const auto editor = workspace_->editor()) {
+    else if (const auto editor = workspace_->editor())
         editor->setError(std::nullopt);
-    }
 }
 
 bool ProjectWindowView::shouldClose() { return windows_.shouldClose(*workspace_); }

@@ -12,9 +12,9 @@ namespace {
 /// Films and sound by their usual extensions. Cameras write them in upper case, and the chooser tells cases apart.
 QString mediaFilter() {
     QStringList patterns;
-    for (const char* extension : {"mp4", "mov", "m4v", "mkv", "webm", "avi", "3gp", "3g2", "ts", "mts", "m2ts", "mpg",
-                                  "mpeg", "flv", "wmv", "ogv", "m4a", "mp3", "wav", "flac", "ogg", "oga", "opus", "aac",
-                                  "aif", "aiff", "aifc", "ac3", "mka", "wma", "caf"}) {
+    for (const char* extension : {"mp4",  "mov",  "m4v", "mkv",  "webm", "avi", "3gp", "3g2", "ts",   "mts", "m2ts",
+                                  "mpg",  "mpeg", "flv", "wmv",  "ogv",  "m4a", "mp3", "wav", "flac", "ogg", "oga",
+                                  "opus", "aac",  "aif", "aiff", "aifc", "ac3", "mka", "wma", "caf"}) {
         patterns << QStringLiteral("*.") + extension << QStringLiteral("*.") + QString(extension).toUpper();
     }
     return QObject::tr("Video and audio (%1)").arg(patterns.join(' '));
@@ -60,15 +60,11 @@ void WindowPanels::ask(QVariantMap shown, std::function<void(Answer)> answer) {
         return;
     }
     questions_.push_back({std::move(shown), std::move(answer)});
-    if (questions_.size() == 1) {
-        Q_EMIT questionChanged();
-    }
+    if (questions_.size() == 1) Q_EMIT questionChanged();
 }
 
 void WindowPanels::finish(Answer answer) {
-    if (questions_.empty()) {
-        return;
-    }
+    if (questions_.empty()) return;
     const auto question = std::move(questions_.front());
     questions_.pop_front();
     Q_EMIT questionChanged();
@@ -77,9 +73,7 @@ void WindowPanels::finish(Answer answer) {
 
 void WindowPanels::answerFiles(const QVariantList& urls) {
     Answer answer{.given = true, .files = {}, .text = {}};
-    for (const auto& url : urls) {
-        answer.files.push_back(FileURL::fromPath(url.toUrl().toLocalFile().toStdString()));
-    }
+    for (const auto& url : urls) answer.files.push_back(FileURL::fromPath(url.toUrl().toLocalFile().toStdString()));
     finish(std::move(answer));
 }
 
@@ -126,7 +120,10 @@ void WindowPanels::confirmReplacing(const FileURL& file, std::function<void(std:
 
 void WindowPanels::askName(std::string title, std::string initial, std::string button,
                            std::function<void(std::optional<std::string>)> answer) {
-    ask({{"kind", "name"}, {"title", text(title)}, {"initial", text(initial)}, {"accept", text(button)},
+    ask({{"kind", "name"},
+         {"title", text(title)},
+         {"initial", text(initial)},
+         {"accept", text(button)},
          {"reject", "Cancel"}},
         [answer = std::move(answer)](Answer given) {
             answer(given.given ? std::optional(std::move(given.text)) : std::nullopt);

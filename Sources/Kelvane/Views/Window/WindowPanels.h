@@ -2,7 +2,6 @@
 
 #include <QObject>
 #include <QVariantMap>
-
 #include <deque>
 #include <variant>
 
@@ -14,8 +13,8 @@ namespace kelvane {
 /// cancelled.
 class WindowPanels final : public QObject, public Panels {
     Q_OBJECT
-    /// The question to show; empty when there is none. Keys: "kind" ("files", "destination", "name", "confirm"), "title",
-    /// "text", "initial", "filters", "suffix", "accept", "reject".
+    /// The question to show; empty when there is none. Keys: "kind" ("files", "destination", "name", "confirm"),
+    /// "title", "text", "initial", "filters", "suffix", "accept", "reject".
     Q_PROPERTY(QVariantMap question READ question NOTIFY questionChanged)
 
 public:

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "FFmpegExportSession.h"
+#include "Media/FFmpeg/Export/FFmpegExportSession.h"
 
 namespace kelvane {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <unordered_map>
 
+#include "Media/FFmpeg/Source/FFmpegAsset.h"
 #include "Media/MediaPlatform.h"
-#include "FFmpegAsset.h"
 
 namespace kelvane {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "FFmpegPlatform.h"
+#include "Media/FFmpeg/Sound/SoundFrames.h"
 #include "Media/MediaError.h"
-#include "SoundFrames.h"
 
 namespace kelvane {
 
@@ -125,9 +125,8 @@ Result<void> FFmpegPlatform::readSamples(const MediaTrackPtr& track, double star
         if (end && static_cast<double>((*sound)->position) > *end * (*sound)->rate + 1) break;
         handOver(**sound, buffer, consume);
     }
-    if ((*frames)->isUndecodable()) {
+    if ((*frames)->isUndecodable())
         return fail("“" + facts.url.lastPathComponent() + "” has no sound that can be decoded.");
-    }
     return {};
 }
 

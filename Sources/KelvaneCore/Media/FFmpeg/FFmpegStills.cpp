@@ -3,10 +3,10 @@
 #include <map>
 
 #include "FFmpegPlatform.h"
-#include "PictureRenderer.h"
-#include "PictureScaler.h"
-#include "StillRun.h"
-#include "VideoFrameReader.h"
+#include "Media/FFmpeg/Picture/PictureRenderer.h"
+#include "Media/FFmpeg/Picture/PictureScaler.h"
+#include "Media/FFmpeg/Source/VideoFrameReader.h"
+#include "Media/FFmpeg/Still/StillRun.h"
 
 namespace kelvane {
 

@@ -1,7 +1,7 @@
 #include <thread>
 
+#include "KelvaneCore/Media/FFmpeg/Source/SourceFixture.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
-#include "SourceFixture.h"
 
 namespace kelvane::testing {
 namespace {

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <stop_token>
+
+#include "Media/EditedMedia.h"
+#include "Media/FFmpeg/Source/Handles.h"
+
+namespace kelvane {
+
+/// Rate of all sound that the program makes, samples a second; 80 samples to a unit of the composition's timescale.
+inline constexpr int soundSampleRate = 48000;
+
+/// The sound of a timeline: clip sound and overlays resampled, multiplied by their gains and added in float. One thread
+/// at a time.
+class SoundRenderer {
+public:
+    explicit SoundRenderer(EditedMediaPtr media);
+    ~SoundRenderer();
+
+    /// Fills `out` with interleaved stereo, samples in -1…1 and beyond where the mix is loud, from sample `first` of
+    /// the timeline on. `out.size()` is twice the number of samples. Ranges asked in order cost one pass. A source
+    /// whose sound can't be decoded is silent; one that was replaced or has gone fails with MediaError::invalidClip.
+    Result<void> render(std::int64_t first, std::span<float> out, std::stop_token stop);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+}  // namespace kelvane

@@ -1,0 +1,291 @@
+#include "SourceFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+
+extern "C" {
+#include <libavutil/avstring.h>
+#include <libavutil/dict.h>
+#include <libavutil/mem.h>
+}
+
+#include "Media/MediaError.h"
+#include "MovieClaims.h"
+#include "Support/FileDescriptor.h"
+
+namespace kelvane {
+
+namespace {
+
+/// Demuxers that take their content from one file and hold timed sound or pictures. Play lists, devices, scripts, still
+/// pictures and raw video without times stay out.
+constexpr const char* allowedFormats =
+    "mov,mp4,m4a,3gp,3g2,mj2,matroska,webm,avi,flv,live_flv,mpegts,mpeg,mxf,asf,nut,ivf,dv,rm,"
+    "mp3,aac,flac,ogg,wav,w64,aiff,au,caf,ac3,eac3,amr,amrnb,amrwb,ape,wv,tta,mpc,mpc8,dts,truehd,mlp,tak,voc";
+
+/// One read of the disk. Larger reads gain nothing measurable; smaller ones cost calls.
+constexpr int readSize = 65536;
+/// How far into the file the kind of content is looked for, past a leading ID3 tag (which can hold a large picture).
+constexpr unsigned probeSize = 1 << 20;
+constexpr std::int64_t largestTag = 64 << 20;
+/// How long a look at the file's state counts as one at the present.
+constexpr std::chrono::microseconds lookInterval{50};
+/// Streams past this number are an attack or damage.
+constexpr const char* streamLimit = "64";
+
+std::string quoted(const FileURL& url) { return "“" + url.lastPathComponent() + "”"; }
+
+FileIdentity identityOf(const std::string& path, const struct stat& status) {
+    FileIdentity identity;
+    identity.path = path;
+    identity.size = status.st_size;
+    identity.modifiedNanoseconds = status.st_mtim.tv_sec * std::int64_t{1'000'000'000} + status.st_mtim.tv_nsec;
+    identity.inode = status.st_ino;
+    return identity;
+}
+
+Result<void> checkKind(const FileURL& url, const struct stat& status) {
+    if (S_ISREG(status.st_mode)) return {};
+    if (S_ISDIR(status.st_mode)) return fail(quoted(url) + " is a folder, not a media file.");
+    return fail(quoted(url) + " is not a regular file.");
+}
+
+int refuseOpen(AVFormatContext*, AVIOContext** io, const char*, int, AVDictionary**) {
+    *io = nullptr;
+    return AVERROR(EACCES);
+}
+
+}  // namespace
+
+Result<FileIdentity> FileIdentity::of(const FileURL& url) {
+    if (!url.isFile()) return fail(quoted(url) + " is not a file on this computer.");
+    const std::string path = url.path();
+    struct stat status{};
+    if (::stat(path.c_str(), &status) != 0) return fail(Error::posix(quoted(url) + " could not be opened", errno));
+    if (auto kind = checkKind(url, status); !kind) return std::unexpected(kind.error());
+    return identityOf(path, status);
+}
+
+SourceFile::SourceFile(int descriptor, FileIdentity identity, const FileURL& url)
+    : descriptor_(descriptor), identity_(std::move(identity)), url_(url) {}
+
+SourceFile::~SourceFile() {
+    closeFormat();
+    ::close(descriptor_);
+}
+
+void SourceFile::closeFormat() {
+    context_.reset();
+    if (io_ != nullptr) av_freep(&io_->buffer);
+    avio_context_free(&io_);
+}
+
+bool isShortage(const Error& error) { return error.domain == "POSIX" && isShortage(error.code); }
+
+Result<std::unique_ptr<SourceFile>> SourceFile::open(const FileURL& url) {
+    if (!url.isFile()) return fail(quoted(url) + " is not a file on this computer.");
+    const std::string path = url.path();
+    // Without O_NONBLOCK, opening a pipe that nobody writes to would wait for ever.
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    if (descriptor < 0) return fail(Error::posix(quoted(url) + " could not be opened", errno));
+    struct stat status{};
+    if (::fstat(descriptor, &status) != 0) {
+        const int number = errno;
+        ::close(descriptor);
+        return fail(Error::posix(quoted(url) + " could not be opened", number));
+    }
+    if (auto kind = checkKind(url, status); !kind) {
+        ::close(descriptor);
+        return std::unexpected(kind.error());
+    }
+    return std::unique_ptr<SourceFile>(new SourceFile(descriptor, identityOf(path, status), url));
+}
+
+void SourceFile::setTimeLimit(std::optional<std::chrono::milliseconds> limit) {
+    deadline_.reset();
+    if (limit) deadline_ = std::chrono::steady_clock::now() + *limit;
+}
+
+bool SourceFile::timeIsOver() const { return deadline_ && std::chrono::steady_clock::now() >= *deadline_; }
+
+bool SourceFile::interrupted() const { return stop_.stop_requested() || timeIsOver(); }
+
+int SourceFile::read(void* opaque, std::uint8_t* buffer, int size) {
+    auto& file = *static_cast<SourceFile*>(opaque);
+    file.readSinceLook_ = true;
+    while (!file.interrupted()) {
+        const ssize_t count = ::pread(file.descriptor_, buffer, static_cast<std::size_t>(size), file.position_);
+        if (count > 0) {
+            file.position_ += count;
+            return static_cast<int>(count);
+        }
+        if (count == 0) {
+            if (file.position_ < file.identity_.size) file.isUnchanged();
+            return AVERROR_EOF;
+        }
+        if (errno == EINTR) continue;
+        file.readError_ = errno;
+        return AVERROR(file.readError_);
+    }
+    return AVERROR_EXIT;
+}
+
+std::int64_t SourceFile::seek(void* opaque, std::int64_t offset, int whence) {
+    auto& file = *static_cast<SourceFile*>(opaque);
+    switch (whence & ~AVSEEK_FORCE) {
+        case AVSEEK_SIZE:
+            return file.identity_.size;
+        case SEEK_SET:
+            break;
+        case SEEK_CUR:
+            offset += file.position_;
+            break;
+        case SEEK_END:
+            offset += file.identity_.size;
+            break;
+        default:
+            return AVERROR(EINVAL);
+    }
+    if (offset < 0) return AVERROR(EINVAL);
+    file.position_ = offset;
+    return offset;
+}
+
+bool SourceFile::isUnchangedLately() {
+    const bool recent = std::chrono::steady_clock::now() - lookedAt_ < lookInterval;
+    return recent && !readSinceLook_ && !changed_ && readError_ == 0 ? true : isUnchanged();
+}
+
+bool SourceFile::isUnchanged() {
+    lookedAt_ = std::chrono::steady_clock::now();
+    readSinceLook_ = false;
+    struct stat status{};
+    if (::fstat(descriptor_, &status) != 0) {
+        readError_ = errno;
+        return false;
+    }
+    changed_ = changed_ || identityOf(identity_.path, status) != identity_;
+    return !changed_;
+}
+
+std::optional<Error> SourceFile::failure() const {
+    if (stop_.stop_requested()) return Error::cancelled();
+    if (changed_) return MediaError::invalidClip(url_.baseName());
+    if (readError_ != 0) return Error::posix(quoted(url_) + " could not be read", readError_);
+    if (timeIsOver()) return Error(quoted(url_) + " takes too long to read.");
+    return std::nullopt;
+}
+
+Result<const AVInputFormat*> SourceFile::probe() {
+    std::array<std::uint8_t, 10> head{};
+    std::int64_t tag = 0;
+    if (::pread(descriptor_, head.data(), head.size(), 0) == static_cast<ssize_t>(head.size()) &&
+        std::memcmp(head.data(), "ID3", 3) == 0) {
+        for (std::size_t i = 6; i < 10; ++i) tag = (tag << 7) | (head[i] & 0x7f);
+    }
+    const AVInputFormat* format = nullptr;
+    const auto span = static_cast<unsigned>(std::min(tag, largestTag)) + probeSize;
+    const int score = av_probe_input_buffer2(io_, &format, "", nullptr, 0, span);
+    if (score < 0 || format == nullptr) {
+        if (auto error = failure()) return fail(*error);
+        return nullptr;
+    }
+    return av_match_list(format->name, allowedFormats, ',') > 0 ? format : nullptr;
+}
+
+Result<bool> SourceFile::openFormat() {
+    auto opened = openFormat(false);
+    if (!opened || !*opened || !isFormat("mov")) return opened;
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        // An edit that begins where no key frame lies before it: the demuxer would move the track's zero to the first
+        // key frame. Taken as a mere shift, the edit keeps its time.
+        AVStream* stream = context_->streams[i];
+        const AVIndexEntry* first = avformat_index_get_entry(stream, 0);
+        if (stream->codecpar->codec_type != AVMEDIA_TYPE_VIDEO || first == nullptr) continue;
+        if ((first->flags & AVINDEX_KEYFRAME) == 0) return openFormat(true);
+    }
+    return opened;
+}
+
+Result<bool> SourceFile::openFormat(bool simpleEdits) {
+    closeFormat();
+    position_ = 0;
+    readError_ = 0;
+    changed_ = false;
+    auto* buffer = static_cast<std::uint8_t*>(av_malloc(readSize));
+    io_ = avio_alloc_context(buffer, readSize, 0, this, &SourceFile::read, nullptr, &SourceFile::seek);
+    auto format = probe();
+    if (!format) return std::unexpected(format.error());
+    if (*format == nullptr) return false;
+    if (av_match_name("mov", (*format)->name) != 0 && !claimsAreBounded_) {
+        if (!MovieClaims::areBounded(descriptor_, identity_.size, [this] { return interrupted(); })) return false;
+        claimsAreBounded_ = !interrupted();
+    }
+
+    AVFormatContext* context = avformat_alloc_context();
+    context->pb = io_;
+    context->io_open = &refuseOpen;
+    context->interrupt_callback = {
+        [](void* opaque) { return static_cast<const SourceFile*>(opaque)->interrupted() ? 1 : 0; }, this};
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    av_dict_set(&options, "format_whitelist", allowedFormats, 0);
+    av_dict_set(&options, "max_streams", streamLimit, 0);
+    av_dict_set(&options, "ignore_chapters", "1", 0);
+    if (simpleEdits) av_dict_set(&options, "advanced_editlist", "0", 0);
+    const int code = avformat_open_input(&context, "", *format, &options);
+    av_dict_free(&options);
+    if (code < 0) {
+        if (auto error = failure()) return fail(*error);
+        return false;
+    }
+    context_.reset(context);
+    return true;
+}
+
+Result<void> SourceFile::findStreams() {
+    std::vector<AVDictionary*> options(context_->nb_streams, nullptr);
+    for (AVDictionary*& entry : options) {
+        av_dict_set_int(&entry, "max_pixels", maximumPixels, 0);
+        // The properties show in key frames; decoding the others to guess at their order takes 0.3 s at 4K.
+        av_dict_set(&entry, "skip_frame", "nokey", 0);
+        av_dict_set(&entry, "skip_loop_filter", "all", 0);
+    }
+    // What isn't known afterwards is judged stream by stream.
+    avformat_find_stream_info(context_.get(), options.empty() ? nullptr : options.data());
+    for (AVDictionary*& entry : options) av_dict_free(&entry);
+    if (auto error = failure()) return fail(*error);
+    return {};
+}
+
+bool SourceFile::isFormat(const char* name) const {
+    return context_ && av_match_name(name, context_->iformat->name) != 0;
+}
+
+bool isFarOff(const AVPacket& packet, AVRational timeBase) {
+    const auto isFar = [&](std::int64_t stamp) {
+        return stamp != AV_NOPTS_VALUE && std::abs(static_cast<double>(stamp) * av_q2d(timeBase)) > farthestStamp;
+    };
+    return isFar(packet.pts) || isFar(packet.dts) || isFar(packet.duration);
+}
+
+const std::uint8_t* streamSideData(const AVStream& stream, AVPacketSideDataType type, std::size_t& size) {
+#if LIBAVFORMAT_VERSION_MAJOR >= 61
+    const AVPacketSideData* data =
+        av_packet_side_data_get(stream.codecpar->coded_side_data, stream.codecpar->nb_coded_side_data, type);
+    size = data != nullptr ? data->size : 0;
+    return data != nullptr ? data->data : nullptr;
+#else
+    size = 0;
+    return av_stream_get_side_data(&stream, type, &size);
+#endif
+}
+
+}  // namespace kelvane

@@ -1,0 +1,148 @@
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "Media/MediaEngine.h"
+#include "MediaPrinting.h"
+#include "Support/ClipBuilder.h"
+#include "Timeline/Framing.h"
+#include "Timeline/TimelineLayout.h"
+
+namespace kelvane {
+namespace {
+
+using testing::audioClip;
+using testing::FakeFile;
+using testing::FakeMediaPlatform;
+using testing::videoClip;
+
+constexpr double sourceSeconds = 100;
+
+/// Random but repeatable timelines over three sources, with trims that lie on no particular grid.
+class Timelines {
+public:
+    explicit Timelines(unsigned seed) : random_(seed) {}
+
+    std::vector<Clip> next() {
+        std::vector<Clip> clips(std::uniform_int_distribution<std::size_t>(0, 30)(random_));
+        std::uint64_t id = 0;
+        for (Clip& clip : clips) {
+            const double start = between(0, 50);
+            const double end = start + between(1.0 / 30 + 1e-9, 12);
+            if (chance(0.4)) {
+                clip = audioClip(++id, "/media/sound.wav", sourceSeconds).stretch(start, end).volume(volume());
+                if (chance(0.8)) clip.timelineStart = between(0, 60);
+            } else {
+                const char* path = chance(0.3) ? "/media/silent.mov" : "/media/video.mov";
+                clip = videoClip(++id, path, sourceSeconds).stretch(start, end).volume(volume()).zoom(between(1, 3));
+            }
+        }
+        return clips;
+    }
+
+private:
+    double between(double low, double high) { return std::uniform_real_distribution(low, high)(random_); }
+    bool chance(double probability) { return std::bernoulli_distribution(probability)(random_); }
+    double volume() { return chance(0.3) ? 0 : between(0, 1); }
+
+    std::mt19937 random_;
+};
+
+class BuildPropertyTest : public ::testing::TestWithParam<unsigned> {
+protected:
+    BuildPropertyTest() {
+        platform_.addFile(FileURL::fromPath("/media/video.mov"), FakeFile::video(sourceSeconds));
+        platform_.addFile(FileURL::fromPath("/media/silent.mov"), FakeFile::silentVideo(sourceSeconds));
+        platform_.addFile(FileURL::fromPath("/media/sound.wav"), FakeFile::audio(sourceSeconds));
+        platform_.setRecording(false);
+    }
+    FakeMediaPlatform platform_;
+};
+
+INSTANTIATE_TEST_SUITE_P(Seeds, BuildPropertyTest, ::testing::Range(0U, 20U));
+
+TEST_P(BuildPropertyTest, TheBuildPutsEveryClipWhereTheTimelineRangesSay) {
+    Timelines timelines(GetParam());
+    for (int round = 0; round < 50; ++round) {
+        const std::vector<Clip> clips = timelines.next();
+        const Result<EditedMediaPtr> media = MediaEngine::build(platform_, clips, Framing::size, {1, 30}, {});
+        ASSERT_TRUE(media) << media.error().message;
+        const std::vector<MediaTimeRange> ranges = MediaEngine::timelineRanges(clips);
+        ASSERT_EQ(ranges.size(), clips.size());
+        std::size_t instruction = 0;
+        CompositionTrackID overlay = 3;
+        for (std::size_t i = 0; i < clips.size(); ++i) {
+            if (clips[i].isAudio()) {
+                const CompositionTrack* track = (*media)->composition.track(overlay++);
+                ASSERT_NE(track, nullptr);
+                EXPECT_EQ(track->segments.back().target, ranges[i]);
+                EXPECT_EQ(track->segments.back().sourceRange, MediaEngine::sourceRange(clips[i]));
+                continue;
+            }
+            EXPECT_EQ((*media)->video.instructions.at(instruction).timeRange, ranges[i]);
+            EXPECT_EQ((*media)->composition.track(1)->segments.at(instruction).target, ranges[i]);
+            EXPECT_EQ((*media)->video.instructions[instruction].layers.size(), 1U);
+            ++instruction;
+        }
+    }
+}
+
+TEST_P(BuildPropertyTest, TracksAndInstructionsHaveNoHolesAndEndWithTheTimeline) {
+    Timelines timelines(GetParam());
+    for (int round = 0; round < 50; ++round) {
+        const std::vector<Clip> clips = timelines.next();
+        const EditedMedia media = **MediaEngine::build(platform_, clips, Framing::size, {1, 30}, {});
+        for (const CompositionTrack& track : media.composition.tracks()) {
+            MediaTime end;
+            for (const CompositionSegment& segment : track.segments) {
+                EXPECT_EQ(segment.target.start, end);
+                EXPECT_GT(segment.target.duration, MediaTime());
+                EXPECT_EQ(segment.target.duration, segment.sourceRange.duration);
+                end = segment.target.end();
+            }
+        }
+        MediaTime end;
+        for (const VideoInstruction& instruction : media.video.instructions) {
+            EXPECT_EQ(instruction.timeRange.start, end);
+            end = instruction.timeRange.end();
+            EXPECT_EQ(media.video.instructionAt(instruction.timeRange.start), &instruction);
+            EXPECT_EQ(media.video.instructionAt(end - MediaTime{1, 600}), &instruction);
+        }
+        const bool hasPicture = media.composition.track(1) != nullptr;
+        EXPECT_EQ(hasPicture, !media.video.instructions.empty());
+        if (hasPicture) {
+            // Each clip is rounded by at most half a unit, so the picture and the sum differ by no more than that each.
+            const double slack = (static_cast<double>(clips.size()) * 0.5 + 1) / 600;
+            EXPECT_NEAR(end.seconds(), TimelineLayout::duration(clips), slack);
+            EXPECT_GE(end, media.composition.track(1)->end());
+        }
+    }
+}
+
+TEST_P(BuildPropertyTest, BuildingTwiceGivesTheSameEdit) {
+    Timelines timelines(GetParam());
+    const std::vector<Clip> clips = timelines.next();
+    const auto build = [&] { return **MediaEngine::build(platform_, clips, Framing::size, {1, 30}, {}); };
+    EXPECT_EQ(build(), build());
+}
+
+TEST_P(BuildPropertyTest, EveryTrackThatSoundsHasItsGainsInTheMix) {
+    Timelines timelines(GetParam());
+    for (int round = 0; round < 50; ++round) {
+        const EditedMedia media = **MediaEngine::build(platform_, timelines.next(), Framing::size, {1, 30}, {});
+        std::vector<CompositionTrackID> audible;
+        for (const CompositionTrack& track : media.composition.tracks())
+            if (track.type == MediaType::audio) audible.push_back(track.id);
+        std::vector<CompositionTrackID> mixed;
+        for (const AudioMixParameters& parameters : media.audio.inputParameters) {
+            mixed.push_back(parameters.track);
+            for (std::size_t i = 1; i < parameters.volumes.size(); ++i)
+                EXPECT_LT(parameters.volumes[i - 1].at, parameters.volumes[i].at);
+        }
+        EXPECT_EQ(mixed, audible);
+    }
+}
+
+}  // namespace
+}  // namespace kelvane
