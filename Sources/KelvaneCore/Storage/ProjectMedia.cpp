@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <system_error>
 #include <unordered_map>
+#include <utility>
 
 #include "Support/AtomicFile.h"
 #include "Support/FileCopy.h"
@@ -20,7 +21,8 @@ std::optional<std::string> pathBelow(const std::string& root, const std::string&
 
 }  // namespace
 
-ProjectMedia::ProjectMedia(const FileURL& directory) : directory_(directory.resolved()) {}
+ProjectMedia::ProjectMedia(const FileURL& directory, ProgressReport report)
+    : directory_(directory.resolved()), report_(std::move(report)) {}
 
 ProjectMedia::~ProjectMedia() {
     if (committed_) return;
@@ -33,26 +35,64 @@ ProjectMedia::~ProjectMedia() {
 Result<FileURL> ProjectMedia::copy(const FileURL& url, std::stop_token stop) {
     if (stop.stop_requested()) return fail(Error::cancelled());
     if (!url.isFile()) return fail("“" + url.absoluteString() + "” is not a file on this computer.");
-    const auto [entry, isNew] = sources_.try_emplace(url);
-    if (isNew) entry->second = url.resolved();
-    const FileURL& source = entry->second;
+    const FileURL& source = this->source(url);
     if (const auto rest = pathBelow(directory_.path(), source.path())) {
         // One path has many texts; the text at hand stays, so that nothing seems to have moved.
         if (url.path() == source.path()) return url;
         return directory_.appending(*rest);
     }
     if (const auto known = copies_.find(source); known != copies_.end()) return known->second;
+    return makeCopy(source, stop);
+}
 
-    auto file = FileCopy::open(source.path());
+const FileURL& ProjectMedia::source(const FileURL& url) {
+    const auto [entry, isNew] = sources_.try_emplace(url);
+    if (isNew) entry->second = url.resolved();
+    return entry->second;
+}
+
+Result<FileURL> ProjectMedia::makeCopy(const FileURL& source, const std::stop_token& stop) {
+    const auto file = FileCopy::open(source.path());
     if (!file) return fail(file.error());
+    count(source, file->size());
     const FileURL folder = directory_.appending(UUID::random().upper());
     createdFolders_.push_back(folder);
     if (const auto made = makeFolders(folder.path()); !made) return fail(made.error());
     const FileURL destination = folder.appending(source.lastPathComponent());
-    if (const auto copied = file->copyTo(destination.path(), stop); !copied) return fail(copied.error());
+    const std::int64_t before = progress_.bytes;
+    const auto advance = [&](std::int64_t copied) {
+        progress_.bytes = before + copied;
+        tell();
+    };
+    if (const auto copied = file->copyTo(destination.path(), stop, advance); !copied) return fail(copied.error());
     if (const auto synced = syncFolder(folder.path()); !synced) return fail(synced.error());
     copies_.emplace(source, destination);
+    ++progress_.items;
+    advance(file->size());
     return destination;
+}
+
+void ProjectMedia::count(const FileURL& source, std::int64_t size) {
+    const auto [entry, isNew] = counted_.try_emplace(source);
+    if (isNew) ++progress_.totalItems;
+    progress_.totalBytes += size - std::exchange(entry->second, size);
+}
+
+void ProjectMedia::countAll(const std::vector<Clip>& clips, const std::stop_token& stop) {
+    for (const Clip& clip : clips) {
+        if (stop.stop_requested()) return;
+        if (!clip.url.isFile()) continue;
+        const FileURL& place = source(clip.url);
+        if (counted_.contains(place) || pathBelow(directory_.path(), place.path())) continue;
+        // A file that can't be measured fails in its turn, when the copies before it are made.
+        std::error_code failed;
+        const auto size = std::filesystem::file_size(place.path(), failed);
+        count(place, failed ? 0 : static_cast<std::int64_t>(size));
+    }
+}
+
+void ProjectMedia::tell() const {
+    if (report_) report_(progress_);
 }
 
 Result<Clip> ProjectMedia::localize(Clip clip, std::stop_token stop) {
@@ -66,6 +106,9 @@ Result<Clip> ProjectMedia::localize(Clip clip, std::stop_token stop) {
 }
 
 Result<Project> ProjectMedia::localize(Project project, std::stop_token stop) {
+    countAll(project.clips, stop);
+    if (project.assets) countAll(*project.assets, stop);
+    if (progress_.items < progress_.totalItems) tell();
     const auto localizeAll = [&](std::vector<Clip>& clips) -> Result<void> {
         for (Clip& clip : clips) {
             auto localized = localize(std::move(clip), stop);

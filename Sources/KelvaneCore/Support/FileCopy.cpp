@@ -21,44 +21,71 @@ bool needsCopyByHand(int number) {
            number == EBADF || number == ETXTBSY;
 }
 
-/// Copies from the present offsets of both files to the end of `source`.
-class StreamCopy {
+/// Bytes `begin` to `end` of a file, which are stored; what lies between two such stretches is a hole.
+struct Stretch {
+    off_t begin;
+    off_t end;
+};
+
+/// The next stored bytes of a file of `size` bytes from `position` on; an empty stretch at its end when the rest is a
+/// hole. All the rest where the file system can't tell.
+Stretch nextStretch(const FileDescriptor& file, off_t position, off_t size) {
+    const off_t begin = lseek(file.get(), position, SEEK_DATA);
+    if (begin < 0) return {errno == ENXIO ? size : position, size};
+    const off_t end = lseek(file.get(), begin, SEEK_HOLE);
+    return {std::min(begin, size), end > begin ? std::min(end, size) : size};
+}
+
+/// Copies stretches of one file to the same places of another, in the order of the file.
+class StretchCopy {
 public:
-    StreamCopy(const FileDescriptor& source, const FileDescriptor& target) : source_(source), target_(target) {}
+    StretchCopy(const FileDescriptor& source, const FileDescriptor& target) : source_(source), target_(target) {}
 
-    /// Moves one step inside the kernel; 0 at the end or where that is not possible, negative on failure.
-    ssize_t moveInKernel() {
-        return advance(copy_file_range(source_.get(), nullptr, target_.get(), nullptr, copyStep, 0));
+    /// Everything before `position` is done: the next step begins there.
+    void skipTo(off_t position) { position_ = position; }
+    /// Moves at most one step of the bytes up to `end`; how many, 0 at the end of the file, negative on failure.
+    ssize_t move(off_t end) {
+        const auto size = std::min(copyStep, static_cast<std::size_t>(end - position_));
+        const ssize_t count = inKernel_ ? moveInKernel(size) : moveByHand(size);
+        if (count > 0) position_ += count;
+        return count;
     }
-
-    /// Moves one step through memory; 0 at the end, negative on failure.
-    ssize_t moveByHand() {
-        buffer_.resize(copyStep / 4);
-        const ssize_t count = ::read(source_.get(), buffer_.data(), buffer_.size());
-        if (count > 0 && !target_.writeAll({buffer_.data(), static_cast<std::size_t>(count)})) return -1;
-        return advance(count);
+    /// Whether what `move` answered, with its errno, is one for a copy by hand, which the next step is then.
+    bool turnsToHand(ssize_t count) {
+        // Some file systems report the end too early inside the kernel.
+        const bool turns = inKernel_ && (count == 0 || (count < 0 && needsCopyByHand(errno)));
+        if (turns) inKernel_ = false;
+        return turns;
     }
 
     /// Starts writing the last step to the disk and waits for the one before, so that the final sync, which nothing
     /// can interrupt, has little left to do.
     bool pushToDisk() {
         constexpr unsigned whole = SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
-        if (total_ - pushed_ < static_cast<off_t>(copyStep)) return true;
-        bool good = ranged(sync_file_range(target_.get(), pushed_, total_ - pushed_, SYNC_FILE_RANGE_WRITE));
+        if (position_ - pushed_ < static_cast<off_t>(copyStep)) return true;
+        bool good = ranged(sync_file_range(target_.get(), pushed_, position_ - pushed_, SYNC_FILE_RANGE_WRITE));
         if (good && pushed_ > settled_) {
             good = ranged(sync_file_range(target_.get(), settled_, pushed_ - settled_, whole));
             settled_ = pushed_;
         }
-        pushed_ = total_;
+        pushed_ = position_;
         return good;
     }
 
-    [[nodiscard]] off_t total() const { return total_; }
+    [[nodiscard]] off_t position() const { return position_; }
 
 private:
-    ssize_t advance(ssize_t count) {
-        if (count > 0) total_ += count;
-        return count;
+    ssize_t moveInKernel(std::size_t size) const {
+        off_t from = position_;
+        off_t to = position_;
+        return copy_file_range(source_.get(), &from, target_.get(), &to, size, 0);
+    }
+    ssize_t moveByHand(std::size_t size) {
+        buffer_.resize(std::min(size, copyStep / 4));
+        const ssize_t count = pread(source_.get(), buffer_.data(), buffer_.size(), position_);
+        if (count <= 0) return count;
+        if (lseek(target_.get(), position_, SEEK_SET) < 0) return -1;
+        return target_.writeAll({buffer_.data(), static_cast<std::size_t>(count)}) ? count : -1;
     }
     /// Only what the disk itself says counts; a file system without such ranges is synced at the end.
     static bool ranged(int result) { return result == 0 || (errno != EIO && errno != ENOSPC && errno != EDQUOT); }
@@ -66,33 +93,27 @@ private:
     const FileDescriptor& source_;
     const FileDescriptor& target_;
     std::vector<char> buffer_;
-    off_t total_ = 0;
+    bool inKernel_ = true;
+    off_t position_ = 0;
     off_t pushed_ = 0;
     off_t settled_ = 0;
 };
 
-/// Copies all bytes; the count, or the failure in words.
-Result<off_t> copyBytes(const FileDescriptor& source, const FileDescriptor& target, const std::string& sourcePath,
-                        const std::string& targetPath, const std::stop_token& stop) {
-    StreamCopy stream(source, target);
-    bool inKernel = true;
-    while (true) {
-        if (stop.stop_requested()) return fail(Error::cancelled());
-        errno = 0;
-        const ssize_t count = inKernel ? stream.moveInKernel() : stream.moveByHand();
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0 && !(inKernel && needsCopyByHand(errno))) {
-            // Reading fails with few words of its own; all else is the target's.
-            return errno == EIO || errno == EISDIR ? readFailure(sourcePath) : writeFailure(targetPath);
-        }
-        if (count <= 0) {
-            // Some file systems report the end too early inside the kernel.
-            if (!inKernel) return stream.total();
-            inKernel = false;
-        }
-        if (!stream.pushToDisk()) return writeFailure(targetPath);
+/// Tells of every few megabytes.
+class Reporter {
+public:
+    explicit Reporter(const std::function<void(std::int64_t)>& report) : report_(report) {}
+
+    void tell(off_t position) {
+        if (!report_ || position - told_ < static_cast<off_t>(copyStep)) return;
+        told_ = position;
+        report_(position);
     }
-}
+
+private:
+    const std::function<void(std::int64_t)>& report_;
+    off_t told_ = 0;
+};
 
 bool sameTime(const struct timespec& a, const struct timespec& b) {
     return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
@@ -107,25 +128,57 @@ Result<FileCopy> FileCopy::open(const std::string& source) {
     return FileCopy(source, *std::move(file), status);
 }
 
-Result<void> FileCopy::copyTo(const std::string& destination, const std::stop_token& stop) const {
+Result<void> FileCopy::copyTo(const std::string& destination, const std::stop_token& stop,
+                              const std::function<void(std::int64_t)>& report) const {
     if (stop.stop_requested()) return fail(Error::cancelled());
     const unsigned mode = (status_.st_mode & 0777) | S_IRUSR | S_IWUSR;
     const FileDescriptor target = FileDescriptor::open(destination, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
     if (!target.isOpen()) return writeFailure(destination);
 
-    off_t copied = status_.st_size;
+    bool isWhole = true;
     if (ioctl(target.get(), FICLONE, file_.get()) != 0) {
-        if (lseek(file_.get(), 0, SEEK_SET) != 0) return readFailure(path_);
-        const auto count = copyBytes(file_, target, path_, destination, stop);
-        if (!count) return fail(count.error());
-        copied = *count;
+        const auto copied = copyStretches(target, destination, stop, report);
+        if (!copied) return fail(copied.error());
+        isWhole = *copied;
     }
     struct stat now{};
     if (fstat(file_.get(), &now) != 0) return readFailure(path_);
-    if (copied != status_.st_size || now.st_size != status_.st_size || !sameTime(now.st_mtim, status_.st_mtim))
+    if (!isWhole || now.st_size != status_.st_size || !sameTime(now.st_mtim, status_.st_mtim))
         return fail(quotedFileName(path_) + " changed while it was being copied.");
     if (!target.sync()) return writeFailure(destination);
     return {};
+}
+
+Result<bool> FileCopy::copyStretches(const FileDescriptor& target, const std::string& destination,
+                                     const std::stop_token& stop,
+                                     const std::function<void(std::int64_t)>& report) const {
+    StretchCopy copy(file_, target);
+    Reporter reporter(report);
+    off_t end = 0;
+    while (copy.position() < size()) {
+        if (stop.stop_requested()) return fail(Error::cancelled());
+        if (copy.position() == end) {
+            const Stretch next = nextStretch(file_, end, size());
+            copy.skipTo(next.begin);
+            end = next.end;
+            if (next.begin == next.end) break;
+        }
+        errno = 0;
+        const ssize_t count = copy.move(end);
+        if (count <= 0) {
+            if ((count < 0 && errno == EINTR) || copy.turnsToHand(count)) continue;
+            if (count == 0) return false;
+            // Reading fails with few words of its own; all else is the target's.
+            return errno == EIO || errno == EISDIR ? readFailure(path_) : writeFailure(destination);
+        }
+        if (!copy.pushToDisk()) return writeFailure(destination);
+        reporter.tell(copy.position());
+    }
+    // Writes alone leave out a hole at the end.
+    if (ftruncate(target.get(), size()) != 0) return writeFailure(destination);
+    // Some file systems make up files that are longer than they say.
+    char more = 0;
+    return pread(file_.get(), &more, 1, size()) <= 0;
 }
 
 }  // namespace kelvane

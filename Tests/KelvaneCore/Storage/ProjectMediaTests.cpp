@@ -2,6 +2,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "Storage/ProjectMedia.h"
@@ -226,6 +227,50 @@ TEST_F(CopiedMedia, AreNotMadeAfterAStopRequest) {
                     .error()
                     .isCancelled());
     EXPECT_EQ(copies(), 0u);
+}
+
+TEST_F(CopiedMedia, AreReportedWithTheirTotalsKnownBeforehand) {
+    const FileURL large = folder.write("card/large.mov", std::string((9u << 20) + 1, 'x'));
+    const std::int64_t total = (9 << 20) + 1 + 15 + 5;
+    const FileURL inside = folder.write("Media/7D1E/a.mov");
+    std::vector<TransferProgress> told;
+    ProjectMedia media(directory, [&](const TransferProgress& progress) { told.push_back(progress); });
+    const Project project{1,
+                          {videoClip(1, movie), videoClip(2, large), videoClip(3, movie), videoClip(4, inside)},
+                          std::vector<Clip>{audioClip(5, sound), videoClip(6, large)},
+                          std::nullopt};
+    const auto localized = media.localize(project);
+    ASSERT_TRUE(localized);
+
+    ASSERT_GE(told.size(), 4u);
+    EXPECT_EQ(told.front(), (TransferProgress{0, total, 0, 3}));
+    EXPECT_EQ(told.back(), (TransferProgress{total, total, 3, 3}));
+    for (const TransferProgress& after : {TransferProgress{15, total, 1, 3}, TransferProgress{total - 5, total, 2, 3}})
+        EXPECT_EQ(std::ranges::count(told, after), 1);
+    EXPECT_TRUE(std::ranges::is_sorted(told, {}, &TransferProgress::bytes));
+    EXPECT_TRUE(std::ranges::all_of(told, [&](const auto& progress) { return progress.totalBytes == total; }));
+
+    told.clear();
+    EXPECT_EQ(media.localize(*localized), localized);
+    EXPECT_TRUE(told.empty());
+}
+
+TEST_F(CopiedMedia, OfOneFileAfterAnotherAddToTheTotals) {
+    std::vector<TransferProgress> told;
+    ProjectMedia media(directory, [&](const TransferProgress& progress) { told.push_back(progress); });
+    ASSERT_TRUE(media.copy(movie));
+    ASSERT_TRUE(media.copy(sound));
+    ASSERT_TRUE(media.copy(movie));
+    EXPECT_EQ(told, (std::vector<TransferProgress>{{15, 15, 1, 1}, {20, 20, 2, 2}}));
+}
+
+TEST_F(CopiedMedia, AreCountedWithoutTheFilesThatAreMissing) {
+    std::vector<TransferProgress> told;
+    ProjectMedia media(directory, [&](const TransferProgress& progress) { told.push_back(progress); });
+    const auto failed = media.localize(Project{
+        1, {videoClip(1, movie), videoClip(2, "/gone/b.mov"), audioClip(3, sound)}, std::nullopt, std::nullopt});
+    EXPECT_FALSE(failed);
+    EXPECT_EQ(told, (std::vector<TransferProgress>{{0, 20, 0, 3}, {15, 20, 1, 3}}));
 }
 
 TEST_F(CopiedMedia, FailInWordsForWhatIsNoFile) {

@@ -2,9 +2,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <thread>
+#include <functional>
+#include <utility>
 
 #include "Support/FileCopy.h"
 #include "Support/TempFolder.h"
@@ -124,27 +127,140 @@ TEST(FileCopy, IsNotBegunAfterAStopRequest) {
 
 TEST(FileCopy, EndsSoonAfterAStopRequest) {
     const TempFolder folder;
-    folder.write("large", "");
-    // A hole takes no room, but copying it would take minutes.
-    constexpr std::uintmax_t size = std::uintmax_t{64} << 30;
-    std::filesystem::resize_file(folder.path("large"), size);
+    folder.write("large", noise(32u << 20));
     std::stop_source stop;
-    std::jthread watcher([&](const std::stop_token& over) {
-        std::error_code ignored;
-        while (!over.stop_requested()) {
-            const auto copied = std::filesystem::file_size(folder.path("copy"), ignored);
-            if (!ignored && copied > 0) {
-                stop.request_stop();
-                return;
-            }
-            std::this_thread::yield();
-        }
-    });
-    const auto copied = FileCopy::open(folder.path("large"))->copyTo(folder.path("copy"), stop.get_token());
-    watcher.request_stop();
+    const auto copied =
+        FileCopy::open(folder.path("large"))->copyTo(folder.path("copy"), stop.get_token(), [&](std::int64_t) {
+            stop.request_stop();
+        });
     if (copied) GTEST_SKIP() << "this file system clones";
     EXPECT_TRUE(copied.error().isCancelled());
-    EXPECT_LT(std::filesystem::file_size(folder.path("copy")), size / 4);
+    EXPECT_LE(std::filesystem::file_size(folder.path("copy")), 8u << 20);
+}
+
+TEST(FileCopy, TellsOfItsProgressInStepsOfMegabytes) {
+    const TempFolder folder;
+    folder.write("large", noise((17u << 20) + 3));
+    std::vector<std::int64_t> told;
+    const auto file = FileCopy::open(folder.path("large"));
+    EXPECT_EQ(file->size(), (17 << 20) + 3);
+    ASSERT_TRUE(file->copyTo(folder.path("copy"), {}, [&](std::int64_t bytes) { told.push_back(bytes); }));
+    if (told.empty()) GTEST_SKIP() << "this file system clones";
+    std::int64_t last = 0;
+    for (const std::int64_t bytes : told) {
+        EXPECT_GE(bytes - last, 4 << 20);
+        last = bytes;
+    }
+    EXPECT_GT(last, 12 << 20);
+    EXPECT_LE(last, file->size());
+}
+
+/// Files of more than 4 GB that hold a few megabytes.
+class SparseFile : public ::testing::Test {
+protected:
+    static constexpr std::int64_t gigabyte = std::int64_t{1} << 30;
+
+    void SetUp() override {
+        make("probe", gigabyte, {});
+        if (stored("probe") > 1 << 20) GTEST_SKIP() << "this file system has no holes";
+    }
+
+    /// A file of `size` bytes that is a hole but for `data` at the offsets.
+    void make(const char* name, std::int64_t size, const std::vector<std::int64_t>& offsets) const {
+        folder.write(name, "");
+        for (const std::int64_t offset : offsets) poke(name, offset);
+        std::filesystem::resize_file(folder.path(name), static_cast<std::uintmax_t>(size));
+    }
+    void poke(const char* name, std::int64_t offset) const {
+        std::fstream(folder.path(name), std::ios::in | std::ios::out | std::ios::binary).seekp(offset) << data;
+    }
+    struct stat status(const std::string& path) const {
+        struct stat status{};
+        stat(path.c_str(), &status);
+        return status;
+    }
+    /// Bytes that a file takes on the disk.
+    std::int64_t stored(const char* name) const { return status(folder.path(name)).st_blocks * 512; }
+    /// `count` bytes of a file from `offset` on.
+    static std::string bytes(const std::string& path, std::int64_t offset, std::size_t count) {
+        std::string read(count, '?');
+        std::ifstream file(path, std::ios::binary);
+        file.seekg(offset).read(read.data(), static_cast<std::streamsize>(count));
+        read.resize(static_cast<std::size_t>(file.gcount()));
+        return read;
+    }
+    void expectSame(const std::string& copy, std::int64_t size, const std::vector<std::int64_t>& offsets) const {
+        EXPECT_EQ(status(copy).st_size, size);
+        EXPECT_LT(status(copy).st_blocks * 512, 64 << 20) << "holes were filled";
+        std::vector<std::int64_t> places = offsets;
+        places.insert(places.end(), {0, size / 3, size - 70'000});
+        for (const std::int64_t place : places) {
+            const std::int64_t from = std::max<std::int64_t>(place - 70'000, 0);
+            const std::size_t count = data.size() + 140'000;
+            EXPECT_EQ(bytes(copy, from, count), bytes(folder.path("sparse"), from, count)) << "around " << place;
+        }
+    }
+
+    TempFolder folder;
+    const std::string data = noise(5'000'003);
+};
+
+TEST_F(SparseFile, KeepsItsHolesAndItsLength) {
+    const std::int64_t sizes[] = {5 * gigabyte + 77, 5 * gigabyte};
+    const std::vector<std::int64_t> layouts[] = {
+        {},
+        {0},
+        {0, gigabyte + 13, 4 * gigabyte + 4096},
+        {2 * gigabyte - 1, 2 * gigabyte + (8 << 20)},
+        {5 * gigabyte - static_cast<std::int64_t>(data.size())},
+    };
+    int number = 0;
+    for (const std::int64_t size : sizes) {
+        for (const auto& offsets : layouts) {
+            make("sparse", size, offsets);
+            const std::string copy = folder.path("copy " + std::to_string(++number));
+            ASSERT_EQ(message(copyFile(folder.path("sparse"), copy)), "(copied)");
+            expectSame(copy, size, offsets);
+        }
+    }
+}
+
+TEST_F(SparseFile, KeepsItsHolesOnAnotherFileSystem) {
+    std::string pattern = "/dev/shm/kelvane-test-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) GTEST_SKIP() << "no second file system";
+    const std::vector<std::int64_t> offsets{4096, 4 * gigabyte + 1};
+    make("sparse", 5 * gigabyte + 1, offsets);
+    EXPECT_EQ(message(copyFile(folder.path("sparse"), pattern + "/there")), "(copied)");
+    expectSame(pattern + "/there", 5 * gigabyte + 1, offsets);
+    EXPECT_EQ(message(copyFile(pattern + "/there", folder.path("back"))), "(copied)");
+    expectSame(folder.path("back"), 5 * gigabyte + 1, offsets);
+    std::filesystem::remove_all(pattern);
+}
+
+TEST_F(SparseFile, FailsWhenItChangesMeanwhile) {
+    const struct {
+        const char* what;
+        std::function<void(const std::string& path)> change;
+    } rows[] = {
+        {"grows", [](const std::string& path) { std::filesystem::resize_file(path, 6 * gigabyte); }},
+        {"shrinks", [](const std::string& path) { std::filesystem::resize_file(path, gigabyte); }},
+        {"is filled", [this](const std::string&) { poke("sparse", gigabyte / 2); }},
+        {"is overwritten", [this](const std::string&) { poke("sparse", 1); }},
+    };
+    for (const auto& row : rows) {
+        make("sparse", 5 * gigabyte, {0, 4 * gigabyte});
+        // A clock of coarse ticks may give a change in the same tick the same time.
+        std::filesystem::last_write_time(folder.path("sparse"),
+                                         std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+        const auto file = FileCopy::open(folder.path("sparse"));
+        bool changed = false;
+        const auto copied = file->copyTo(folder.path("copy"), {}, [&](std::int64_t) {
+            if (!std::exchange(changed, true)) row.change(folder.path("sparse"));
+        });
+        std::filesystem::remove(folder.path("copy"));
+        if (!changed) GTEST_SKIP() << "this file system clones";
+        EXPECT_EQ(message(copied), "“sparse” changed while it was being copied.") << row.what;
+    }
 }
 
 }  // namespace
