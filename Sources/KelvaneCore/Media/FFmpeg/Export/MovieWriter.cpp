@@ -15,6 +15,7 @@ extern "C" {
 #include <utility>
 
 #include "Media/FFmpeg/Sound/SoundRenderer.h"
+#include "Media/FFmpeg/Source/FFmpegVersions.h"
 #include "Media/MediaError.h"
 
 namespace kelvane {
@@ -84,7 +85,7 @@ struct MovieWriter::State {
     AVStream* addStream(const AVCodecContext& encoder);
     Error failure(int code) const;
     Result<void> sync();
-    static int writeBytes(void* opaque, std::uint8_t* bytes, int count);
+    static int writeBytes(void* opaque, WrittenByte* bytes, int count);
     static std::int64_t seekBytes(void* opaque, std::int64_t offset, int whence);
     /// Brings a step of the file towards the disk. A failure of the disk, which the system tells only once, becomes
     /// `failed`.
@@ -101,7 +102,7 @@ Error MovieWriter::State::failure(int code) const {
     return failed != 0 ? Error::posix(what, failed) : Error(what + ": " + ffmpegErrorText(code) + ".");
 }
 
-int MovieWriter::State::writeBytes(void* opaque, std::uint8_t* bytes, int count) {
+int MovieWriter::State::writeBytes(void* opaque, WrittenByte* bytes, int count) {
     auto& state = *static_cast<State*>(opaque);
     int done = 0;
     while (done < count) {

@@ -10,6 +10,8 @@ extern "C" {
 #include <libavutil/dict.h>
 }
 
+#include "FFmpegVersions.h"
+
 namespace kelvane::FFmpegProbe {
 
 namespace {

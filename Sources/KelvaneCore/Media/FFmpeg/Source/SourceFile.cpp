@@ -276,16 +276,4 @@ bool isFarOff(const AVPacket& packet, AVRational timeBase) {
     return isFar(packet.pts) || isFar(packet.dts) || isFar(packet.duration);
 }
 
-const std::uint8_t* streamSideData(const AVStream& stream, AVPacketSideDataType type, std::size_t& size) {
-#if LIBAVFORMAT_VERSION_MAJOR >= 61
-    const AVPacketSideData* data =
-        av_packet_side_data_get(stream.codecpar->coded_side_data, stream.codecpar->nb_coded_side_data, type);
-    size = data != nullptr ? data->size : 0;
-    return data != nullptr ? data->data : nullptr;
-#else
-    size = 0;
-    return av_stream_get_side_data(&stream, type, &size);
-#endif
-}
-
 }  // namespace kelvane

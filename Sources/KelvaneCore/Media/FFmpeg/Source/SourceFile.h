@@ -77,9 +77,6 @@ private:
     FormatContextPtr context_;
 };
 
-/// Side data of a whole stream, or nullptr.
-const std::uint8_t* streamSideData(const AVStream& stream, AVPacketSideDataType type, std::size_t& size);
-
 /// Stamps and lengths beyond this are damage, seconds; within it no sum of them overflows.
 inline constexpr double farthestStamp = 10'000'000;
 /// Whether a packet of a stream with this time base has a stamp or a length beyond `farthestStamp`.

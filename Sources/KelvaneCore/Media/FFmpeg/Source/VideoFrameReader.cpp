@@ -11,6 +11,7 @@ extern "C" {
 }
 
 #include "Deinterlacer.h"
+#include "FFmpegVersions.h"
 #include "SourceFile.h"
 
 namespace kelvane {
