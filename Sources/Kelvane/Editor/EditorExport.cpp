@@ -231,7 +231,7 @@ QCoro::Task<Result<void>> Editor::publishExport(ExportJobPtr job) {
     if (Result<void> published = publishFile(job->temporary, job->destination, job->overwrite); !published)
         co_return published;
     auto sync = [folder = job->destination.deletingLastPathComponent().path()] { return syncFolder(folder); };
-    auto syncing = inBackground(*services_.context, std::move(sync));
+    auto syncing = inBackground(*services_.context, std::move(sync), Lane::shortWork);
     // The movie is in place and complete; a folder that can't be synced takes nothing from that.
     (void)co_await syncing;
     exportedURL_ = job->destination;

@@ -23,6 +23,15 @@ private:
     std::shared_ptr<void> token_;
 };
 
+/// How long background work keeps a thread of the pool.
+enum class Lane {
+    /// As long as one small file, one row of the library or one reply takes: work that someone waits for. It finds a
+    /// thread however much long work runs.
+    shortWork,
+    /// Decoding, drawing, encoding, copying, and whatever else grows with media or with a project's length.
+    longWork,
+};
+
 /// The one serial context of all program state, its clock and its way to other threads. Outlives everything that uses
 /// it.
 class MainContext {
@@ -31,8 +40,8 @@ public:
 
     /// Runs `work` on the main thread, later and in order. Any thread.
     virtual void post(std::function<void()> work) = 0;
-    /// Runs `work` on a thread of the pool. Any thread.
-    virtual void runInBackground(std::function<void()> work) = 0;
+    /// Runs `work` on a thread of the pool; within a lane, works begin in the order of the calls. Any thread.
+    virtual void runInBackground(std::function<void()> work, Lane lane) = 0;
     /// Runs `work` on the main thread once `delay` has passed on a continuous clock, unless the timer was cancelled.
     [[nodiscard]] virtual Timer after(std::chrono::milliseconds delay, std::function<void()> work) = 0;
     [[nodiscard]] virtual bool isMainThread() const = 0;
@@ -44,7 +53,8 @@ template <class Work>
 class BackgroundAwaiter {
 public:
     using Value = std::invoke_result_t<Work&>;
-    BackgroundAwaiter(MainContext& context, Work work) : context_(&context), work_(std::move(work)) {}
+    BackgroundAwaiter(MainContext& context, Work work, Lane lane)
+        : context_(&context), work_(std::move(work)), lane_(lane) {}
     BackgroundAwaiter(const BackgroundAwaiter&) = delete;
     BackgroundAwaiter& operator=(const BackgroundAwaiter&) = delete;
 
@@ -55,10 +65,11 @@ public:
         explicit Wait(BackgroundAwaiter& awaiter) : awaiter_(&awaiter) {}
         [[nodiscard]] bool await_ready() const noexcept { return false; }
         void await_suspend(std::coroutine_handle<> caller) {
-            awaiter_->context_->runInBackground([awaiter = awaiter_, caller] {
+            auto work = [awaiter = awaiter_, caller] {
                 awaiter->value_.emplace(awaiter->work_());
                 awaiter->context_->post([caller] { caller.resume(); });
-            });
+            };
+            awaiter_->context_->runInBackground(std::move(work), awaiter_->lane_);
         }
         Value await_resume() { return std::move(*awaiter_->value_); }
 
@@ -70,12 +81,14 @@ public:
 private:
     MainContext* context_;
     Work work_;
+    Lane lane_;
     std::optional<Value> value_;
 };
 
+/// Work is long unless it is known to be short: a long one that calls itself short costs every short one its thread.
 template <class Work>
-BackgroundAwaiter<std::decay_t<Work>> inBackground(MainContext& context, Work&& work) {
-    return {context, std::forward<Work>(work)};
+BackgroundAwaiter<std::decay_t<Work>> inBackground(MainContext& context, Work&& work, Lane lane = Lane::longWork) {
+    return {context, std::forward<Work>(work), lane};
 }
 
 }  // namespace kelvane

@@ -4,6 +4,7 @@
 #include <QEvent>
 #include <QThread>
 #include <QTimer>
+#include <algorithm>
 #include <utility>
 
 namespace kelvane {
@@ -11,7 +12,9 @@ namespace kelvane {
 namespace {
 /// Long work (exports, imports, builds, up to eight requests) must not queue behind other long work; the threads mostly
 /// wait for the engine's own.
-constexpr std::size_t maximumThreads = 16;
+constexpr std::size_t maximumLong = 16;
+/// Beside those: a save, a row of the library, a reply and one more, each of which waits for the disk or a socket.
+constexpr std::size_t keptForShort = 4;
 /// Wakes the main thread for one piece of posted work.
 constexpr QEvent::Type wakeUp = QEvent::User;
 }  // namespace
@@ -46,27 +49,40 @@ bool QtMainContext::event(QEvent* event) {
     return true;
 }
 
-void QtMainContext::runInBackground(std::function<void()> work) {
+void QtMainContext::runInBackground(std::function<void()> work, Lane lane) {
     const std::scoped_lock lock(mutex_);
-    background_.push_back(std::move(work));
-    if (background_.size() > idle_ && threads_.size() < maximumThreads)
+    (lane == Lane::shortWork ? short_ : long_).push_back(std::move(work));
+    if (ready() > idle_ && threads_.size() < maximumLong + keptForShort)
         threads_.emplace_back([this] { serveBackground(); });
     arrived_.notify_one();
+}
+
+std::size_t QtMainContext::ready() const { return short_.size() + std::min(long_.size(), maximumLong - longRunning_); }
+
+std::function<void()> QtMainContext::takeReady(Lane& lane) {
+    lane = short_.empty() ? Lane::longWork : Lane::shortWork;
+    Works& works = short_.empty() ? long_ : short_;
+    std::function<void()> work = std::move(works.front());
+    works.pop_front();
+    return work;
 }
 
 void QtMainContext::serveBackground() {
     std::unique_lock lock(mutex_);
     while (true) {
         ++idle_;
-        arrived_.wait(lock, [this] { return !background_.empty() || ending_; });
+        arrived_.wait(lock, [this] { return ready() > 0 || ending_; });
         --idle_;
-        if (background_.empty()) return;
-        std::function<void()> work = std::move(background_.front());
-        background_.pop_front();
+        // Long work that waits for its turn is left to the threads that are at long work now.
+        if (ready() == 0) return;
+        Lane lane{};
+        std::function<void()> work = takeReady(lane);
+        if (lane == Lane::longWork) ++longRunning_;
         lock.unlock();
         work();
         work = nullptr;
         lock.lock();
+        if (lane == Lane::longWork) --longRunning_;
     }
 }
 

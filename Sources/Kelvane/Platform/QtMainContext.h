@@ -21,22 +21,30 @@ public:
     ~QtMainContext() override;
 
     void post(std::function<void()> work) override;
-    void runInBackground(std::function<void()> work) override;
+    void runInBackground(std::function<void()> work, Lane lane) override;
     [[nodiscard]] Timer after(std::chrono::milliseconds delay, std::function<void()> work) override;
     [[nodiscard]] bool isMainThread() const override;
 
     bool event(QEvent* event) override;
 
 private:
+    using Works = std::deque<std::function<void()>>;
+
     void serveBackground();
+    /// Works that a thread may begin now. Under the mutex, as the next.
+    [[nodiscard]] std::size_t ready() const;
+    [[nodiscard]] std::function<void()> takeReady(Lane& lane);
 
     std::mutex mutex_;
-    std::deque<std::function<void()>> posted_;
-    std::deque<std::function<void()>> background_;
+    Works posted_;
+    Works short_;
+    Works long_;
     std::condition_variable arrived_;
     std::vector<std::thread> threads_;
     /// Threads that wait for work.
     std::size_t idle_ = 0;
+    /// Threads that are at long work.
+    std::size_t longRunning_ = 0;
     bool ending_ = false;
 };
 

@@ -73,6 +73,8 @@ Result<std::string> AIAssistantSession::connect() {
 void AIAssistantSession::suspend() {
     check(context_->isMainThread(), "a session is suspended off the main thread");
     generation_ = UUID::random();
+    period_.request_stop();
+    period_ = std::stop_source();
     if (discovery_) {
         discovery_->stop();
         discovery_.reset();
@@ -103,8 +105,8 @@ QCoro::Task<void> AIAssistantSession::serve(std::weak_ptr<AIAssistantSession> se
         co_return;
     }
     // A reply can be long; the main thread has better things to do.
-    context->runInBackground(
-        [reply = std::move(reply), document = *std::move(result)] { reply(successReply(document)); });
+    auto work = [reply = std::move(reply), document = *std::move(result)] { reply(successReply(document)); };
+    context->runInBackground(std::move(work), Lane::shortWork);
 }
 
 Result<void> AIAssistantSession::checkWrite(const std::string& revision, const UUID& epoch) const {
@@ -123,6 +125,10 @@ Result<void> AIAssistantSession::checkSnapshot(const std::string& revision, cons
     return {};
 }
 
+Error AIAssistantSession::failureOf(Error error, const Write& write) const {
+    return error.isCancelled() && write.epoch != generation_ ? sessionClosed() : std::move(error);
+}
+
 std::function<Result<void>()> AIAssistantSession::snapshotCheck(const Write& write) {
     return [session = weak_from_this(), revision = write.revision, epoch = write.epoch]() -> Result<void> {
         const auto self = session.lock();
@@ -139,6 +145,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, 
     Write write;
     write.compact = hasFlag(request, "compact");
     write.epoch = generation.value_or(generation_);
+    write.stop = period_.get_token();
     {
         // Held no longer than this: a request must not keep a closed project alive.
         const auto editor = editor_.lock();
@@ -147,7 +154,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, 
         if (request.command == "project") co_return project(request);
     }
     if (isInspection(request.command)) {
-        auto task = inspect(std::move(request), write.epoch);
+        auto task = inspect(std::move(request), write.epoch, write.stop);
         co_return co_await task;
     }
 

@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -42,7 +43,8 @@ public:
     /// registry names it. Fails with "The Kelvane project is closed." or in the words of the connection and the
     /// registry; nothing is left behind then.
     Result<std::string> connect();
-    /// Ends the period of serving; harmless when not connected. Requests under way are refused at their next check.
+    /// Ends the period of serving; harmless when not connected. Requests under way are refused at their next check, and
+    /// the long work that they wait for is told to stop.
     void suspend();
     [[nodiscard]] bool isConnected() const { return connection_ != nullptr; }
     /// Identity of the present period of serving; a fresh one from each `suspend` on.
@@ -67,6 +69,8 @@ private:
         CLIRequest request;
         std::string revision;
         UUID epoch;
+        /// Of the period of serving that `epoch` names.
+        std::stop_token stop;
         bool compact = false;
     };
     using Document = Result<JSONObject>;
@@ -80,6 +84,7 @@ private:
         /// After the edit.
         std::string revision;
         UUID epoch;
+        std::stop_token stop;
         bool changed = false;
         bool compact = false;
         bool wantsPreview = false;
@@ -89,7 +94,7 @@ private:
                                    UUID epoch, LocalCLIConnection::Reply reply);
 
     [[nodiscard]] Document project(const CLIRequest& request) const;
-    QCoro::Task<Document> inspect(CLIRequest request, UUID epoch);
+    QCoro::Task<Document> inspect(CLIRequest request, UUID epoch, std::stop_token stop);
     [[nodiscard]] Document rename(const Write& write);
     [[nodiscard]] Document travelHistory(const Write& write);
     QCoro::Task<Document> importFiles(Write write);
@@ -100,6 +105,9 @@ private:
     QCoro::Task<JSONObject> editingResponse(Applied edit, JSONObject state);
     QCoro::Task<Document> previewOf(Applied edit);
     [[nodiscard]] std::function<Result<void>()> snapshotCheck(const Write& write);
+    /// What a write's work failed with, in the words of its reply: work that was stopped with its period of serving is
+    /// told of as the session's end.
+    [[nodiscard]] Error failureOf(Error error, const Write& write) const;
 
     MainContext* context_;
     MediaPlatform* media_;
@@ -108,6 +116,8 @@ private:
     std::unique_ptr<CLIProjectDiscovery> discovery_;
     std::shared_ptr<RequestDoor> door_;
     UUID generation_ = UUID::random();
+    /// Ends the work that the period of serving `generation_` asked for.
+    std::stop_source period_;
 };
 
 /// The value of a request's option, if it is there and not empty; else "Missing --<name>. Run cli help."

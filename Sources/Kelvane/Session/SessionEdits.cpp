@@ -137,12 +137,12 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
     if (changed) {
         if (!target->empty()) {
             // Whether the timeline can be composed is found out before anything changes.
-            auto build = [media = media_, target] {
-                return MediaEngine::build(*media, *target, Framing::size, previewFrame, {});
+            auto build = [media = media_, target, stop = write.stop] {
+                return MediaEngine::build(*media, *target, Framing::size, previewFrame, stop);
             };
             auto background = inBackground(*context_, std::move(build));
             auto built = co_await background;
-            if (!built) co_return fail(std::move(built.error()));
+            if (!built) co_return fail(failureOf(std::move(built.error()), write));
             media = *std::move(built);
         }
         if (auto allowed = checkWrite(write.revision, write.epoch); !allowed)
@@ -158,6 +158,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
                  .media = std::move(media),
                  .revision = CLIEditing::revision(editor->clips(), editor->assets()),
                  .epoch = write.epoch,
+                 .stop = write.stop,
                  .changed = changed,
                  .compact = write.compact,
                  .wantsPreview = hasFlag(write.request, "preview")};

@@ -23,7 +23,7 @@ bool hasVideo(const std::vector<Clip>& clips) { return !std::ranges::all_of(clip
 
 }  // namespace
 
-QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, UUID epoch) {
+QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, UUID epoch, std::stop_token stop) {
     const auto self = shared_from_this();
     auto editor = editor_.lock();
     if (!editor || !editor->projectURL()) co_return fail(CLIError("Save the project before inspecting media."));
@@ -34,11 +34,13 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, 
     if (!planned) co_return fail(std::move(planned.error()));
 
     const SessionInspection::Plan plan = *std::move(planned);
-    auto background = inBackground(*context_, plan.work);
+    auto work = [work = plan.work, stop] { return work(stop); };
+    auto background = inBackground(*context_, std::move(work));
     auto document = co_await background;
-    if (!document) co_return document;
+    if (!document && !document.error().isCancelled()) co_return document;
     if (epoch != generation_ || editor_.expired())
         co_return fail(plan.ofTimeline ? renderingClosed() : inspectingClosed());
+    if (!document) co_return document;
     if (plan.revision) {
         document->set("revision", std::string_view(*plan.revision));
         document->set("stale", !checkSnapshot(*plan.revision, epoch).has_value());
@@ -59,11 +61,12 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::previewOf(Applied edit) {
 
     auto work = [platform = media_, edit, name, folder] {
         return CLIMediaInspection::preview(*platform, *edit.clips, name, CLIMediaInspection::previewTimes(*edit.clips),
-                                           folder, edit.compact, edit.media, {});
+                                           folder, edit.compact, edit.media, edit.stop);
     };
     auto background = inBackground(*context_, std::move(work));
     auto document = co_await background;
-    if (document && edit.epoch != generation_) co_return fail(renderingClosed());
+    const bool isTold = !document && !document.error().isCancelled();
+    if (!isTold && edit.epoch != generation_) co_return fail(renderingClosed());
     co_return document;
 }
 

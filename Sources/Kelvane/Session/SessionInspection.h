@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -21,8 +22,9 @@ class Editor;
 namespace SessionInspection {
 
 struct Plan {
-    /// Blocks; for the pool. Gives the document of the reply, or the failure in words.
-    std::function<Result<JSONObject>()> work;
+    /// Blocks; for the pool. Gives the document of the reply, or the failure in words; ends as cancelled when a stop
+    /// was requested.
+    std::function<Result<JSONObject>(std::stop_token stop)> work;
     /// Revision of the timeline that is shown; none for inspections of sources, which depend on no timeline.
     std::optional<std::string> revision;
     /// The work renders the timeline.

@@ -81,8 +81,9 @@ Result<Plan> planFrames(MediaPlatform& platform, const Editor& editor, const CLI
     auto times =
         CLIMediaInspection::times(option(request, "times"), asset->sourceDuration, defaultFrames, maximumFrames);
     if (!times) return fail(times.error());
-    auto work = [&platform, asset = *asset, times = *std::move(times), folder]() -> Result<JSONObject> {
-        auto frames = CLIMediaInspection::frames(platform, asset, times, folder, {});
+    auto work = [&platform, asset = *asset, times = *std::move(times),
+                 folder](std::stop_token stop) -> Result<JSONObject> {
+        auto frames = CLIMediaInspection::frames(platform, asset, times, folder, std::move(stop));
         if (!frames) return fail(std::move(frames.error()));
         JSONObject document;
         document.set("assetID", std::string_view(asset.id.upper()));
@@ -95,10 +96,10 @@ Result<Plan> planFrames(MediaPlatform& platform, const Editor& editor, const CLI
 
 /// One sheet of an asset: the whole of a single sheet's work, and a part of a batch's.
 Result<JSONObject> sheet(MediaPlatform& platform, const Clip& asset, const std::optional<std::string>& text, int count,
-                         const FileURL& folder, bool compact) {
+                         const FileURL& folder, bool compact, std::stop_token stop) {
     auto times = CLIMediaInspection::times(text, asset.sourceDuration, count, maximumSheetFrames);
     if (!times) return fail(std::move(times.error()));
-    return CLIMediaInspection::contactSheet(platform, asset, *times, folder, compact, {});
+    return CLIMediaInspection::contactSheet(platform, asset, *times, folder, compact, std::move(stop));
 }
 
 Result<Plan> planContactSheet(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
@@ -122,13 +123,15 @@ Result<Plan> planContactSheet(MediaPlatform& platform, const Editor& editor, con
         entry.set("assetID", std::string_view(asset.id.upper()));
         entry.set("reason", "Audio-only; use waveform.");
     }
-    auto render = [&platform, text, count = *count, folder, compact = hasFlag(request, "compact")](const Clip& asset) {
-        return sheet(platform, asset, text, count, folder, compact);
+    auto render = [&platform, text, count = *count, folder, compact = hasFlag(request, "compact")](
+                      const Clip& asset, std::stop_token stop) {
+        return sheet(platform, asset, text, count, folder, compact, std::move(stop));
     };
     if (option(request, "asset") && !videos.empty())
-        return Plan{[render, asset = videos.front()] { return render(asset); }, std::nullopt, false};
-    auto work = [render, videos, skipped = array(skipped)]() -> Result<JSONObject> {
-        JSONObject document = CLIMediaInspection::contactSheets(videos, render);
+        return Plan{std::bind_front(render, videos.front()), std::nullopt, false};
+    auto work = [render, videos, skipped = array(skipped)](const std::stop_token& stop) -> Result<JSONObject> {
+        const auto one = [&](const Clip& asset) { return render(asset, stop); };
+        JSONObject document = CLIMediaInspection::contactSheets(videos, one, stop);
         document.setRaw("skipped", skipped);
         return document;
     };
@@ -146,8 +149,8 @@ Result<Plan> planPreview(MediaPlatform& platform, const Editor& editor, const CL
         if (!times) return fail(std::move(times.error()));
     }
     auto work = [&platform, clips, name = editor.title(), times = *std::move(times), folder,
-                 compact = hasFlag(request, "compact")] {
-        return CLIMediaInspection::preview(platform, clips, name, times, folder, compact, nullptr, {});
+                 compact = hasFlag(request, "compact")](std::stop_token stop) {
+        return CLIMediaInspection::preview(platform, clips, name, times, folder, compact, nullptr, std::move(stop));
     };
     return Plan{std::move(work), CLIEditing::revision(clips, editor.assets()), true};
 }
@@ -180,8 +183,9 @@ Result<Plan> planWaveform(MediaPlatform& platform, const Editor& editor, const C
     Plan plan;
     if (clip) plan.revision = CLIEditing::revision(editor.clips(), editor.assets());
     plan.work = [&platform, asset = *asset, start = *start, end = *end, count = *count, folder,
-                 gain = clip ? clip->volume : 1.0, id = clip ? std::optional(clip->id) : std::nullopt] {
-        return CLIWaveform::inspect(platform, asset, start, end, count, folder, gain, id, {});
+                 gain = clip ? clip->volume : 1.0,
+                 id = clip ? std::optional(clip->id) : std::nullopt](std::stop_token stop) {
+        return CLIWaveform::inspect(platform, asset, start, end, count, folder, gain, id, std::move(stop));
     };
     return plan;
 }

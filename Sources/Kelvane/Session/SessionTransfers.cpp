@@ -57,10 +57,10 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::importFiles(Write write) {
 
     auto editor = editor_.lock();
     if (!editor) co_return fail(CLIError("The Kelvane project is closed."));
-    auto task = editor->importMedia(*std::move(files), snapshotCheck(write));
+    auto task = editor->importMedia(*std::move(files), snapshotCheck(write), write.stop);
     editor.reset();
     auto imported = co_await task;
-    if (!imported) co_return fail(std::move(imported.error()));
+    if (!imported) co_return fail(failureOf(std::move(imported.error()), write));
 
     auto state = projectState(false);
     if (!state) co_return state;
@@ -87,11 +87,12 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::exportMovie(Write write) {
 
     auto editor = editor_.lock();
     if (!editor) co_return fail(CLIError("The Kelvane project is closed."));
+    // A movie of an ended period would be refused at its publishing, so that encoding the rest of it is in vain.
     auto task = editor->exportMedia(*destination, hasFlag(write.request, "overwrite"), *resolution, *frameRate,
-                                    snapshotCheck(write));
+                                    snapshotCheck(write), write.stop);
     editor.reset();
     auto exported = co_await task;
-    if (!exported) co_return fail(std::move(exported.error()));
+    if (!exported) co_return fail(failureOf(std::move(exported.error()), write));
 
     JSONObject document;
     document.set("path", std::string_view(destination->path()));

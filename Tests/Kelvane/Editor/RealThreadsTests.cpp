@@ -81,10 +81,11 @@ TEST_F(RealThreads, AnotherThreadsStopReachesARunningEncoder) {
     std::stop_source stop;
     std::optional<Result<void>> answer;
     const auto keeper = keep(exportTo("Film.mp4", stop.get_token()), &answer);
-    context.runInBackground([this, stop]() mutable {
+    auto work = [this, stop]() mutable {
         (void)media.exportGate.waitForArrivals();
         stop.request_stop();
-    });
+    };
+    context.runInBackground(std::move(work), Lane::longWork);
     runUntil([&answer] { return answer.has_value(); });
     ASSERT_FALSE(*answer);
     EXPECT_TRUE(answer->error().isCancelled());

@@ -27,7 +27,7 @@ public:
         posted_.push_back(std::move(work));
         changed_.notify_one();
     }
-    void runInBackground(std::function<void()> work) override {
+    void runInBackground(std::function<void()> work, Lane) override {
         const std::lock_guard lock(mutex_);
         threads_.emplace_back(std::move(work));
     }

@@ -1,5 +1,7 @@
 #include "FakeMainContext.h"
 
+#include <algorithm>
+
 namespace kelvane::testing {
 
 void FakeMainContext::post(std::function<void()> work) {
@@ -7,9 +9,9 @@ void FakeMainContext::post(std::function<void()> work) {
     posted_.push_back(std::move(work));
 }
 
-void FakeMainContext::runInBackground(std::function<void()> work) {
+void FakeMainContext::runInBackground(std::function<void()> work, Lane lane) {
     const std::scoped_lock lock(mutex_);
-    background_.push_back(std::move(work));
+    background_.push_back({std::move(work), lane});
 }
 
 Timer FakeMainContext::after(std::chrono::milliseconds delay, std::function<void()> work) {
@@ -41,7 +43,7 @@ bool FakeMainContext::stepBackground() {
     {
         const std::scoped_lock lock(mutex_);
         if (background_.empty()) return false;
-        work = std::move(background_.front());
+        work = std::move(background_.front().work);
         background_.pop_front();
     }
     work();
@@ -77,6 +79,11 @@ void FakeMainContext::advance(std::chrono::milliseconds duration) {
 std::size_t FakeMainContext::waitingInBackground() const {
     const std::scoped_lock lock(mutex_);
     return background_.size();
+}
+
+std::size_t FakeMainContext::waitingInBackground(Lane lane) const {
+    const std::scoped_lock lock(mutex_);
+    return static_cast<std::size_t>(std::ranges::count(background_, lane, &BackgroundWork::lane));
 }
 
 std::size_t FakeMainContext::pendingTimers() const {

@@ -20,7 +20,7 @@ namespace kelvane::testing {
 class FakeMainContext final : public MainContext {
 public:
     void post(std::function<void()> work) override;
-    void runInBackground(std::function<void()> work) override;
+    void runInBackground(std::function<void()> work, Lane lane) override;
     [[nodiscard]] Timer after(std::chrono::milliseconds delay, std::function<void()> work) override;
     [[nodiscard]] bool isMainThread() const override { return std::this_thread::get_id() == thread_; }
 
@@ -39,6 +39,8 @@ public:
     /// Time since the context was made.
     [[nodiscard]] std::chrono::milliseconds now() const { return now_; }
     [[nodiscard]] std::size_t waitingInBackground() const;
+    /// The same of one lane. The order in which background work runs here doesn't depend on its lane.
+    [[nodiscard]] std::size_t waitingInBackground(Lane lane) const;
     /// Timers that neither ran nor were cancelled.
     [[nodiscard]] std::size_t pendingTimers() const;
 
@@ -48,12 +50,17 @@ private:
         std::function<void()> work;
     };
 
+    struct BackgroundWork {
+        std::function<void()> work;
+        Lane lane;
+    };
+
     bool runOnePosted();
 
     std::thread::id thread_ = std::this_thread::get_id();
     mutable std::mutex mutex_;
     std::deque<std::function<void()>> posted_;
-    std::deque<std::function<void()>> background_;
+    std::deque<BackgroundWork> background_;
     /// By due time, and by the order of their making.
     std::map<std::pair<std::chrono::milliseconds, std::uint64_t>, PendingTimer> timers_;
     std::uint64_t timersMade_ = 0;

@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <memory>
+
+#include "Platform/QtMainContext.h"
+#include "Support/Gate.h"
+
+namespace kelvane::testing {
+namespace {
+
+/// The real pool, whose works stand at gates.
+class Pool : public ::testing::Test {
+protected:
+    ~Pool() override {
+        longGate.open();
+        shortGate.open();
+        context.reset();
+    }
+    void start(int count, Lane lane, Gate& gate) {
+        for (int i = 0; i < count; ++i) {
+            auto work = [this, &gate] {
+                (void)gate.pass({});
+                ++done;
+            };
+            context->runInBackground(std::move(work), lane);
+        }
+    }
+    /// Whether a short work comes to its end while everything else stays where it is.
+    bool runsShortWork() {
+        auto ran = std::make_shared<std::promise<void>>();
+        auto end = ran->get_future();
+        context->runInBackground([ran] { ran->set_value(); }, Lane::shortWork);
+        return end.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    }
+
+    std::unique_ptr<QtMainContext> context = std::make_unique<QtMainContext>();
+    Gate longGate;
+    Gate shortGate;
+    std::atomic<int> done = 0;
+};
+
+TEST_F(Pool, SixteenLongWorksRunAtOnce) {
+    longGate.close();
+    start(16, Lane::longWork, longGate);
+    EXPECT_TRUE(longGate.waitForArrivals(16));
+}
+
+TEST_F(Pool, AShortWorkRunsBesideSixteenLongOnes) {
+    longGate.close();
+    start(40, Lane::longWork, longGate);
+    ASSERT_TRUE(longGate.waitForArrivals(16));
+    EXPECT_TRUE(runsShortWork());
+    EXPECT_EQ(done, 0);
+}
+
+TEST_F(Pool, LongWorkThatWaitsForItsTurnTakesNoThreadThatShortWorkLeft) {
+    longGate.close();
+    shortGate.close();
+    start(16, Lane::longWork, longGate);
+    start(4, Lane::shortWork, shortGate);
+    ASSERT_TRUE(longGate.waitForArrivals(16));
+    ASSERT_TRUE(shortGate.waitForArrivals(4));
+    start(4, Lane::longWork, longGate);
+    shortGate.open();
+    // Four threads came free, and found the waiting work before this one.
+    EXPECT_TRUE(runsShortWork());
+    EXPECT_EQ(longGate.waiting(), 16);
+}
+
+TEST_F(Pool, EverythingThatWasStartedComesToItsEnd) {
+    longGate.close();
+    start(40, Lane::longWork, longGate);
+    start(40, Lane::shortWork, shortGate);
+    ASSERT_TRUE(longGate.waitForArrivals(16));
+    longGate.open();
+    context.reset();
+    EXPECT_EQ(done, 80);
+}
+
+}  // namespace
+}  // namespace kelvane::testing
