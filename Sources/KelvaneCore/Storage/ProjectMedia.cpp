@@ -1,5 +1,7 @@
 #include "ProjectMedia.h"
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <system_error>
 #include <unordered_map>
@@ -21,15 +23,30 @@ std::optional<std::string> pathBelow(const std::string& root, const std::string&
 
 }  // namespace
 
-ProjectMedia::ProjectMedia(const FileURL& directory, ProgressReport report)
-    : directory_(directory.resolved()), report_(std::move(report)) {}
+ProjectMedia::ProjectMedia(const FileURL& directory, ProgressReport report, UnfinishedWork* unfinished)
+    : directory_(directory.resolved()), report_(std::move(report)), unfinished_(unfinished) {}
 
-ProjectMedia::~ProjectMedia() {
-    if (committed_) return;
-    for (const FileURL& folder : createdFolders_) {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder.path(), ignored);
+ProjectMedia::~ProjectMedia() { finish(); }
+
+void ProjectMedia::finish() {
+    std::vector<UnfinishedWork::Ticket> tickets;
+    for (const Created& created : std::exchange(createdFolders_, {})) {
+        std::error_code failed;
+        if (!committed_) std::filesystem::remove_all(created.folder.path(), failed);
+        // What can't be removed stays recorded.
+        if (!failed) tickets.push_back(created.ticket);
     }
+    if (createdDirectory_) {
+        // Other operations may have put their copies beside.
+        if (!committed_) rmdir(createdDirectory_->folder.path().c_str());
+        tickets.push_back(createdDirectory_->ticket);
+        createdDirectory_.reset();
+    }
+    if (unfinished_ != nullptr) unfinished_->end(tickets);
+}
+
+ProjectMedia::Created ProjectMedia::record(UnfinishedThing::Kind kind, const FileURL& place) const {
+    return {place, unfinished_ == nullptr ? 0 : unfinished_->begin({kind, place})};
 }
 
 Result<FileURL> ProjectMedia::copy(const FileURL& url, std::stop_token stop) {
@@ -56,7 +73,9 @@ Result<FileURL> ProjectMedia::makeCopy(const FileURL& source, const std::stop_to
     if (!file) return fail(file.error());
     count(source, file->size());
     const FileURL folder = directory_.appending(UUID::random().upper());
-    createdFolders_.push_back(folder);
+    if (createdFolders_.empty() && access(directory_.path().c_str(), F_OK) != 0)
+        createdDirectory_ = record(UnfinishedThing::Kind::mediaFolder, directory_);
+    createdFolders_.push_back(record(UnfinishedThing::Kind::mediaCopy, folder));
     if (const auto made = makeFolders(folder.path()); !made) return fail(made.error());
     const FileURL destination = folder.appending(source.lastPathComponent());
     const std::int64_t before = progress_.bytes;

@@ -1,13 +1,16 @@
 #include "AtomicFile.h"
 
+#include <dirent.h>
 #include <limits.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <optional>
 #include <tuple>
 
 #include "FileDescriptor.h"
+#include "LiveFile.h"
 #include "UUID.h"
 
 namespace kelvane {
@@ -53,6 +56,17 @@ Result<std::string> linkTarget(const std::string& path) {
     }
     errno = ELOOP;
     return writeFailure(path);
+}
+
+/// A new file in `folder`, held against sweeps while it is open; not open on failure, with the reason in errno. Its
+/// name goes to `path`.
+FileDescriptor makeTemporaryFile(const std::string& folder, unsigned mode, std::string& path) {
+    while (true) {
+        path = folder + "/" + std::string(temporaryFilePrefix) + UUID::random().lower();
+        FileDescriptor file = FileDescriptor::open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
+        // A sweep that was faster takes this one; that it meets the next one as well would be chance again.
+        if (!file.isOpen() || holdWhileOpen(file, path)) return file;
+    }
 }
 
 /// Whether a failed sync of a folder means that the file system has no such thing, rather than that it went wrong.
@@ -120,9 +134,8 @@ Result<void> writeFileAtomically(const std::string& path, std::string_view data,
 
     const std::string folderPath = parentFolder(*target);
     const FileDescriptor folder = FileDescriptor::open(folderPath, O_RDONLY | O_DIRECTORY);
-    const std::string temporaryPath = folderPath + "/" + std::string(temporaryFilePrefix) + UUID::random().lower();
-    const FileDescriptor file =
-        FileDescriptor::open(temporaryPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, exists ? 0600 : mode);
+    std::string temporaryPath;
+    const FileDescriptor file = makeTemporaryFile(folderPath, exists ? 0600 : mode, temporaryPath);
     if (!file.isOpen()) return writeFailure(path);
     TemporaryFile temporary(temporaryPath);
     if (exists && !inheritOwnerAndPermission(file.get(), old)) return writeFailure(path);
@@ -134,6 +147,25 @@ Result<void> writeFileAtomically(const std::string& path, std::string_view data,
     // The new file stands from here on: a failure of this sync must not be taken for a write that left the old one.
     std::ignore = folder.isOpen() ? folder.sync() : syncfs(file.get()) == 0;
     return {};
+}
+
+void removeHalfWrittenFiles(const std::string& folder) {
+    for (const std::string& name : folderEntries(folder)) {
+        if (!name.starts_with(temporaryFilePrefix) || !UUID::parse(name.substr(temporaryFilePrefix.size()))) continue;
+        const std::string path = folder + "/" + name;
+        if (const FileDescriptor left = takeAbandoned(path, S_IFREG); left.isOpen()) unlink(path.c_str());
+    }
+}
+
+std::vector<std::string> folderEntries(const std::string& path) {
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
+    if (!folder) return names;
+    while (const dirent* entry = readdir(folder.get())) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..") names.emplace_back(name);
+    }
+    return names;
 }
 
 Result<void> makeFolders(const std::string& path) {

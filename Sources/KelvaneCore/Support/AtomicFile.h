@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Error.h"
 
@@ -11,7 +12,7 @@ namespace kelvane {
 /// at most `limit` bytes; a larger file fails. Any thread.
 Result<std::string> readFile(const std::string& path, std::size_t limit = std::size_t{1} << 30);
 
-/// How the names of half-written files begin; a UUID follows. One whose writer was killed stays.
+/// How the names of half-written files begin; a UUID follows. One whose writer was killed stays until it is swept.
 inline constexpr std::string_view temporaryFilePrefix = ".kelvane-";
 
 /// Replaces the file at `path` by `data`, whole and durably: a temporary file in the same folder is written,
@@ -24,6 +25,14 @@ Result<void> writeFileAtomically(const std::string& path, std::string_view data,
 
 /// The last component of a path in quotation marks, as sentences name a file: “a.mov”.
 std::string quotedFileName(std::string_view path);
+
+/// Removes the half-written files in `folder` whose writers are gone. Those of living ones, here or in another process,
+/// are left alone: they are locked.
+void removeHalfWrittenFiles(const std::string& folder);
+
+/// Names of the entries of a folder, without "." and "..", in the order that the system lists them; none when it can't
+/// be read.
+std::vector<std::string> folderEntries(const std::string& path);
 
 /// Makes the folder at `path` with all the folders above it; one that is there already is fine, and new
 /// names are synced.

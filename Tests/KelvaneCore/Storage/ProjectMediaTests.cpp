@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "Storage/ProjectMedia.h"
+#include "Support/AtomicFile.h"
 #include "Support/ClipBuilder.h"
 #include "Support/TempFolder.h"
 #include "Support/UnprivilegedUser.h"
@@ -215,7 +216,54 @@ TEST_F(CopiedMedia, AreRemovedWithoutACommit) {
         ASSERT_TRUE(media.copy(sound));
         EXPECT_EQ(copies(), 2u);
     }
+    EXPECT_FALSE(folder.exists("Media"));
+}
+
+TEST_F(CopiedMedia, AreRemovedFromAFolderThatWasThereBefore) {
+    folder.makeFolder("Media");
+    {
+        ProjectMedia media(directory);
+        ASSERT_TRUE(media.copy(movie));
+    }
+    EXPECT_TRUE(folder.exists("Media"));
     EXPECT_EQ(copies(), 0u);
+}
+
+TEST_F(CopiedMedia, AreRemovedByAFinishBeforeTheEnd) {
+    ProjectMedia dropped(directory);
+    ASSERT_TRUE(dropped.copy(movie));
+    dropped.finish();
+    EXPECT_FALSE(folder.exists("Media"));
+    ProjectMedia kept(directory);
+    ASSERT_TRUE(kept.copy(movie));
+    kept.commit();
+    kept.finish();
+    EXPECT_EQ(copies(), 1u);
+}
+
+TEST_F(CopiedMedia, AreRecordedUntilTheyAreCommittedOrRemoved) {
+    UnfinishedWork work(folder.path("Unfinished"));
+    const auto recorded = [&] {
+        const auto names = folderEntries(folder.path("Unfinished"));
+        return names.empty() ? std::string() : folder.read("Unfinished/" + names.front());
+    };
+    {
+        ProjectMedia media(directory, {}, &work);
+        EXPECT_FALSE(folder.exists("Unfinished"));
+        const auto copy = media.copy(movie);
+        ASSERT_TRUE(copy);
+        const std::string holder = copy->deletingLastPathComponent().absoluteString();
+        EXPECT_EQ(recorded(), "+ 1 media-folder " + directory.absoluteString() + "\n+ 2 media " + holder + "\n");
+    }
+    EXPECT_EQ(recorded(), "");
+    {
+        ProjectMedia media(directory, {}, &work);
+        ASSERT_TRUE(media.copy(movie));
+        EXPECT_NE(recorded(), "");
+        media.commit();
+    }
+    EXPECT_EQ(recorded(), "");
+    EXPECT_EQ(copies(), 1u);
 }
 
 TEST_F(CopiedMedia, AreNotMadeAfterAStopRequest) {
@@ -322,7 +370,7 @@ TEST_F(CopiedMedia, OfAFullDiskAreGone) {
         EXPECT_TRUE(media.copy(movie));
         sentence = media.copy(folder.url("card/large.mov")).error().message;
     }
-    const bool empty = std::filesystem::is_empty(folder.path("small/Media"));
+    const bool empty = std::filesystem::is_empty(folder.path("small"));
     umount(folder.path("small").c_str());
     EXPECT_EQ(sentence, "“large.mov” could not be written: No space left on device.");
     EXPECT_TRUE(empty);
