@@ -47,36 +47,20 @@ Editor::~Editor() {
     ai_->suspend();
 }
 
-void Editor::setLibraryName(std::optional<std::string> name) {
-    libraryName_ = std::move(name);
-    notify();
-}
+void Editor::setLibraryName(std::optional<std::string> name) { set(libraryName_, std::move(name), State::content); }
 
-void Editor::setSaveFailed(bool failed) {
-    saveFailed_ = failed;
-    notify();
-}
+void Editor::setSaveFailed(bool failed) { set(saveFailed_, failed, State::content); }
 
 void Editor::setDirty(bool dirty) {
-    isDirty_ = dirty;
-    notify();
+    set(isDirty_, dirty, State::content);
     if (dirty && onProjectChange) onProjectChange();
 }
 
-void Editor::setShowInspector(bool show) {
-    showInspector_ = show;
-    notify();
-}
+void Editor::setShowInspector(bool show) { set(showInspector_, show, State::selection); }
 
-void Editor::setShowExportOptions(bool show) {
-    showExportOptions_ = show;
-    notify();
-}
+void Editor::setShowExportOptions(bool show) { set(showExportOptions_, show, State::work); }
 
-void Editor::setError(std::optional<std::string> error) {
-    error_ = std::move(error);
-    notify();
-}
+void Editor::setError(std::optional<std::string> error) { set(error_, std::move(error), State::work); }
 
 std::string Editor::title() const {
     if (libraryName_) return *libraryName_;
@@ -118,7 +102,7 @@ void Editor::update(const UUID& clipID, const std::function<void(Clip&)>& change
 void Editor::beginInteraction() {
     if (!busy() && !interactionSnapshot_) {
         interactionSnapshot_ = clips_;
-        notify();
+        announce(State::content);
     }
 }
 
@@ -126,7 +110,7 @@ void Editor::endInteraction() {
     if (!interactionSnapshot_) return;
     const ClipArray before = *std::exchange(interactionSnapshot_, std::nullopt);
     if (!same(before, clips_)) pushUndo({before, std::nullopt});
-    notify();
+    announce(State::content);
 }
 
 void Editor::undo() {
@@ -160,13 +144,13 @@ void Editor::pushUndo(HistoryEntry entry) {
 }
 
 void Editor::apply(ClipArray clips) {
-    selectedAssetIDs_.clear();
-    previewAssetID_.reset();
+    set(selectedAssetIDs_, {}, State::selection);
+    set(previewAssetID_, std::nullopt, State::selection);
     clips_ = std::move(clips);
+    announce(State::content);
     refreshDirty();
     repairSelection();
     rebuildPreview();
-    notify();
 }
 
 void Editor::refreshDirty() { setDirty(!same(clips_, savedClips_) || !same(assets_, savedAssets_)); }
@@ -184,20 +168,26 @@ void Editor::repairSelection() {
         setSelection(clips_->empty() ? std::nullopt : std::optional(clips_->front().id));
     } else {
         if (!selection_ || !kept.contains(*selection_)) setSelection(firstKept);
-        selectedClipIDs_ = std::move(kept);
+        set(selectedClipIDs_, std::move(kept), State::selection);
     }
     const auto& anchor = timelineSelectionAnchor_;
     if (!anchor || std::ranges::find(*clips_, *anchor, &Clip::id) == clips_->end())
-        timelineSelectionAnchor_ = selection_;
+        set(timelineSelectionAnchor_, selection_, State::selection);
 }
 
-void Editor::notify() {
-    if (std::exchange(notifyPending_, true)) return;
+void Editor::announce(State state) {
+    check(services_.context->isMainThread(), "an editor is changed off the main thread");
+    const bool isPosted = announced_ != 0;
+    announced_ |= static_cast<std::uint8_t>(state);
+    if (isPosted) return;
     services_.context->post([weak = QPointer<Editor>(this)] {
-        if (weak) {
-            weak->notifyPending_ = false;
-            Q_EMIT weak->changed();
-        }
+        // What a listener changes is announced in the next turn, and a listener may end the editor.
+        const auto due = weak ? std::exchange(weak->announced_, 0) : 0;
+        const auto isDue = [&weak, due](State state) { return weak && (due & static_cast<std::uint8_t>(state)) != 0; };
+        if (isDue(State::content)) Q_EMIT weak->contentChanged();
+        if (isDue(State::selection)) Q_EMIT weak->selectionChanged();
+        if (isDue(State::work)) Q_EMIT weak->workChanged();
+        if (isDue(State::position)) Q_EMIT weak->positionChanged();
     });
 }
 

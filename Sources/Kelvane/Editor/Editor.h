@@ -2,6 +2,7 @@
 
 #include <QCoroTask>
 #include <QObject>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -9,6 +10,8 @@
 #include <set>
 #include <stop_token>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "HistoryEntry.h"
@@ -184,8 +187,17 @@ public:
     void cancelExport();
 
 Q_SIGNALS:
-    /// Some observed state has changed; sent once a turn of the event loop at most.
-    void changed();
+    // Observed state is announced by the rate at which it changes, so that a running playhead reads no list again. Each
+    // signal comes at most once a turn of the event loop, after the change, in the order in which they stand here.
+
+    /// Clips, assets, thumbnails, history, a gesture under way, name, file, or whether it is saved.
+    void contentChanged();
+    /// What a person has chosen to act on or to see: selected clips and assets, the previewed asset, the inspector.
+    void selectionChanged();
+    /// Imports, exports, recordings, thumbnails and previews in the making; progress, choices before an export, error.
+    void workChanged();
+    /// `playhead`, `assetPlayhead` or `isPlaying`.
+    void positionChanged();
 
 private:
     Editor(const UUID& id, const std::optional<FileURL>& mediaDirectory, EditorServices services);
@@ -207,6 +219,9 @@ private:
     };
     using ExportJobPtr = std::shared_ptr<ExportJob>;
 
+    /// Observed state by the signal that announces it.
+    enum class State : std::uint8_t { content = 1, selection = 2, work = 4, position = 8 };
+
     // Editor.cpp
     void apply(ClipArray clips);
     void pushUndo(HistoryEntry entry);
@@ -215,7 +230,15 @@ private:
     void restore(HistoryEntry entry);
     void refreshDirty();
     void repairSelection();
-    void notify();
+    /// Has the signal of `state` sent, later in this turn of the event loop.
+    void announce(State state);
+    /// Sets a field, and announces it where its value is another one.
+    template <class Value>
+    void set(Value& field, std::type_identity_t<Value> value, State state) {
+        if (field == value) return;
+        field = std::move(value);
+        announce(state);
+    }
 
     // EditorSelection.cpp
     void leaveAssetPreview();
@@ -304,7 +327,8 @@ private:
     std::vector<HistoryEntry> undoStack_;
     std::vector<HistoryEntry> redoStack_;
     std::optional<ClipArray> interactionSnapshot_;
-    bool notifyPending_ = false;
+    /// Bits of the states whose signals are due; a call that sends them is posted while there are any.
+    std::uint8_t announced_ = 0;
 };
 
 }  // namespace kelvane

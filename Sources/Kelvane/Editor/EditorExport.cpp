@@ -83,7 +83,7 @@ void Editor::cancelExport() {
     exportTask_.request_stop();
     exportWork_.request_stop();
     if (exportSession_) exportSession_->cancelExport();
-    notify();
+    announce(State::work);
 }
 
 Result<Editor::ExportJobPtr> Editor::admitExport(FileURL destination, bool overwrite) const {
@@ -139,7 +139,7 @@ void Editor::enterExport(ExportContainer container) {
     exportProgress_ = 0;
     exportCancellationRequested_ = false;
     pausePlayer();
-    notify();
+    announce(State::work);
 }
 
 void Editor::leaveExport(const FileURL& temporary) {
@@ -147,7 +147,7 @@ void Editor::leaveExport(const FileURL& temporary) {
     exportSession_.reset();
     isExporting_ = false;
     (void)::unlink(temporary.path().c_str());
-    notify();
+    announce(State::work);
 }
 
 bool Editor::isStopped(const ExportJob& job) const { return job.stop.stop_requested() || exportCancellationRequested_; }
@@ -180,7 +180,7 @@ QCoro::Task<Result<void>> Editor::buildExport(ExportJobPtr job) {
     }
     const ExportFormat format(job->resolution, job->frameRate, *capabilities);
     exportFormat_ = format.line(job->container);
-    notify();
+    announce(State::work);
     auto build = [media = services_.media, clips = job->clips, stop = job->stop, format] {
         return MediaEngine::build(*media, *clips, format.size, frameDuration(format.rate), stop);
     };
@@ -213,8 +213,7 @@ QCoro::Task<Result<void>> Editor::encodeExport(ExportJobPtr job) {
 }
 
 void Editor::pollExportProgress() {
-    exportProgress_ = exportSession_->progress();
-    notify();
+    set(exportProgress_, exportSession_->progress(), State::work);
     auto again = [weak = weak_from_this()] {
         const auto self = weak.lock();
         if (self && self->exportSession_) self->pollExportProgress();
@@ -236,7 +235,7 @@ QCoro::Task<Result<void>> Editor::publishExport(ExportJobPtr job) {
     (void)co_await syncing;
     exportedURL_ = job->destination;
     exportProgress_ = 1;
-    notify();
+    announce(State::work);
     co_return Result<void>();
 }
 

@@ -59,7 +59,7 @@ void Editor::importFiles() {
 void Editor::importURLs(std::vector<FileURL> urls) {
     if (busy() || urls.empty()) return;
     isImporting_ = true;
-    notify();
+    announce(State::work);
     importEach(std::move(urls));
 }
 
@@ -83,12 +83,13 @@ QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
         if (transaction) transaction->commit();
     }
     isImporting_ = false;
-    notify();
+    announce(State::work);
     if (!arrivals.empty()) {
         std::vector<Clip> assets = *assets_;
         for (Clip& clip : arrivals)
             if (!holds(assets, clip.url)) assets.push_back(std::move(clip));
         assets_ = std::make_shared<const std::vector<Clip>>(std::move(assets));
+        announce(State::content);
         refreshDirty();
     }
     if (!failures.empty()) setError(joined(failures));
@@ -101,11 +102,11 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::importMedia(std::vector<FileURL> 
     const std::shared_ptr<Editor> self = shared_from_this();
     if (busy() || interactionSnapshot_) co_return Answer(fail("Kelvane is busy."));
     isImporting_ = true;
-    notify();
+    announce(State::work);
     auto gather = gatherImports(std::move(urls), std::move(validateCommit), std::move(stop));
     Answer answer = co_await gather;
     isImporting_ = false;
-    notify();
+    announce(State::work);
     co_return answer;
 }
 
@@ -158,6 +159,7 @@ void Editor::takeImports(const std::vector<ImportedClip>& imports) {
     pushUndo(presentEntry(true));
     redoStack_.clear();
     assets_ = std::make_shared<const std::vector<Clip>>(std::move(assets));
+    announce(State::content);
     refreshDirty();
 }
 
@@ -166,7 +168,7 @@ void Editor::storeThumbnail(const FileURL& url, StillImagePtr picture) {
         thumbnails_.insert_or_assign(url, std::move(picture));
     else
         thumbnails_.erase(url);
-    notify();
+    announce(State::content);
 }
 
 }  // namespace kelvane

@@ -34,8 +34,7 @@ double Editor::previewPlayhead() const { return previewAssetID_ ? assetPlayhead_
 
 void Editor::pausePlayer() {
     player_->pause();
-    isPlaying_ = false;
-    notify();
+    set(isPlaying_, false, State::position);
 }
 
 void Editor::rebuildPreview() {
@@ -46,11 +45,11 @@ void Editor::rebuildPreview() {
     ClipArray shown = asset != nullptr ? std::make_shared<const std::vector<Clip>>(1, *asset) : clips_;
     if (shown->empty()) {
         player_->replaceItem(nullptr);
-        playhead_ = 0;
-        isBuilding_ = false;
+        set(playhead_, 0, State::position);
+        set(isBuilding_, false, State::work);
         return;
     }
-    isBuilding_ = true;
+    set(isBuilding_, true, State::work);
     previewTask_ = std::stop_source();
     auto build = [weak = weak_from_this(), context = services_.context, media = services_.media,
                   shown = std::move(shown),
@@ -69,8 +68,7 @@ QCoro::Task<void> Editor::buildPreview(std::weak_ptr<Editor> weak, MainContext* 
 
 void Editor::showBuiltPreview(const Result<EditedMediaPtr>& built) {
     if (!built && built.error().isCancelled()) return;
-    isBuilding_ = false;
-    notify();
+    set(isBuilding_, false, State::work);
     if (!built) {
         player_->replaceItem(nullptr);
         setError(built.error().message);
@@ -87,9 +85,9 @@ void Editor::showAssetPreview(const UUID& assetID) {
     const UUID id = assetID;
     if (busy() || std::ranges::find(*assets_, id, &Clip::id) == assets_->end()) return;
     setSelection(std::nullopt);
-    selectedAssetIDs_ = {id};
-    previewAssetID_ = id;
-    assetPlayhead_ = 0;
+    set(selectedAssetIDs_, {id}, State::selection);
+    set(previewAssetID_, id, State::selection);
+    set(assetPlayhead_, 0, State::position);
     rebuildPreview();
 }
 
@@ -99,7 +97,7 @@ void Editor::seekPreview(double seconds) {
     if (isRecording_ || std::isnan(seconds)) return;
     pausePlayer();
     const double position = std::clamp(seconds, 0.0, std::max(previewDuration(), 0.0));
-    (previewAssetID_ ? assetPlayhead_ : playhead_) = position;
+    set(previewAssetID_ ? assetPlayhead_ : playhead_, position, State::position);
     if (!isBuilding_) player_->seek(MediaTime::fromSeconds(position).seconds());
 }
 

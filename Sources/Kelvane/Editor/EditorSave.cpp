@@ -52,9 +52,9 @@ Result<void> Editor::loadProject(const FileURL& url) {
     interactionSnapshot_.reset();
     thumbnailTask_.request_stop();
     thumbnails_.clear();
-    isLoadingThumbnails_ = true;
+    set(isLoadingThumbnails_, true, State::work);
     apply(savedClips_);
-    playhead_ = 0;
+    set(playhead_, 0, State::position);
     thumbnailTask_ = std::stop_source();
     loadThumbnails(weak_from_this(), services_.context, services_.media, assets_, thumbnailTask_.get_token());
     return {};
@@ -71,10 +71,7 @@ QCoro::Task<void> Editor::loadThumbnails(std::weak_ptr<Editor> weak, MainContext
         if (!self || stop.stop_requested()) co_return;
         if (imported) self->storeThumbnail(asset.url, std::move(imported->picture));
     }
-    if (const std::shared_ptr<Editor> self = weak.lock()) {
-        self->isLoadingThumbnails_ = false;
-        self->notify();
-    }
+    if (const std::shared_ptr<Editor> self = weak.lock()) self->set(self->isLoadingThumbnails_, false, State::work);
 }
 
 Project Editor::project() const { return {1, *clips_, *assets_, mediaDirectory_}; }
@@ -110,14 +107,14 @@ void Editor::saveTo(const FileURL& destination, bool saveAs, bool firstSave) {
         setDirty(false);
     }
     if (!libraryName_ || saveAs) services_.panels->noteRecentDocument(destination);
-    notify();
+    announce(State::content);
 }
 
 Result<void> Editor::writeManagedProject(const FileURL& url, bool markSaved) {
     Result<void> written = ProjectFile::write(project(), url);
     if (!written) return written;
     projectURL_ = url;
-    notify();
+    announce(State::content);
     if (markSaved) markProjectSaved();
     return {};
 }

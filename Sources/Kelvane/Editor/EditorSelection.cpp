@@ -32,24 +32,17 @@ std::set<UUID> range(const std::vector<Clip>& clips, const UUID& a, const UUID& 
 }  // namespace
 
 void Editor::setSelection(std::optional<UUID> id) {
-    selection_ = id;
-    selectedClipIDs_.clear();
-    timelineSelectionAnchor_ = id;
-    if (id) {
-        selectedClipIDs_.insert(*id);
-        selectedAssetIDs_.clear();
-    }
-    notify();
+    set(selection_, id, State::selection);
+    set(selectedClipIDs_, id ? std::set<UUID>{*id} : std::set<UUID>(), State::selection);
+    set(timelineSelectionAnchor_, id, State::selection);
+    if (id) clearSelectedAssets();
 }
 
-void Editor::clearSelectedAssets() {
-    selectedAssetIDs_.clear();
-    notify();
-}
+void Editor::clearSelectedAssets() { set(selectedAssetIDs_, {}, State::selection); }
 
 void Editor::leaveAssetPreview() {
     if (previewAssetID_) {
-        previewAssetID_.reset();
+        set(previewAssetID_, std::nullopt, State::selection);
         rebuildPreview();
     }
 }
@@ -78,9 +71,9 @@ void Editor::selectTimelineClip(const UUID& clipID, SelectionModifiers modifiers
         if (!chosen.insert(id).second) chosen.erase(id);
     }
     setSelection(chosen.contains(id) ? std::optional(id) : firstOf(*clips_, chosen));
-    selectedClipIDs_ = std::move(chosen);
-    timelineSelectionAnchor_ = anchor;
-    selectedAssetIDs_.clear();
+    set(selectedClipIDs_, std::move(chosen), State::selection);
+    set(timelineSelectionAnchor_, anchor, State::selection);
+    clearSelectedAssets();
     leaveAssetPreview();
 }
 
@@ -88,8 +81,8 @@ void Editor::selectTimelineClips(const std::set<UUID>& ids) {
     if (busy()) return;
     std::set<UUID> chosen = existing(*clips_, ids);
     setSelection(selection_ && chosen.contains(*selection_) ? selection_ : firstOf(*clips_, chosen));
-    selectedClipIDs_ = std::move(chosen);
-    selectedAssetIDs_.clear();
+    set(selectedClipIDs_, std::move(chosen), State::selection);
+    clearSelectedAssets();
     leaveAssetPreview();
 }
 
@@ -97,7 +90,7 @@ void Editor::selectAssets(const std::set<UUID>& ids) {
     if (busy()) return;
     std::set<UUID> chosen = existing(*assets_, ids);
     setSelection(std::nullopt);
-    selectedAssetIDs_ = std::move(chosen);
+    set(selectedAssetIDs_, std::move(chosen), State::selection);
     if (previewAssetID_ && !selectedAssetIDs_.contains(*previewAssetID_)) leaveAssetPreview();
 }
 

@@ -311,22 +311,21 @@ TEST_F(History, OneSelectedClipAloneIsTheSelectedClip) {
     EXPECT_EQ(editor->selectedClip(), nullptr);
 }
 
-TEST_F(History, ChangesAreToldOnceATurnAndNeverAfterTheEnd) {
+TEST_F(History, NothingIsToldAfterTheEnd) {
     context.settle();
     int told = 0;
-    QObject::connect(editor.get(), &Editor::changed, editor.get(), [&told] { ++told; });
+    for (const auto signal :
+         {&Editor::contentChanged, &Editor::selectionChanged, &Editor::workChanged, &Editor::positionChanged})
+        QObject::connect(editor.get(), signal, editor.get(), [&told] { ++told; });
     commitStates(1, 3);
-    editor->setError("Something is amiss.");
     EXPECT_EQ(told, 0);
     context.runPosted();
-    EXPECT_EQ(told, 1);
-    editor->setShowInspector(true);
-    context.runPosted();
-    EXPECT_EQ(told, 2);
+    EXPECT_GT(told, 0);
+    const int before = told;
     editor->setSaveFailed(true);
     editor.reset();
     context.runPosted();
-    EXPECT_EQ(told, 2);
+    EXPECT_EQ(told, before);
 }
 
 TEST_F(History, TheSessionRefersBackToTheEditorOfItsProject) {

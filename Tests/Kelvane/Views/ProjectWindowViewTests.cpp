@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <QQmlComponent>
 #include <QQmlEngine>
@@ -144,6 +144,44 @@ TEST_F(ProjectWindowViewTests, TheAlertShowsTheOwnersErrorFirstAndThenTheEditors
     EXPECT_TRUE(view.error().isEmpty());
     EXPECT_EQ(windows->error(), std::nullopt);
     EXPECT_EQ(editor->error(), std::nullopt);
+}
+
+TEST_F(ProjectWindowViewTests, EachPropertyIsAnnouncedAtItsOwnRate) {
+    const auto editor = openClip();
+    context.advance(std::chrono::milliseconds(180));
+    context.settle();
+    std::vector<std::string> told;
+    const auto note = [&told](const char* name) { return [&told, name] { told.emplace_back(name); }; };
+    QObject::connect(&view, &ProjectWindowView::contentChanged, &view, note("content"));
+    QObject::connect(&view, &ProjectWindowView::workChanged, &view, note("work"));
+    QObject::connect(&view, &ProjectWindowView::statusChanged, &view, note("status"));
+    QObject::connect(&view, &ProjectWindowView::enablingChanged, &view, note("enabling"));
+    QObject::connect(&view, &ProjectWindowView::errorChanged, &view, note("error"));
+    const auto announced = [&](const std::function<void()>& act) {
+        told.clear();
+        act();
+        context.runPosted();
+        return told;
+    };
+    using ::testing::ElementsAre;
+    using ::testing::IsEmpty;
+    EXPECT_THAT(announced([&] { editor->selectTimelineClips({}); }), IsEmpty()) << "nothing here shows a selection";
+    EXPECT_THAT(announced([&] { editor->seekPreview(1); }), IsEmpty()) << "nor the playhead";
+    EXPECT_THAT(announced([&] { edit(*editor); }), ElementsAre("content", "enabling", "status", "work"));
+    EXPECT_THAT(announced([&] { edit(*editor); }), ElementsAre("content")) << "nothing else is another";
+    EXPECT_THAT(announced([&] { editor->setError("Amiss."); }), ElementsAre("work", "error"));
+    EXPECT_THAT(announced([&] { windows->setError("Amiss, too."); }), ElementsAre("error"));
+    EXPECT_THAT(announced([&] { view.dismissError(); }), ElementsAre("error"));
+    panels.destinations = {folder.url("film.mp4")};
+    EXPECT_THAT(announced([&] { view.exportVideo(); }), ElementsAre("work", "enabling", "status"));
+    // Beside the pauses of the preview and of the autosave, the look at the encoder.
+    while (context.pendingTimers() < 3) {
+        ASSERT_TRUE(context.stepBackground());
+        context.runPosted();
+    }
+    media.setProgress(0.5);
+    EXPECT_THAT(announced([&] { context.advance(std::chrono::milliseconds(200)); }), ElementsAre("work"));
+    EXPECT_EQ(view.progress(), 0.5);
 }
 
 /// The window itself, drawn by nobody.

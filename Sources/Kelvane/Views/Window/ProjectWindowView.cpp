@@ -1,5 +1,7 @@
 #include "ProjectWindowView.h"
 
+#include <utility>
+
 #include "Timeline/TimeLabel.h"
 #include "Timeline/TimelineLayout.h"
 
@@ -16,32 +18,52 @@ QString counted(std::size_t count, const QString& one, const QString& many) {
 ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Workspace> workspace)
     : windows_(windows), workspace_(std::move(workspace)) {
     connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
-    connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::changed);
+    connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::refreshDerived);
     connect(&windows_, &ProjectWindows::libraryChanged, this, &ProjectWindowView::refreshProjects);
     refreshProjects();
     followEditor();
 }
 
 void ProjectWindowView::followEditor() {
-    disconnect(editorConnection_);
-    if (const auto editor = workspace_->editor())
-        editorConnection_ = connect(editor.get(), &Editor::changed, this, &ProjectWindowView::refresh);
-    else
+    for (const auto& connection : editorConnections_) disconnect(connection);
+    if (const auto editor = workspace_->editor()) {
+        editorConnections_ = {
+            connect(editor.get(), &Editor::contentChanged, this, &ProjectWindowView::refreshContent),
+            connect(editor.get(), &Editor::workChanged, this, &ProjectWindowView::refreshWork),
+        };
+    } else {
         windows_.library().reload();
-    refresh();
+    }
+    refreshContent();
+    refreshWork();
 }
 
-void ProjectWindowView::refresh() {
+void ProjectWindowView::refreshContent() {
     const auto editor = workspace_->editor();
     clips_.setClips(editor ? editor->clipArray() : nullptr);
     windows_.updateWindow(*workspace_, editor && editor->isDirty());
-    Q_EMIT changed();
+    Q_EMIT contentChanged();
+    refreshDerived();
 }
 
-void ProjectWindowView::refreshProjects() {
-    projects_.setProjects(windows_.library().projects());
-    Q_EMIT changed();
+void ProjectWindowView::refreshWork() {
+    Q_EMIT workChanged();
+    refreshDerived();
 }
+
+void ProjectWindowView::refreshDerived() {
+    const Enabling enabling{.undo = canUndo(),
+                            .redo = canRedo(),
+                            .exportVideo = canExport(),
+                            .save = canSave(),
+                            .import = canImport(),
+                            .showHome = canShowHome()};
+    if (std::exchange(enabling_, enabling) != enabling) Q_EMIT enablingChanged();
+    if (const QString present = status(); std::exchange(status_, present) != present) Q_EMIT statusChanged();
+    if (const QString present = error(); std::exchange(error_, present) != present) Q_EMIT errorChanged();
+}
+
+void ProjectWindowView::refreshProjects() { projects_.setProjects(windows_.library().projects()); }
 
 bool ProjectWindowView::showsHome() const { return workspace_->editor() == nullptr; }
 

@@ -2,6 +2,7 @@
 
 #include <QObject>
 #include <QString>
+#include <array>
 #include <memory>
 
 #include "ClipListModel.h"
@@ -13,22 +14,22 @@ namespace kelvane {
 /// What one window shows and what a person can do there; draws nothing. The main thread.
 class ProjectWindowView final : public QObject {
     Q_OBJECT
-    Q_PROPERTY(bool showsHome READ showsHome NOTIFY changed)
-    Q_PROPERTY(QString title READ title NOTIFY changed)
-    Q_PROPERTY(QString summary READ summary NOTIFY changed)
-    Q_PROPERTY(QString status READ status NOTIFY changed)
-    Q_PROPERTY(double progress READ progress NOTIFY changed)
-    Q_PROPERTY(bool edited READ edited NOTIFY changed)
-    Q_PROPERTY(bool busy READ busy NOTIFY changed)
-    Q_PROPERTY(bool exporting READ exporting NOTIFY changed)
-    Q_PROPERTY(bool canUndo READ canUndo NOTIFY changed)
-    Q_PROPERTY(bool canRedo READ canRedo NOTIFY changed)
-    Q_PROPERTY(bool canExport READ canExport NOTIFY changed)
-    Q_PROPERTY(bool canSave READ canSave NOTIFY changed)
-    Q_PROPERTY(bool canImport READ canImport NOTIFY changed)
-    Q_PROPERTY(bool canShowHome READ canShowHome NOTIFY changed)
+    Q_PROPERTY(bool showsHome READ showsHome NOTIFY contentChanged)
+    Q_PROPERTY(QString title READ title NOTIFY contentChanged)
+    Q_PROPERTY(QString summary READ summary NOTIFY contentChanged)
+    Q_PROPERTY(bool edited READ edited NOTIFY contentChanged)
+    Q_PROPERTY(double progress READ progress NOTIFY workChanged)
+    Q_PROPERTY(bool busy READ busy NOTIFY workChanged)
+    Q_PROPERTY(bool exporting READ exporting NOTIFY workChanged)
+    Q_PROPERTY(QString status READ status NOTIFY statusChanged)
+    Q_PROPERTY(bool canUndo READ canUndo NOTIFY enablingChanged)
+    Q_PROPERTY(bool canRedo READ canRedo NOTIFY enablingChanged)
+    Q_PROPERTY(bool canExport READ canExport NOTIFY enablingChanged)
+    Q_PROPERTY(bool canSave READ canSave NOTIFY enablingChanged)
+    Q_PROPERTY(bool canImport READ canImport NOTIFY enablingChanged)
+    Q_PROPERTY(bool canShowHome READ canShowHome NOTIFY enablingChanged)
     /// Text of the alert "Unable to Complete"; empty when there is none.
-    Q_PROPERTY(QString error READ error NOTIFY changed)
+    Q_PROPERTY(QString error READ error NOTIFY errorChanged)
     Q_PROPERTY(QAbstractItemModel* clips READ clips CONSTANT)
     Q_PROPERTY(QAbstractItemModel* projects READ projects CONSTANT)
 
@@ -71,18 +72,45 @@ public:
     Q_INVOKABLE bool shouldClose();
 
 Q_SIGNALS:
-    void changed();
+    // One signal for each rate at which what is shown changes.
+
+    /// Which project is shown, or its content.
+    void contentChanged();
+    /// How far its work is.
+    void workChanged();
+    // Those that content and work both bear on are sent when their values are others.
+    void statusChanged();
+    void enablingChanged();
+    void errorChanged();
 
 private:
+    /// What can be done.
+    struct Enabling {
+        bool undo = false;
+        bool redo = false;
+        bool exportVideo = false;
+        bool save = false;
+        bool import = false;
+        bool showHome = false;
+        bool operator==(const Enabling&) const = default;
+    };
+
     void followEditor();
-    void refresh();
+    void refreshContent();
+    void refreshWork();
+    /// Sends the signals of what content and work both bear on.
+    void refreshDerived();
     void refreshProjects();
 
     ProjectWindows& windows_;
     std::shared_ptr<Workspace> workspace_;
-    QMetaObject::Connection editorConnection_;
+    std::array<QMetaObject::Connection, 2> editorConnections_;
     ClipListModel clips_;
     ProjectListModel projects_;
+    // As announced last.
+    Enabling enabling_;
+    QString status_;
+    QString error_;
 };
 
 }  // namespace kelvane
