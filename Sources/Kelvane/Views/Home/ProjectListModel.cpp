@@ -15,23 +15,17 @@ constexpr double referenceDate = 978307200;
 }  // namespace
 
 void ProjectListModel::setProjects(std::vector<LibraryProject> projects) {
-    beginResetModel();
-    projects_ = std::move(projects);
-    endResetModel();
+    setRecords(std::make_shared<const std::vector<LibraryProject>>(std::move(projects)));
 }
 
 std::optional<LibraryProject> ProjectListModel::at(int row) const {
-    if (row < 0 || row >= static_cast<int>(projects_.size())) return std::nullopt;
-    return projects_[static_cast<std::size_t>(row)];
-}
-
-int ProjectListModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : static_cast<int>(projects_.size());
+    const LibraryProject* project = record(row);
+    return project == nullptr ? std::nullopt : std::optional(*project);
 }
 
 QVariant ProjectListModel::data(const QModelIndex& index, int role) const {
-    const auto project = at(index.row());
-    if (!project) return {};
+    const LibraryProject* project = record(index.row());
+    if (project == nullptr) return {};
     switch (role) {
         case nameRole:
             return QString::fromStdString(project->name);

@@ -1,27 +1,22 @@
 #pragma once
 
-#include <QAbstractListModel>
-
 #include "Editor/HistoryEntry.h"
+#include "Views/Rows/RecordListModel.h"
 
 namespace kelvane {
 
-/// The clips of a timeline as rows for a list; rows are worded when they are asked for.
-class ClipListModel final : public QAbstractListModel {
+/// The clips of a timeline as rows for a list; rows are worded when they are asked for. The main thread.
+class ClipListModel final : public RecordListModel<Clip> {
     Q_OBJECT
 
 public:
-    using QAbstractListModel::QAbstractListModel;
+    using RecordListModel::RecordListModel;
 
-    /// Shows another array; nothing happens when it is the one shown already.
-    void setClips(ClipArray clips);
+    /// Shows another array; null for none.
+    void setClips(ClipArray clips) { setRecords(std::move(clips)); }
 
-    [[nodiscard]] int rowCount(const QModelIndex& parent) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;
     [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
-
-private:
-    ClipArray clips_;
 };
 
 }  // namespace kelvane
