@@ -330,7 +330,7 @@ std::vector<SampleBurst> findSampleBursts(std::span<const float> sound, int rate
     return bursts;
 }
 
-void setSampleMatrix(const FileURL& movie, double a, double b, double c, double d, double tx, double ty) {
+void setSampleMatrix(const FileURL& movie, double a, double b, double c, double d, double tx, double ty, double scale) {
     std::ifstream input(movie.path(), std::ios::binary);
     std::string bytes((std::istreambuf_iterator<char>(input)), {});
     bool done = false;
@@ -344,7 +344,7 @@ void setSampleMatrix(const FileURL& movie, double a, double b, double c, double 
                 if (readBig(bytes, matrix + 36) == 0) continue;
                 const double values[9] = {a, b, 0, c, d, 0, tx, ty, 1};
                 for (std::size_t i = 0; i < 9; ++i) {
-                    const double one = i % 3 == 2 ? 1 << 30 : 1 << 16;
+                    const double one = scale * (i % 3 == 2 ? 1 << 30 : 1 << 16);
                     writeBig(bytes, matrix + 4 * i, static_cast<std::int32_t>(std::lround(values[i] * one)));
                 }
                 done = true;

@@ -93,7 +93,9 @@ std::vector<float> sampleSound(double seconds, int rate, float peak = 0.5F);
 std::vector<SampleBurst> findSampleBursts(std::span<const float> sound, int rate);
 
 /// Rewrites the display matrix of the picture track of a finished MP4 or MOV: x' = a·x + c·y + tx, y' = b·x + d·y + ty.
-void setSampleMatrix(const FileURL& movie, double a, double b, double c, double d, double tx = 0, double ty = 0);
+/// All nine values, the last one too, are written `scale` times as large, which means the same.
+void setSampleMatrix(const FileURL& movie, double a, double b, double c, double d, double tx = 0, double ty = 0,
+                     double scale = 1);
 /// Cuts a file to its first `bytes` bytes.
 void truncateSample(const FileURL& file, std::uint64_t bytes);
 

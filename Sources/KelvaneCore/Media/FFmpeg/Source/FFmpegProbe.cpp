@@ -38,6 +38,20 @@ bool isSane(AVRational aspect) {
     return value <= largestAspect && value >= 1 / largestAspect;
 }
 
+bool isSane(double scale) { return scale <= largestScale && scale >= 1 / largestScale; }
+
+/// What the values of a display matrix are to be divided by. The last one, a number of 2.30 bits, scales all others; a
+/// few writers count it in whole numbers, or write another than 1 and don't mean it. The first reading that makes sense
+/// holds.
+double divisorOf(const std::int32_t* matrix) {
+    constexpr double one = 65536;
+    const double horizontal = std::hypot(matrix[0] / one, matrix[1] / one);
+    const double vertical = std::hypot(matrix[3] / one, matrix[4] / one);
+    for (const double divisor : {std::ldexp(matrix[8], -30), 1.0, double(matrix[8])})
+        if (isSane(horizontal / std::abs(divisor)) && isSane(vertical / std::abs(divisor))) return divisor;
+    return 1;
+}
+
 /// Whether the demuxer took the container's aspect from the display matrix, where the matrix applies it already.
 bool comesFromMatrix(AVRational aspect, const std::int32_t* matrix) {
     if (matrix == nullptr || aspect.num <= 0 || aspect.den <= 0) return false;
@@ -88,7 +102,7 @@ AffineTransform preferredTransform(const AVStream& stream, Size naturalSize) {
 
 AffineTransform orientation(const std::int32_t* matrix, Size naturalSize) {
     // The matrix works on columns (x, y) with y growing downward, as ours does: x' = m0·x + m3·y, y' = m1·x + m4·y.
-    constexpr double one = 65536;
+    const double one = 65536 * divisorOf(matrix);
     AffineTransform map{matrix[0] / one, matrix[1] / one, matrix[3] / one, matrix[4] / one, 0, 0};
     const double horizontal = std::hypot(map.a, map.b);
     const double vertical = std::hypot(map.c, map.d);
@@ -97,8 +111,7 @@ AffineTransform orientation(const std::int32_t* matrix, Size naturalSize) {
         map = {std::copysign(horizontal, map.a), 0, 0, std::copysign(vertical, map.d), 0, 0};
     else
         map = {0, std::copysign(horizontal, map.b), std::copysign(vertical, map.c), 0, 0, 0};
-    const auto sane = [](double scale) { return scale <= largestScale && scale >= 1 / largestScale; };
-    if (!sane(horizontal) || !sane(vertical)) return {};
+    if (!isSane(horizontal) || !isSane(vertical)) return {};
     const Rect bounds = map.boundingRect({0, 0, naturalSize.width, naturalSize.height});
     // Zero minus zero, so that no coordinate comes out as minus zero.
     map.tx = 0 - bounds.x;

@@ -88,6 +88,8 @@ struct Orientation {
     const char* name;
     double a, b, c, d;
     int topLeft, topRight, bottomLeft;
+    /// Of all nine values.
+    double scale = 1;
 };
 
 class Orientations : public ::testing::TestWithParam<Orientation> {
@@ -99,7 +101,7 @@ TEST_P(Orientations, MapTheStoredPictureToTheOneShown) {
     const Orientation& row = GetParam();
     TempFolder folder;
     const FileURL file = makeSampleMovie(folder.path(), "a.mp4", {});
-    setSampleMatrix(file, row.a, row.b, row.c, row.d, 7, 9);
+    setSampleMatrix(file, row.a, row.b, row.c, row.d, 7, 9, row.scale);
     const auto track = firstTrack(file, MediaType::video);
     ASSERT_TRUE(track);
     const AffineTransform map = track->facts().preferredTransform;
@@ -121,19 +123,18 @@ TEST_P(Orientations, MapTheStoredPictureToTheOneShown) {
     EXPECT_DOUBLE_EQ(std::abs(map.determinant()), std::abs(row.a * row.d - row.b * row.c));
 }
 
-INSTANTIATE_TEST_SUITE_P(Matrix, Orientations,
-                         ::testing::Values(Orientation{"Upright", 1, 0, 0, 1, 0, 1, 2},
-                                           Orientation{"QuarterClockwise", 0, 1, -1, 0, 2, 0, 3},
-                                           Orientation{"Half", -1, 0, 0, -1, 3, 2, 1},
-                                           Orientation{"QuarterCounterclockwise", 0, -1, 1, 0, 1, 3, 0},
-                                           Orientation{"MirroredSideways", -1, 0, 0, 1, 1, 0, 3},
-                                           Orientation{"MirroredUpsideDown", 1, 0, 0, -1, 2, 3, 0},
-                                           Orientation{"Transposed", 0, 1, 1, 0, 0, 2, 1},
-                                           Orientation{"TransposedTheOtherWay", 0, -1, -1, 0, 3, 1, 2},
-                                           Orientation{"Doubled", 2, 0, 0, 2, 0, 1, 2},
-                                           Orientation{"HalvedAndTurned", 0, 0.5, -0.5, 0, 2, 0, 3},
-                                           Orientation{"WidenedByTheMatrix", 2, 0, 0, 1, 0, 1, 2}),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Matrix, Orientations,
+    ::testing::Values(
+        Orientation{"Upright", 1, 0, 0, 1, 0, 1, 2}, Orientation{"QuarterClockwise", 0, 1, -1, 0, 2, 0, 3},
+        Orientation{"Half", -1, 0, 0, -1, 3, 2, 1}, Orientation{"QuarterCounterclockwise", 0, -1, 1, 0, 1, 3, 0},
+        Orientation{"MirroredSideways", -1, 0, 0, 1, 1, 0, 3}, Orientation{"MirroredUpsideDown", 1, 0, 0, -1, 2, 3, 0},
+        Orientation{"Transposed", 0, 1, 1, 0, 0, 2, 1}, Orientation{"TransposedTheOtherWay", 0, -1, -1, 0, 3, 1, 2},
+        Orientation{"Doubled", 2, 0, 0, 2, 0, 1, 2}, Orientation{"HalvedAndTurned", 0, 0.5, -0.5, 0, 2, 0, 3},
+        Orientation{"WidenedByTheMatrix", 2, 0, 0, 1, 0, 1, 2},
+        Orientation{"TurnedWithALastValueOf16384", 0, 1, -1, 0, 2, 0, 3, 1.0 / 65536},
+        Orientation{"MirroredAndHalvedInAll", -1, 0, 0, 1, 1, 0, 3, 0.5}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(DisplayMatrix, GoesToTheNearestQuarterAndPassesOverAFlatOne) {
     constexpr std::int32_t one = 65536;
@@ -142,6 +143,15 @@ TEST(DisplayMatrix, GoesToTheNearestQuarterAndPassesOverAFlatOne) {
     EXPECT_EQ(FFmpegProbe::orientation(flat, size), AffineTransform{});
     const std::int32_t huge[9] = {one * 1000, 0, 0, 0, one, 0, 0, 0, 1 << 30};
     EXPECT_EQ(FFmpegProbe::orientation(huge, size), AffineTransform{});
+    // A last value in the unit of the others means one as well.
+    const std::int32_t mistaken[9] = {0, one, 0, -one, 0, 0, 0, 0, one};
+    EXPECT_EQ(FFmpegProbe::orientation(mistaken, size), (AffineTransform{0, 1, -1, 0, 50, 0}));
+    // As does one in whole numbers by which all others were multiplied.
+    const std::int32_t whole[9] = {0, one * 16384, 0, -one * 16384, 0, 0, 0, 0, 16384};
+    EXPECT_EQ(FFmpegProbe::orientation(whole, size), (AffineTransform{0, 1, -1, 0, 50, 0}));
+    // Without one, the others stand for themselves.
+    const std::int32_t none[9] = {0, one, 0, -one, 0, 0, 0, 0, 0};
+    EXPECT_EQ(FFmpegProbe::orientation(none, size), (AffineTransform{0, 1, -1, 0, 50, 0}));
     // 80 degrees clockwise.
     const auto c = static_cast<std::int32_t>(one * 0.17364818);
     const auto s = static_cast<std::int32_t>(one * 0.98480775);
