@@ -60,6 +60,7 @@ private:
     void measureIndexed();
     void measureIndexedStream(int index, Watched& watched);
     void measureTail();
+    bool startOver();
     void scan();
     void finish(int index, Watched& watched, bool counted);
     static void finishVideo(const AVStream& source, Watched& watched, bool counted);
@@ -108,7 +109,7 @@ template <class Enough>
 void Measure::readWhile(Enough enough) {
     PacketPtr packet(av_packet_alloc());
     for (int errors = 0; errors < errorLimit && !file_.interrupted();) {
-        const int code = av_read_frame(file_.context(), packet.get());
+        const int code = file_.readPacket(*packet);
         if (code == AVERROR_EOF || code == AVERROR_EXIT) return;
         if (code < 0) {
             ++errors;
@@ -250,16 +251,27 @@ void Measure::measureTail() {
     for (double window = firstTailWindow; !file_.interrupted(); window *= 8) {
         const auto target = end - static_cast<std::int64_t>(window * AV_TIME_BASE);
         const bool whole = target <= start;
-        if (av_seek_frame(file_.context(), -1, whole ? start : target, AVSEEK_FLAG_BACKWARD) < 0 && whole) break;
+        const bool moved = av_seek_frame(file_.context(), -1, whole ? start : target, AVSEEK_FLAG_BACKWARD) >= 0;
+        if (!moved && !startOver()) break;
         readWhile([&](const AVPacket& packet, Watched* stream) {
             if (stream == nullptr) return false;
             seen[packet.stream_index] = true;
             look(packet, *stream, false);
             return false;
         });
-        if (whole || seen.size() == watched_.size()) break;
+        if (whole || !moved || seen.size() == watched_.size()) break;
     }
     for (auto& [index, watched] : watched_) finish(index, watched, false);
+}
+
+/// Goes to the beginning of a file that can't be sought; a seek that failed leaves the demuxer anywhere.
+bool Measure::startOver() {
+    const auto opened = file_.openFormat();
+    if (!opened || !*opened || !file_.findStreams()) return false;
+    if (!watched_.empty() && static_cast<unsigned>(watched_.rbegin()->first) >= file_.context()->nb_streams)
+        return false;
+    listenToAll();
+    return true;
 }
 
 void Measure::scan() {

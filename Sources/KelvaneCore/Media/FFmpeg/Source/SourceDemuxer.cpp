@@ -150,7 +150,7 @@ Result<PacketPtr> SourceDemuxer::next() {
     state.atBeginning = false;
     PacketPtr packet(av_packet_alloc());
     for (int errors = 0; errors < errorLimit;) {
-        const int code = av_read_frame(state.file->context(), packet.get());
+        const int code = state.file->readPacket(*packet);
         // Asked even when a packet came or the end did: a file that lost its end gives half a packet, then none.
         if (auto error = state.file->failure()) {
             state.brokenOff = true;

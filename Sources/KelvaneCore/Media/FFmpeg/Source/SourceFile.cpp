@@ -247,6 +247,7 @@ Result<bool> SourceFile::openFormat(bool simpleEdits) {
         return false;
     }
     context_.reset(context);
+    countsInMatroska_ = isFormat("matroska");
     return true;
 }
 
@@ -263,6 +264,15 @@ Result<void> SourceFile::findStreams() {
     for (AVDictionary*& entry : options) av_dict_free(&entry);
     if (auto error = failure()) return fail(*error);
     return {};
+}
+
+int SourceFile::readPacket(AVPacket& packet) {
+    const int code = av_read_frame(context_.get(), &packet);
+    if (code < 0 || !countsInMatroska_) return code;
+    const AVCodecParameters& parameters = *context_->streams[packet.stream_index]->codecpar;
+    const bool unstamped = packet.pts == AV_NOPTS_VALUE && packet.dts == AV_NOPTS_VALUE;
+    if (unstamped && parameters.codec_type == AVMEDIA_TYPE_VIDEO) packet.flags |= AV_PKT_FLAG_DISCARD;
+    return code;
 }
 
 bool SourceFile::isFormat(const char* name) const {

@@ -38,6 +38,9 @@ public:
     Result<bool> openFormat();
     /// Reads on until the streams' properties are known, within limits.
     Result<void> findStreams();
+    /// The next packet of any stream: av_read_frame's answer. Matroska's demuxer has no stamp for pictures before the
+    /// file's zero: their packets come marked as ones to decode and not to show.
+    int readPacket(AVPacket& packet);
     /// Null before `openFormat`, and when it answered false.
     [[nodiscard]] AVFormatContext* context() const { return context_.get(); }
     /// Whether the demuxer is `name` (one of the names that it goes by).
@@ -71,6 +74,7 @@ private:
     int readError_ = 0;
     bool changed_ = false;
     bool claimsAreBounded_ = false;
+    bool countsInMatroska_ = false;
     std::chrono::steady_clock::time_point lookedAt_;
     bool readSinceLook_ = true;
     AVIOContext* io_ = nullptr;
