@@ -398,10 +398,11 @@ Result<SharedFrame> VideoFrameReader::frame(MediaTime time, std::stop_token stop
     State& state = *state_;
     if (stop.stop_requested()) return fail(Error::cancelled());
     if (state.hopeless) return SharedFrame();
+    const std::int64_t wanted = state.wantedTick(time);
     const MediaTime start = state.track->facts().timeRange.start;
-    if (time < start && (start - time).seconds() > lateStart) return SharedFrame();
+    if (start.seconds() > lateStart && wanted < state.tickAt(start, Rounding::down)) return SharedFrame();
     state.demuxer->setStop(std::move(stop));
-    if (auto reached = state.reach(state.wantedTick(time)); !reached) {
+    if (auto reached = state.reach(wanted); !reached) {
         state.positioned = false;
         return std::unexpected(reached.error());
     }

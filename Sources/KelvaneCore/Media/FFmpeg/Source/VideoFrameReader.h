@@ -28,10 +28,10 @@ public:
 
     /// The last frame whose presentation time is at most `time` (seconds of the asset), give or take less than a tick
     /// of the file's clock where that is 2 ms or finer. Behind the last frame, the last frame. Before the first frame:
-    /// nullptr when the track starts more than 0.1 s later than `time` (a late track shows black), else the first
-    /// frame. Damaged frames are passed over; a track of which no frame decodes gives nullptr as well. Interlaced
-    /// frames come deinterlaced. The frame is as decoded: stored size, its own pixel format and colour tags. The same
-    /// pointer comes back while the frame stays the same. Fails as cancelled, or as `SourceDemuxer::next` does.
+    /// nullptr when the track starts more than 0.1 s late (it shows black until then), else the first frame. Damaged
+    /// frames are passed over; a track of which no frame decodes gives nullptr as well. Interlaced frames come
+    /// deinterlaced. The frame is as decoded: stored size, its own pixel format and colour tags. The same pointer comes
+    /// back while the frame stays the same. Fails as cancelled, or as `SourceDemuxer::next` does.
     Result<SharedFrame> frame(MediaTime time, std::stop_token stop);
     [[nodiscard]] const FFmpegTrack& track() const;
 

@@ -147,29 +147,30 @@ TEST_F(Stills, ShowTheFirstBeforeTheTrackAndTheLastBehindIt) {
 TEST_F(Stills, OfNoTimesAreNone) { EXPECT_EQ(seen(make("a.mp4", {}), {}), std::vector<Seen>()); }
 
 TEST_F(Stills, OfTurnedMoviesAreUpright) {
-    SampleMovie movie;
-    const FileURL file = make("a.mp4", movie);
+    const FileURL file = make("a.mp4", {});
     // The picture as stored, shown a quarter turn to the right.
-    setSampleMatrix(file, 0, 1, -1, 0, 180, 0);
-    int count = 0;
-    const auto done = platform_.sourceStills(
-        file, {{1, 1}}, {90, 1000},
-        [&](std::size_t, const TimedStill& still) -> Result<void> {
-            ++count;
-            const StillImage& image = *still.image;
-            EXPECT_EQ(image.width, 90);
-            EXPECT_EQ(image.height, 160);
-            const auto number = readSampleNumber([&](double x, double y) {
-                const auto row = static_cast<std::size_t>(x * image.height);
-                const auto column = static_cast<std::size_t>((1 - y) * image.width);
-                return static_cast<int>(image.pixels[(row * 90 + std::min<std::size_t>(column, 89)) * 4 + 1]);
-            });
-            EXPECT_EQ(number, 30);
-            return {};
-        },
-        {});
-    EXPECT_TRUE(done);
-    EXPECT_EQ(count, 1);
+    for (const double scale : {1.0, 1.0 / 65536}) {
+        setSampleMatrix(file, 0, 1, -1, 0, 180, 0, scale);
+        int count = 0;
+        const auto done = platform_.sourceStills(
+            file, {{1, 1}}, {90, 1000},
+            [&](std::size_t, const TimedStill& still) -> Result<void> {
+                ++count;
+                const StillImage& image = *still.image;
+                EXPECT_EQ(image.width, 90);
+                EXPECT_EQ(image.height, 160);
+                const auto number = readSampleNumber([&](double x, double y) {
+                    const auto row = static_cast<std::size_t>(x * image.height);
+                    const auto column = static_cast<std::size_t>((1 - y) * image.width);
+                    return static_cast<int>(image.pixels[(row * 90 + std::min<std::size_t>(column, 89)) * 4 + 1]);
+                });
+                EXPECT_EQ(number, 30);
+                return {};
+            },
+            {});
+        EXPECT_TRUE(done);
+        EXPECT_EQ(count, 1);
+    }
 }
 
 TEST_F(Stills, OfInterlacedMoviesAreWholePictures) {
@@ -397,6 +398,40 @@ TEST_F(Stills, OfTimelinesEqualTheExportedFrames) {
         ASSERT_TRUE(done) << done.error().message;
         EXPECT_EQ(came.size(), times.size());
     }
+}
+
+TEST_F(Stills, OfTimelinesWithALatePictureAreBlackUntilItsStartAsInTheExport) {
+    SampleMovie movie = movieOf(x264("keyint=15:bframes=3"));
+    movie.width = 180;
+    movie.height = 320;
+    movie.soundSeconds = 3;
+    movie.soundDelay = -0.5;
+    const EditedMediaPtr media = edit({clip(make("late.mp4", movie), 0, 1)}, {180, 320});
+    ASSERT_TRUE(media);
+    const FileURL file = FileURL::fromPath(folder_.path("out.mp4"));
+    const auto session = MediaEngine::exporter(platform_, media, ExportContainer::mp4);
+    ASSERT_TRUE(session);
+    const auto exported = (*session)->exportTo(file, ExportContainer::mp4, {});
+    ASSERT_TRUE(exported) << exported.error().message;
+    const auto reader = openReader(file);
+    ASSERT_TRUE(reader);
+    std::vector<MediaTime> times;
+    std::vector<int> expected;
+    for (int frame = 0; frame < 30; ++frame) {
+        times.push_back({frame, 30});
+        // A black picture has no number.
+        expected.push_back(frame < 15 ? -2 : frame - 15);
+        EXPECT_EQ(numberAt(*reader, times.back()), expected.back()) << "exported frame " << frame;
+    }
+    std::vector<int> stills(times.size(), -9);
+    const auto done = platform_.timelineStills(media, times, large,
+                                               [&](std::size_t index, const TimedStill& still) -> Result<void> {
+                                                   stills[index] = numberOfStill(*still.image);
+                                                   return {};
+                                               },
+                                               {});
+    ASSERT_TRUE(done) << done.error().message;
+    EXPECT_EQ(stills, expected);
 }
 
 TEST_F(Stills, OfTimelinesShowWhatTheEditSays) {
