@@ -7,6 +7,7 @@ extern "C" {
 #include <libavcodec/packet.h>
 #include <libavformat/avformat.h>
 #include <libavformat/avio.h>
+#include <libavutil/frame.h>
 }
 
 /// What differs between FFmpeg 5.1 and 7.1 as far as we call it. Nothing else asks which version it is compiled
@@ -32,6 +33,15 @@ inline const std::uint8_t* streamSideData(const AVStream& stream, AVPacketSideDa
     return data->data;
 #else
     return av_stream_get_side_data(&stream, type, &size);
+#endif
+}
+
+/// Whether a decoder can begin with this frame. A flag of the frame's since libavutil 58.
+inline bool isKeyFrame(const AVFrame& frame) {
+#ifdef AV_FRAME_FLAG_KEY
+    return (frame.flags & AV_FRAME_FLAG_KEY) != 0;
+#else
+    return frame.key_frame != 0;
 #endif
 }
 

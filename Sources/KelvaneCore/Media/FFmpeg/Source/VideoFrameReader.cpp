@@ -12,7 +12,9 @@ extern "C" {
 
 #include "Deinterlacer.h"
 #include "FFmpegVersions.h"
+#include "OwedFrames.h"
 #include "SourceFile.h"
+#include "TrackClock.h"
 
 namespace kelvane {
 
@@ -31,15 +33,17 @@ constexpr double jumpDistance = 4;
 constexpr std::size_t skipLookahead = 16;
 /// First step back, seconds, when a key frame shows later than the frame that is wanted; doubled each time.
 constexpr double firstStepBack = 0.5;
-
-/// Ticks up to this long, seconds, are finer than any frame; longer ones (AVI counts in frames) are taken by their
-/// word.
-constexpr double fineTick = 0.002;
+/// Steps back from key frames that fail or aren't any: as far as two minutes.
+constexpr int badStartLimit = 8;
+/// Key frames before the first one from which a lost frame is tried again: decoders that reorder by a whole group or
+/// more lose its last frames at the file's end. Elsewhere one or two tell whether it can be had.
+constexpr int triesAtEnd = 3;
+constexpr int triesElsewhere = 2;
+/// Frames not at the end that no try has brought, one after another, after which they are taken for lost.
+constexpr int vainLimit = 3;
 
 /// Pixels of all the pictures that a decoder's threads work at: sixteen of 3840 × 2160, three of the largest ones.
 constexpr std::int64_t pixelsInWork = std::int64_t{16} * 3840 * 2160;
-
-enum class Rounding { down, up };
 
 struct TimedFrame {
     std::int64_t pts = 0;
@@ -78,6 +82,7 @@ struct VideoFrameReader::State {
     std::unique_ptr<SourceDemuxer> demuxer;
     CodecContextPtr decoder;
     Deinterlacer deinterlacer;
+    OwedFrames owed;
 
     /// Packets read and not decoded yet.
     std::deque<PacketPtr> packets;
@@ -108,48 +113,35 @@ struct VideoFrameReader::State {
     bool hopeless = false;
     /// Jumps by distance lead further back than where they started: the key frames lie too far apart.
     bool jumpsAreVain = false;
+    /// The file marks frames as key frames that lean on others.
+    bool keysAreFalse = false;
+    /// A frame was lost and is tried again: what is passed over now could be the answer.
+    bool skipsNothing = false;
+    int vainTries = 0;
 
     [[nodiscard]] AVRational timeBase() const { return track->facts().timeBase; }
-    [[nodiscard]] std::int64_t ticks(double seconds) const;
-    [[nodiscard]] std::int64_t tickAt(MediaTime time, Rounding rounding) const;
-    [[nodiscard]] std::int64_t wantedTick(MediaTime time) const;
+    [[nodiscard]] TrackClock clock() const { return TrackClock(track->facts()); }
     void openDecoder();
     Result<bool> fillPackets(std::size_t wanted);
     Result<void> feed(std::int64_t limit);
     [[nodiscard]] bool isUnneeded(const AVPacket& packet, std::int64_t limit) const;
+    void countError();
     void take(FramePtr frame);
     Result<TimedFrame> decode(std::int64_t limit);
     void forget();
     Result<void> restart(std::int64_t timestamp);
-    Result<void> seek(std::int64_t limit);
+    Result<void> seek(std::int64_t limit, std::int64_t before = INT64_MAX);
     [[nodiscard]] bool shouldJump(std::int64_t limit) const;
     Result<void> skipToKey(std::int64_t limit);
     Result<void> advance(std::int64_t limit);
+    [[nodiscard]] bool isAtEnd() const;
+    [[nodiscard]] bool mayStartEarlier(std::int64_t lost, int tries) const;
+    Result<void> goBefore(std::int64_t start, std::int64_t limit);
+    Result<void> beginBetter(std::int64_t limit);
+    Result<void> recover(std::int64_t limit);
+    Result<void> approach(std::int64_t limit);
     Result<void> reach(std::int64_t limit);
 };
-
-std::int64_t VideoFrameReader::State::ticks(double seconds) const {
-    return std::max<std::int64_t>(1, static_cast<std::int64_t>(seconds / av_q2d(timeBase())));
-}
-
-/// The largest time stamp whose moment is at most `time`, or with `Rounding::up` the smallest one at or after it. A
-/// `time` that is a whole number of ticks gives that tick either way.
-std::int64_t VideoFrameReader::State::tickAt(MediaTime time, Rounding rounding) const {
-    const auto up = static_cast<__int128>(time.value) * timeBase().den;
-    const auto down = static_cast<__int128>(time.timescale) * timeBase().num;
-    __int128 tick = up / down;
-    if (up % down < 0) --tick;
-    if (rounding == Rounding::up && up % down != 0) ++tick;
-    tick += track->facts().zero;
-    constexpr __int128 bound = INT64_MAX / 4;
-    return static_cast<std::int64_t>(std::clamp(tick, -bound, bound));
-}
-
-/// The last time stamp that counts as begun at `time`. Writers round a frame's time to the nearest tick, so on a fine
-/// clock the frame meant for `time` can be stamped up to a tick after it.
-std::int64_t VideoFrameReader::State::wantedTick(MediaTime time) const {
-    return tickAt(time, av_q2d(timeBase()) <= fineTick ? Rounding::up : Rounding::down);
-}
 
 void VideoFrameReader::State::openDecoder() {
     hopeless = true;
@@ -190,10 +182,10 @@ Result<bool> VideoFrameReader::State::fillPackets(std::size_t wanted) {
 
 /// Whether a later frame is known to be due by `limit`, so that this one can't be the answer.
 bool VideoFrameReader::State::isUnneeded(const AVPacket& packet, std::int64_t limit) const {
-    if (!options.skipUnneeded || deinterlacer.isActive() || packet.pts == AV_NOPTS_VALUE) return false;
+    if (!options.skipUnneeded || skipsNothing || deinterlacer.isActive() || packet.pts == AV_NOPTS_VALUE) return false;
     return std::any_of(packets.begin(), packets.end(), [&](const PacketPtr& other) {
         return other->pts != AV_NOPTS_VALUE && (other->flags & AV_PKT_FLAG_DISCARD) == 0 && other->pts > packet.pts &&
-               other->pts <= limit;
+               other->pts <= limit && !owed.isGivenUp(other->pts);
     });
 }
 
@@ -207,20 +199,28 @@ Result<void> VideoFrameReader::State::feed(std::int64_t limit) {
     const PacketPtr packet = std::move(packets.front());
     packets.pop_front();
     lastFed = shownAt(*packet);
-    decoder->skip_frame = isUnneeded(*packet, limit) ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+    const bool unneeded = isUnneeded(*packet, limit);
+    decoder->skip_frame = unneeded ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
+    owed.feed(*packet, unneeded);
     ++packetsDecoded;
-    if (avcodec_send_packet(decoder.get(), packet.get()) < 0) ++errors;
+    if (avcodec_send_packet(decoder.get(), packet.get()) < 0) countError();
     return {};
+}
+
+void VideoFrameReader::State::countError() {
+    ++errors;
+    owed.refuse();
 }
 
 /// Gives a decoded frame its time stamp and hands it on; a damaged one is dropped.
 void VideoFrameReader::State::take(FramePtr frame) {
-    if ((frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0) return;
+    if ((frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0) return owed.refuse();
     errors = 0;
+    owed.come(*frame);
     std::int64_t pts = frame->best_effort_timestamp;
     if (pts == AV_NOPTS_VALUE) {
         const double rate = track->facts().nominalFrameRate;
-        const std::int64_t step = ticks(rate > 0 ? 1 / rate : 0.04);
+        const std::int64_t step = clock().ticks(rate > 0 ? 1 / rate : 0.04);
         pts = lastPts == AV_NOPTS_VALUE ? track->facts().zero : lastPts + step;
     }
     lastPts = pts;
@@ -240,7 +240,7 @@ Result<TimedFrame> VideoFrameReader::State::decode(std::int64_t limit) {
             deinterlacer.feed(nullptr, timeBase(), ready);
             drained = true;
         } else {
-            if (code != AVERROR(EAGAIN)) ++errors;
+            if (code != AVERROR(EAGAIN)) countError();
             if (errors > errorLimit) {
                 // The decoder may still hold good frames from before the damage.
                 gaveUpAt = lastFed;
@@ -267,6 +267,7 @@ void VideoFrameReader::State::forget() {
     passedOver = errors = 0;
     lastPts = gaveUpAt = lastFed = AV_NOPTS_VALUE;
     deinterlacer.reset();
+    owed.restart();
     avcodec_flush_buffers(decoder.get());
 }
 
@@ -276,35 +277,39 @@ Result<void> VideoFrameReader::State::restart(std::int64_t timestamp) {
     return demuxer->seek(timestamp);
 }
 
-/// Finds a place from which the frame of `limit` decodes: `current` becomes a frame at or before it, or else the first.
-Result<void> VideoFrameReader::State::seek(std::int64_t limit) {
+/// Finds a place from which the frame of `limit` decodes, a key frame earlier than `before`: `current` becomes a frame
+/// at or before `limit`, or else the first.
+Result<void> VideoFrameReader::State::seek(std::int64_t limit, std::int64_t before) {
     const FFmpegTrack::Facts& facts = track->facts();
-    const std::int64_t first = tickAt(facts.timeRange.start, Rounding::down);
-    std::int64_t target = std::min(limit, tickAt(facts.timeRange.end(), Rounding::down) - 1);
+    const std::int64_t first = clock().tickAt(facts.timeRange.start, Rounding::down);
+    std::int64_t target = std::min({limit, clock().tickAt(facts.timeRange.end(), Rounding::down) - 1, before - 1});
     std::int64_t step = 1;
+    int badStarts = 0;
     while (true) {
         const std::int64_t place = target <= first ? INT64_MIN : target;
         if (auto restarted = restart(place); !restarted) return restarted;
         auto filled = fillPackets(1);
         if (!filled) return std::unexpected(filled.error());
         const std::int64_t key = *filled ? shownAt(*packets.front()) : AV_NOPTS_VALUE;
+        const std::int64_t start = *filled ? earliestStamp(*packets.front()) : AV_NOPTS_VALUE;
         // A key frame that shows too late is known by its packet; decoding it would be for nothing.
-        if (fromBeginning || key == AV_NOPTS_VALUE || key <= limit) {
+        if (fromBeginning || key == AV_NOPTS_VALUE || (key <= limit && start < before)) {
             auto found = decode(limit);
             if (!found) return std::unexpected(found.error());
-            if (fromBeginning || (found->frame && found->pts <= limit)) {
+            keysAreFalse = keysAreFalse || (!fromBeginning && owed.beganInBetween());
+            const bool bad = owed.beganBadly() && ++badStarts <= badStartLimit;
+            if (fromBeginning || (found->frame && found->pts <= limit && !bad)) {
                 current = std::move(*found);
                 positioned = true;
                 if (fromBeginning) firstPts = current.pts;
                 hopeless = fromBeginning && !current.frame;
+                if (badStarts > badStartLimit) owed.excuse();
                 return {};
             }
         }
-        const std::int64_t decoded = *filled && !packets.empty() ? packets.front()->dts : AV_NOPTS_VALUE;
-        for (const std::int64_t time : {key, decoded})
-            if (time != AV_NOPTS_VALUE) target = std::min(target, time);
+        if (start != AV_NOPTS_VALUE) target = std::min(target, start);
         target -= step;
-        step = step == 1 ? ticks(firstStepBack) : step * 2;
+        step = step == 1 ? clock().ticks(firstStepBack) : step * 2;
     }
 }
 
@@ -318,8 +323,9 @@ bool VideoFrameReader::State::shouldJump(std::int64_t limit) const {
     // What was fed counts as read, although the decoder may not have given it back yet.
     std::int64_t read = std::max(next.pts, lastFed);
     if (!packets.empty() && packets.back()->dts != AV_NOPTS_VALUE) read = std::max(read, packets.back()->dts);
-    if (key != AV_NOPTS_VALUE && key > read) return true;
-    return !demuxer->hasFullIndex() && !jumpsAreVain && limit - next.pts > ticks(jumpDistance);
+    const bool knowsKeys = demuxer->hasFullIndex() && !keysAreFalse;
+    if (!keysAreFalse && key != AV_NOPTS_VALUE && key > read) return true;
+    return !knowsKeys && !jumpsAreVain && limit - next.pts > clock().ticks(jumpDistance);
 }
 
 /// Decodes on from the last key frame due by `limit` among the packets read ahead, if there is one: the frames before
@@ -329,7 +335,7 @@ Result<void> VideoFrameReader::State::skipToKey(std::int64_t limit) {
         return (packet->flags & AV_PKT_FLAG_KEY) != 0 && (packet->flags & AV_PKT_FLAG_DISCARD) == 0 &&
                packet->pts != AV_NOPTS_VALUE && packet->pts <= limit;
     });
-    if (key == packets.rend()) return {};
+    if (key == packets.rend() || keysAreFalse) return {};
     packets.erase(packets.begin(), std::prev(key.base()));
     std::deque<PacketPtr> ahead = std::move(packets);
     const bool ended = packetsEnded;
@@ -339,7 +345,7 @@ Result<void> VideoFrameReader::State::skipToKey(std::int64_t limit) {
     waitsForKey = false;
     auto found = decode(limit);
     if (!found) return std::unexpected(found.error());
-    positioned = found->frame && found->pts <= limit;
+    positioned = found->frame && found->pts <= limit && !owed.beganBadly();
     if (!positioned) return seek(limit);
     current = std::move(*found);
     return {};
@@ -360,7 +366,70 @@ Result<void> VideoFrameReader::State::advance(std::int64_t limit) {
     return {};
 }
 
+/// Whether all frames that are left in the file are out.
+bool VideoFrameReader::State::isAtEnd() const { return drained && !next.frame && gaveUpAt == AV_NOPTS_VALUE; }
+
+/// Whether a frame that didn't come out may do so in a run from an earlier key frame, after so many tries.
+bool VideoFrameReader::State::mayStartEarlier(std::int64_t lost, int tries) const {
+    if (fromBeginning || owed.start() == AV_NOPTS_VALUE) return false;
+    const int keys = owed.keysBy(lost);
+    if (isAtEnd()) return tries < triesAtEnd && keys <= triesAtEnd + 1;
+    return tries < triesElsewhere && keys <= tries + 1 && vainTries < vainLimit;
+}
+
+Result<void> VideoFrameReader::State::goBefore(std::int64_t start, std::int64_t limit) {
+    if (auto sought = seek(limit, start); !sought) return sought;
+    return advance(limit);
+}
+
+/// Begins further back while the run began on a picture that isn't there.
+Result<void> VideoFrameReader::State::beginBetter(std::int64_t limit) {
+    std::int64_t step = 0;
+    const auto isBad = [this] { return owed.beganBadly() && !fromBeginning && owed.start() != AV_NOPTS_VALUE; };
+    for (int tries = 0; isBad() && tries < badStartLimit; ++tries) {
+        keysAreFalse = keysAreFalse || owed.beganInBetween();
+        if (auto moved = goBefore(owed.start() - step, limit); !moved) return moved;
+        step = step == 0 ? clock().ticks(firstStepBack) : step * 2;
+    }
+    owed.excuse();
+    return {};
+}
+
+/// Where a frame is due by `limit` that didn't come out, decodes again, skipping nothing and from an earlier key frame
+/// where that may help; what doesn't come then either is given up.
+Result<void> VideoFrameReader::State::recover(std::int64_t limit) {
+    auto lost = owed.lastOwed(current.pts, limit);
+    int tries = 0;
+    for (bool isWorse = false; lost && !isWorse; ++tries) {
+        const bool earlier = mayStartEarlier(*lost, tries);
+        if (!earlier && (tries > 0 || !owed.skippedAfter(current.pts))) break;
+        const std::int64_t stood = current.pts;
+        skipsNothing = true;
+        auto moved = goBefore(earlier ? owed.start() : INT64_MAX, limit);
+        // Through a damaged stretch an earlier start may lead less far.
+        isWorse = moved && (!current.frame || current.pts < stood);
+        if (isWorse) moved = goBefore(INT64_MAX, limit);
+        skipsNothing = false;
+        if (!moved) return moved;
+        lost = owed.lastOwed(current.pts, limit);
+    }
+    if (tries == 0) return {};
+    vainTries = lost ? vainTries + 1 : 0;
+    if (lost) owed.giveUp(current.pts, isAtEnd() ? INT64_MAX : limit);
+    return {};
+}
+
 Result<void> VideoFrameReader::State::reach(std::int64_t limit) {
+    if (auto approached = approach(limit); !approached) return approached;
+    if (!current.frame) return {};
+    if (auto begun = beginBetter(limit); !begun) return begun;
+    if (auto recovered = recover(limit); !recovered) return recovered;
+    owed.settle(current.pts);
+    return {};
+}
+
+/// Goes to the last frame due by `limit` that comes out.
+Result<void> VideoFrameReader::State::approach(std::int64_t limit) {
     const bool isFirst = fromBeginning && current.pts == firstPts;
     if (!positioned || (current.frame && limit < current.pts && !isFirst)) {
         if (auto sought = seek(limit); !sought) return sought;
@@ -390,7 +459,7 @@ Result<std::unique_ptr<VideoFrameReader>> VideoFrameReader::open(std::shared_ptr
     // What the header tells, until key frames are read.
     const AVStream& stream = state->demuxer->stream();
     if (stream.codecpar->video_delay > 0 && av_q2d(stream.avg_frame_rate) > 0)
-        state->keyLag = state->ticks(stream.codecpar->video_delay / av_q2d(stream.avg_frame_rate));
+        state->keyLag = state->clock().ticks(stream.codecpar->video_delay / av_q2d(stream.avg_frame_rate));
     return std::unique_ptr<VideoFrameReader>(new VideoFrameReader(std::move(state)));
 }
 
@@ -398,9 +467,9 @@ Result<SharedFrame> VideoFrameReader::frame(MediaTime time, std::stop_token stop
     State& state = *state_;
     if (stop.stop_requested()) return fail(Error::cancelled());
     if (state.hopeless) return SharedFrame();
-    const std::int64_t wanted = state.wantedTick(time);
+    const std::int64_t wanted = state.clock().begunBy(time);
     const MediaTime start = state.track->facts().timeRange.start;
-    if (start.seconds() > lateStart && wanted < state.tickAt(start, Rounding::down)) return SharedFrame();
+    if (start.seconds() > lateStart && wanted < state.clock().tickAt(start, Rounding::down)) return SharedFrame();
     state.demuxer->setStop(std::move(stop));
     if (auto reached = state.reach(wanted); !reached) {
         state.positioned = false;
@@ -414,7 +483,7 @@ const FFmpegTrack& VideoFrameReader::track() const { return *state_->track; }
 std::optional<std::int64_t> VideoFrameReader::decodingStart(MediaTime time) const {
     const State& state = *state_;
     if (!state.demuxer->hasFullIndex()) return std::nullopt;
-    const std::int64_t key = state.demuxer->keyFrameBefore(state.wantedTick(time) - state.keyLag);
+    const std::int64_t key = state.demuxer->keyFrameBefore(state.clock().begunBy(time) - state.keyLag);
     // Before the first key frame, the run begins with the file.
     return key == AV_NOPTS_VALUE ? INT64_MIN : key;
 }

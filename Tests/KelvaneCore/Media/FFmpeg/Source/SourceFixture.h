@@ -69,8 +69,9 @@ inline int numberAt(VideoFrameReader& reader, MediaTime time) {
     return frame ? numberOf(*frame) : -3;
 }
 
-/// Overwrites the samples `from` to `to` of a movie's pictures with zeros.
-inline void wipeFrames(const FileURL& file, int from, int to) {
+/// Overwrites the samples `from` to `to` of a movie's pictures with zeros: all of each one, or that part of it at its
+/// end.
+inline void wipeFrames(const FileURL& file, int from, int to, double part = 1) {
     const auto track = firstTrack(file, MediaType::video);
     ASSERT_TRUE(track);
     auto demuxer = SourceDemuxer::open(*track);
@@ -84,8 +85,9 @@ inline void wipeFrames(const FileURL& file, int from, int to) {
     }
     const int descriptor = ::open(file.path().c_str(), O_WRONLY);
     for (const auto& [position, size] : places) {
-        const std::vector<char> zeros(static_cast<std::size_t>(size), 0);
-        ASSERT_EQ(::pwrite(descriptor, zeros.data(), zeros.size(), position), size);
+        const std::vector<char> zeros(static_cast<std::size_t>(size * part), 0);
+        const auto place = static_cast<off_t>(position + size - static_cast<int>(zeros.size()));
+        ASSERT_EQ(::pwrite(descriptor, zeros.data(), zeros.size(), place), static_cast<ssize_t>(zeros.size()));
     }
     ::close(descriptor);
 }
