@@ -21,6 +21,7 @@
 #include "Platform/Panels.h"
 #include "Platform/Player.h"
 #include "Storage/ProjectMedia.h"
+#include "Thumbnails.h"
 #include "Timeline/Project.h"
 
 namespace kelvane {
@@ -72,6 +73,13 @@ public:
     /// Calls `onProjectChange` when `dirty` is true, whether or not it was before.
     void setDirty(bool dirty);
 
+    /// Whether a window shows the project; it counts as shown when it is made.
+    [[nodiscard]] bool isShown() const { return isShown_; }
+    /// Told by the owner when a window begins or ceases to show the project. One that none shows keeps its content, its
+    /// history and its place of play, and has neither a player nor pictures: what builds or loads them ends, and
+    /// nothing begins to. When it is shown again both are made anew, as after a load. Harmless when it is so already.
+    void setShown(bool shown);
+
     // The timeline's view state.
     double timelineZoom = 1;
     double timelineScrollOffset = 0;
@@ -89,7 +97,9 @@ public:
     [[nodiscard]] const std::optional<UUID>& timelineSelectionAnchor() const { return timelineSelectionAnchor_; }
     [[nodiscard]] const std::optional<UUID>& selection() const { return selection_; }
     void setSelection(std::optional<UUID> id);
-    [[nodiscard]] const std::map<FileURL, StillImagePtr>& thumbnails() const { return thumbnails_; }
+    /// Pictures of assets by their file, as `Thumbnails` keeps them; those of audio, of files that show nothing and of
+    /// a project that no window shows are not among them.
+    [[nodiscard]] const std::map<FileURL, StillImagePtr>& thumbnails() const { return thumbnails_.pictures(); }
     [[nodiscard]] bool isLoadingThumbnails() const { return isLoadingThumbnails_; }
     /// Seconds.
     [[nodiscard]] double playhead() const { return playhead_; }
@@ -99,7 +109,8 @@ public:
     [[nodiscard]] double assetPlayhead() const { return assetPlayhead_; }
     [[nodiscard]] bool isPlaying() const { return isPlaying_; }
     [[nodiscard]] bool isBuilding() const { return isBuilding_; }
-    [[nodiscard]] Player& player() { return *player_; }
+    /// None while no window shows the project.
+    [[nodiscard]] Player* player() const { return player_.get(); }
     [[nodiscard]] const Clip* previewAsset() const;
     [[nodiscard]] bool hasPreview() const;
     [[nodiscard]] double previewDuration() const;
@@ -255,6 +266,8 @@ private:
     // EditorSave.cpp
     [[nodiscard]] Project project() const;
     void saveTo(const FileURL& destination, bool saveAs, bool firstSave);
+    /// Drops the pictures, and loads them anew where a window shows them.
+    void reloadThumbnails();
     static QCoro::Task<void> loadThumbnails(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
                                             ClipArray assets, std::stop_token stop);
 
@@ -272,6 +285,7 @@ private:
     void pollExportProgress();
 
     // EditorPreview.cpp
+    void replacePlayerItem(EditedMediaPtr item);
     static QCoro::Task<void> buildPreview(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
                                           ClipArray clips, std::stop_token stop);
     void showBuiltPreview(const Result<EditedMediaPtr>& built);
@@ -284,6 +298,7 @@ private:
     bool saveFailed_ = false;
     std::optional<FileURL> projectURL_;
     bool isDirty_ = false;
+    bool isShown_ = true;
     bool showInspector_ = false;
 
     ClipArray clips_;
@@ -294,7 +309,7 @@ private:
     std::set<UUID> selectedClipIDs_;
     std::optional<UUID> timelineSelectionAnchor_;
     std::optional<UUID> selection_;
-    std::map<FileURL, StillImagePtr> thumbnails_;
+    Thumbnails thumbnails_;
     bool isLoadingThumbnails_ = false;
     std::stop_source thumbnailTask_{std::nostopstate};
     double playhead_ = 0;

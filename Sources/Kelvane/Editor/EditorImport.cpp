@@ -33,7 +33,9 @@ Result<ImportedClip> bringIn(MediaPlatform& media, ProjectMedia* transaction, co
     Result<ImportedClip> imported = MediaEngine::importClip(media, url, stop);
     // A stop amid the thumbnail leaves a clip without one, which is not what was asked for.
     if (imported && stop.stop_requested()) return fail(Error::cancelled());
-    if (!imported || transaction == nullptr) return imported;
+    if (!imported) return imported;
+    imported->picture = Thumbnails::reduced(std::move(imported->picture));
+    if (transaction == nullptr) return imported;
     Result<Clip> inside = transaction->localize(std::move(imported->clip), stop);
     if (!inside) return fail(std::move(inside.error()));
     imported->clip = std::move(*inside);
@@ -164,10 +166,10 @@ void Editor::takeImports(const std::vector<ImportedClip>& imports) {
 }
 
 void Editor::storeThumbnail(const FileURL& url, StillImagePtr picture) {
-    if (picture)
-        thumbnails_.insert_or_assign(url, std::move(picture));
+    if (picture && isShown_)
+        thumbnails_.store(url, std::move(picture));
     else
-        thumbnails_.erase(url);
+        thumbnails_.remove(url);
     announce(State::content);
 }
 

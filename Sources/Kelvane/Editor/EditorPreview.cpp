@@ -32,8 +32,21 @@ double Editor::previewDuration() const {
 
 double Editor::previewPlayhead() const { return previewAssetID_ ? assetPlayhead_ : playhead_; }
 
+void Editor::setShown(bool shown) {
+    if (shown == isShown_) return;
+    isShown_ = shown;
+    if (shown) player_ = services_.makePlayer();
+    rebuildPreview();
+    if (!shown) player_.reset();
+    reloadThumbnails();
+}
+
+void Editor::replacePlayerItem(EditedMediaPtr item) {
+    if (player_) player_->replaceItem(std::move(item));
+}
+
 void Editor::pausePlayer() {
-    player_->pause();
+    if (player_) player_->pause();
     set(isPlaying_, false, State::position);
 }
 
@@ -44,12 +57,13 @@ void Editor::rebuildPreview() {
     const Clip* asset = previewAsset();
     ClipArray shown = asset != nullptr ? std::make_shared<const std::vector<Clip>>(1, *asset) : clips_;
     if (shown->empty()) {
-        player_->replaceItem(nullptr);
+        replacePlayerItem(nullptr);
         set(playhead_, 0, State::position);
         set(isBuilding_, false, State::work);
         return;
     }
-    set(isBuilding_, true, State::work);
+    set(isBuilding_, isShown_, State::work);
+    if (!isShown_) return;
     previewTask_ = std::stop_source();
     auto build = [weak = weak_from_this(), context = services_.context, media = services_.media,
                   shown = std::move(shown),
@@ -70,14 +84,14 @@ void Editor::showBuiltPreview(const Result<EditedMediaPtr>& built) {
     if (!built && built.error().isCancelled()) return;
     set(isBuilding_, false, State::work);
     if (!built) {
-        player_->replaceItem(nullptr);
+        replacePlayerItem(nullptr);
         setError(built.error().message);
         return;
     }
     // The last frame begins one frame before the end.
     const double lastFrame = std::max(previewDuration() - previewFrame.seconds(), 0.0);
     const double target = std::min(previewPlayhead(), lastFrame);
-    player_->replaceItem(*built);
+    replacePlayerItem(*built);
     seekPreview(target);
 }
 
@@ -98,7 +112,7 @@ void Editor::seekPreview(double seconds) {
     pausePlayer();
     const double position = std::clamp(seconds, 0.0, std::max(previewDuration(), 0.0));
     set(previewAssetID_ ? assetPlayhead_ : playhead_, position, State::position);
-    if (!isBuilding_) player_->seek(MediaTime::fromSeconds(position).seconds());
+    if (player_ && !isBuilding_) player_->seek(MediaTime::fromSeconds(position).seconds());
 }
 
 }  // namespace kelvane

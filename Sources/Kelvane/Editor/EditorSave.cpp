@@ -50,26 +50,37 @@ Result<void> Editor::loadProject(const FileURL& url) {
     redoStack_.clear();
     // A gesture on the project before has nothing to go back to.
     interactionSnapshot_.reset();
-    thumbnailTask_.request_stop();
-    thumbnails_.clear();
-    set(isLoadingThumbnails_, true, State::work);
     apply(savedClips_);
     set(playhead_, 0, State::position);
+    reloadThumbnails();
+    return {};
+}
+
+void Editor::reloadThumbnails() {
+    thumbnailTask_.request_stop();
+    thumbnails_.clear();
+    announce(State::content);
+    set(isLoadingThumbnails_, isShown_, State::work);
+    if (!isShown_) return;
     thumbnailTask_ = std::stop_source();
     loadThumbnails(weak_from_this(), services_.context, services_.media, assets_, thumbnailTask_.get_token());
-    return {};
 }
 
 QCoro::Task<void> Editor::loadThumbnails(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
                                          ClipArray assets, std::stop_token stop) {
     for (const Clip& asset : *assets) {
-        auto work = [media, url = asset.url, stop] { return MediaEngine::importClip(*media, url, stop); };
+        // More would push out what this load brought.
+        if (const auto self = weak.lock(); self && !self->thumbnails_.hasRoom()) break;
+        auto work = [media, url = asset.url, stop]() -> StillImagePtr {
+            auto imported = MediaEngine::importClip(*media, url, stop);
+            return imported ? Thumbnails::reduced(std::move(imported->picture)) : nullptr;
+        };
         auto background = inBackground(*context, std::move(work));
-        Result<MediaEngine::ImportedClip> imported = co_await background;
+        StillImagePtr picture = co_await background;
         const std::shared_ptr<Editor> self = weak.lock();
         // The load or the end that stopped this task has set the flag itself.
         if (!self || stop.stop_requested()) co_return;
-        if (imported) self->storeThumbnail(asset.url, std::move(imported->picture));
+        if (picture) self->storeThumbnail(asset.url, std::move(picture));
     }
     if (const std::shared_ptr<Editor> self = weak.lock()) self->set(self->isLoadingThumbnails_, false, State::work);
 }

@@ -7,7 +7,7 @@
 
 namespace kelvane {
 
-/// Quality of a project card's picture, 0 to 1: a card of 1024 points shows no blocks at it, at about 100 kB.
+/// Quality of a project card's picture, 0 to 1: at it a card shows no blocks at two pixels a point.
 inline constexpr double thumbnailQuality = 0.85;
 
 /// A picture as JPEG bytes, at a quality from 0 to 1; nothing when the platform can't encode it. Any thread.

@@ -86,4 +86,19 @@ std::array<float, 4> mixSamples(const std::vector<float>& row, const ScaledAxis:
     return sums;
 }
 
+StillImage resized(const StillImage& image, int width, int height) {
+    const ScaledAxis across(image.width, 0, width, width);
+    const ScaledAxis down(image.height, 0, height, height);
+    StillImage made{width, height, {}};
+    made.pixels.reserve(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 4);
+    std::vector<float> row;
+    for (const ScaledAxis::Pixel& line : down.pixels()) {
+        mixRows(image, line, row);
+        for (const ScaledAxis::Pixel& place : across.pixels())
+            for (const float part : mixSamples(row, place))
+                made.pixels.push_back(static_cast<std::uint8_t>(std::lround(std::clamp(part, 0.0F, 255.0F))));
+    }
+    return made;
+}
+
 }  // namespace kelvane

@@ -36,4 +36,8 @@ void mixRows(const StillImage& image, const ScaledAxis::Pixel& pixel, std::vecto
 /// The samples of such a row that make one pixel of an axis across: red, green, blue and alpha.
 std::array<float, 4> mixSamples(const std::vector<float>& row, const ScaledAxis::Pixel& pixel);
 
+/// A picture at another size, both sides above 0: each pixel is the mean of what it covers where the picture shrinks,
+/// an interpolation where it grows. Any thread.
+StillImage resized(const StillImage& image, int width, int height);
+
 }  // namespace kelvane

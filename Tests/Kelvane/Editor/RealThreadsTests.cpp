@@ -55,7 +55,7 @@ TEST_F(RealThreads, MediaIsImportedShownAndExported) {
     ASSERT_TRUE(imported) << imported.error().message;
     editor->addAssets(*imported, {});
     runUntil([this] { return !editor->isBuilding(); });
-    EXPECT_NE(editor->player().item(), nullptr);
+    EXPECT_NE(editor->player()->item(), nullptr);
     EXPECT_EQ(finish(exportTo("Film.mp4")), Result<void>());
     EXPECT_EQ(folder.read("Film.mp4"), media.exports.contents);
 }
