@@ -13,7 +13,7 @@ build_packages=(
 run_packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
     qml6-module-qtquick-window qml6-module-qtquick-dialogs qml6-module-qtqml qml6-module-qtqml-models
-    qml6-module-qtqml-workerscript
+    qml6-module-qtqml-workerscript qml6-module-qt-labs-folderlistmodel
     # Opens links: the command that brings a person back to a project, and desktop assistants.
     xdg-utils
     # Faces of the text on inspection pictures: Helvetica's measures, then names in any script, and emoji.

@@ -11,12 +11,12 @@ namespace kelvane {
 ApplicationWindow::ApplicationWindow(ProjectWindows& projects, std::shared_ptr<Workspace> workspace,
                                      QQmlComponent& component, WindowPanels& panels)
     : view_(projects, std::move(workspace)) {
-    const QVariantMap properties{{"view", QVariant::fromValue<QObject*>(&view_)},
-                                 {"panels", QVariant::fromValue<QObject*>(&panels)}};
-    std::unique_ptr<QObject> object(component.createWithInitialProperties(properties));
+    std::unique_ptr<QObject> object(component.createWithInitialProperties({{"view", QVariant::fromValue(&view_)}}));
     window_.reset(qobject_cast<QQuickWindow*>(object.get()));
     if (!window_) return;
     (void)object.release();
+    panels_ = std::make_unique<PanelHost>(panels, *component.engine(), *window_);
+    connect(&view_, &ProjectWindowView::quitRequested, this, &ApplicationWindow::quitRequested);
     connect(window_.get(), &QWindow::activeChanged, this, [this] {
         if (window_->isActive())
             Q_EMIT becameKey();
@@ -47,6 +47,7 @@ KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
     : panels_(hasDisplay), projects_({.context = &context_, .media = &media_, .panels = &panels_, .makePlayer = [] {
                                           return std::make_unique<StillPlayer>();
                                       }}) {
+    registerWindowTypes();
     incoming_.open(urls);
 }
 
@@ -70,6 +71,8 @@ bool KelvaneApp::start() {
     connect(&projects_, &ProjectWindows::errorChanged, this, [this] {
         if (projects_.error()) std::fprintf(stderr, "kelvane: %s\n", projects_.error()->c_str());
     });
+    connect(&panels_, &WindowPanels::failed, this,
+            [this](const QString& sentence) { projects_.setError(sentence.toStdString()); });
     incoming_.start(projects_);
     return true;
 }
@@ -87,6 +90,7 @@ bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
     connect(window.get(), &ApplicationWindow::resignedKey, this, [workspace] {
         if (workspace->editor()) workspace->editor()->pausePlayer();
     });
+    connect(window.get(), &ApplicationWindow::quitRequested, this, &KelvaneApp::requestQuit);
     // The window's own signal is on the stack when it closes.
     connect(
         window.get(), &ApplicationWindow::closed, this, [this, identity] { closeWindow(identity); },

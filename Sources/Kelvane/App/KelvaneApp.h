@@ -10,13 +10,14 @@
 #include "IncomingURLs.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
 #include "Platform/QtMainContext.h"
+#include "Views/Window/PanelHost.h"
 #include "Views/Window/ProjectWindowView.h"
 #include "Views/Window/WindowPanels.h"
 #include "Windows/ProjectWindows.h"
 
 namespace kelvane {
 
-/// One window on the screen: the QML window, its view and its slot.
+/// One window on the screen: the QML window, its view, its slot, and the questions that it asks.
 class ApplicationWindow final : public QObject, public PlatformWindow {
     Q_OBJECT
 
@@ -39,10 +40,12 @@ Q_SIGNALS:
     void becameKey();
     void resignedKey();
     void closed();
+    void quitRequested();
 
 private:
     ProjectWindowView view_;
     std::unique_ptr<QQuickWindow> window_;
+    std::unique_ptr<PanelHost> panels_;
     bool isKey_ = false;
 };
 
@@ -52,8 +55,12 @@ class KelvaneApp final : public QObject {
     Q_OBJECT
 
 public:
-    /// `urls` are handled once the first window stands.
+    /// `urls` are handled once the first window stands. Without a display nobody is asked anything.
     KelvaneApp(bool hasDisplay, std::vector<FileURL> urls);
+
+    /// What makes the surfaces.
+    [[nodiscard]] QQmlEngine& engine() { return engine_; }
+    [[nodiscard]] WindowPanels& panels() { return panels_; }
 
     /// Opens the first window. False when the surface can't be loaded.
     bool start();

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QGuiApplication>
+#include <QTest>
 #include <QTimer>
 
 #include "App/KelvaneApp.h"
@@ -22,9 +23,21 @@ protected:
     ~KelvaneAppTests() override {
         if (app) app->shutDown();
     }
-    void start(std::vector<FileURL> urls = {}) {
-        app = std::make_unique<KelvaneApp>(false, std::move(urls));
+    void start(std::vector<FileURL> urls = {}, bool hasDisplay = false) {
+        app = std::make_unique<KelvaneApp>(hasDisplay, std::move(urls));
         ASSERT_TRUE(app->start());
+    }
+    /// Presses a key in the window, once it is in front.
+    static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
+        ASSERT_TRUE(QTest::qWaitForWindowActive(shown().front(), 20000));
+        QTest::keyClick(shown().front(), key, modifiers);
+    }
+    /// A second of silence.
+    [[nodiscard]] QUrl sound() const {
+        const std::string header(
+            "RIFF\xA4\x3E\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0\2\0\x10\0data\x80\x3E\0\0", 44);
+        return QUrl::fromLocalFile(
+            QString::fromStdString(folder.write("Sound.wav", header + std::string(16000, '\0')).path()));
     }
     static QList<QQuickWindow*> shown() {
         QList<QQuickWindow*> windows;
@@ -76,6 +89,42 @@ TEST_F(KelvaneAppTests, AFileThatCameBeforeTheFirstWindowIsShownThere) {
 TEST_F(KelvaneAppTests, AQuitIsGrantedWhenNothingStandsAgainstIt) {
     start({projectFile("Trailer")});
     EXPECT_EQ(run([this] { app->requestQuit(); }), 0);
+}
+
+TEST_F(KelvaneAppTests, TheKeyForAnImportOpensTheChooserAndEscapeClosesIt) {
+    start({}, true);
+    press(Qt::Key_O, Qt::ControlModifier);
+    auto* question = qobject_cast<FilesQuestion*>(app->panels().question());
+    ASSERT_NE(question, nullptr);
+    EXPECT_EQ(question->title(), "Import editable projects and copy their media into your Kelvane library.");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return question->stage() == PanelQuestion::Stage::shown; }, 20000));
+    EXPECT_TRUE(QTest::qWaitFor(
+        [this] {
+            press(Qt::Key_Escape);
+            return app->panels().question() == nullptr;
+        },
+        20000));
+    EXPECT_TRUE(shown().front()->isVisible());
+}
+
+TEST_F(KelvaneAppTests, TheKeyForItEndsTheApplicationUnlessItIsBusy) {
+    start({projectFile("Trailer")}, true);
+    auto* view = shown().front()->property("view").value<ProjectWindowView*>();
+    ASSERT_NE(view, nullptr);
+    const int refused = 7;
+    EXPECT_EQ(run([&] {
+                  press(Qt::Key_I, Qt::ControlModifier);
+                  auto* question = qobject_cast<FilesQuestion*>(app->panels().question());
+                  ASSERT_NE(question, nullptr);
+                  question->answer({sound()});
+                  EXPECT_TRUE(view->busy());
+                  press(Qt::Key_Q, Qt::ControlModifier);
+                  QTimer::singleShot(0, [] { QCoreApplication::exit(refused); });
+              }),
+              refused);
+    EXPECT_TRUE(QTest::qWaitFor([view] { return !view->busy(); }, 20000));
+    EXPECT_EQ(view->error().toStdString(), "");
+    EXPECT_EQ(run([] { press(Qt::Key_Q, Qt::ControlModifier); }), 0);
 }
 
 }  // namespace

@@ -4,10 +4,11 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTest>
 
 #include "Support/App/WindowsFixture.h"
+#include "Views/Window/PanelHost.h"
 #include "Views/Window/ProjectWindowView.h"
-#include "Views/Window/WindowPanels.h"
 
 namespace kelvane::testing {
 namespace {
@@ -191,9 +192,9 @@ protected:
         QObject::connect(&engine, &QQmlEngine::warnings, [this](const QList<QQmlError>& found) {
             for (const auto& warning : found) warnings.push_back(warning.toString().toStdString());
         });
+        registerWindowTypes();
         QQmlComponent component(&engine, QUrl("qrc:/Views/Window/ProjectWindow.qml"));
-        surface.reset(component.createWithInitialProperties(
-            {{"view", QVariant::fromValue<QObject*>(&view)}, {"panels", QVariant::fromValue<QObject*>(&questions)}}));
+        surface.reset(component.createWithInitialProperties({{"view", QVariant::fromValue(&view)}}));
         EXPECT_TRUE(surface) << component.errorString().toStdString();
     }
     [[nodiscard]] QQuickWindow* window() const { return qobject_cast<QQuickWindow*>(surface.get()); }
@@ -214,7 +215,6 @@ protected:
 
     std::vector<std::string> warnings;
     QQmlEngine engine;
-    WindowPanels questions{false};
     std::unique_ptr<QObject> surface;
 };
 
@@ -240,6 +240,17 @@ TEST_F(ProjectWindowSurfaceTests, ABusyWindowStaysOpenAndItsWayHomeIsShut) {
     EXPECT_TRUE(window()->close());
     EXPECT_FALSE(window()->isVisible());
     EXPECT_FALSE(editor->isDirty()) << "closing saves";
+    EXPECT_EQ(warnings, std::vector<std::string>());
+}
+
+TEST_F(ProjectWindowSurfaceTests, TheKeyForItAsksForTheEndOfTheApplication) {
+    window()->show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window()));
+    int asked = 0;
+    QObject::connect(&view, &ProjectWindowView::quitRequested, &view, [&asked] { ++asked; });
+    QTest::keyClick(window(), Qt::Key_Q, Qt::ControlModifier);
+    EXPECT_EQ(asked, 1);
+    EXPECT_TRUE(window()->isVisible()) << "the application decides";
     EXPECT_EQ(warnings, std::vector<std::string>());
 }
 

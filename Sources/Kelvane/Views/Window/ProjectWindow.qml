@@ -1,12 +1,12 @@
 import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
+import Kelvane
 
 ApplicationWindow {
     id: window
 
-    required property var view
-    required property var panels
+    required property ProjectWindowView view
 
     width: 1060
     height: 760
@@ -48,6 +48,8 @@ ApplicationWindow {
     Shortcut { sequences: [StandardKey.Open]; onActivated: view.chooseProject() }
     Shortcut { sequence: "Ctrl+I"; enabled: view.canImport; onActivated: view.importMedia() }
     Shortcut { sequence: "Ctrl+E"; enabled: view.canExport; onActivated: view.exportVideo() }
+    // Desktops that name no key for it would leave the standard one empty.
+    Shortcut { sequence: "Ctrl+Q"; onActivated: view.quit() }
     Shortcut { sequence: "Ctrl+1"; enabled: view.canShowHome; onActivated: view.showHome() }
 
     header: ToolBar {
@@ -195,19 +197,6 @@ ApplicationWindow {
             text: window.view.error
             textFormat: Text.PlainText
             wrapMode: Text.Wrap
-        }
-    }
-
-    Loader {
-        id: loader
-        // The window in front takes a question up, and keeps it when it loses the focus to another one.
-        active: (window.panels.question.kind ?? "") !== "" && (window.active || status === Loader.Ready)
-        source: "qrc:/Views/Window/Panel.qml"
-        onLoaded: { item.panels = window.panels; item.begin() }
-        // One question can lead to the next.
-        Connections {
-            target: window.panels
-            function onQuestionChanged() { if (window.panels.question.kind && loader.item) loader.item.begin() }
         }
     }
 }

@@ -70,6 +70,8 @@ public:
     Q_INVOKABLE void cancelExport();
     Q_INVOKABLE void dismissError();
     Q_INVOKABLE bool shouldClose();
+    /// Asks for the end of the application.
+    Q_INVOKABLE void quit() { Q_EMIT quitRequested(); }
 
 Q_SIGNALS:
     // One signal for each rate at which what is shown changes.
@@ -82,6 +84,7 @@ Q_SIGNALS:
     void statusChanged();
     void enablingChanged();
     void errorChanged();
+    void quitRequested();
 
 private:
     /// What can be done.

@@ -1,9 +1,12 @@
 #include "WindowPanels.h"
 
-#include <QUrl>
-#include <QVariantList>
+#include <QThread>
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
+#include <utility>
+
+#include "Support/Error.h"
 
 namespace kelvane {
 
@@ -48,63 +51,62 @@ QString suffix(PanelContent content) {
     return {};
 }
 
-QString text(const std::string& string) { return QString::fromStdString(string); }
-
 }  // namespace
 
-QVariantMap WindowPanels::question() const { return questions_.empty() ? QVariantMap() : questions_.front().shown; }
+WindowPanels::~WindowPanels() = default;
 
-void WindowPanels::ask(QVariantMap shown, std::function<void(Answer)> answer) {
+void WindowPanels::ask(std::unique_ptr<PanelQuestion> question) {
+    check(QThread::currentThread() == thread(), "a question is asked off the main thread");
     if (!canAsk_) {
-        answer({});
+        question->cancel();
         return;
     }
-    questions_.push_back({std::move(shown), std::move(answer)});
-    if (questions_.size() == 1) Q_EMIT questionChanged();
+    auto* asked = question.get();
+    connect(asked, &PanelQuestion::answered, this, [this, asked] {
+        followUps_ = 0;
+        const auto found = std::ranges::find(questions_, asked, &std::unique_ptr<PanelQuestion>::get);
+        (void)found->release();
+        questions_.erase(found);
+    });
+    connect(asked, &PanelQuestion::finished, this, [this, asked] {
+        followUps_.reset();
+        announce();
+        // Later, as its panel may be the caller; behind the panel, which shows it to its own end.
+        asked->deleteLater();
+    });
+    if (followUps_) {
+        questions_.insert(questions_.begin() + (*followUps_)++, std::move(question));
+        return;
+    }
+    questions_.push_back(std::move(question));
+    announce();
 }
 
-void WindowPanels::finish(Answer answer) {
-    if (questions_.empty()) return;
-    const auto question = std::move(questions_.front());
-    questions_.pop_front();
-    Q_EMIT questionChanged();
-    question.answer(std::move(answer));
+void WindowPanels::announce() {
+    if (std::exchange(announced_, question()) != question()) Q_EMIT questionChanged();
 }
 
-void WindowPanels::answerFiles(const QVariantList& urls) {
-    Answer answer{.given = true, .files = {}, .text = {}};
-    for (const auto& url : urls) answer.files.push_back(FileURL::fromPath(url.toUrl().toLocalFile().toStdString()));
-    finish(std::move(answer));
+void WindowPanels::giveUp(PanelQuestion& question, const QString& reason) {
+    const QString sentence = tr("%1 can’t be shown: %2.").arg(question.description(), reason);
+    question.cancel();
+    Q_EMIT failed(sentence);
 }
-
-void WindowPanels::answerText(const QString& string) {
-    finish({.given = true, .files = {}, .text = string.toStdString()});
-}
-
-void WindowPanels::answerYes() { finish({.given = true, .files = {}, .text = {}}); }
-
-void WindowPanels::cancel() { finish({}); }
 
 void WindowPanels::chooseFiles(PanelContent content, std::string message,
                                std::function<void(std::vector<FileURL>)> answer) {
-    ask({{"kind", "files"}, {"title", text(message)}, {"filters", filters(content)}},
-        [answer = std::move(answer)](Answer given) { answer(std::move(given.files)); });
+    ask(std::make_unique<FilesQuestion>(message, filters(content), std::move(answer)));
 }
 
 void WindowPanels::chooseDestination(PanelContent content, std::string proposedName, std::string message,
                                      std::function<void(std::optional<FileURL>)> answer) {
-    ask({{"kind", "destination"},
-         {"title", text(message)},
-         {"initial", text(proposedName)},
-         {"filters", filters(content)},
-         {"suffix", suffix(content)}},
-        [this, answer = std::move(answer)](Answer given) {
-            if (given.files.empty()) {
-                answer(std::nullopt);
-                return;
-            }
-            confirmReplacing(given.files.front(), answer);
-        });
+    auto confirmed = [this, answer = std::move(answer)](const std::optional<FileURL>& file) {
+        if (file)
+            confirmReplacing(*file, answer);
+        else
+            answer(std::nullopt);
+    };
+    ask(std::make_unique<DestinationQuestion>(message, proposedName, filters(content), suffix(content),
+                                              std::move(confirmed)));
 }
 
 void WindowPanels::confirmReplacing(const FileURL& file, std::function<void(std::optional<FileURL>)> answer) {
@@ -120,24 +122,17 @@ void WindowPanels::confirmReplacing(const FileURL& file, std::function<void(std:
 
 void WindowPanels::askName(std::string title, std::string initial, std::string button,
                            std::function<void(std::optional<std::string>)> answer) {
-    ask({{"kind", "name"},
-         {"title", text(title)},
-         {"initial", text(initial)},
-         {"accept", text(button)},
-         {"reject", "Cancel"}},
-        [answer = std::move(answer)](Answer given) {
-            answer(given.given ? std::optional(std::move(given.text)) : std::nullopt);
-        });
+    ask(std::make_unique<NameQuestion>(title, initial,
+                                       PanelButtons{.accept = QString::fromStdString(button), .reject = tr("Cancel")},
+                                       std::move(answer)));
 }
 
 void WindowPanels::confirm(std::string message, std::string informativeText, std::string cancelButton,
                            std::string confirmButton, std::function<void(bool)> answer) {
-    ask({{"kind", "confirm"},
-         {"title", text(message)},
-         {"text", text(informativeText)},
-         {"accept", text(confirmButton)},
-         {"reject", text(cancelButton)}},
-        [answer = std::move(answer)](Answer given) { answer(given.given); });
+    ask(std::make_unique<ConfirmQuestion>(
+        message, informativeText,
+        PanelButtons{.accept = QString::fromStdString(confirmButton), .reject = QString::fromStdString(cancelButton)},
+        std::move(answer)));
 }
 
 void WindowPanels::noteRecentDocument(const FileURL&) {}

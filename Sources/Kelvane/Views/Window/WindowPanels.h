@@ -1,34 +1,33 @@
 #pragma once
 
 #include <QObject>
-#include <QVariantMap>
 #include <deque>
-#include <variant>
+#include <memory>
+#include <optional>
 
+#include "PanelQuestions.h"
 #include "Platform/Panels.h"
 
 namespace kelvane {
 
-/// Modal questions, shown one after the other by the window in front. Without a display each is answered at once as
-/// cancelled.
+/// Modal questions, asked one after the other by the window in front. Without a display each is answered at once as
+/// cancelled. The main thread.
 class WindowPanels final : public QObject, public Panels {
     Q_OBJECT
-    /// The question to show; empty when there is none. Keys: "kind" ("files", "destination", "name", "confirm"),
-    /// "title", "text", "initial", "filters", "suffix", "accept", "reject".
-    Q_PROPERTY(QVariantMap question READ question NOTIFY questionChanged)
 
 public:
     explicit WindowPanels(bool canAsk) : canAsk_(canAsk) {}
+    /// Questions that are still open are never answered.
+    ~WindowPanels() override;
 
-    [[nodiscard]] QVariantMap question() const;
-    /// Answers the question that is shown.
-    Q_INVOKABLE void answerFiles(const QVariantList& urls);
-    Q_INVOKABLE void answerText(const QString& text);
-    Q_INVOKABLE void answerYes();
-    Q_INVOKABLE void cancel();
+    /// The question whose turn it is; null when there is none. Lasts until it is answered.
+    [[nodiscard]] PanelQuestion* question() const { return questions_.empty() ? nullptr : questions_.front().get(); }
+    /// Tells that the panel of `question` can't be made, because of `reason`, and cancels it.
+    void giveUp(PanelQuestion& question, const QString& reason);
 
     void chooseFiles(PanelContent content, std::string message,
                      std::function<void(std::vector<FileURL>)> answer) override;
+    /// A file that exists is chosen only when a person confirms that it may be replaced.
     void chooseDestination(PanelContent content, std::string proposedName, std::string message,
                            std::function<void(std::optional<FileURL>)> answer) override;
     void askName(std::string title, std::string initial, std::string button,
@@ -38,26 +37,24 @@ public:
     void noteRecentDocument(const FileURL& file) override;
 
 Q_SIGNALS:
+    /// It is another question's turn, or no question's.
     void questionChanged();
+    /// A panel could not be made; `sentence` says which, and why.
+    void failed(const QString& sentence);
 
 private:
-    /// What a person gave: nothing for cancelled.
-    struct Answer {
-        bool given = false;
-        std::vector<FileURL> files;
-        std::string text;
-    };
-    struct Question {
-        QVariantMap shown;
-        std::function<void(Answer)> answer;
-    };
+    void ask(std::unique_ptr<PanelQuestion> question);
+    void announce();
     /// The chooser of the toolkit replaces files without a question.
     void confirmReplacing(const FileURL& file, std::function<void(std::optional<FileURL>)> answer);
-    void ask(QVariantMap shown, std::function<void(Answer)> answer);
-    void finish(Answer answer);
 
     bool canAsk_;
-    std::deque<Question> questions_;
+    /// Set while whoever asked hears the answer: how many questions that led to. They come before those that wait.
+    std::optional<int> followUps_;
+    /// The one whose turn it is first.
+    std::deque<std::unique_ptr<PanelQuestion>> questions_;
+    /// As announced last; never followed.
+    const PanelQuestion* announced_ = nullptr;
 };
 
 }  // namespace kelvane

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QQmlEngine>
+#include <QQuickWindow>
+#include <memory>
+
+#include "WindowPanels.h"
+
+namespace kelvane {
+
+/// Asks questions in one window. The window in front takes a question up, and keeps it when it loses the focus; a
+/// question whose window closes is cancelled, and so is one whose panel can't be made, which is told. The main thread.
+class PanelHost final : public QObject {
+    Q_OBJECT
+
+public:
+    /// All outlive this object.
+    PanelHost(WindowPanels& panels, QQmlEngine& engine, QQuickWindow& window);
+    ~PanelHost() override;
+
+    /// The panel that is open, an object with "close" and "visible"; null when there is none.
+    [[nodiscard]] QObject* panel() const { return panel_.get(); }
+
+private:
+    struct DeleteLater {
+        // A panel's own signal may be on the stack.
+        void operator()(QObject* panel) const { panel->deleteLater(); }
+    };
+    using Panel = std::unique_ptr<QObject, DeleteLater>;
+
+    /// Takes the question up whose turn it is, if this is the window for it.
+    void follow();
+    /// Closes the panel whose question is answered.
+    void dropPanel();
+    /// Makes the panel of a question and opens it. Why it can't be done, without a full stop, in `error`.
+    Panel open(PanelQuestion& question, QString& error) const;
+
+    WindowPanels& panels_;
+    QQmlEngine& engine_;
+    QQuickWindow& window_;
+    QPointer<PanelQuestion> question_;
+    Panel panel_;
+};
+
+/// Makes the types of the window's properties known to QML, as module "Kelvane". Once, before a window is made.
+void registerWindowTypes();
+
+}  // namespace kelvane

@@ -1,0 +1,156 @@
+#include <gmock/gmock.h>
+
+#include <QQuickItem>
+#include <QQuickWindow>
+#include <QTest>
+
+#include "Views/Window/PanelHost.h"
+
+namespace kelvane::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+/// Two windows of an application that asks questions.
+class PanelHostTests : public ::testing::Test {
+protected:
+    struct Window {
+        Window(WindowPanels& panels, QQmlEngine& engine) : host(std::make_unique<PanelHost>(panels, engine, window)) {
+            window.resize(800, 600);
+        }
+        ~Window() { host.reset(); }
+
+        QQuickWindow window;
+        std::unique_ptr<PanelHost> host;
+    };
+
+    PanelHostTests() {
+        registerWindowTypes();
+        QObject::connect(&panels, &WindowPanels::failed, &panels,
+                         [this](const QString& sentence) { failures.push_back(sentence.toStdString()); });
+        QObject::connect(&engine, &QQmlEngine::warnings, [this](const QList<QQmlError>& found) {
+            for (const auto& warning : found) failures.push_back(warning.toString().toStdString());
+        });
+        first = std::make_unique<Window>(panels, engine);
+        second = std::make_unique<Window>(panels, engine);
+        activate(*first);
+    }
+    ~PanelHostTests() override { EXPECT_THAT(failures, IsEmpty()); }
+
+    static void activate(Window& shown) {
+        shown.window.show();
+        shown.window.requestActivate();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&shown.window));
+        // What waits for the focus is in the queue behind it.
+        QCoreApplication::processEvents();
+    }
+    void askName(const char* title) {
+        panels.askName(title, "Untitled", "Create",
+                       [this](const auto& name) { answers.push_back(name.value_or("cancelled")); });
+    }
+    void confirm() {
+        panels.confirm("Sure?", "Really.", "No", "Yes", [this](bool yes) { answers.emplace_back(yes ? "yes" : "no"); });
+    }
+    /// Waits until a window asks the question whose turn it is.
+    void expectShown(const Window& shown) {
+        ASSERT_TRUE(QTest::qWaitFor(
+            [&] { return panels.question() != nullptr && panels.question()->stage() == PanelQuestion::Stage::shown; }));
+        ASSERT_NE(shown.host->panel(), nullptr);
+        EXPECT_TRUE(QTest::qWaitFor([&] { return shown.host->panel()->property("opened").toBool(); }));
+    }
+    /// The button of the open panel with this text.
+    static QQuickItem* button(const Window& shown, const QString& text) {
+        for (auto* item : shown.host->panel()->findChildren<QQuickItem*>())
+            if (item->inherits("QQuickAbstractButton") && item->property("text") == text) return item;
+        return nullptr;
+    }
+
+    // A window that goes cancels its question, and is heard.
+    std::vector<std::string> answers;
+    std::vector<std::string> failures;
+    WindowPanels panels{true};
+    QQmlEngine engine;
+    std::unique_ptr<Window> first;
+    std::unique_ptr<Window> second;
+};
+
+TEST_F(PanelHostTests, ANameIsTypedAndReturnAgrees) {
+    askName("New Project");
+    expectShown(*first);
+    for (const char letter : std::string("film")) QTest::keyClick(&first->window, letter);
+    QTest::keyClick(&first->window, Qt::Key_Return);
+    EXPECT_THAT(answers, ElementsAre("film")) << "the proposed name was selected";
+    EXPECT_TRUE(QTest::qWaitFor([this] { return first->host->panel() == nullptr; }));
+}
+
+TEST_F(PanelHostTests, EscapeDeclines) {
+    askName("New Project");
+    confirm();
+    expectShown(*first);
+    QTest::keyClick(&first->window, Qt::Key_Escape);
+    expectShown(*first);
+    QTest::keyClick(&first->window, Qt::Key_Escape);
+    EXPECT_THAT(answers, ElementsAre("cancelled", "no"));
+}
+
+TEST_F(PanelHostTests, ReturnDoesNotConfirmWhatCanNotBeTakenBack) {
+    confirm();
+    expectShown(*first);
+    QTest::keyClick(&first->window, Qt::Key_Return);
+    EXPECT_THAT(answers, ElementsAre("no"));
+    confirm();
+    expectShown(*first);
+    auto* yes = button(*first, "Yes");
+    ASSERT_NE(yes, nullptr);
+    QTest::mouseClick(&first->window, Qt::LeftButton, {}, yes->mapToScene(QPointF(yes->width() / 2, 5)).toPoint());
+    EXPECT_THAT(answers, ElementsAre("no", "yes"));
+}
+
+TEST_F(PanelHostTests, OneWindowAsksAndKeepsTheQuestionWhenAnotherComesForward) {
+    askName("New Project");
+    expectShown(*first);
+    activate(*second);
+    EXPECT_EQ(second->host->panel(), nullptr);
+    EXPECT_NE(first->host->panel(), nullptr);
+    activate(*first);
+    QTest::keyClick(&first->window, Qt::Key_Return);
+    EXPECT_THAT(answers, ElementsAre("Untitled"));
+}
+
+TEST_F(PanelHostTests, AQuestionWaitsForAWindowInFront) {
+    first.reset();
+    askName("New Project");
+    QCoreApplication::processEvents();
+    EXPECT_EQ(panels.question()->stage(), PanelQuestion::Stage::waiting);
+    activate(*second);
+    expectShown(*second);
+}
+
+TEST_F(PanelHostTests, AWindowThatClosesCancelsItsQuestionAndTheNextIsAskedByAnother) {
+    askName("1");
+    askName("2");
+    expectShown(*first);
+    first.reset();
+    EXPECT_THAT(answers, ElementsAre("cancelled"));
+    activate(*second);
+    expectShown(*second);
+    EXPECT_EQ(panels.question()->title(), "2");
+    QTest::keyClick(&second->window, Qt::Key_Return);
+    EXPECT_THAT(answers, ElementsAre("cancelled", "Untitled"));
+    EXPECT_EQ(panels.question(), nullptr);
+}
+
+TEST_F(PanelHostTests, AQuestionThatIsAnsweredElsewhereTakesItsPanelAlong) {
+    confirm();
+    expectShown(*first);
+    panels.question()->cancel();
+    EXPECT_TRUE(QTest::qWaitFor([this] { return first->host->panel() == nullptr; }));
+    askName("New Project");
+    expectShown(*first);
+    QTest::keyClick(&first->window, Qt::Key_Escape);
+    EXPECT_THAT(answers, ElementsAre("no", "cancelled"));
+}
+
+}  // namespace
+}  // namespace kelvane::testing
