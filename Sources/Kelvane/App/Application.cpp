@@ -10,15 +10,18 @@
 #include <cstdlib>
 
 #include "KelvaneApp.h"
+#include "Support/FileDescriptor.h"
 
 namespace {
 
-int quitPipe[2] = {-1, -1};
+/// A byte for each quit that is asked for by a signal, whose handler may do no more than write.
+kelvane::FileDescriptor quitSender;
+kelvane::FileDescriptor quitReceiver;
 
 void askToQuit(int) {
     const int kept = errno;
     const char byte = 1;
-    if (write(quitPipe[1], &byte, 1) < 0) {
+    if (write(quitSender.get(), &byte, 1) < 0) {
         // The pipe is full of earlier asks, which serve as well.
     }
     errno = kept;
@@ -26,7 +29,10 @@ void askToQuit(int) {
 
 /// SIGTERM, SIGINT and SIGHUP count as a quit that a person asked for.
 void catchQuitSignals() {
-    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, quitPipe) != 0) return;
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends) != 0) return;
+    quitReceiver = kelvane::FileDescriptor(ends[0]);
+    quitSender = kelvane::FileDescriptor(ends[1]);
     struct sigaction action{};
     action.sa_handler = askToQuit;
     action.sa_flags = SA_RESTART;
@@ -70,10 +76,10 @@ extern "C" __attribute__((visibility("default"))) int kelvaneApplicationMain(int
     // lasts to the end of the process, and is not taken down around them.
     auto* app = new kelvane::KelvaneApp(hasDisplay, kelvane::incomingURLs(arguments));
     catchQuitSignals();
-    QSocketNotifier quit(quitPipe[0], QSocketNotifier::Read);
+    QSocketNotifier quit(quitReceiver.get(), QSocketNotifier::Read);
     QObject::connect(&quit, &QSocketNotifier::activated, app, [app] {
         char bytes[64];
-        while (read(quitPipe[0], bytes, sizeof bytes) > 0) {
+        while (read(quitReceiver.get(), bytes, sizeof bytes) > 0) {
         }
         app->requestQuit();
     });

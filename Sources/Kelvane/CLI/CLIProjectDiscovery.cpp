@@ -69,14 +69,12 @@ Result<std::unique_ptr<CLIProjectDiscovery>> CLIProjectDiscovery::start(const UU
     discovery->record_ = recordPath(*place, projectID);
 
     const std::string lockPath = *place + "/" + projectID.upper() + ".lock";
-    const int lock = open(lockPath.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (lock < 0) return fail(CLIError("Could not lock the Kelvane project connection."));
-    if (flock(lock, LOCK_EX | LOCK_NB) != 0) {
-        close(lock);
+    FileDescriptor lock = FileDescriptor::open(lockPath, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+    if (!lock.isOpen()) return fail(CLIError("Could not lock the Kelvane project connection."));
+    if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0)
         return fail(CLIError("This project is already connected in another Kelvane instance."));
-    }
     // From here on the instance's end withdraws the record and the lock.
-    discovery->descriptor_ = lock;
+    discovery->lock_ = std::move(lock);
 
     if (auto written = writeFileAtomically(discovery->record_, encodedRecord(projectID, socketPath), 0600); !written)
         return fail(std::move(written.error()));
@@ -96,9 +94,9 @@ Result<std::string> CLIProjectDiscovery::publishedSocketPath(const UUID& project
 }
 
 void CLIProjectDiscovery::stop() {
-    if (descriptor_ < 0) return;
+    if (!lock_.isOpen()) return;
     unlink(record_.c_str());
-    close(std::exchange(descriptor_, -1));
+    lock_ = FileDescriptor();
 }
 
 }  // namespace kelvane

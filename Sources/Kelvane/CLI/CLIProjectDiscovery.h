@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Support/Error.h"
+#include "Support/FileDescriptor.h"
 #include "Support/UUID.h"
 
 namespace kelvane {
@@ -46,8 +47,8 @@ private:
     CLIProjectDiscovery() = default;
 
     std::string record_;
-    /// The open lock file; -1 once released.
-    int descriptor_ = -1;
+    /// The open lock file; not open once released.
+    FileDescriptor lock_;
 };
 
 }  // namespace kelvane

@@ -40,37 +40,37 @@ bool isValidPath(std::string_view path) {
     return path.size() <= maximumPathBytes && path.find('\0') == std::string_view::npos;
 }
 
-bool bindAt(int descriptor, std::string_view path) {
+bool bindAt(const FileDescriptor& socket, std::string_view path) {
     const sockaddr_un place = address(path);
-    return ::bind(descriptor, reinterpret_cast<const sockaddr*>(&place), sizeof place) == 0;
+    return ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&place), sizeof place) == 0;
 }
 
-bool connectTo(int descriptor, std::string_view path) {
+bool connectTo(const FileDescriptor& socket, std::string_view path) {
     const sockaddr_un place = address(path);
     int result;
     do {
-        result = ::connect(descriptor, reinterpret_cast<const sockaddr*>(&place), sizeof place);
+        result = ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&place), sizeof place);
     } while (result < 0 && errno == EINTR);
     return result == 0;
 }
 
-void configure(int descriptor, double receiveTimeout) {
-    const int flags = fcntl(descriptor, F_GETFL);
-    if (flags >= 0 && (flags & O_NONBLOCK) != 0) fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK);
+void configure(const FileDescriptor& socket, double receiveTimeout) {
+    const int flags = fcntl(socket.get(), F_GETFL);
+    if (flags >= 0 && (flags & O_NONBLOCK) != 0) fcntl(socket.get(), F_SETFL, flags & ~O_NONBLOCK);
     const timeval receive = interval(receiveTimeout);
-    setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &receive, sizeof receive);
+    setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &receive, sizeof receive);
     const timeval send{sendTimeoutSeconds, 0};
-    setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &send, sizeof send);
+    setsockopt(socket.get(), SOL_SOCKET, SO_SNDTIMEO, &send, sizeof send);
 }
 
-Result<void> write(std::string_view data, int descriptor) {
+Result<void> write(std::string_view data, const FileDescriptor& socket) {
     if (data.size() > maximumMessageBytes) return tooLong();
     std::string line;
     line.reserve(data.size() + 1);
     line.append(data);
     line.push_back('\n');
     for (std::size_t sent = 0; sent < line.size();) {
-        const ssize_t count = ::send(descriptor, line.data() + sent, line.size() - sent, MSG_NOSIGNAL);
+        const ssize_t count = ::send(socket.get(), line.data() + sent, line.size() - sent, MSG_NOSIGNAL);
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) return broken();
         sent += static_cast<std::size_t>(count);
@@ -78,11 +78,11 @@ Result<void> write(std::string_view data, int descriptor) {
     return {};
 }
 
-Result<std::string> read(int descriptor) {
+Result<std::string> read(const FileDescriptor& socket) {
     std::string message;
     char chunk[chunkBytes];
     while (true) {
-        const ssize_t count = ::recv(descriptor, chunk, sizeof chunk, 0);
+        const ssize_t count = ::recv(socket.get(), chunk, sizeof chunk, 0);
         if (count < 0 && errno == EINTR) continue;
         if (count <= 0) return broken();
         const std::string_view received(chunk, static_cast<std::size_t>(count));

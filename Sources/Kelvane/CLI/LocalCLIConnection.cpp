@@ -22,7 +22,6 @@
 #include "CLIError.h"
 #include "CLIReply.h"
 #include "CLISocket.h"
-#include "Support/FileDescriptor.h"
 #include "Support/UUID.h"
 
 namespace kelvane {
@@ -89,37 +88,37 @@ void leaveSignalsToMainThread() {
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
 }
 
-bool isSameUser(int descriptor) {
+bool isSameUser(const FileDescriptor& socket) {
     ucred peer{};
     socklen_t size = sizeof peer;
-    return getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == getuid();
+    return getsockopt(socket.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.uid == getuid();
 }
 
-bool makeNonBlocking(int descriptor) {
-    const int flags = fcntl(descriptor, F_GETFL);
-    return flags >= 0 && fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) == 0;
+bool makeNonBlocking(const FileDescriptor& socket) {
+    const int flags = fcntl(socket.get(), F_GETFL);
+    return flags >= 0 && fcntl(socket.get(), F_SETFL, flags | O_NONBLOCK) == 0;
 }
 
-bool hasUnreadBytes(int descriptor) {
+bool hasUnreadBytes(const FileDescriptor& socket) {
     char byte = 0;
-    return recv(descriptor, &byte, 1, MSG_DONTWAIT | MSG_PEEK) > 0;
+    return recv(socket.get(), &byte, 1, MSG_DONTWAIT | MSG_PEEK) > 0;
 }
 
 /// Reads what the peer still sends and throws it away, within bounds: bytes left unread at the close would have the
 /// peer find an error behind the reply, or in its place.
-void drain(int descriptor) {
-    shutdown(descriptor, SHUT_WR);
+void drain(const FileDescriptor& socket) {
+    shutdown(socket.get(), SHUT_WR);
     const auto end = std::chrono::steady_clock::now() + drainTime;
     char chunk[8192];
     for (std::size_t drained = 0; drained < drainedBytes && std::chrono::steady_clock::now() < end;) {
-        const ssize_t count = recv(descriptor, chunk, sizeof chunk, MSG_DONTWAIT);
+        const ssize_t count = recv(socket.get(), chunk, sizeof chunk, MSG_DONTWAIT);
         if (count > 0) {
             drained += static_cast<std::size_t>(count);
             continue;
         }
         if (count < 0 && errno == EINTR) continue;
         if (count == 0 || (errno != EAGAIN && errno != EWOULDBLOCK)) break;
-        pollfd peer{descriptor, POLLIN, 0};
+        pollfd peer{socket.get(), POLLIN, 0};
         if (poll(&peer, 1, drainPauseMilliseconds) == 0) break;
     }
 }
@@ -132,52 +131,48 @@ struct LocalCLIConnection::Service {
     double receiveTimeout = requestTimeout;
     std::counting_semaphore<connectionsAtOnce> slots{connectionsAtOnce};
 
-    /// Runs one conversation on the calling thread, gives its slot back and closes `descriptor`.
-    void serve(int descriptor) {
-        auto request = CLISocket::read(descriptor);
+    /// Runs one conversation on the calling thread, gives its slot back and closes `peer`.
+    void serve(const FileDescriptor peer) {
+        auto request = CLISocket::read(peer);
         if (!request) {
-            (void)CLISocket::write(failureReply(request.error()), descriptor);
+            (void)CLISocket::write(failureReply(request.error()), peer);
         } else if (const auto reply = answer(handler, std::move(*request))) {
-            if (const auto written = CLISocket::write(*reply, descriptor); !written)
-                (void)CLISocket::write(failureReply(written.error()), descriptor);
+            if (const auto written = CLISocket::write(*reply, peer); !written)
+                (void)CLISocket::write(failureReply(written.error()), peer);
         }
         // A request that wasn't read to its end may still be on its way. Whoever sent nothing more is let go at once,
         // and the slot first: a peer that has read its reply may be back before this thread's next step.
-        if (!request || hasUnreadBytes(descriptor)) drain(descriptor);
+        if (!request || hasUnreadBytes(peer)) drain(peer);
         slots.release();
-        ::close(descriptor);
     }
 
     /// Accepts what waits on `listener`, or a part of it. Answers false when the process has no room for another
     /// descriptor.
-    static bool acceptAll(const std::shared_ptr<Service>& service, int listener) {
+    static bool acceptAll(const std::shared_ptr<Service>& service, const FileDescriptor& listener) {
         for (int taken = 0; taken < acceptsAtOnce; ++taken) {
-            const int descriptor = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-            if (descriptor < 0) return !isShortage(errno);
-            if (!isSameUser(descriptor) || !service->slots.try_acquire()) {
-                ::close(descriptor);
-                continue;
-            }
-            CLISocket::configure(descriptor, service->receiveTimeout);
+            FileDescriptor peer(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            if (!peer.isOpen()) return !isShortage(errno);
+            if (!isSameUser(peer) || !service->slots.try_acquire()) continue;
+            CLISocket::configure(peer, service->receiveTimeout);
             try {
-                std::thread([service, descriptor] {
+                std::thread([service, peer = std::move(peer)]() mutable {
                     leaveSignalsToMainThread();
-                    service->serve(descriptor);
+                    service->serve(std::move(peer));
                 }).detach();
             } catch (const std::system_error&) {
-                ::close(descriptor);
                 service->slots.release();
             }
         }
         return true;
     }
 
-    static void acceptUntilStopped(const std::shared_ptr<Service>& service, int listener, int stop) {
+    static void acceptUntilStopped(const std::shared_ptr<Service>& service, const FileDescriptor& listener,
+                                   const FileDescriptor& stop) {
         leaveSignalsToMainThread();
         pthread_setname_np(pthread_self(), "CLI.accept");
         bool hasRoom = true;
         while (true) {
-            pollfd watched[2] = {{stop, POLLIN, 0}, {listener, POLLIN, 0}};
+            pollfd watched[2] = {{stop.get(), POLLIN, 0}, {listener.get(), POLLIN, 0}};
             poll(watched, hasRoom ? 2 : 1, hasRoom ? -1 : exhaustedRestMilliseconds);
             if (watched[0].revents != 0) return;
             hasRoom = acceptAll(service, listener);
@@ -194,14 +189,14 @@ Result<std::unique_ptr<LocalCLIConnection>> LocalCLIConnection::start(Handler ha
     connection->socketPath_ = folder + "/control.sock";
     connection->folder_ = std::move(folder);
 
-    connection->listener_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (connection->listener_ < 0) return fail(CLIError("Could not create the Kelvane CLI connection."));
+    connection->listener_ = FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (!connection->listener_.isOpen()) return fail(CLIError("Could not create the Kelvane CLI connection."));
     const std::string& path = connection->socketPath_;
     if (!CLISocket::isValidPath(path)) return fail(CLIError("Invalid CLI socket path."));
-    connection->stop_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    connection->stop_ = FileDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!CLISocket::bindAt(connection->listener_, path) || chmod(path.c_str(), 0600) != 0 ||
-        listen(connection->listener_, listenBacklog) != 0 || !makeNonBlocking(connection->listener_) ||
-        connection->stop_ < 0) {
+        listen(connection->listener_.get(), listenBacklog) != 0 || !makeNonBlocking(connection->listener_) ||
+        !connection->stop_.isOpen()) {
         return fail(CLIError("Could not start the Kelvane CLI connection."));
     }
 
@@ -210,7 +205,7 @@ Result<std::unique_ptr<LocalCLIConnection>> LocalCLIConnection::start(Handler ha
     service->receiveTimeout = receiveTimeout;
     try {
         connection->accepting_ =
-            std::thread([service = std::move(service), listener = connection->listener_, stop = connection->stop_] {
+            std::thread([service = std::move(service), &listener = connection->listener_, &stop = connection->stop_] {
                 Service::acceptUntilStopped(service, listener, stop);
             });
     } catch (const std::system_error&) {
@@ -221,11 +216,11 @@ Result<std::unique_ptr<LocalCLIConnection>> LocalCLIConnection::start(Handler ha
 
 void LocalCLIConnection::cancel() {
     if (accepting_.joinable()) {
-        eventfd_write(stop_, 1);
+        eventfd_write(stop_.get(), 1);
         accepting_.join();
     }
-    if (listener_ >= 0) ::close(std::exchange(listener_, -1));
-    if (stop_ >= 0) ::close(std::exchange(stop_, -1));
+    listener_ = FileDescriptor();
+    stop_ = FileDescriptor();
     if (!folder_.empty()) {
         std::error_code ignored;
         std::filesystem::remove_all(std::exchange(folder_, {}), ignored);

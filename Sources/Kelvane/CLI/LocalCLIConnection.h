@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "Support/Error.h"
+#include "Support/FileDescriptor.h"
 
 namespace kelvane {
 
@@ -58,9 +59,9 @@ private:
 
     std::string folder_;
     std::string socketPath_;
-    int listener_ = -1;
+    FileDescriptor listener_;
     /// Becomes readable when the accept thread is to end.
-    int stop_ = -1;
+    FileDescriptor stop_;
     std::thread accepting_;
 };
 

@@ -17,7 +17,6 @@ public:
     explicit Timer(std::shared_ptr<void> token) : token_(std::move(token)) {}
     /// Cancels the call; harmless when it ran or was cancelled before.
     void cancel() { token_.reset(); }
-    [[nodiscard]] bool isPending() const { return token_ != nullptr; }
 
 private:
     std::shared_ptr<void> token_;

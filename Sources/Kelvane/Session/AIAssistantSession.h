@@ -34,8 +34,6 @@ public:
 
     /// The editor that owns this session; set once, right after both are made.
     void setEditor(std::weak_ptr<Editor> editor);
-    /// Saves the project; set by the owner of the editor.
-    std::function<bool()> flush;
     /// Folder of the registry of live connections; another one is there for tests. Read by `connect`.
     std::string registryPath = CLIProjectDiscovery::registryPath();
 

@@ -30,7 +30,6 @@ ProjectWindows::~ProjectWindows() {
     library_.onChange = nullptr;
     for (const auto& [id, editor] : editors_) {
         editor->onProjectChange = nullptr;
-        editor->ai().flush = nullptr;
         editor->ai().suspend();
     }
 }
@@ -73,10 +72,6 @@ std::shared_ptr<Editor> ProjectWindows::loadEditor(const LibraryProject& project
     editor->onProjectChange = [self, weak] {
         const auto changed = weak.lock();
         if (!self.isNull() && changed) self->scheduleAutosave(changed);
-    };
-    editor->ai().flush = [self, weak] {
-        const auto dirty = weak.lock();
-        return !self.isNull() && dirty && self->flush(*dirty);
     };
     editors_[project.id] = editor;
     // Loading may have written the document back.

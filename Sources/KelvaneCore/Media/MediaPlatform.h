@@ -102,12 +102,18 @@ public:
     /// A session on the composition, at the one quality of the program; none when the platform has no encoder.
     virtual std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) = 0;
 
-    virtual std::optional<CompositionTrackID> addMutableTrack(Composition& composition, MediaType type);
+    virtual std::optional<CompositionTrackID> addMutableTrack(Composition& composition, MediaType type) {
+        return composition.addTrack(type);
+    }
     virtual Result<void> insertTimeRange(Composition& composition, CompositionTrackID track,
-                                         const MediaTrackPtr& source, const MediaTimeRange& range, MediaTime at);
+                                         const MediaTrackPtr& source, const MediaTimeRange& range, MediaTime at) {
+        return composition.insert(track, source, range, at);
+    }
     virtual Result<void> insertEmptyTimeRange(Composition& composition, CompositionTrackID track,
-                                              const MediaTimeRange& range);
-    virtual void removeTrack(Composition& composition, CompositionTrackID track);
+                                              const MediaTimeRange& range) {
+        return composition.insertEmpty(track, range);
+    }
+    virtual void removeTrack(Composition& composition, CompositionTrackID track) { composition.removeTrack(track); }
 };
 
 }  // namespace kelvane

@@ -44,6 +44,9 @@ public:
     [[nodiscard]] bool writeAll(std::string_view data) const;
     /// As fsync(2), tried again after a signal; false leaves the reason in errno.
     [[nodiscard]] bool sync() const;
+    /// As close(2), for a writer who wants to know of a failure that was kept for the end; false leaves the reason in
+    /// errno. Not open afterwards, whatever the answer.
+    [[nodiscard]] bool close() { return ::close(std::exchange(number_, -1)) == 0; }
 
 private:
     int number_;

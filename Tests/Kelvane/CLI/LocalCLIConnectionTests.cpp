@@ -512,18 +512,17 @@ TEST(Sockets, AreBlockingWithTheirTimeouts) {
     for (const Row& row : {Row{0, 0, 0}, Row{-1, 0, 0}, Row{120, 120, 0}, Row{2.5, 2, 500'000}, Row{0.5, 0, 500'000},
                            Row{std::numeric_limits<double>::infinity(), 0, 0},
                            Row{std::numeric_limits<double>::quiet_NaN(), 0, 0}, Row{1e300, 0, 0}}) {
-        const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        const FileDescriptor descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
         CLISocket::configure(descriptor, row.seconds);
         timeval receive{};
         timeval send{};
         socklen_t size = sizeof receive;
-        EXPECT_EQ(getsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &receive, &size), 0);
-        EXPECT_EQ(getsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &send, &size), 0);
+        EXPECT_EQ(getsockopt(descriptor.get(), SOL_SOCKET, SO_RCVTIMEO, &receive, &size), 0);
+        EXPECT_EQ(getsockopt(descriptor.get(), SOL_SOCKET, SO_SNDTIMEO, &send, &size), 0);
         EXPECT_EQ(receive.tv_sec, row.whole) << row.seconds;
         EXPECT_EQ(receive.tv_usec, row.fraction) << row.seconds;
         EXPECT_EQ(send.tv_sec, 120);
-        EXPECT_EQ(fcntl(descriptor, F_GETFL) & O_NONBLOCK, 0);
-        close(descriptor);
+        EXPECT_EQ(fcntl(descriptor.get(), F_GETFL) & O_NONBLOCK, 0);
     }
 }
 

@@ -17,6 +17,7 @@ extern "C" {
 #include "Media/FFmpeg/Sound/SoundRenderer.h"
 #include "Media/FFmpeg/Source/FFmpegVersions.h"
 #include "Media/MediaError.h"
+#include "Support/FileDescriptor.h"
 
 namespace kelvane {
 
@@ -57,7 +58,7 @@ std::int64_t movieIndexLimit(const MovieLayout& layout) {
 struct MovieWriter::State {
     std::string name;
     std::stop_token stop;
-    int file = -1;
+    FileDescriptor file;
     /// Why writing failed, an errno value.
     int failed = 0;
     std::int64_t position = 0;
@@ -77,7 +78,6 @@ struct MovieWriter::State {
             avio_context_free(&io);
         }
         avformat_free_context(format);
-        if (file >= 0) ::close(file);
     }
 
     Result<void> open(const FileURL& url);
@@ -108,7 +108,7 @@ int MovieWriter::State::writeBytes(void* opaque, WrittenByte* bytes, int count) 
     while (done < count) {
         if (state.stop.stop_requested()) return AVERROR_EXIT;
         const ssize_t wrote =
-            ::pwrite(state.file, bytes + done, static_cast<std::size_t>(count - done), state.position);
+            ::pwrite(state.file.get(), bytes + done, static_cast<std::size_t>(count - done), state.position);
         if (wrote < 0 && errno == EINTR) continue;
         if (wrote <= 0) {
             state.failed = wrote < 0 ? errno : EIO;
@@ -122,7 +122,7 @@ int MovieWriter::State::writeBytes(void* opaque, WrittenByte* bytes, int count) 
 }
 
 bool MovieWriter::State::pushRange(std::int64_t at, unsigned flags) {
-    if (::sync_file_range(file, at, syncStep, flags) == 0) return true;
+    if (::sync_file_range(file.get(), at, syncStep, flags) == 0) return true;
     // File systems that can't do this are left to the last sync.
     const int number = errno;
     if (number == ENOSYS || number == EINVAL || number == ESPIPE || number == EOPNOTSUPP) return true;
@@ -157,8 +157,8 @@ std::int64_t MovieWriter::State::seekBytes(void* opaque, std::int64_t offset, in
 
 Result<void> MovieWriter::State::open(const FileURL& url) {
     name = url.lastPathComponent();
-    file = ::open(url.path().c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
-    if (file < 0) {
+    file = FileDescriptor::open(url.path(), O_RDWR | O_CREAT | O_EXCL, 0644);
+    if (!file.isOpen()) {
         failed = errno;
         return fail(failure(0));
     }
@@ -234,7 +234,7 @@ Result<void> MovieWriter::finish() {
     if (written < 0 || state.io->error < 0 || state.stop.stop_requested())
         return fail(state.failure(written < 0 ? written : state.io->error));
     if (auto synced = state.sync(); !synced) return synced;
-    if (::close(std::exchange(state.file, -1)) != 0) {
+    if (!state.file.close()) {
         state.failed = errno;
         return fail(state.failure(0));
     }
@@ -247,7 +247,7 @@ Result<void> MovieWriter::State::sync() {
         if (!pushRange(at, SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER))
             return fail(failure(0));
     }
-    if (::fsync(file) != 0) {
+    if (!file.sync()) {
         failed = errno;
         return fail(failure(0));
     }

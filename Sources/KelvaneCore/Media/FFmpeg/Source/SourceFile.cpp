@@ -18,7 +18,6 @@ extern "C" {
 
 #include "Media/MediaError.h"
 #include "MovieClaims.h"
-#include "Support/FileDescriptor.h"
 
 namespace kelvane {
 
@@ -73,13 +72,10 @@ Result<FileIdentity> FileIdentity::of(const FileURL& url) {
     return identityOf(path, status);
 }
 
-SourceFile::SourceFile(int descriptor, FileIdentity identity, const FileURL& url)
-    : descriptor_(descriptor), identity_(std::move(identity)), url_(url) {}
+SourceFile::SourceFile(FileDescriptor descriptor, FileIdentity identity, const FileURL& url)
+    : descriptor_(std::move(descriptor)), identity_(std::move(identity)), url_(url) {}
 
-SourceFile::~SourceFile() {
-    closeFormat();
-    ::close(descriptor_);
-}
+SourceFile::~SourceFile() { closeFormat(); }
 
 void SourceFile::closeFormat() {
     context_.reset();
@@ -93,19 +89,12 @@ Result<std::unique_ptr<SourceFile>> SourceFile::open(const FileURL& url) {
     if (!url.isFile()) return fail(quoted(url) + " is not a file on this computer.");
     const std::string path = url.path();
     // Without O_NONBLOCK, opening a pipe that nobody writes to would wait for ever.
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    if (descriptor < 0) return fail(Error::posix(quoted(url) + " could not be opened", errno));
+    FileDescriptor descriptor = FileDescriptor::open(path, O_RDONLY | O_NONBLOCK);
     struct stat status{};
-    if (::fstat(descriptor, &status) != 0) {
-        const int number = errno;
-        ::close(descriptor);
-        return fail(Error::posix(quoted(url) + " could not be opened", number));
-    }
-    if (auto kind = checkKind(url, status); !kind) {
-        ::close(descriptor);
-        return std::unexpected(kind.error());
-    }
-    return std::unique_ptr<SourceFile>(new SourceFile(descriptor, identityOf(path, status), url));
+    if (!descriptor.isOpen() || ::fstat(descriptor.get(), &status) != 0)
+        return fail(Error::posix(quoted(url) + " could not be opened", errno));
+    if (auto kind = checkKind(url, status); !kind) return std::unexpected(kind.error());
+    return std::unique_ptr<SourceFile>(new SourceFile(std::move(descriptor), identityOf(path, status), url));
 }
 
 void SourceFile::setTimeLimit(std::optional<std::chrono::milliseconds> limit) {
@@ -121,7 +110,7 @@ int SourceFile::read(void* opaque, std::uint8_t* buffer, int size) {
     auto& file = *static_cast<SourceFile*>(opaque);
     file.readSinceLook_ = true;
     while (!file.interrupted()) {
-        const ssize_t count = ::pread(file.descriptor_, buffer, static_cast<std::size_t>(size), file.position_);
+        const ssize_t count = ::pread(file.descriptor_.get(), buffer, static_cast<std::size_t>(size), file.position_);
         if (count > 0) {
             file.position_ += count;
             return static_cast<int>(count);
@@ -167,7 +156,7 @@ bool SourceFile::isUnchanged() {
     lookedAt_ = std::chrono::steady_clock::now();
     readSinceLook_ = false;
     struct stat status{};
-    if (::fstat(descriptor_, &status) != 0) {
+    if (::fstat(descriptor_.get(), &status) != 0) {
         readError_ = errno;
         return false;
     }
@@ -186,7 +175,7 @@ std::optional<Error> SourceFile::failure() const {
 Result<const AVInputFormat*> SourceFile::probe() {
     std::array<std::uint8_t, 10> head{};
     std::int64_t tag = 0;
-    if (::pread(descriptor_, head.data(), head.size(), 0) == static_cast<ssize_t>(head.size()) &&
+    if (::pread(descriptor_.get(), head.data(), head.size(), 0) == static_cast<ssize_t>(head.size()) &&
         std::memcmp(head.data(), "ID3", 3) == 0) {
         for (std::size_t i = 6; i < 10; ++i) tag = (tag << 7) | (head[i] & 0x7f);
     }
@@ -225,7 +214,7 @@ Result<bool> SourceFile::openFormat(bool simpleEdits) {
     if (!format) return std::unexpected(format.error());
     if (*format == nullptr) return false;
     if (av_match_name("mov", (*format)->name) != 0 && !claimsAreBounded_) {
-        if (!MovieClaims::areBounded(descriptor_, identity_.size, [this] { return interrupted(); })) return false;
+        if (!MovieClaims::areBounded(descriptor_.get(), identity_.size, [this] { return interrupted(); })) return false;
         claimsAreBounded_ = !interrupted();
     }
 

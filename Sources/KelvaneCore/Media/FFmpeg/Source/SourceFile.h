@@ -6,6 +6,7 @@
 #include <stop_token>
 
 #include "FFmpegAsset.h"
+#include "Support/FileDescriptor.h"
 
 namespace kelvane {
 
@@ -58,14 +59,14 @@ public:
     [[nodiscard]] std::optional<Error> failure() const;
 
 private:
-    SourceFile(int descriptor, FileIdentity identity, const FileURL& url);
+    SourceFile(FileDescriptor descriptor, FileIdentity identity, const FileURL& url);
     static int read(void* opaque, std::uint8_t* buffer, int size);
     static std::int64_t seek(void* opaque, std::int64_t offset, int whence);
     Result<const AVInputFormat*> probe();
     Result<bool> openFormat(bool simpleEdits);
     void closeFormat();
 
-    int descriptor_ = -1;
+    FileDescriptor descriptor_;
     FileIdentity identity_;
     FileURL url_;
     std::stop_token stop_;

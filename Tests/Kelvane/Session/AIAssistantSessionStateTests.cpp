@@ -10,7 +10,7 @@ namespace {
 
 using nlohmann::json;
 
-class SessionState : public SessionFixture {
+class AIAssistantSessionState : public SessionFixture {
 protected:
     /// A file of Tests/Data without its last line feed, with the project's identity and file name in place.
     [[nodiscard]] std::string golden(const std::string& name) const {
@@ -23,13 +23,13 @@ protected:
     }
 };
 
-TEST_F(SessionState, OfAnEmptyProjectIsTheGoldenDocument) {
+TEST_F(AIAssistantSessionState, OfAnEmptyProjectIsTheGoldenDocument) {
     makeUnsaved();
     EXPECT_EQ(session().projectState(false).value().text(), golden("state-empty.json"));
     EXPECT_EQ(session().projectState(true).value().text(), golden("state-empty-compact.json"));
 }
 
-TEST_F(SessionState, ListsEveryClipAndAssetInOrder) {
+TEST_F(AIAssistantSessionState, ListsEveryClipAndAssetInOrder) {
     editor->setLibraryName("Trailer / \"cut\"");
     const json full = state();
     EXPECT_EQ(full["timeline"], json::array({{{"clipID", clipID(0)},
@@ -73,14 +73,14 @@ TEST_F(SessionState, ListsEveryClipAndAssetInOrder) {
     EXPECT_EQ(full["canRedo"], false);
 }
 
-TEST_F(SessionState, HasItsKeysSortedAndItsSlashesPlainAtEveryDepth) {
+TEST_F(AIAssistantSessionState, HasItsKeysSortedAndItsSlashesPlainAtEveryDepth) {
     editor->setLibraryName("a/b");
     const auto text = session().projectState(false).value().text();
     // This parser keeps keys sorted, so that what it writes is what a sorted text reads like.
     EXPECT_EQ(text, json::parse(text).dump());
 }
 
-TEST_F(SessionState, CompactLeavesOutAssetsIdentityAndHistory) {
+TEST_F(AIAssistantSessionState, CompactLeavesOutAssetsIdentityAndHistory) {
     json expected = state();
     for (const char* key : {"projectID", "name", "busy", "interacting", "assets", "canUndo", "canRedo"})
         EXPECT_EQ(expected.erase(key), 1U) << key;
@@ -88,7 +88,7 @@ TEST_F(SessionState, CompactLeavesOutAssetsIdentityAndHistory) {
     EXPECT_EQ(expected.size(), 8U);
 }
 
-TEST_F(SessionState, NumbersAreTheShortestThatReadBack) {
+TEST_F(AIAssistantSessionState, NumbersAreTheShortestThatReadBack) {
     auto clips = editor->clips();
     clips[0].start = 0.1;
     clips[0].end = 1.0 / 3.0;
@@ -100,7 +100,7 @@ TEST_F(SessionState, NumbersAreTheShortestThatReadBack) {
         << text;
 }
 
-TEST_F(SessionState, AnExplicitLaneIsShownAndAnAbsentPositionIsZero) {
+TEST_F(AIAssistantSessionState, AnExplicitLaneIsShownAndAnAbsentPositionIsZero) {
     auto clips = editor->clips();
     clips[1].audioTrackID = UUID::random();
     clips[1].timelineStart.reset();
@@ -111,7 +111,7 @@ TEST_F(SessionState, AnExplicitLaneIsShownAndAnAbsentPositionIsZero) {
     EXPECT_EQ(full["audioTracks"], json::array({clips[1].audioTrackID->upper()}));
 }
 
-TEST_F(SessionState, OnlyWhatIsHashedChangesTheRevision) {
+TEST_F(AIAssistantSessionState, OnlyWhatIsHashedChangesTheRevision) {
     const auto before = state()["revision"];
     editor->seekPreview(1.5);
     settlePreview();
@@ -130,14 +130,14 @@ TEST_F(SessionState, OnlyWhatIsHashedChangesTheRevision) {
     EXPECT_EQ(state()["canRedo"], true);
 }
 
-TEST_F(SessionState, TellsOfARunningGesture) {
+TEST_F(AIAssistantSessionState, TellsOfARunningGesture) {
     editor->beginInteraction();
     EXPECT_EQ(state()["interacting"], true);
     editor->endInteraction();
     EXPECT_EQ(state()["interacting"], false);
 }
 
-TEST_F(SessionState, AClipWithoutAnAssetFailsTheWholeDocument) {
+TEST_F(AIAssistantSessionState, AClipWithoutAnAssetFailsTheWholeDocument) {
     auto clips = editor->clips();
     clips.push_back(video(makeManaged("other.mov", FakeFile::video(3)), 3));
     editor->commit(clips);
@@ -145,14 +145,14 @@ TEST_F(SessionState, AClipWithoutAnAssetFailsTheWholeDocument) {
     EXPECT_EQ(refusal(session().projectState(true)), "A timeline source is missing from the asset library.");
 }
 
-TEST_F(SessionState, ANumberThatIsNotFiniteFailsTheDocument) {
+TEST_F(AIAssistantSessionState, ANumberThatIsNotFiniteFailsTheDocument) {
     auto clips = editor->clips();
     clips[0].zoom = std::numeric_limits<double>::quiet_NaN();
     editor->commit(clips);
     EXPECT_EQ(refusal(session().projectState(true)), "The project holds a number that is not finite.");
 }
 
-TEST_F(SessionState, FiniteClipsWhoseSumIsInfiniteFailTheDocument) {
+TEST_F(AIAssistantSessionState, FiniteClipsWhoseSumIsInfiniteFailTheDocument) {
     Clip longest = video(film, 1.7e308);
     ASSERT_TRUE(longest.isValid());
     editor->commit({longest, video(film, 1.7e308)});
@@ -168,7 +168,7 @@ TEST_F(SessionState, FiniteClipsWhoseSumIsInfiniteFailTheDocument) {
     EXPECT_EQ(state()["duration"], 1e308);
 }
 
-TEST_F(SessionState, AClosedProjectHasNone) {
+TEST_F(AIAssistantSessionState, AClosedProjectHasNone) {
     const auto kept = session().shared_from_this();
     editor.reset();
     context.settle();

@@ -58,7 +58,7 @@ private:
 };
 
 /// One project of a single film behind a real socket, with callers on threads of their own.
-class SessionThreads : public ::testing::Test {
+class AIAssistantSessionThreads : public ::testing::Test {
 protected:
     static constexpr int callers = 7;
     static constexpr int rounds = 8;
@@ -151,13 +151,13 @@ private:
     std::atomic<int> stale_ = 0;
 };
 
-TEST_F(SessionThreads, SevenCallersReadAndWriteOneProject) {
+TEST_F(AIAssistantSessionThreads, SevenCallersReadAndWriteOneProject) {
     PlainContext context;
     exercise(context, [&] { context.turn(); });
     context.join();
 }
 
-TEST_F(SessionThreads, SevenCallersReadAndWriteOverQt) {
+TEST_F(AIAssistantSessionThreads, SevenCallersReadAndWriteOverQt) {
     QtMainContext context;
     exercise(context, [] { QCoreApplication::processEvents(QEventLoop::AllEvents, 1); });
 }

@@ -6,7 +6,7 @@ namespace {
 
 using nlohmann::json;
 
-class SessionCommands : public SessionFixture {
+class AIAssistantSessionCommands : public SessionFixture {
 protected:
     /// An import that has begun and waits for its file to be opened.
     Reply startImport() {
@@ -15,7 +15,7 @@ protected:
     }
 };
 
-TEST_F(SessionCommands, TheTableIsAskedFirst) {
+TEST_F(AIAssistantSessionCommands, TheTableIsAskedFirst) {
     struct Row {
         std::string command;
         Options options;
@@ -37,7 +37,7 @@ TEST_F(SessionCommands, TheTableIsAskedFirst) {
     }
 }
 
-TEST_F(SessionCommands, ARequestOfAnEndedPeriodIsRefused) {
+TEST_F(AIAssistantSessionCommands, ARequestOfAnEndedPeriodIsRefused) {
     const UUID before = session().generation();
     EXPECT_EQ(refusal(finish(start("project", {}, before))), "done");
     session().suspend();
@@ -53,7 +53,7 @@ TEST_F(SessionCommands, ARequestOfAnEndedPeriodIsRefused) {
     EXPECT_EQ(refusal(perform("project")), "done");
 }
 
-TEST_F(SessionCommands, ARequestForAClosedProjectIsRefused) {
+TEST_F(AIAssistantSessionCommands, ARequestForAClosedProjectIsRefused) {
     const auto kept = session().shared_from_this();
     editor.reset();
     context.settle();
@@ -63,7 +63,7 @@ TEST_F(SessionCommands, ARequestForAClosedProjectIsRefused) {
     EXPECT_EQ(kept->checkSnapshot("x", kept->generation()).error().message, sessionClosedText);
 }
 
-TEST_F(SessionCommands, ChecksAnswerInOrder) {
+TEST_F(AIAssistantSessionCommands, ChecksAnswerInOrder) {
     const UUID epoch = session().generation();
     const auto words = [&](const Result<void>& checked) { return checked ? "passed" : checked.error().message; };
     EXPECT_EQ(words(session().checkWrite(revision(), epoch)), "passed");
@@ -85,14 +85,14 @@ TEST_F(SessionCommands, ChecksAnswerInOrder) {
     EXPECT_EQ(refusal(finish(import)), "done");
 }
 
-TEST_F(SessionCommands, ProjectIsTheFullStateAndCapabilitiesOnRequest) {
+TEST_F(AIAssistantSessionCommands, ProjectIsTheFullStateAndCapabilitiesOnRequest) {
     json expected = state();
     EXPECT_EQ(document(perform("project")), expected);
     expected["capabilities"] = json::parse(KelvaneCLI::capabilities());
     EXPECT_EQ(document(perform("project", {{"include-capabilities", "true"}})), expected);
 }
 
-TEST_F(SessionCommands, ProjectAnswersWhileAnImportRunsAndWritesDoNot) {
+TEST_F(AIAssistantSessionCommands, ProjectAnswersWhileAnImportRunsAndWritesDoNot) {
     const auto import = startImport();
     EXPECT_EQ(document(start("project")->value())["busy"], true);
     EXPECT_EQ(refusal(startWrite("rename", {{"name", "New"}})->value()), busyText);
@@ -102,7 +102,7 @@ TEST_F(SessionCommands, ProjectAnswersWhileAnImportRunsAndWritesDoNot) {
     EXPECT_EQ(refusal(perform("undo", {{"revision", "stale"}})), changedText);
 }
 
-TEST_F(SessionCommands, RenamePassesTheNameOnAndKeepsTheRevision) {
+TEST_F(AIAssistantSessionCommands, RenamePassesTheNameOnAndKeepsTheRevision) {
     std::vector<std::string> names;
     editor->onRenameProject = [&](const std::string& name) -> Result<void> {
         names.push_back(name);
@@ -123,11 +123,11 @@ TEST_F(SessionCommands, RenamePassesTheNameOnAndKeepsTheRevision) {
     EXPECT_EQ(names.size(), 2U);
 }
 
-TEST_F(SessionCommands, RenameNeedsALibraryProject) {
+TEST_F(AIAssistantSessionCommands, RenameNeedsALibraryProject) {
     EXPECT_EQ(refusal(write("rename", {{"name", "New"}})), "Open a library project before renaming it.");
 }
 
-TEST_F(SessionCommands, UndoAndRedoGoThroughHistory) {
+TEST_F(AIAssistantSessionCommands, UndoAndRedoGoThroughHistory) {
     const auto before = revision();
     EXPECT_EQ(refusal(perform("undo", {{"revision", "stale"}})), changedText);
     EXPECT_EQ(refusal(perform("redo", {{"revision", "stale"}})), changedText);

@@ -10,7 +10,7 @@ using nlohmann::json;
 constexpr const char* importText = "--json requires 1...64 absolute file paths (max 1 MiB).";
 constexpr const char* exportText = "--path requires an absolute .mp4 or .mov path.";
 
-class SessionTransfers : public SessionFixture {
+class AIAssistantSessionTransfers : public SessionFixture {
 protected:
     static std::string paths(std::initializer_list<FileURL> files) {
         json list = json::array();
@@ -22,7 +22,7 @@ protected:
     }
 };
 
-TEST_F(SessionTransfers, ImportAnswersTheStateAndTheIDsInOrder) {
+TEST_F(AIAssistantSessionTransfers, ImportAnswersTheStateAndTheIDsInOrder) {
     const auto first = makeSource("first.mov", FakeFile::video(5));
     const auto second = makeSource("second.wav", FakeFile::audio(6));
     json reply = document(write("import", {{"json", paths({second, film, first, second})}}));
@@ -36,14 +36,14 @@ TEST_F(SessionTransfers, ImportAnswersTheStateAndTheIDsInOrder) {
     EXPECT_EQ(editor->undoStack().size(), 1U);
 }
 
-TEST_F(SessionTransfers, ImportChangesTheRevisionAndUndoBringsItBack) {
+TEST_F(AIAssistantSessionTransfers, ImportChangesTheRevisionAndUndoBringsItBack) {
     const auto before = revision();
     const auto file = makeSource("first.mov", FakeFile::video(5));
     EXPECT_NE(document(write("import", {{"json", paths({file})}}))["revision"], before);
     EXPECT_EQ(document(write("undo"))["revision"], before);
 }
 
-TEST_F(SessionTransfers, ImportStandardisesPaths) {
+TEST_F(AIAssistantSessionTransfers, ImportStandardisesPaths) {
     const auto file = makeSource("first.mov", FakeFile::video(5));
     const std::string detour = sources().path() + "/../Sources//./first.mov";
     const auto ids = document(write("import", {{"json", json::array({detour, file.path()}).dump()}}))["imported"];
@@ -51,7 +51,7 @@ TEST_F(SessionTransfers, ImportStandardisesPaths) {
     EXPECT_EQ(editor->assets().size(), 3U);
 }
 
-TEST_F(SessionTransfers, ImportRefusesOtherTexts) {
+TEST_F(AIAssistantSessionTransfers, ImportRefusesOtherTexts) {
     json many = json::array();
     for (int i = 0; i < 65; ++i) many.push_back("/media/a.mov");
     for (const std::string& text :
@@ -65,7 +65,7 @@ TEST_F(SessionTransfers, ImportRefusesOtherTexts) {
     EXPECT_FALSE(editor->busy());
 }
 
-TEST_F(SessionTransfers, ImportTakesSixtyFourPaths) {
+TEST_F(AIAssistantSessionTransfers, ImportTakesSixtyFourPaths) {
     const auto file = makeSource("first.mov", FakeFile::video(5));
     json many = json::array();
     for (int i = 0; i < 64; ++i) many.push_back(file.path());
@@ -74,7 +74,7 @@ TEST_F(SessionTransfers, ImportTakesSixtyFourPaths) {
     EXPECT_EQ(editor->assets().size(), 3U);
 }
 
-TEST_F(SessionTransfers, AnImportThatFailsChangesNothing) {
+TEST_F(AIAssistantSessionTransfers, AnImportThatFailsChangesNothing) {
     const auto good = makeSource("good.mov", FakeFile::video(5));
     const auto bad = makeSource("bad.txt", FakeFile::neither());
     const auto before = state();
@@ -82,7 +82,7 @@ TEST_F(SessionTransfers, AnImportThatFailsChangesNothing) {
     EXPECT_EQ(state(), before);
 }
 
-TEST_F(SessionTransfers, UndoWaitsWhileAnImportRuns) {
+TEST_F(AIAssistantSessionTransfers, UndoWaitsWhileAnImportRuns) {
     const auto file = makeSource("first.mov", FakeFile::video(5));
     editor->update(clip(0).id, [](Clip& changed) { changed.volume = 0.5; });
     settlePreview();
@@ -96,7 +96,7 @@ TEST_F(SessionTransfers, UndoWaitsWhileAnImportRuns) {
     EXPECT_EQ(editor->undoStack().size(), 2U);
 }
 
-TEST_F(SessionTransfers, AProjectLoadedAnewDuringAnImportMakesItStale) {
+TEST_F(AIAssistantSessionTransfers, AProjectLoadedAnewDuringAnImportMakesItStale) {
     const auto file = makeSource("first.mov", FakeFile::video(5));
     const auto reply = startWrite("import", {{"json", paths({file})}});
     load({video(film, 10)}, std::vector<Clip>{video(film, 10)});
@@ -107,7 +107,7 @@ TEST_F(SessionTransfers, AProjectLoadedAnewDuringAnImportMakesItStale) {
     EXPECT_TRUE(editor->undoStack().empty());
 }
 
-TEST_F(SessionTransfers, TheEndOfTheSessionDuringAnImportRefusesIt) {
+TEST_F(AIAssistantSessionTransfers, TheEndOfTheSessionDuringAnImportRefusesIt) {
     const auto file = makeSource("first.mov", FakeFile::video(5));
     const auto files = mediaFiles();
     const auto reply = startWrite("import", {{"json", paths({file})}});
@@ -117,7 +117,7 @@ TEST_F(SessionTransfers, TheEndOfTheSessionDuringAnImportRefusesIt) {
     EXPECT_EQ(mediaFiles(), files);
 }
 
-TEST_F(SessionTransfers, ExportAnswersPathRevisionAndStale) {
+TEST_F(AIAssistantSessionTransfers, ExportAnswersPathRevisionAndStale) {
     const auto quoted = revision();
     const auto reply = startWrite("export", {{"path", movie()}});
     EXPECT_TRUE(editor->isExporting());
@@ -127,7 +127,7 @@ TEST_F(SessionTransfers, ExportAnswersPathRevisionAndStale) {
     EXPECT_EQ(revision(), quoted);
 }
 
-TEST_F(SessionTransfers, ExportStandardisesItsPathAndTakesAnyCase) {
+TEST_F(AIAssistantSessionTransfers, ExportStandardisesItsPathAndTakesAnyCase) {
     const std::string detour = folder().path() + "/Sources/.././clip.MP4";
     EXPECT_EQ(document(write("export", {{"path", detour}}))["path"], movie("clip.MP4"));
     EXPECT_EQ(document(write("export", {{"path", movie("clip.Mov")}}))["path"], movie("clip.Mov"));
@@ -136,7 +136,7 @@ TEST_F(SessionTransfers, ExportStandardisesItsPathAndTakesAnyCase) {
     EXPECT_EQ(media.exportRecords()[1].container, ExportContainer::mov);
 }
 
-TEST_F(SessionTransfers, ExportRefusesOtherPaths) {
+TEST_F(AIAssistantSessionTransfers, ExportRefusesOtherPaths) {
     for (const std::string& path :
          {std::string("a.mp4"), std::string("./a.mp4"), std::string("~/a.mp4"), std::string("/a/b.mkv"),
           std::string("/a/b"), std::string("/a/.mp4"), std::string("/a/mp4"), std::string("/a/b.mp4.txt"),
@@ -146,7 +146,7 @@ TEST_F(SessionTransfers, ExportRefusesOtherPaths) {
     EXPECT_EQ(media.count("makeExportSession"), 0U);
 }
 
-TEST_F(SessionTransfers, ExportTakesItsWordsAndItsFlag) {
+TEST_F(AIAssistantSessionTransfers, ExportTakesItsWordsAndItsFlag) {
     EXPECT_EQ(refusal(write("export", {{"path", movie()}, {"resolution", "720p"}, {"fps", "25"}})), "done");
     const auto records = media.exportRecords();
     ASSERT_EQ(records.size(), 1U);
@@ -163,7 +163,7 @@ TEST_F(SessionTransfers, ExportTakesItsWordsAndItsFlag) {
               "Output cannot replace project or source media.");
 }
 
-TEST_F(SessionTransfers, WritesWaitWhileAnExportRuns) {
+TEST_F(AIAssistantSessionTransfers, WritesWaitWhileAnExportRuns) {
     const auto reply = startWrite("export", {{"path", movie()}});
     const auto edit = startWrite("timeline", {{"json", "[]"}});
     EXPECT_EQ(refusal(edit->value()), busyText);
@@ -172,7 +172,7 @@ TEST_F(SessionTransfers, WritesWaitWhileAnExportRuns) {
     EXPECT_EQ(refusal(finish(reply)), "done");
 }
 
-TEST_F(SessionTransfers, AnExportWhoseProjectChangedPublishesNothing) {
+TEST_F(AIAssistantSessionTransfers, AnExportWhoseProjectChangedPublishesNothing) {
     const auto reply = startWrite("export", {{"path", movie()}});
     load({video(film, 10)}, std::vector<Clip>{video(film, 10)});
     EXPECT_EQ(refusal(finish(reply)), changedText);
@@ -180,14 +180,14 @@ TEST_F(SessionTransfers, AnExportWhoseProjectChangedPublishesNothing) {
     EXPECT_FALSE(editor->busy());
 }
 
-TEST_F(SessionTransfers, AnExportWhoseSessionEndedPublishesNothing) {
+TEST_F(AIAssistantSessionTransfers, AnExportWhoseSessionEndedPublishesNothing) {
     const auto reply = startWrite("export", {{"path", movie()}});
     session().suspend();
     EXPECT_EQ(refusal(finish(reply)), sessionClosedText);
     EXPECT_EQ(entries(folder()), (std::vector<std::string>{"Library", "Sources"}));
 }
 
-TEST_F(SessionTransfers, AnExportThatIsCancelledSaysSo) {
+TEST_F(AIAssistantSessionTransfers, AnExportThatIsCancelledSaysSo) {
     const auto reply = startWrite("export", {{"path", movie()}});
     editor->cancelExport();
     EXPECT_EQ(refusal(finish(reply)), "The operation was cancelled.");

@@ -16,12 +16,9 @@ namespace kelvane {
 
 class Editor;
 
-/// From the words of an inspection to the work that it asks for: frames, contact-sheet, preview and waveform. All
-/// checks that need no file are made here, on the main thread; what the work reads is copied, so that what it shows is
-/// consistent, though the project may have moved on when it ends.
-namespace SessionInspection {
-
-struct Plan {
+/// An inspection's work, made from the words of its request: frames, contact-sheet, preview or waveform. What the work
+/// reads is copied, so that what it shows is consistent, though the project may have moved on when it ends.
+struct InspectionPlan {
     /// Blocks; for the pool. Gives the document of the reply, or the failure in words; ends as cancelled when a stop
     /// was requested.
     std::function<Result<JSONObject>(std::stop_token stop)> work;
@@ -31,13 +28,12 @@ struct Plan {
     bool ofTimeline = false;
 };
 
-/// Checks a request against the editor's assets and clips. Images go to subfolders of `sessionFolder`. Main thread.
-Result<Plan> plan(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
-                  const FileURL& sessionFolder);
+/// Makes all checks of a request that need no file, against the editor's assets and clips. Images go to subfolders of
+/// `sessionFolder`. Fails with the sentence of the first fault found. Main thread.
+Result<InspectionPlan> planInspection(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                                      const FileURL& sessionFolder);
 
 /// The assets that a contact-sheet's options select, in the order asked for.
 Result<std::vector<Clip>> sheetAssets(const CLIRequest& request, const std::vector<Clip>& assets);
-
-}  // namespace SessionInspection
 
 }  // namespace kelvane

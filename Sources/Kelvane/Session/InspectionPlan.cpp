@@ -1,3 +1,5 @@
+#include "InspectionPlan.h"
+
 #include <algorithm>
 #include <charconv>
 #include <set>
@@ -9,11 +11,10 @@
 #include "Editor/Editor.h"
 #include "Inspection/CLIMediaInspection.h"
 #include "Inspection/CLIWaveform.h"
-#include "SessionInspection.h"
 #include "Support/Text.h"
 #include "Timeline/TimelineLayout.h"
 
-namespace kelvane::SessionInspection {
+namespace kelvane {
 
 namespace {
 
@@ -71,8 +72,8 @@ std::string array(const std::vector<JSONObject>& objects) {
     return text + "]";
 }
 
-Result<Plan> planFrames(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
-                        const FileURL& folder) {
+Result<InspectionPlan> planFrames(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                                  const FileURL& folder) {
     const auto id = requiredOption(request, "asset");
     if (!id) return fail(id.error());
     const Clip* asset = named(editor.assets(), *id);
@@ -91,7 +92,7 @@ Result<Plan> planFrames(MediaPlatform& platform, const Editor& editor, const CLI
         document.set("context", framesContext);
         return document;
     };
-    return Plan{std::move(work), std::nullopt, false};
+    return InspectionPlan{std::move(work), std::nullopt, false};
 }
 
 /// One sheet of an asset: the whole of a single sheet's work, and a part of a batch's.
@@ -102,8 +103,8 @@ Result<JSONObject> sheet(MediaPlatform& platform, const Clip& asset, const std::
     return CLIMediaInspection::contactSheet(platform, asset, *times, folder, compact, std::move(stop));
 }
 
-Result<Plan> planContactSheet(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
-                              const FileURL& folder) {
+Result<InspectionPlan> planContactSheet(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                                        const FileURL& folder) {
     const auto text = option(request, "times");
     const auto countText = option(request, "count");
     if (text && countText) return fail(CLIError("Use either --count or --times, not both."));
@@ -128,18 +129,18 @@ Result<Plan> planContactSheet(MediaPlatform& platform, const Editor& editor, con
         return sheet(platform, asset, text, count, folder, compact, std::move(stop));
     };
     if (option(request, "asset") && !videos.empty())
-        return Plan{std::bind_front(render, videos.front()), std::nullopt, false};
+        return InspectionPlan{std::bind_front(render, videos.front()), std::nullopt, false};
     auto work = [render, videos, skipped = array(skipped)](const std::stop_token& stop) -> Result<JSONObject> {
         const auto one = [&](const Clip& asset) { return render(asset, stop); };
         JSONObject document = CLIMediaInspection::contactSheets(videos, one, stop);
         document.setRaw("skipped", skipped);
         return document;
     };
-    return Plan{std::move(work), std::nullopt, false};
+    return InspectionPlan{std::move(work), std::nullopt, false};
 }
 
-Result<Plan> planPreview(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
-                         const FileURL& folder) {
+Result<InspectionPlan> planPreview(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                                   const FileURL& folder) {
     const Clips& clips = editor.clips();
     if (std::ranges::all_of(clips, &Clip::isAudio))
         return fail(CLIError("No video in timeline; use waveform to inspect audio."));
@@ -152,11 +153,11 @@ Result<Plan> planPreview(MediaPlatform& platform, const Editor& editor, const CL
                  compact = hasFlag(request, "compact")](std::stop_token stop) {
         return CLIMediaInspection::preview(platform, clips, name, times, folder, compact, nullptr, std::move(stop));
     };
-    return Plan{std::move(work), CLIEditing::revision(clips, editor.assets()), true};
+    return InspectionPlan{std::move(work), CLIEditing::revision(clips, editor.assets()), true};
 }
 
-Result<Plan> planWaveform(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
-                          const FileURL& folder) {
+Result<InspectionPlan> planWaveform(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                                    const FileURL& folder) {
     const Clip* clip = nullptr;
     const Clip* asset = nullptr;
     if (const auto id = option(request, "clip")) {
@@ -180,7 +181,7 @@ Result<Plan> planWaveform(MediaPlatform& platform, const Editor& editor, const C
     if (!end) return fail(end.error());
     if (clip && (*start < clip->start || *end > clip->end))
         return fail(CLIError("Clip waveform ranges must stay within its source trim."));
-    Plan plan;
+    InspectionPlan plan;
     if (clip) plan.revision = CLIEditing::revision(editor.clips(), editor.assets());
     plan.work = [&platform, asset = *asset, start = *start, end = *end, count = *count, folder,
                  gain = clip ? clip->volume : 1.0,
@@ -227,8 +228,8 @@ Result<Clips> sheetAssets(const CLIRequest& request, const Clips& assets) {
     return selected;
 }
 
-Result<Plan> plan(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
-                  const FileURL& sessionFolder) {
+Result<InspectionPlan> planInspection(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
+                                      const FileURL& sessionFolder) {
     if (request.command == "preview")
         return planPreview(platform, editor, request, sessionFolder.appending("Previews"));
     if (request.command == "waveform")
@@ -238,4 +239,4 @@ Result<Plan> plan(MediaPlatform& platform, const Editor& editor, const CLIReques
     return planFrames(platform, editor, request, sessionFolder.appending("Frames"));
 }
 
-}  // namespace kelvane::SessionInspection
+}  // namespace kelvane

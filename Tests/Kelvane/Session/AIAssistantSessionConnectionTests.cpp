@@ -86,10 +86,10 @@ std::set<std::string> leftBehind(const std::set<std::string>& before) {
     }
 }
 
-class SessionConnection : public SessionFixture {
+class AIAssistantSessionConnection : public SessionFixture {
 protected:
-    SessionConnection() { useRegistry(); }
-    ~SessionConnection() override {
+    AIAssistantSessionConnection() { useRegistry(); }
+    ~AIAssistantSessionConnection() override {
         session().suspend();
         context.settle();
     }
@@ -120,7 +120,7 @@ protected:
     std::string path;
 };
 
-TEST_F(SessionConnection, AReplyIsTheDocumentWithSortedKeysAndPlainSlashes) {
+TEST_F(AIAssistantSessionConnection, AReplyIsTheDocumentWithSortedKeysAndPlainSlashes) {
     connect();
     const auto reply = request({"project", {}, editor->id()});
     ASSERT_TRUE(reply.has_value()) << reply.error().message;
@@ -128,7 +128,7 @@ TEST_F(SessionConnection, AReplyIsTheDocumentWithSortedKeysAndPlainSlashes) {
     EXPECT_NE(reply->find("kelvane://project/"), std::string::npos);
 }
 
-TEST_F(SessionConnection, ARefusalIsOkFalseAndItsSentenceWithEscapedSlashes) {
+TEST_F(AIAssistantSessionConnection, ARefusalIsOkFalseAndItsSentenceWithEscapedSlashes) {
     connect();
     const auto reply = request({"split", {{"revision", revision()}, {"id", "x"}, {"at", "1"}}, editor->id()});
     ASSERT_TRUE(reply.has_value()) << reply.error().message;
@@ -137,7 +137,7 @@ TEST_F(SessionConnection, ARefusalIsOkFalseAndItsSentenceWithEscapedSlashes) {
     EXPECT_NE(reply->find(R"(1\/30s)"), std::string::npos) << *reply;
 }
 
-TEST_F(SessionConnection, AProjectIDIsComparedAndMayBeAbsent) {
+TEST_F(AIAssistantSessionConnection, AProjectIDIsComparedAndMayBeAbsent) {
     connect();
     EXPECT_EQ(json::parse(request({"project", {}, std::nullopt}).value())["ok"], true);
     const auto before = editor->clips();
@@ -148,7 +148,7 @@ TEST_F(SessionConnection, AProjectIDIsComparedAndMayBeAbsent) {
     EXPECT_TRUE(editor->undoStack().empty());
 }
 
-TEST_F(SessionConnection, AnUnreadableMessageIsAnsweredInWords) {
+TEST_F(AIAssistantSessionConnection, AnUnreadableMessageIsAnsweredInWords) {
     connect();
     for (const std::string& message :
          {std::string(), std::string("{"), std::string("[]"), std::string(R"({"command":"project"})"),
@@ -163,14 +163,14 @@ TEST_F(SessionConnection, AnUnreadableMessageIsAnsweredInWords) {
     EXPECT_EQ(json::parse(request({"project", {}, {}}).value())["ok"], true) << "serving goes on";
 }
 
-TEST_F(SessionConnection, AnEditOverTheSocketIsOneUndoStep) {
+TEST_F(AIAssistantSessionConnection, AnEditOverTheSocketIsOneUndoStep) {
     connect();
     const auto reply = request({"timeline", {{"revision", revision()}, {"json", "[]"}}, editor->id()});
     EXPECT_EQ(json::parse(reply.value())["result"]["timeline"], json::array());
     EXPECT_EQ(editor->undoStack().size(), 1U);
 }
 
-TEST_F(SessionConnection, ConnectTwiceIsOneConnection) {
+TEST_F(AIAssistantSessionConnection, ConnectTwiceIsOneConnection) {
     connect();
     const auto open = openDescriptors();
     EXPECT_EQ(session().connect(), path);
@@ -179,7 +179,7 @@ TEST_F(SessionConnection, ConnectTwiceIsOneConnection) {
     EXPECT_EQ(CLIProjectDiscovery::publishedSocketPath(editor->id(), registry), path);
 }
 
-TEST_F(SessionConnection, SuspendWithdrawsTheRecordAndTheSocket) {
+TEST_F(AIAssistantSessionConnection, SuspendWithdrawsTheRecordAndTheSocket) {
     connect();
     const auto before = session().generation();
     session().suspend();
@@ -195,14 +195,14 @@ TEST_F(SessionConnection, SuspendWithdrawsTheRecordAndTheSocket) {
     EXPECT_EQ(json::parse(request({"project", {}, editor->id()}).value())["ok"], true);
 }
 
-TEST_F(SessionConnection, SuspendWithoutAConnectionIsHarmless) {
+TEST_F(AIAssistantSessionConnection, SuspendWithoutAConnectionIsHarmless) {
     const auto before = session().generation();
     session().suspend();
     EXPECT_NE(session().generation(), before);
     EXPECT_FALSE(session().isConnected());
 }
 
-TEST_F(SessionConnection, ARequestThatWaitsWhenTheSessionEndsIsRefused) {
+TEST_F(AIAssistantSessionConnection, ARequestThatWaitsWhenTheSessionEndsIsRefused) {
     connect();
     const Peer early(path);
     ASSERT_TRUE(early.connected());
@@ -213,7 +213,7 @@ TEST_F(SessionConnection, ARequestThatWaitsWhenTheSessionEndsIsRefused) {
     EXPECT_EQ(json::parse(reply)["error"], startNewText);
 }
 
-TEST_F(SessionConnection, ARequestOfAnEarlierPeriodIsRefusedInTheNext) {
+TEST_F(AIAssistantSessionConnection, ARequestOfAnEarlierPeriodIsRefusedInTheNext) {
     connect();
     const Peer early(path);
     EXPECT_TRUE(request({"project", {}, {}}).has_value());
@@ -224,7 +224,7 @@ TEST_F(SessionConnection, ARequestOfAnEarlierPeriodIsRefusedInTheNext) {
     EXPECT_EQ(json::parse(request({"project", {}, {}}).value())["ok"], true);
 }
 
-TEST_F(SessionConnection, ARequestThatOutlivesItsProjectIsToldSo) {
+TEST_F(AIAssistantSessionConnection, ARequestThatOutlivesItsProjectIsToldSo) {
     connect();
     const Peer early(path);
     EXPECT_TRUE(request({"project", {}, {}}).has_value());
@@ -234,7 +234,7 @@ TEST_F(SessionConnection, ARequestThatOutlivesItsProjectIsToldSo) {
     EXPECT_EQ(json::parse(reply), (json{{"ok", false}, {"error", closedText}}));
 }
 
-TEST_F(SessionConnection, TwoInstancesDoNotServeOneProject) {
+TEST_F(AIAssistantSessionConnection, TwoInstancesDoNotServeOneProject) {
     const auto other = CLIProjectDiscovery::start(editor->id(), "/tmp/other.sock", registry);
     ASSERT_TRUE(other.has_value());
     const auto before = deadFolders();
@@ -253,7 +253,7 @@ TEST_F(SessionConnection, TwoInstancesDoNotServeOneProject) {
     EXPECT_TRUE(session().isConnected());
 }
 
-TEST_F(SessionConnection, ARegistryThatIsNotPrivateRefuses) {
+TEST_F(AIAssistantSessionConnection, ARegistryThatIsNotPrivateRefuses) {
     std::filesystem::permissions(registry, std::filesystem::perms::group_read, std::filesystem::perm_options::add);
     const auto before = deadFolders();
     const auto open = openDescriptors();
@@ -263,7 +263,7 @@ TEST_F(SessionConnection, ARegistryThatIsNotPrivateRefuses) {
     EXPECT_EQ(leftBehind(before), std::set<std::string>());
 }
 
-TEST_F(SessionConnection, AClosedProjectIsNotServed) {
+TEST_F(AIAssistantSessionConnection, AClosedProjectIsNotServed) {
     const auto kept = session().shared_from_this();
     editor.reset();
     context.settle();

@@ -1,5 +1,3 @@
-#include "SessionInspection.h"
-
 #include <algorithm>
 #include <memory>
 #include <utility>
@@ -10,6 +8,7 @@
 #include "CLIEditing.h"
 #include "Editor/Editor.h"
 #include "Inspection/CLIMediaInspection.h"
+#include "InspectionPlan.h"
 
 namespace kelvane {
 
@@ -28,12 +27,12 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, 
     auto editor = editor_.lock();
     if (!editor || !editor->projectURL()) co_return fail(CLIError("Save the project before inspecting media."));
     const auto folder = AIDesktopAssistant::sessionFolder(*editor->projectURL(), editor->title());
-    auto planned = SessionInspection::plan(*media_, *editor, request, folder);
+    auto planned = planInspection(*media_, *editor, request, folder);
     // Held no longer than this: a request must not keep a closed project alive.
     editor.reset();
     if (!planned) co_return fail(std::move(planned.error()));
 
-    const SessionInspection::Plan plan = *std::move(planned);
+    const InspectionPlan plan = *std::move(planned);
     auto work = [work = plan.work, stop] { return work(stop); };
     auto background = inBackground(*context_, std::move(work));
     auto document = co_await background;

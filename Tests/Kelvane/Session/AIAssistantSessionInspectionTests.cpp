@@ -19,7 +19,7 @@ constexpr const char* timesText = "Frame times must be finite timestamps within 
 }  // namespace
 
 /// What an assistant sees and hears, over a fake engine with real files.
-class SessionInspection : public SessionFixture {
+class AIAssistantSessionInspection : public SessionFixture {
 protected:
     [[nodiscard]] FileURL sessionFolder() const {
         return AIDesktopAssistant::sessionFolder(projectFile(), editor->title());
@@ -48,7 +48,7 @@ protected:
     }
 };
 
-TEST_F(SessionInspection, FramesAreSixStillsByDefault) {
+TEST_F(AIAssistantSessionInspection, FramesAreSixStillsByDefault) {
     const json document = this->document(perform("frames", {{"asset", assetID(0)}}));
     EXPECT_EQ(document["assetID"], assetID(0));
     EXPECT_EQ(document["context"],
@@ -60,7 +60,7 @@ TEST_F(SessionInspection, FramesAreSixStillsByDefault) {
     EXPECT_EQ(images("Frames"), 6U);
 }
 
-TEST_F(SessionInspection, FramesRefuseInOrder) {
+TEST_F(AIAssistantSessionInspection, FramesRefuseInOrder) {
     const struct {
         Options options;
         const char* sentence;
@@ -78,7 +78,7 @@ TEST_F(SessionInspection, FramesRefuseInOrder) {
     EXPECT_EQ(media.count("sourceStill"), 0U);
 }
 
-TEST_F(SessionInspection, ASessionThatEndsAmidFramesSaysSoAndLeavesTheFiles) {
+TEST_F(AIAssistantSessionInspection, ASessionThatEndsAmidFramesSaysSoAndLeavesTheFiles) {
     const auto reply = start("frames", {{"asset", assetID(0)}});
     context.drain();
     session().suspend();
@@ -86,13 +86,13 @@ TEST_F(SessionInspection, ASessionThatEndsAmidFramesSaysSoAndLeavesTheFiles) {
     EXPECT_EQ(images("Frames"), 6U);
 }
 
-TEST_F(SessionInspection, AStillThatFailsFailsTheFramesAndLeavesNone) {
+TEST_F(AIAssistantSessionInspection, AStillThatFailsFailsTheFramesAndLeavesNone) {
     media.failOn("sourceStill", Error("“film.mov” has no picture that can be decoded."), 1, 3);
     EXPECT_EQ(refusal(perform("frames", {{"asset", assetID(0)}})), "“film.mov” has no picture that can be decoded.");
     EXPECT_EQ(images("Frames"), 0U);
 }
 
-TEST_F(SessionInspection, OneAssetGivesOneSheet) {
+TEST_F(AIAssistantSessionInspection, OneAssetGivesOneSheet) {
     const json full = document(perform("contact-sheet", {{"asset", assetID(0)}, {"count", "+7"}}));
     EXPECT_EQ(full["assetID"], assetID(0));
     EXPECT_EQ(full["frames"].size(), 7U);
@@ -104,7 +104,7 @@ TEST_F(SessionInspection, OneAssetGivesOneSheet) {
     EXPECT_FALSE(compact.contains("frames"));
 }
 
-TEST_F(SessionInspection, AllAssetsGiveABatchThatSkipsSound) {
+TEST_F(AIAssistantSessionInspection, AllAssetsGiveABatchThatSkipsSound) {
     const json document = this->document(perform("contact-sheet", {{"all", "true"}}));
     ASSERT_EQ(document["sheets"].size(), 1U);
     EXPECT_EQ(document["sheets"][0]["frames"].size(), 12U);
@@ -113,14 +113,14 @@ TEST_F(SessionInspection, AllAssetsGiveABatchThatSkipsSound) {
     EXPECT_EQ(document["skipped"], json::array({{{"assetID", assetID(1)}, {"reason", "Audio-only; use waveform."}}}));
 }
 
-TEST_F(SessionInspection, AnAudioAssetAloneIsAnEmptyBatch) {
+TEST_F(AIAssistantSessionInspection, AnAudioAssetAloneIsAnEmptyBatch) {
     const json document = this->document(perform("contact-sheet", {{"asset", assetID(1)}}));
     EXPECT_EQ(document["sheets"], json::array());
     EXPECT_EQ(document["complete"], true);
     EXPECT_EQ(document["skipped"].size(), 1U);
 }
 
-TEST_F(SessionInspection, AFailingAssetIsTheBatchesBusiness) {
+TEST_F(AIAssistantSessionInspection, AFailingAssetIsTheBatchesBusiness) {
     media.failOn("sourceStill", "“film.mov” could not be read: Input/output error.");
     const json document = this->document(perform("contact-sheet", {{"assets", assetID(1) + "," + assetID(0)}}));
     EXPECT_EQ(document["sheets"], json::array());
@@ -134,7 +134,7 @@ TEST_F(SessionInspection, AFailingAssetIsTheBatchesBusiness) {
     EXPECT_EQ(refusal(perform("contact-sheet", {{"asset", assetID(0)}, {"times", "10"}})), timesText);
 }
 
-TEST_F(SessionInspection, ContactSheetRefusesInOrder) {
+TEST_F(AIAssistantSessionInspection, ContactSheetRefusesInOrder) {
     constexpr const char* chooseText = "Choose exactly one of --asset, --assets or --all.";
     constexpr const char* countText = "--count must be an integer from 1 to 24.";
     constexpr const char* selectText = "Select up to 64 asset IDs. Use --assets for a comma-separated list.";
@@ -172,7 +172,7 @@ TEST_F(SessionInspection, ContactSheetRefusesInOrder) {
     EXPECT_EQ(images("Contact Sheets"), 0U);
 }
 
-TEST_F(SessionInspection, ABatchTakesSixtyFourAssets) {
+TEST_F(AIAssistantSessionInspection, ABatchTakesSixtyFourAssets) {
     addAssets(62);
     EXPECT_EQ(document(perform("contact-sheet", {{"all", "true"}, {"count", "1"}}))["sheets"].size(), 63U);
     addAssets(1);
@@ -180,7 +180,7 @@ TEST_F(SessionInspection, ABatchTakesSixtyFourAssets) {
               "A batch supports up to 64 assets. Use --assets to select a smaller group.");
 }
 
-TEST_F(SessionInspection, ASessionThatEndsAmidASheetSaysSo) {
+TEST_F(AIAssistantSessionInspection, ASessionThatEndsAmidASheetSaysSo) {
     for (const char* selector : {"asset", "assets"}) {
         const auto reply = start("contact-sheet", {{selector, assetID(0)}});
         context.drain();
@@ -190,7 +190,7 @@ TEST_F(SessionInspection, ASessionThatEndsAmidASheetSaysSo) {
     EXPECT_EQ(images("Contact Sheets"), 2U);
 }
 
-TEST_F(SessionInspection, APreviewShowsTheTimelineOfItsRevision) {
+TEST_F(AIAssistantSessionInspection, APreviewShowsTheTimelineOfItsRevision) {
     const json document = this->document(perform("preview"));
     EXPECT_TRUE(isImage(document["path"], "Previews"));
     EXPECT_EQ(document["duration"], 13);
@@ -206,7 +206,7 @@ TEST_F(SessionInspection, APreviewShowsTheTimelineOfItsRevision) {
     EXPECT_EQ(compact["stale"], false);
 }
 
-TEST_F(SessionInspection, APreviewRefusesInOrder) {
+TEST_F(AIAssistantSessionInspection, APreviewRefusesInOrder) {
     EXPECT_EQ(refusal(perform("preview", {{"times", ""}})), timesText);
     EXPECT_EQ(refusal(perform("preview", {{"times", "13"}})), timesText);
     std::string many = "0";
@@ -219,7 +219,7 @@ TEST_F(SessionInspection, APreviewRefusesInOrder) {
     EXPECT_EQ(refusal(perform("preview")), noVideoText);
 }
 
-TEST_F(SessionInspection, AnEditAmidAPreviewMakesItStale) {
+TEST_F(AIAssistantSessionInspection, AnEditAmidAPreviewMakesItStale) {
     const auto before = revision();
     const auto reply = start("preview");
     editor->commit({clip(0)});
@@ -230,7 +230,7 @@ TEST_F(SessionInspection, AnEditAmidAPreviewMakesItStale) {
     EXPECT_EQ(document["frames"].size(), 6U);
 }
 
-TEST_F(SessionInspection, AnUndoAmidAPreviewMakesItStale) {
+TEST_F(AIAssistantSessionInspection, AnUndoAmidAPreviewMakesItStale) {
     editor->commit({clip(0)});
     const auto before = revision();
     const auto reply = start("preview");
@@ -241,14 +241,14 @@ TEST_F(SessionInspection, AnUndoAmidAPreviewMakesItStale) {
     EXPECT_NE(revision(), before);
 }
 
-TEST_F(SessionInspection, ASessionThatEndsAmidAPreviewSaysSo) {
+TEST_F(AIAssistantSessionInspection, ASessionThatEndsAmidAPreviewSaysSo) {
     const auto reply = start("preview");
     context.drain();
     session().suspend();
     EXPECT_EQ(refusal(finish(reply)), renderingClosedText);
 }
 
-TEST_F(SessionInspection, AWaveformIsOfTheSourceOrOfAClip) {
+TEST_F(AIAssistantSessionInspection, AWaveformIsOfTheSourceOrOfAClip) {
     const json source = document(perform("waveform", {{"asset", assetID(1)}}));
     EXPECT_EQ(source["scope"], "source");
     EXPECT_EQ(source["peaks"].size(), 120U);
@@ -273,7 +273,7 @@ TEST_F(SessionInspection, AWaveformIsOfTheSourceOrOfAClip) {
     EXPECT_EQ(heard["stale"], false);
 }
 
-TEST_F(SessionInspection, AWaveformRefusesInOrder) {
+TEST_F(AIAssistantSessionInspection, AWaveformRefusesInOrder) {
     constexpr const char* countText = "--count must be 1...1000.";
     constexpr const char* trimText = "Clip waveform ranges must stay within its source trim.";
     constexpr const char* rangeText = "Require 0 <= start < end <= source duration and count 1...1000.";
@@ -301,13 +301,13 @@ TEST_F(SessionInspection, AWaveformRefusesInOrder) {
     EXPECT_EQ(images("Waveforms"), 0U);
 }
 
-TEST_F(SessionInspection, AClipWhoseSourceIsNoAssetHasNoWaveform) {
+TEST_F(AIAssistantSessionInspection, AClipWhoseSourceIsNoAssetHasNoWaveform) {
     load(editor->clips(), std::vector<Clip>{editor->assets()[0]});
     settlePreview();
     EXPECT_EQ(refusal(perform("waveform", {{"clip", clipID(1)}})), "Unknown clipID.");
 }
 
-TEST_F(SessionInspection, AnEditAmidAClipsWaveformMakesItStale) {
+TEST_F(AIAssistantSessionInspection, AnEditAmidAClipsWaveformMakesItStale) {
     const auto reply = start("waveform", {{"clip", clipID(1)}});
     editor->commit({clip(0)});
     EXPECT_EQ(document(finish(reply))["stale"], true);
@@ -317,7 +317,7 @@ TEST_F(SessionInspection, AnEditAmidAClipsWaveformMakesItStale) {
     EXPECT_EQ(refusal(finish(closed)), inspectingClosedText);
 }
 
-TEST_F(SessionInspection, AProjectWithoutAFileIsToBeSaved) {
+TEST_F(AIAssistantSessionInspection, AProjectWithoutAFileIsToBeSaved) {
     const std::map<std::string, Options> requests{{"frames", {{"asset", assetID(0)}}},
                                                   {"contact-sheet", {}},
                                                   {"preview", {}},
@@ -328,7 +328,7 @@ TEST_F(SessionInspection, AProjectWithoutAFileIsToBeSaved) {
     EXPECT_EQ(refusal(perform("project")), "done");
 }
 
-TEST_F(SessionInspection, EightInspectionsRunAtOnceAmidAnImport) {
+TEST_F(AIAssistantSessionInspection, EightInspectionsRunAtOnceAmidAnImport) {
     beBusy();
     std::vector<Reply> replies;
     for (int i = 0; i < 2; ++i) {
@@ -344,7 +344,7 @@ TEST_F(SessionInspection, EightInspectionsRunAtOnceAmidAnImport) {
     EXPECT_EQ(images("Waveforms"), 2U);
 }
 
-TEST_F(SessionInspection, AFolderThatCannotBeMadeIsToldInWords) {
+TEST_F(AIAssistantSessionInspection, AFolderThatCannotBeMadeIsToldInWords) {
     std::ofstream(library().appending("AI").path()) << "in the way";
     EXPECT_EQ(refusal(perform("frames", {{"asset", assetID(0)}})),
               "The folder “Frames” could not be made: Not a directory.");
@@ -353,7 +353,7 @@ TEST_F(SessionInspection, AFolderThatCannotBeMadeIsToldInWords) {
               "The folder “Waveforms” could not be made: Not a directory.");
 }
 
-TEST_F(SessionInspection, AnEditWithPreviewComesBackWithItsPicture) {
+TEST_F(AIAssistantSessionInspection, AnEditWithPreviewComesBackWithItsPicture) {
     media.clearCalls();
     json reply = document(write("clip", {{"id", clipID(0)}, {"volume", "0.5"}, {"preview", "true"}}));
     EXPECT_EQ(reply["applied"], true);
@@ -367,14 +367,14 @@ TEST_F(SessionInspection, AnEditWithPreviewComesBackWithItsPicture) {
     EXPECT_EQ(reply, state());
 }
 
-TEST_F(SessionInspection, AnEditWithACompactPreviewTellsTimesAlone) {
+TEST_F(AIAssistantSessionInspection, AnEditWithACompactPreviewTellsTimesAlone) {
     const json reply =
         document(write("split", {{"id", clipID(0)}, {"at", "1"}, {"compact", "true"}, {"preview", "true"}}));
     EXPECT_EQ(reply["preview"]["timestamps"].size(), 9U);
     EXPECT_FALSE(reply["preview"].contains("frames"));
 }
 
-TEST_F(SessionInspection, AnUnchangedTimelineIsStillPreviewed) {
+TEST_F(AIAssistantSessionInspection, AnUnchangedTimelineIsStillPreviewed) {
     const json reply =
         document(write("clip", {{"id", clipID(0)}, {"volume", "1"}, {"compact", "true"}, {"preview", "true"}}));
     EXPECT_EQ(reply["applied"], true);
@@ -383,7 +383,7 @@ TEST_F(SessionInspection, AnUnchangedTimelineIsStillPreviewed) {
     EXPECT_TRUE(editor->undoStack().empty());
 }
 
-TEST_F(SessionInspection, AnUnchangedTimelinesPreviewNamesTheClipsThatStand) {
+TEST_F(AIAssistantSessionInspection, AnUnchangedTimelinesPreviewNamesTheClipsThatStand) {
     json entries = state()["timeline"];
     for (auto& entry : entries) entry.erase("clipID");
     const json reply = document(write("timeline", {{"json", entries.dump()}, {"preview", "true"}}));
@@ -392,7 +392,7 @@ TEST_F(SessionInspection, AnUnchangedTimelinesPreviewNamesTheClipsThatStand) {
     EXPECT_EQ(reply["preview"]["frames"].back()["clipID"], clipID(2));
 }
 
-TEST_F(SessionInspection, APreviewThatFailsLeavesTheEditStanding) {
+TEST_F(AIAssistantSessionInspection, APreviewThatFailsLeavesTheEditStanding) {
     media.failOn("timelineStill", "“film” has an invalid trim range or could not be read.");
     const json reply = document(write("clip", {{"id", clipID(0)}, {"volume", "0.5"}, {"preview", "true"}}));
     EXPECT_EQ(reply["applied"], true);
@@ -404,7 +404,7 @@ TEST_F(SessionInspection, APreviewThatFailsLeavesTheEditStanding) {
     EXPECT_EQ(images("Previews"), 0U);
 }
 
-TEST_F(SessionInspection, AnEditOfThePersonAmidAPreviewMakesItStale) {
+TEST_F(AIAssistantSessionInspection, AnEditOfThePersonAmidAPreviewMakesItStale) {
     const auto reply = startWrite("clip", {{"id", clipID(0)}, {"volume", "0.5"}, {"preview", "true"}});
     // The build, the commit, and the preview's own work.
     context.stepBackground();
@@ -418,7 +418,7 @@ TEST_F(SessionInspection, AnEditOfThePersonAmidAPreviewMakesItStale) {
     EXPECT_TRUE(isImage(document["preview"]["path"], "Previews"));
 }
 
-TEST_F(SessionInspection, ASessionThatEndsAmidAnEditsPreviewTellsThatTheEditStands) {
+TEST_F(AIAssistantSessionInspection, ASessionThatEndsAmidAnEditsPreviewTellsThatTheEditStands) {
     const auto reply = startWrite("clip", {{"id", clipID(0)}, {"volume", "0.5"}, {"preview", "true"}});
     context.stepBackground();
     context.runPosted();

@@ -11,7 +11,7 @@ using nlohmann::json;
 constexpr const char* splitText = "Require a known clipID and --at leaving at least 1/30s on each side.";
 constexpr const char* unknownText = "Unknown clipID. Read project for the current timeline IDs.";
 
-class SessionEdits : public SessionFixture {
+class AIAssistantSessionEdits : public SessionFixture {
 protected:
     /// The present timeline as a request, without what a caller may leave out.
     [[nodiscard]] json entries(bool withIDs = true) const {
@@ -27,7 +27,7 @@ protected:
     [[nodiscard]] std::size_t undoSteps() const { return editor->undoStack().size(); }
 };
 
-TEST_F(SessionEdits, TimelineReplacesTheWholeInOneStep) {
+TEST_F(AIAssistantSessionEdits, TimelineReplacesTheWholeInOneStep) {
     const auto before = editor->clips();
     const json reply = document(write("timeline", {{"json", filmEntry(3)}}));
     EXPECT_EQ(reply, state());
@@ -39,7 +39,7 @@ TEST_F(SessionEdits, TimelineReplacesTheWholeInOneStep) {
     EXPECT_TRUE(editor->isDirty());
 }
 
-TEST_F(SessionEdits, TimelineIsComposedOnThePreviewCanvasBeforeItIsCommitted) {
+TEST_F(AIAssistantSessionEdits, TimelineIsComposedOnThePreviewCanvasBeforeItIsCommitted) {
     const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
     EXPECT_EQ(undoSteps(), 0U);
     ASSERT_TRUE(context.stepBackground());
@@ -49,7 +49,7 @@ TEST_F(SessionEdits, TimelineIsComposedOnThePreviewCanvasBeforeItIsCommitted) {
     EXPECT_EQ(undoSteps(), 1U);
 }
 
-TEST_F(SessionEdits, ATimelineThatCannotBeComposedChangesNothing) {
+TEST_F(AIAssistantSessionEdits, ATimelineThatCannotBeComposedChangesNothing) {
     const auto before = editor->clips();
     media.failOn("openAsset film.mov", "The film is broken.");
     EXPECT_NE(refusal(write("timeline", {{"json", filmEntry(3)}})), "done");
@@ -58,14 +58,14 @@ TEST_F(SessionEdits, ATimelineThatCannotBeComposedChangesNothing) {
     EXPECT_FALSE(editor->isDirty());
 }
 
-TEST_F(SessionEdits, TimelineFailsInTheWordsOfItsText) {
+TEST_F(AIAssistantSessionEdits, TimelineFailsInTheWordsOfItsText) {
     EXPECT_EQ(refusal(write("timeline", {{"json", "[1]"}})),
               "timeline requires an array of up to 1,000 clips, at most 1 MiB.");
     EXPECT_EQ(refusal(write("timeline", {{"json", "[{}]"}})), "Clip 1: assetID is missing.");
     EXPECT_EQ(undoSteps(), 0U);
 }
 
-TEST_F(SessionEdits, TheSameTimelineTwiceIsOneStep) {
+TEST_F(AIAssistantSessionEdits, TheSameTimelineTwiceIsOneStep) {
     const json first = document(write("timeline", {{"json", filmEntry(3)}, {"compact", "true"}}));
     media.clearCalls();
     const json second = document(write("timeline", {{"json", filmEntry(3)}, {"compact", "true"}, {"preview", "true"}}));
@@ -79,7 +79,7 @@ TEST_F(SessionEdits, TheSameTimelineTwiceIsOneStep) {
     EXPECT_EQ(undoSteps(), 1U);
 }
 
-TEST_F(SessionEdits, TheStatesOwnTimelineChangesNothing) {
+TEST_F(AIAssistantSessionEdits, TheStatesOwnTimelineChangesNothing) {
     const auto before = revision();
     for (const bool withIDs : {true, false})
         EXPECT_EQ(document(write("timeline", {{"json", entries(withIDs).dump()}}))["revision"], before);
@@ -91,7 +91,7 @@ TEST_F(SessionEdits, TheStatesOwnTimelineChangesNothing) {
     EXPECT_EQ(undoSteps(), 1U);
 }
 
-TEST_F(SessionEdits, AnEmptyTimelineIsOneStepAndComposesNothing) {
+TEST_F(AIAssistantSessionEdits, AnEmptyTimelineIsOneStepAndComposesNothing) {
     const auto reply = startWrite("timeline", {{"json", "[]"}});
     ASSERT_TRUE(reply->has_value()) << "nothing is to be waited for";
     EXPECT_EQ(document(reply->value())["timeline"], json::array());
@@ -102,7 +102,7 @@ TEST_F(SessionEdits, AnEmptyTimelineIsOneStepAndComposesNothing) {
     EXPECT_EQ(undoSteps(), 1U);
 }
 
-TEST_F(SessionEdits, AMissingSourceStopsEveryEditUntilItIsBackOrGone) {
+TEST_F(AIAssistantSessionEdits, AMissingSourceStopsEveryEditUntilItIsBackOrGone) {
     constexpr const char* missing = "Source missing: sound. Restore the original video.";
     const auto elsewhere = sound.path() + ".moved";
     std::filesystem::rename(sound.path(), elsewhere);
@@ -118,7 +118,7 @@ TEST_F(SessionEdits, AMissingSourceStopsEveryEditUntilItIsBackOrGone) {
     EXPECT_EQ(refusal(write("remove", {{"id", clipID(1)}})), "done");
 }
 
-TEST_F(SessionEdits, OfTwoTimelinesInBuildTheFirstToReturnCommits) {
+TEST_F(AIAssistantSessionEdits, OfTwoTimelinesInBuildTheFirstToReturnCommits) {
     const auto first = startWrite("timeline", {{"json", filmEntry(3)}});
     const auto second = startWrite("timeline", {{"json", filmEntry(4)}});
     ASSERT_EQ(context.waitingInBackground(), 2U);
@@ -128,7 +128,7 @@ TEST_F(SessionEdits, OfTwoTimelinesInBuildTheFirstToReturnCommits) {
     EXPECT_EQ(undoSteps(), 1U);
 }
 
-TEST_F(SessionEdits, AnEditOfTheUserDuringABuildStandsAlone) {
+TEST_F(AIAssistantSessionEdits, AnEditOfTheUserDuringABuildStandsAlone) {
     const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
     editor->update(clip(0).id, [](Clip& changed) { changed.volume = 0.5; });
     const auto clips = editor->clips();
@@ -137,7 +137,7 @@ TEST_F(SessionEdits, AnEditOfTheUserDuringABuildStandsAlone) {
     EXPECT_EQ(undoSteps(), 1U);
 }
 
-TEST_F(SessionEdits, AnEditThatTheUserTookBackDuringABuildDoesNotCount) {
+TEST_F(AIAssistantSessionEdits, AnEditThatTheUserTookBackDuringABuildDoesNotCount) {
     const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
     editor->update(clip(0).id, [](Clip& changed) { changed.volume = 0.5; });
     editor->undo();
@@ -145,7 +145,7 @@ TEST_F(SessionEdits, AnEditThatTheUserTookBackDuringABuildDoesNotCount) {
     EXPECT_EQ(clip(0).end, 3);
 }
 
-TEST_F(SessionEdits, AGestureDuringABuildRefusesTheCommit) {
+TEST_F(AIAssistantSessionEdits, AGestureDuringABuildRefusesTheCommit) {
     const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
     editor->beginInteraction();
     EXPECT_EQ(refusal(finish(reply)), busyText);
@@ -153,7 +153,7 @@ TEST_F(SessionEdits, AGestureDuringABuildRefusesTheCommit) {
     EXPECT_EQ(undoSteps(), 0U);
 }
 
-TEST_F(SessionEdits, TheEndOfTheSessionDuringABuildRefusesTheCommit) {
+TEST_F(AIAssistantSessionEdits, TheEndOfTheSessionDuringABuildRefusesTheCommit) {
     const auto before = editor->clips();
     const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
     session().suspend();
@@ -161,7 +161,7 @@ TEST_F(SessionEdits, TheEndOfTheSessionDuringABuildRefusesTheCommit) {
     EXPECT_EQ(editor->clips(), before);
 }
 
-TEST_F(SessionEdits, TheEndOfTheProjectDuringABuildRefusesTheCommit) {
+TEST_F(AIAssistantSessionEdits, TheEndOfTheProjectDuringABuildRefusesTheCommit) {
     const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
     std::weak_ptr<Editor> closed = editor;
     editor.reset();
@@ -169,7 +169,7 @@ TEST_F(SessionEdits, TheEndOfTheProjectDuringABuildRefusesTheCommit) {
     EXPECT_EQ(refusal(finish(reply)), sessionClosedText);
 }
 
-TEST_F(SessionEdits, AWriteDuringAGestureIsBusyAndWorksAfterIt) {
+TEST_F(AIAssistantSessionEdits, AWriteDuringAGestureIsBusyAndWorksAfterIt) {
     const auto quoted = revision();
     editor->beginInteraction();
     EXPECT_EQ(refusal(perform("timeline", {{"revision", quoted}, {"json", "[]"}})), busyText);
@@ -177,7 +177,7 @@ TEST_F(SessionEdits, AWriteDuringAGestureIsBusyAndWorksAfterIt) {
     EXPECT_EQ(refusal(perform("timeline", {{"revision", quoted}, {"json", "[]"}})), "done");
 }
 
-TEST_F(SessionEdits, ClipChangesItsFields) {
+TEST_F(AIAssistantSessionEdits, ClipChangesItsFields) {
     const json reply = document(write("clip", {{"id", clipID(0)},
                                                {"start", "0.5"},
                                                {"end", "2"},
@@ -201,7 +201,7 @@ TEST_F(SessionEdits, ClipChangesItsFields) {
     EXPECT_EQ(clip(1).timelineStart, 6.5);
 }
 
-TEST_F(SessionEdits, ClipRefusesInOrder) {
+TEST_F(AIAssistantSessionEdits, ClipRefusesInOrder) {
     const std::string lane = UUID::random().upper();
     struct Row {
         Options options;
@@ -239,14 +239,14 @@ TEST_F(SessionEdits, ClipRefusesInOrder) {
     EXPECT_EQ(media.count("openAsset"), 0U);
 }
 
-TEST_F(SessionEdits, ClipWithItsPresentLaneIsUnchanged) {
+TEST_F(AIAssistantSessionEdits, ClipWithItsPresentLaneIsUnchanged) {
     const json implied = document(write("clip", {{"id", clipID(1)}, {"audioTrackID", clipID(1)}, {"preview", "true"}}));
     EXPECT_EQ(implied["changed"], false);
     EXPECT_EQ(clip(1).audioTrackID, std::nullopt);
     EXPECT_EQ(undoSteps(), 0U);
 }
 
-TEST_F(SessionEdits, ClipMovesBetweenLanesAndLanesKeepTheirOrder) {
+TEST_F(AIAssistantSessionEdits, ClipMovesBetweenLanesAndLanesKeepTheirOrder) {
     const UUID upper = UUID::random();
     const UUID lower = UUID::random();
     const UUID fresh = UUID::random();
@@ -270,7 +270,7 @@ TEST_F(SessionEdits, ClipMovesBetweenLanesAndLanesKeepTheirOrder) {
     EXPECT_EQ(reply["audioTracks"], json::array({lower.upper(), fresh.upper()}));
 }
 
-TEST_F(SessionEdits, SplitCutsAtATimelineSecond) {
+TEST_F(AIAssistantSessionEdits, SplitCutsAtATimelineSecond) {
     const Clip whole = clip(2);
     const json reply = document(write("split", {{"id", whole.id.upper()}, {"at", "5.5"}, {"compact", "true"}}));
     EXPECT_EQ(reply, state(true));
@@ -286,7 +286,7 @@ TEST_F(SessionEdits, SplitCutsAtATimelineSecond) {
     EXPECT_EQ(undoSteps(), 1U);
 }
 
-TEST_F(SessionEdits, SplitOfAnAudioClipKeepsItsPlaceAndLane) {
+TEST_F(AIAssistantSessionEdits, SplitOfAnAudioClipKeepsItsPlaceAndLane) {
     const Clip whole = clip(1);
     EXPECT_EQ(refusal(write("split", {{"id", whole.id.upper()}, {"at", "3.5"}})), "done");
     EXPECT_EQ(clip(1).end, 1.5);
@@ -296,7 +296,7 @@ TEST_F(SessionEdits, SplitOfAnAudioClipKeepsItsPlaceAndLane) {
     EXPECT_EQ(clip(2).lane(), whole.id);
 }
 
-TEST_F(SessionEdits, SplitHasOneRefusal) {
+TEST_F(AIAssistantSessionEdits, SplitHasOneRefusal) {
     struct Row {
         std::string id;
         std::string at;
@@ -312,7 +312,7 @@ TEST_F(SessionEdits, SplitHasOneRefusal) {
     EXPECT_EQ(undoSteps(), 0U);
 }
 
-TEST_F(SessionEdits, RemoveTakesOneClipOutAndMovesNothingElse) {
+TEST_F(AIAssistantSessionEdits, RemoveTakesOneClipOutAndMovesNothingElse) {
     EXPECT_EQ(refusal(write("remove", {{"id", UUID::random().upper()}})), unknownText);
     EXPECT_EQ(refusal(write("remove", {{"id", "x"}})), unknownText);
     const auto before = editor->clips();
@@ -321,7 +321,7 @@ TEST_F(SessionEdits, RemoveTakesOneClipOutAndMovesNothingElse) {
     EXPECT_EQ(editor->clips(), (std::vector<Clip>{before[1], before[2]}));
 }
 
-TEST_F(SessionEdits, RemovalOfTheLastClipComposesNothing) {
+TEST_F(AIAssistantSessionEdits, RemovalOfTheLastClipComposesNothing) {
     EXPECT_EQ(refusal(write("timeline", {{"json", filmEntry(3)}})), "done");
     settlePreview();
     media.clearCalls();
@@ -332,7 +332,7 @@ TEST_F(SessionEdits, RemovalOfTheLastClipComposesNothing) {
     EXPECT_EQ(undoSteps(), 2U);
 }
 
-TEST_F(SessionEdits, WithPreviewATimelineOfSoundSaysSo) {
+TEST_F(AIAssistantSessionEdits, WithPreviewATimelineOfSoundSaysSo) {
     const std::string sounds = json::array({{{"assetID", assetID(1)}, {"start", 0}, {"end", 5}}}).dump();
     const json reply = document(write("timeline", {{"json", sounds}, {"preview", "true"}}));
     EXPECT_EQ(reply["applied"], true);
@@ -341,7 +341,7 @@ TEST_F(SessionEdits, WithPreviewATimelineOfSoundSaysSo) {
                                       {"stale", false}}));
 }
 
-TEST_F(SessionEdits, WithPreviewAnUnsavedProjectIsToBeSaved) {
+TEST_F(AIAssistantSessionEdits, WithPreviewAnUnsavedProjectIsToBeSaved) {
     makeUnsaved();
     const auto file = makeSource("new.mov", FakeFile::video(5));
     EXPECT_EQ(refusal(write("import", {{"json", json::array({file.path()}).dump()}})), "done");
@@ -353,7 +353,7 @@ TEST_F(SessionEdits, WithPreviewAnUnsavedProjectIsToBeSaved) {
         (json{{"error", "Save the project before rendering a preview."}, {"revision", revision()}, {"stale", false}}));
 }
 
-TEST_F(SessionEdits, AStateThatFailsAfterACommitFailsTheReplyAndTheEditStands) {
+TEST_F(AIAssistantSessionEdits, AStateThatFailsAfterACommitFailsTheReplyAndTheEditStands) {
     auto clips = editor->clips();
     clips.push_back(video(makeManaged("other.mov", FakeFile::video(3)), 3));
     editor->commit(clips);
