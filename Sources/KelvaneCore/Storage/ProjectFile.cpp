@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_set>
 
+#include "ProjectDocument.h"
 #include "ProjectMedia.h"
 #include "Support/AtomicFile.h"
 

@@ -1,14 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
-#include <string>
-#include <string_view>
 #include <vector>
 
 #include "Clip.h"
-#include "Support/Error.h"
 
 namespace kelvane {
 
@@ -25,11 +21,5 @@ struct Project {
 
     bool operator==(const Project&) const = default;
 };
-
-/// The document's JSON: sorted keys, two blanks of indentation, escaped slashes, shortest numbers, no line break
-/// at the end. Fails when a number is not finite.
-Result<std::string> encodeProject(const Project& project);
-/// Reads a document. Strict about presence and types, lenient about order and unknown keys; no range is tested.
-Result<Project> decodeProject(std::string_view json);
 
 }  // namespace kelvane

@@ -1,4 +1,4 @@
-#include "Project.h"
+#include "ProjectDocument.h"
 
 #include <fmt/format.h>
 
