@@ -86,7 +86,8 @@ kelvane::EditedMediaPtr edited(kelvane::FFmpegPlatform& platform, const json& st
         clip.end = entry["end"];
         clips.push_back(clip);
     }
-    return need(kelvane::MediaEngine::build(platform, clips, kelvane::Framing::size, {1, 30}, {}));
+    return need(
+        kelvane::MediaEngine::build(platform, clips, kelvane::Framing::size, kelvane::MediaEngine::previewFrame, {}));
 }
 
 /// Changes the first clip's volume and has the result shown, against drawing the same stills.

@@ -62,7 +62,7 @@ public:
         report("timeline: validate", [&] { (void)CLIEditing::validate(target).value(); });
         report("timeline: identical", [&] { (void)CLIEditing::identical(clips, target); });
         report("timeline: build on the fake engine",
-               [&] { (void)MediaEngine::build(media, target, Framing::size, MediaTime{1, 30}, {}).value(); });
+               [&] { (void)MediaEngine::build(media, target, Framing::size, MediaEngine::previewFrame, {}).value(); });
 
         const std::string texts[] = {encoded(requestText(1)), encoded(requestText(2))};
         std::string message;

@@ -3,19 +3,10 @@
 #include <algorithm>
 
 #include "Assistant/KelvaneProjectLink.h"
+#include "Support/Text.h"
 #include "Windows/ProjectWindows.h"
 
 namespace kelvane {
-
-namespace {
-
-std::string lowered(std::string_view text) {
-    std::string out(text);
-    std::ranges::transform(out, out.begin(), [](unsigned char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; });
-    return out;
-}
-
-}  // namespace
 
 std::vector<FileURL> incomingURLs(const std::vector<std::string>& arguments) {
     std::vector<FileURL> urls;

@@ -10,6 +10,7 @@
 #include "KelvaneProjectLink.h"
 #include "ShellQuoting.h"
 #include "Support/AtomicFile.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 

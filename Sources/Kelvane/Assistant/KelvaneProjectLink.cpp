@@ -8,6 +8,7 @@
 
 #include "ShellQuoting.h"
 #include "Support/Error.h"
+#include "Support/Text.h"
 
 namespace kelvane::KelvaneProjectLink {
 
@@ -18,17 +19,9 @@ constexpr std::string_view host = "project";
 /// From a bundle's executable ("Contents", a folder of programs, the program) up to the bundle.
 constexpr int levelsToBundle = 3;
 
-char lowered(char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-}
-
-bool equalsIgnoringCase(std::string_view text, std::string_view lowerCase) {
-    return std::ranges::equal(text, lowerCase, {}, lowered);
-}
-
-/// Takes `prefix` off the front of `text`, in any case; false when it isn't there.
+/// Takes `prefix`, which has small letters, off the front of `text`, in any case; false when it isn't there.
 bool consume(std::string_view& text, std::string_view prefix) {
-    if (!equalsIgnoringCase(text.substr(0, prefix.size()), prefix)) return false;
+    if (lowered(text.substr(0, prefix.size())) != prefix) return false;
     text.remove_prefix(prefix.size());
     return true;
 }
@@ -49,7 +42,7 @@ std::string openCommand(const UUID& projectID, const FileURL& executable) {
     for (int level = 0; level < levelsToBundle; ++level) bundle = bundle.deletingLastPathComponent();
 
     std::string command(openerProgram);
-    if (equalsIgnoringCase(bundle.pathExtension(), "app")) command += " -a " + shellQuoted(bundle.path());
+    if (lowered(bundle.pathExtension()) == "app") command += " -a " + shellQuoted(bundle.path());
     command += ' ';
     command += shellQuoted(url(projectID).absoluteString());
     return command;
@@ -64,7 +57,7 @@ std::optional<UUID> projectID(std::string_view url) {
     const std::string_view authority = url.substr(0, slash);
     const std::string_view path = url.substr(slash + 1);
     if (authority.find_first_of("@:") != std::string_view::npos || path.find_first_of("?#") != std::string_view::npos ||
-        !equalsIgnoringCase(percentDecoded(authority), host)) {
+        lowered(percentDecoded(authority)) != host) {
         return std::nullopt;
     }
     return UUID::parse(percentDecoded(path));

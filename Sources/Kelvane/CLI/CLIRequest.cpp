@@ -5,6 +5,7 @@
 
 #include "CLIError.h"
 #include "Support/JSON.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
@@ -33,7 +34,7 @@ Result<CLIRequest> decodeCLIRequest(std::string_view text) {
         return fail(CLIError("The request's “options” must be a JSON object of strings."));
     for (const auto& [name, value] : options->items()) {
         const auto* string = value.get_ptr<const nlohmann::json::string_t*>();
-        if (string == nullptr) return fail(CLIError("The request's option “" + name + "” must be a string."));
+        if (string == nullptr) return fail(CLIError("The request's option " + quotedName(name) + " must be a string."));
         request.options.emplace(name, *string);
     }
 

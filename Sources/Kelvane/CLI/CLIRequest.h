@@ -19,6 +19,14 @@ struct CLIRequest {
     /// The project meant; absent when the client was given a socket path instead.
     std::optional<UUID> projectID;
 
+    /// The text of an option; nothing when it isn't given.
+    [[nodiscard]] std::optional<std::string> option(const std::string& name) const {
+        const auto found = options.find(name);
+        return found == options.end() ? std::nullopt : std::optional(found->second);
+    }
+    /// Whether a flag is given.
+    [[nodiscard]] bool hasFlag(const std::string& name) const { return option(name) == "true"; }
+
     bool operator==(const CLIRequest&) const = default;
 };
 

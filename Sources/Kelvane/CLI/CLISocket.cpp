@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "CLIError.h"
+#include "CLILimits.h"
 
 namespace kelvane::CLISocket {
 
@@ -64,7 +65,7 @@ void configure(const FileDescriptor& socket, double receiveTimeout) {
 }
 
 Result<void> write(std::string_view data, const FileDescriptor& socket) {
-    if (data.size() > maximumMessageBytes) return tooLong();
+    if (data.size() > CLILimits::messageBytes) return tooLong();
     std::string line;
     line.reserve(data.size() + 1);
     line.append(data);
@@ -88,7 +89,7 @@ Result<std::string> read(const FileDescriptor& socket) {
         const std::string_view received(chunk, static_cast<std::size_t>(count));
         const auto end = received.find('\n');
         message.append(received.substr(0, end));
-        if (message.size() > maximumMessageBytes) return tooLong();
+        if (message.size() > CLILimits::messageBytes) return tooLong();
         if (end != std::string_view::npos) return message;
     }
 }

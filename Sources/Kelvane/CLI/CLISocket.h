@@ -10,8 +10,6 @@
 /// What both ends of a live connection share: a message is one line, a socket is blocking with timeouts.
 namespace kelvane::CLISocket {
 
-/// Longest message in either direction, bytes, without its line feed.
-inline constexpr std::size_t maximumMessageBytes = 1'048'576;
 /// Longest path of a socket in UTF-8 bytes: what the smallest `sun_path` among Unix systems holds with its NUL.
 inline constexpr std::size_t maximumPathBytes = 103;
 /// How long one send may stand still, seconds.

@@ -37,16 +37,11 @@ Result<std::map<std::string, std::string>> parseOptions(const Command& command, 
     return options;
 }
 
-/// The option's value, or "auto" when it is absent.
-std::string_view choice(const CLIRequest& request, const char* name) {
-    const auto found = request.options.find(name);
-    return found == request.options.end() ? std::string_view("auto") : std::string_view(found->second);
-}
-
 Result<void> validateExport(const CLIRequest& request) {
-    if (auto resolution = exportResolutionFromCommandLine(choice(request, "resolution")); !resolution)
+    if (auto resolution = exportResolutionFromCommandLine(request.option("resolution").value_or("auto")); !resolution)
         return fail(std::move(resolution.error()));
-    if (auto rate = exportFrameRateFromCommandLine(choice(request, "fps")); !rate) return fail(std::move(rate.error()));
+    if (auto rate = exportFrameRateFromCommandLine(request.option("fps").value_or("auto")); !rate)
+        return fail(std::move(rate.error()));
     return {};
 }
 
@@ -92,11 +87,9 @@ Result<void> validate(const CLIRequest& request) {
         if (command->takesValue(key) || (command->hasFlag(key) && value == "true")) continue;
         return fail(CLIError("Unknown or invalid option: --" + key + ". Run Kelvane cli help."));
     }
-    for (const std::string_view name : command->required) {
-        const auto found = request.options.find(std::string(name));
-        if (found == request.options.end() || found->second.empty())
+    for (const std::string_view name : command->required)
+        if (request.option(std::string(name)).value_or("").empty())
             return fail(CLIError("Missing --" + std::string(name) + ". Run Kelvane cli help."));
-    }
     if (request.command == "export") return validateExport(request);
     if (request.command == "waveform" && request.options.contains("asset") == request.options.contains("clip"))
         return fail(CLIError("waveform requires exactly one of --asset or --clip."));

@@ -1,7 +1,6 @@
 #include <initializer_list>
-#include <iterator>
 
-#include "CLISocket.h"
+#include "CLILimits.h"
 #include "KelvaneCLI.h"
 #include "Media/ExportSettings.h"
 #include "Support/JSON.h"
@@ -10,41 +9,20 @@ namespace kelvane::KelvaneCLI {
 
 namespace {
 
-std::string array(const auto& texts) {
-    std::string out = "[";
-    for (const auto& text : texts) {
-        if (out.size() > 1) out += ',';
-        appendJSONString(out, text, Slashes::plain);
-    }
-    return out += ']';
-}
+JSONArray array(std::initializer_list<std::string_view> texts) { return jsonArray(texts); }
 
-std::string array(std::initializer_list<std::string_view> texts) {
-    return array(std::span(std::data(texts), texts.size()));
-}
-
-std::string array(const auto& cases, auto&& word) {
-    std::string out = "[";
-    for (const auto value : cases) {
-        if (out.size() > 1) out += ',';
-        appendJSONString(out, word(value), Slashes::plain);
-    }
-    return out += ']';
-}
-
-std::string commandsArray() {
-    std::string out = "[";
+JSONArray commandsArray() {
+    JSONArray rows;
     for (const Command& command : commands()) {
         JSONObject row;
         row.set("name", command.name);
-        row.setRaw("options", array(command.options));
-        row.setRaw("flags", array(command.flags));
-        row.setRaw("required", array(command.required));
+        row.set("options", jsonArray(command.options));
+        row.set("flags", jsonArray(command.flags));
+        row.set("required", jsonArray(command.required));
         row.set("description", command.description);
-        if (out.size() > 1) out += ',';
-        out += row.text();
+        rows.add(row);
     }
-    return out += ']';
+    return rows;
 }
 
 JSONObject clipFields() {
@@ -54,9 +32,9 @@ JSONObject clipFields() {
     defaults.set("vertical", 0.0);
     defaults.set("volume", 1.0);
     JSONObject fields;
-    fields.setRaw("required", array({"assetID", "start", "end"}));
-    fields.setRaw("optional",
-                  array({"clipID", "zoom", "horizontal", "vertical", "volume", "timelineStart", "audioTrackID"}));
+    fields.set("required", array({"assetID", "start", "end"}));
+    fields.set("optional",
+               array({"clipID", "zoom", "horizontal", "vertical", "volume", "timelineStart", "audioTrackID"}));
     fields.set("defaults", defaults);
     return fields;
 }
@@ -66,11 +44,11 @@ JSONObject exportChoices() {
     defaults.set("resolution", commandLineWord(ExportResolution::automatic));
     defaults.set("fps", commandLineWord(ExportFrameRate::automatic));
     JSONObject choices;
-    choices.setRaw("resolutions",
-                   array(allExportResolutions, [](ExportResolution value) { return commandLineWord(value); }));
-    choices.setRaw("fps", array(allExportFrameRates, [](ExportFrameRate value) { return commandLineWord(value); }));
+    choices.set("resolutions",
+                jsonArray(allExportResolutions, [](ExportResolution value) { return commandLineWord(value); }));
+    choices.set("fps", jsonArray(allExportFrameRates, [](ExportFrameRate value) { return commandLineWord(value); }));
     choices.set("defaults", defaults);
-    choices.setRaw("formats", array(allExportContainers, [](ExportContainer value) { return rawValue(value); }));
+    choices.set("formats", jsonArray(allExportContainers, [](ExportContainer value) { return rawValue(value); }));
     return choices;
 }
 
@@ -90,17 +68,17 @@ JSONObject ranges() {
 
 JSONObject limits() {
     JSONObject limits;
-    limits.set("clips", 1000.0);
-    limits.set("durationSeconds", 86400.0);
-    limits.set("messageBytes", static_cast<double>(CLISocket::maximumMessageBytes));
-    limits.set("batchAssets", 64.0);
+    limits.set("clips", static_cast<double>(CLILimits::clips));
+    limits.set("durationSeconds", CLILimits::durationSeconds);
+    limits.set("messageBytes", static_cast<double>(CLILimits::messageBytes));
+    limits.set("batchAssets", static_cast<double>(CLILimits::batchAssets));
     return limits;
 }
 
 std::string document() {
     JSONObject document;
     document.set("version", 3.0);
-    document.setRaw("commands", commandsArray());
+    document.set("commands", commandsArray());
     document.set("clipFields", clipFields());
     document.set("audio",
                  "mediaType=audio overlays video at timelineStart (finite, >=0). New default 0; retained clipID "

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "CLIError.h"
+#include "CLILimits.h"
 #include "CLIReplyDocument.h"
 #include "KelvaneCLI.h"
 #include "Support/JSON.h"
@@ -15,7 +16,6 @@ namespace kelvane::KelvaneCLI {
 
 namespace {
 
-constexpr std::size_t maximumInputBytes = 1'048'576;
 constexpr std::size_t chunkBytes = 8192;
 
 /// After an interruption, or once a stream that was inherited non-blocking is ready again, answers true: the call that
@@ -84,7 +84,7 @@ Result<std::string> readInput(int descriptor) {
         if (count < 0) return fail(Error::posix("Standard input could not be read", errno));
         if (count == 0) break;
         input.append(chunk, static_cast<std::size_t>(count));
-        if (input.size() > maximumInputBytes) return fail(CLIError("stdin exceeds 1 MiB."));
+        if (input.size() > CLILimits::messageBytes) return fail(CLIError("stdin exceeds 1 MiB."));
     }
     if (!isUTF8(input)) return fail(CLIError("stdin must be UTF-8 JSON of at most 1 MiB."));
     return input;

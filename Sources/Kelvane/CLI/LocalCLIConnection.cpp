@@ -20,8 +20,10 @@
 #include <utility>
 
 #include "CLIError.h"
+#include "CLILimits.h"
 #include "CLIReply.h"
 #include "CLISocket.h"
+#include "Support/Text.h"
 #include "Support/UUID.h"
 
 namespace kelvane {
@@ -36,7 +38,7 @@ constexpr int exhaustedRestMilliseconds = 50;
 /// Connections taken before the accept thread looks at its stop signal again.
 constexpr int acceptsAtOnce = 16;
 /// What a peer may go on sending behind its request, and how long it may pause and take altogether.
-constexpr std::size_t drainedBytes = 4 * 1'048'576;
+constexpr std::size_t drainedBytes = 4 * CLILimits::messageBytes;
 constexpr int drainPauseMilliseconds = 100;
 constexpr std::chrono::milliseconds drainTime{1000};
 
@@ -183,7 +185,7 @@ struct LocalCLIConnection::Service {
 Result<std::unique_ptr<LocalCLIConnection>> LocalCLIConnection::start(Handler handler, double receiveTimeout) {
     std::string folder = "/tmp/kelvane-" + UUID::random().upper();
     if (mkdir(folder.c_str(), 0700) != 0)
-        return fail(Error::posix("The folder “" + folder + "” could not be created", errno));
+        return fail(Error::posix("The folder " + quotedName(folder) + " could not be created", errno));
     // From here on the instance's end is the clean-up.
     std::unique_ptr<LocalCLIConnection> connection(new LocalCLIConnection);
     connection->socketPath_ = folder + "/control.sock";

@@ -2,6 +2,7 @@
 #include <sys/socket.h>
 
 #include "CLIError.h"
+#include "CLILimits.h"
 #include "CLISocket.h"
 #include "LocalCLIConnection.h"
 
@@ -18,7 +19,7 @@ Result<std::string> LocalCLIConnection::request(std::string_view data, const std
             CLIError("Kelvane is not connected. Reopen the project in Kelvane and use --project <projectID> to "
                      "discover its current connection."));
     }
-    if (data.size() > CLISocket::maximumMessageBytes) return fail(CLIError("CLI message exceeds 1 MiB."));
+    if (data.size() > CLILimits::messageBytes) return fail(CLIError("CLI message exceeds 1 MiB."));
     if (!CLISocket::write(data, socket)) return fail(CLIOutcomeUnknown());
     auto reply = CLISocket::read(socket);
     if (!reply) return fail(CLIOutcomeUnknown());

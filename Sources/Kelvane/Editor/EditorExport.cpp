@@ -1,5 +1,4 @@
 #include <fmt/format.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
@@ -14,11 +13,6 @@ namespace {
 
 /// Pause between two looks at the encoder's progress.
 constexpr std::chrono::milliseconds progressPause{200};
-
-bool exists(const FileURL& file) {
-    struct stat status{};
-    return ::stat(file.path().c_str(), &status) == 0;
-}
 
 /// The size and rate that an export's choices come to, and the line that says so.
 struct ExportFormat {
@@ -90,7 +84,7 @@ Result<Editor::ExportJobPtr> Editor::admitExport(FileURL destination, bool overw
     if (busy() || interactionSnapshot_ || clips_->empty()) return fail("Kelvane is busy or the timeline is empty.");
     const Result<ExportContainer> container = exportContainerForDestination(destination);
     if (!container) return fail(container.error());
-    if (!overwrite && exists(destination)) return fail("Output exists; use --overwrite.");
+    if (!overwrite && fileExists(destination.path())) return fail("Output exists; use --overwrite.");
     const std::string target = destination.resolved().path();
     const auto isTarget = [&target](const FileURL& url) { return url.resolved().path() == target; };
     std::set<FileURL> seen;
@@ -100,7 +94,7 @@ Result<Editor::ExportJobPtr> Editor::admitExport(FileURL destination, bool overw
     if (taken) return fail("Output cannot replace project or source media.");
     auto job = std::make_shared<ExportJob>();
     job->temporary = destination.deletingLastPathComponent().appending(
-        fmt::format(".kelvane-{}.{}", UUID::random().upper(), rawValue(*container)));
+        fmt::format("{}{}.{}", temporaryFilePrefix, UUID::random().upper(), rawValue(*container)));
     job->destination = std::move(destination);
     job->overwrite = overwrite;
     job->container = *container;
@@ -223,7 +217,7 @@ void Editor::pollExportProgress() {
 
 QCoro::Task<Result<void>> Editor::publishExport(ExportJobPtr job) {
     if (isStopped(*job)) co_return Result<void>(fail(Error::cancelled()));
-    if (!exists(job->temporary))
+    if (!fileExists(job->temporary.path()))
         co_return Result<void>(fail(fmt::format("Export did not produce a {} file.", kelvane::title(job->container))));
     // From the last check to the rename nothing else can run on the main thread.
     if (Result<void> valid = job->validatePublish ? job->validatePublish() : Result<void>(); !valid) co_return valid;

@@ -12,8 +12,6 @@ namespace {
 
 /// Pause after a change before the preview is built, so that a burst of edits costs one build.
 constexpr std::chrono::milliseconds previewPause{180};
-/// One frame of the preview, seconds.
-constexpr MediaTime previewFrame{1, 30};
 
 }  // namespace
 
@@ -73,7 +71,9 @@ void Editor::rebuildPreview() {
 
 QCoro::Task<void> Editor::buildPreview(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
                                        ClipArray clips, std::stop_token stop) {
-    auto work = [media, clips, stop] { return MediaEngine::build(*media, *clips, Framing::size, previewFrame, stop); };
+    auto work = [media, clips, stop] {
+        return MediaEngine::build(*media, *clips, Framing::size, MediaEngine::previewFrame, stop);
+    };
     auto background = inBackground(*context, std::move(work));
     const Result<EditedMediaPtr> built = co_await background;
     const std::shared_ptr<Editor> self = weak.lock();
@@ -89,7 +89,7 @@ void Editor::showBuiltPreview(const Result<EditedMediaPtr>& built) {
         return;
     }
     // The last frame begins one frame before the end.
-    const double lastFrame = std::max(previewDuration() - previewFrame.seconds(), 0.0);
+    const double lastFrame = std::max(previewDuration() - MediaEngine::previewFrame.seconds(), 0.0);
     const double target = std::min(previewPlayhead(), lastFrame);
     replacePlayerItem(*built);
     seekPreview(target);

@@ -8,12 +8,14 @@
 #include <cstdio>
 #include <string>
 
+#include "Support/Text.h"
+
 namespace kelvane {
 
 namespace {
 
 Result<void> failure(const FileURL& destination, int number) {
-    return fail(Error::posix("“" + destination.lastPathComponent() + "” could not be saved", number));
+    return fail(Error::posix(quotedName(destination.lastPathComponent()) + " could not be saved", number));
 }
 
 int renameWithoutReplacing(const std::string& temporary, const std::string& destination) {
@@ -56,8 +58,8 @@ Result<void> checkFolderAccepts(const FileURL& destination) {
     else if (::faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) != 0)
         number = errno;
     if (number == 0) return {};
-    return fail(Error::posix("“" + destination.lastPathComponent() + "” could not be saved in the folder “" +
-                                 folder.lastPathComponent() + "”",
+    return fail(Error::posix(quotedName(destination.lastPathComponent()) + " could not be saved in the folder " +
+                                 quotedName(folder.lastPathComponent()),
                              number));
 }
 

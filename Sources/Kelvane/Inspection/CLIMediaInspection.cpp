@@ -122,9 +122,9 @@ Result<JSONObject> contactSheet(MediaPlatform& platform, const Clip& asset, cons
     document.set("assetID", std::string_view(asset.id.upper()));
     document.set("path", std::string_view(*path));
     if (compact) {
-        document.setRaw("timestamps", arrayText(shown));
+        document.set("timestamps", jsonArray(shown));
     } else {
-        document.setRaw("frames", arrayText(entries));
+        document.set("frames", jsonArray(entries));
         document.set("context",
                      "Sparse source stills in original aspect ratio. No continuous motion or audio analysis.");
     }
@@ -168,8 +168,8 @@ JSONObject contactSheets(const std::vector<Clip>& assets, const RenderAsset& ren
         entry.set("error", isInterrupted ? std::string_view("Inspection was interrupted.") : result->error().message);
     }
     JSONObject document;
-    document.setRaw("sheets", arrayText(sheets));
-    document.setRaw("errors", arrayText(errors));
+    document.set("sheets", jsonArray(sheets));
+    document.set("errors", jsonArray(errors));
     document.set("complete", errors.empty());
     return document;
 }

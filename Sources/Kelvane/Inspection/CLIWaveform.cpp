@@ -1,8 +1,5 @@
 #include "CLIWaveform.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -10,11 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "InspectionFile.h"
 #include "Media/AudioSampleReader.h"
 #include "Platform/BitmapCanvas.h"
 #include "Platform/ImageEncoding.h"
 #include "Support/AtomicFile.h"
-#include "Support/FileDescriptor.h"
 
 namespace kelvane::CLIWaveform {
 
@@ -85,26 +82,6 @@ private:
     std::vector<float> values_;
 };
 
-/// Writes a new file and leaves none behind when that fails.
-Result<void> writePicture(const std::string& path, const std::optional<std::string>& data) {
-    const auto file = FileDescriptor::open(path, O_WRONLY | O_CREAT | O_EXCL, 0644);
-    if (!file.isOpen()) return fail("Could not write waveform.");
-    if (!data || !file.writeAll(*data)) {
-        ::unlink(path.c_str());
-        return fail("Could not finish waveform.");
-    }
-    return {};
-}
-
-std::string numbers(const std::vector<float>& values) {
-    std::string text = "[";
-    for (const float value : values) {
-        if (text.size() > 1) text += ',';
-        appendJSONNumber(text, static_cast<double>(value));
-    }
-    return text + "]";
-}
-
 void describeClip(JSONObject& document, const UUID& clipID, double gain) {
     document.set("clipID", clipID.upper());
     document.set("volume", gain);
@@ -163,7 +140,8 @@ Result<JSONObject> inspect(MediaPlatform& platform, const Clip& asset, double st
     if (auto made = makeFolders(folder.path()); !made) return fail(made.error());
     const std::string name = "waveform-" + clipID.value_or(asset.id).upper() + "-" + UUID::random().upper() + ".png";
     const std::string path = folder.appending(name).path();
-    if (auto written = writePicture(path, pngData(canvas->image())); !written) return fail(written.error());
+    if (auto written = writeNewPicture(path, pngData(canvas->image()), "waveform"); !written)
+        return fail(written.error());
 
     JSONObject document;
     document.set("assetID", asset.id.upper());
@@ -171,7 +149,7 @@ Result<JSONObject> inspect(MediaPlatform& platform, const Clip& asset, double st
     document.set("start", start);
     document.set("end", end);
     document.set("binSeconds", peaks.binSeconds());
-    document.setRaw("peaks", numbers(peaks.values()));
+    document.set("peaks", jsonArray(peaks.values()));
     document.set("peak", static_cast<double>(*std::ranges::max_element(peaks.values())));
     if (clipID)
         describeClip(document, *clipID, gain);

@@ -14,14 +14,13 @@ namespace kelvane::CLIMediaInspection {
 
 namespace {
 
-/// How far before a point its last frame is looked for: one frame at 30 frames a second, seconds.
-constexpr double oneFrame = 1.0 / 30.0;
+/// How far before a point its last frame is looked for: one frame, seconds.
+constexpr double oneFrame = MediaEngine::previewFrame.seconds();
 constexpr int maximumMiddles = 8;
 constexpr int maximumCuts = 7;
 
 /// Pixels a side of a rendered still.
 constexpr Size stillSize{1280, 1280};
-constexpr MediaTime frameDuration{1, 30};
 /// How much before the end the last frame is asked for.
 constexpr MediaTime lastInstant{1, compositionTimescale};
 constexpr std::size_t shortIDCharacters = 8;
@@ -184,7 +183,7 @@ Result<JSONObject> preview(MediaPlatform& platform, const std::vector<Clip>& cli
                            const EditedMediaPtr& preparedMedia, std::stop_token stop) {
     EditedMediaPtr media = preparedMedia;
     if (!media) {
-        auto built = MediaEngine::build(platform, clips, Framing::size, frameDuration, stop);
+        auto built = MediaEngine::build(platform, clips, Framing::size, MediaEngine::previewFrame, stop);
         if (!built) return fail(std::move(built.error()));
         media = *std::move(built);
     }
@@ -204,9 +203,9 @@ Result<JSONObject> preview(MediaPlatform& platform, const std::vector<Clip>& cli
     document.set("path", std::string_view(*path));
     document.set("duration", duration);
     if (compact) {
-        document.setRaw("timestamps", arrayText(preview.shown()));
+        document.set("timestamps", jsonArray(preview.shown()));
     } else {
-        document.setRaw("frames", arrayText(preview.entries()));
+        document.set("frames", jsonArray(preview.entries()));
         document.set("context",
                      "Rendered timeline stills with the editor's crop and orientation. Inspect framing and both sides "
                      "of sampled cuts. No continuous motion or audio analysis.");

@@ -1,6 +1,7 @@
 #include <cstdlib>
 
 #include "DesktopEntries.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
@@ -12,7 +13,7 @@ struct Word {
 };
 
 std::unexpected<Error> badLine(const DesktopEntry& entry) {
-    return fail("“" + entry.name + "” could not be opened: its desktop entry has no command that can be run.");
+    return fail(quotedName(entry.name) + " could not be opened: its desktop entry has no command that can be run.");
 }
 
 /// The words of a line, divided by blanks outside quotation marks; nothing when a quotation doesn't end.
@@ -136,10 +137,7 @@ DesktopFolders DesktopFolders::ofProcess() {
     DesktopFolders all;
     all.data = folders("XDG_DATA_HOME", "/.local/share", "XDG_DATA_DIRS", "/usr/local/share:/usr/share");
     all.config = folders("XDG_CONFIG_HOME", "/.config", "XDG_CONFIG_DIRS", "/etc/xdg");
-    auto desktops = variable("XDG_CURRENT_DESKTOP");
-    for (char& character : desktops)
-        if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
-    all.desktops = list(desktops, ':');
+    all.desktops = list(lowered(variable("XDG_CURRENT_DESKTOP")), ':');
     all.programs = list(variable("PATH"), ':');
     return all;
 }

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "Support/FileDescriptor.h"
+#include "Support/Text.h"
 
 extern char** environ;
 
@@ -81,7 +82,7 @@ Result<void> outcome(const std::string& what, const Report& report, const std::s
         case Report::Fate::notStarted:
             return fail(Error::posix(what, report.number));
         case Report::Fate::noFolder:
-            return fail(Error::posix(what + ": its folder “" + folder + "” can't be entered", report.number));
+            return fail(Error::posix(what + ": its folder " + quotedName(folder) + " can't be entered", report.number));
         case Report::Fate::ended:
             break;
     }

@@ -1,6 +1,7 @@
 #include "XDGDesktopServices.h"
 
 #include "ProgramLaunch.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
@@ -17,14 +18,14 @@ std::optional<DesktopApplication> XDGDesktopServices::applicationFor(std::string
 
 QCoro::Task<Result<void>> XDGDesktopServices::open(std::string url, DesktopApplication application) {
     const auto all = folders();
-    const std::string what = "“" + application.name + "” could not be opened";
+    const std::string what = quotedName(application.name) + " could not be opened";
     // The entry may have changed, or gone, since the application was found.
     auto entry = DesktopEntries::find(all, application.id);
     if (!entry) co_return fail(what + ": it is no longer installed.");
     auto words = DesktopEntries::command(*entry, url);
     if (!words) co_return fail(std::move(words.error()));
     const auto program = DesktopEntries::programPath(all.programs, words->front());
-    if (!program) co_return fail(what + ": its program “" + words->front() + "” can't be found.");
+    if (!program) co_return fail(what + ": its program " + quotedName(words->front()) + " can't be found.");
     auto work = [what, program = *program, words = *std::move(words), folder = entry->workingFolder,
                  watched = watched_] { return launchProgram(what, program, words, folder, watched); };
     auto background = inBackground(context_, std::move(work));

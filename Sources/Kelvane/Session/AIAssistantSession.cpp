@@ -12,7 +12,6 @@ namespace kelvane {
 
 namespace {
 
-Error projectClosed() { return CLIError("The Kelvane project is closed."); }
 Error sessionClosed() { return CLIError("The Kelvane session is closed."); }
 
 bool isInspection(const std::string& command) {
@@ -26,16 +25,12 @@ bool isTimelineEdit(const std::string& command) {
 }  // namespace
 
 Result<std::string> requiredOption(const CLIRequest& request, const char* name) {
-    const auto option = request.options.find(name);
-    if (option == request.options.end() || option->second.empty())
-        return fail(CLIError(std::string("Missing --") + name + ". Run cli help."));
-    return option->second;
+    auto option = request.option(name);
+    if (!option || option->empty()) return fail(CLIError(std::string("Missing --") + name + ". Run cli help."));
+    return *std::move(option);
 }
 
-bool hasFlag(const CLIRequest& request, const char* name) {
-    const auto option = request.options.find(name);
-    return option != request.options.end() && option->second == "true";
-}
+Error projectClosed() { return CLIError("The Kelvane project is closed."); }
 
 AIAssistantSession::AIAssistantSession(MainContext* context, MediaPlatform* media)
     : context_(context), media_(media), door_(std::make_shared<RequestDoor>(context)) {}
@@ -143,7 +138,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, 
     if (auto valid = KelvaneCLI::validate(request); !valid) co_return fail(std::move(valid.error()));
 
     Write write;
-    write.compact = hasFlag(request, "compact");
+    write.compact = request.hasFlag("compact");
     write.epoch = generation.value_or(generation_);
     write.stop = period_.get_token();
     {
@@ -184,7 +179,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, 
 
 Result<JSONObject> AIAssistantSession::project(const CLIRequest& request) const {
     auto state = projectState(false);
-    if (state && hasFlag(request, "include-capabilities")) state->setRaw("capabilities", KelvaneCLI::capabilities());
+    if (state && request.hasFlag("include-capabilities")) state->setRaw("capabilities", KelvaneCLI::capabilities());
     return state;
 }
 

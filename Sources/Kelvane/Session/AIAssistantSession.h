@@ -120,7 +120,7 @@ private:
 
 /// The value of a request's option, if it is there and not empty; else "Missing --<name>. Run cli help."
 Result<std::string> requiredOption(const CLIRequest& request, const char* name);
-/// Whether a flag is given.
-bool hasFlag(const CLIRequest& request, const char* name);
+/// "The Kelvane project is closed."
+Error projectClosed();
 
 }  // namespace kelvane

@@ -15,9 +15,6 @@ namespace {
 
 using Clips = std::vector<Clip>;
 
-/// Previews, and the trial build of a new timeline, run at 30 frames a second.
-constexpr MediaTime previewFrame{1, 30};
-
 Clips::const_iterator clipNamed(const Clips& clips, const std::string& text) {
     const auto id = UUID::parse(text);
     if (!id) return clips.end();
@@ -69,9 +66,9 @@ constexpr NumberField numberFields[] = {
 
 Result<void> storeNumbers(Clip& clip, const CLIRequest& request) {
     for (const auto& [name, store] : numberFields) {
-        const auto option = request.options.find(name);
-        if (option == request.options.end()) continue;
-        const auto value = finiteNumber(option->second);
+        const auto option = request.option(name);
+        if (!option) continue;
+        const auto value = finiteNumber(*option);
         if (!value) return fail(CLIError(std::string("--") + name + " must be a finite number."));
         if (std::string_view(name) == "timelineStart" && !clip.isAudio())
             return fail(CLIError("timelineStart applies to audio clips only."));
@@ -82,17 +79,16 @@ Result<void> storeNumbers(Clip& clip, const CLIRequest& request) {
 
 /// `target` with the clip at `index` changed as the request says.
 Result<Clips> clipTarget(Clips target, std::size_t index, const CLIRequest& request) {
-    const auto lane = request.options.find("audioTrackID");
-    const bool hasLane = lane != request.options.end();
+    const auto lane = request.option("audioTrackID");
     const bool hasNumber = std::ranges::any_of(
         numberFields, [&](const NumberField& field) { return request.options.contains(field.name); });
-    if (!hasNumber && !hasLane) return fail(CLIError("Specify at least one clip field to update."));
+    if (!hasNumber && !lane) return fail(CLIError("Specify at least one clip field to update."));
 
     const auto tracks = TimelineLayout::audioTracks(target);
     Clip& clip = target[index];
     if (auto stored = storeNumbers(clip, request); !stored) return fail(std::move(stored.error()));
-    if (!hasLane) return target;
-    const auto id = UUID::parse(lane->second);
+    if (!lane) return target;
+    const auto id = UUID::parse(*lane);
     if (!clip.isAudio() || !id) return fail(CLIError("--audioTrackID requires an audio clip and a lane UUID."));
     if (*id == clip.lane()) return target;
     clip.audioTrackID = *id;
@@ -123,7 +119,7 @@ Result<Clips> editTarget(const Editor& editor, const CLIRequest& request) {
 QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
     const auto self = shared_from_this();
     auto editor = editor_.lock();
-    if (!editor) co_return fail(CLIError("The Kelvane project is closed."));
+    if (!editor) co_return fail(projectClosed());
     auto computed = editTarget(*editor, write.request);
     if (!computed) co_return fail(std::move(computed.error()));
     const Target target = std::make_shared<const Clips>(*std::move(computed));
@@ -138,7 +134,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
         if (!target->empty()) {
             // Whether the timeline can be composed is found out before anything changes.
             auto build = [media = media_, target, stop = write.stop] {
-                return MediaEngine::build(*media, *target, Framing::size, previewFrame, stop);
+                return MediaEngine::build(*media, *target, Framing::size, MediaEngine::previewFrame, stop);
             };
             auto background = inBackground(*context_, std::move(build));
             auto built = co_await background;
@@ -161,7 +157,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
                  .stop = write.stop,
                  .changed = changed,
                  .compact = write.compact,
-                 .wantsPreview = hasFlag(write.request, "preview")};
+                 .wantsPreview = write.request.hasFlag("preview")};
     editor.reset();
     auto task = editingResponse(std::move(edit), *std::move(state));
     co_return co_await task;

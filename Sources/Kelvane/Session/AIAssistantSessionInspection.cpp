@@ -16,9 +16,6 @@ namespace {
 
 Error inspectingClosed() { return CLIError("The Kelvane session closed while inspecting media."); }
 Error renderingClosed() { return CLIError("The Kelvane session closed while rendering the preview."); }
-Error noVideo() { return CLIError("No video in timeline; use waveform to inspect audio."); }
-
-bool hasVideo(const std::vector<Clip>& clips) { return !std::ranges::all_of(clips, &Clip::isAudio); }
 
 }  // namespace
 
@@ -49,7 +46,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, 
 
 QCoro::Task<Result<JSONObject>> AIAssistantSession::previewOf(Applied edit) {
     const auto self = shared_from_this();
-    if (!hasVideo(*edit.clips)) co_return fail(noVideo());
+    if (auto valid = requireVideo(*edit.clips); !valid) co_return fail(std::move(valid.error()));
     auto editor = editor_.lock();
     if (edit.epoch != generation_ || !editor)
         co_return fail(CLIError("The Kelvane session closed after applying the edit."));

@@ -62,32 +62,26 @@ void appendTimelineEntry(std::string& out, const Clip& clip, const UUID& assetID
 
 Error unwritable() { return CLIError("The project holds a number that is not finite."); }
 
-Result<std::string> timelineText(const std::vector<Clip>& clips, const std::vector<Clip>& assets) {
+Result<JSONArray> timelineArray(const std::vector<Clip>& clips, const std::vector<Clip>& assets) {
     AssetIDs ids;
     ids.reserve(assets.size());
     for (const Clip& asset : assets) ids.emplace(asset.url.absoluteString(), &asset.id);
 
-    std::string out;
-    out.reserve(timelineEntryBytes * clips.size() + 2);
-    out += '[';
+    JSONArray out(timelineEntryBytes * clips.size() + 2);
     for (const Clip& clip : clips) {
         const auto asset = ids.find(clip.url.absoluteString());
         if (asset == ids.end()) return fail(CLIError("A timeline source is missing from the asset library."));
         if (!isWritable(clip)) return fail(unwritable());
-        if (out.size() > 1) out += ',';
-        appendTimelineEntry(out, clip, *asset->second);
+        appendTimelineEntry(out.next(), clip, *asset->second);
     }
-    out += ']';
     return out;
 }
 
-Result<std::string> assetsText(const std::vector<Clip>& assets) {
-    std::string out;
-    out.reserve(assetEntryBytes * assets.size() + 2);
-    out += '[';
+Result<JSONArray> assetsArray(const std::vector<Clip>& assets) {
+    JSONArray array(assetEntryBytes * assets.size() + 2);
     for (const Clip& asset : assets) {
         if (!std::isfinite(asset.sourceDuration)) return fail(unwritable());
-        if (out.size() > 1) out += ',';
+        std::string& out = array.next();
         appendUUID(out, R"({"assetID":)", asset.id);
         appendNumber(out, R"(,"duration":)", asset.sourceDuration);
         out += asset.isAudio() ? R"(,"mediaType":"audio")" : R"(,"mediaType":"video")";
@@ -95,28 +89,24 @@ Result<std::string> assetsText(const std::vector<Clip>& assets) {
         appendJSONString(out, asset.name(), Slashes::plain);
         out += '}';
     }
-    out += ']';
-    return out;
+    return array;
 }
 
-std::string lanesText(const std::vector<Clip>& clips) {
-    std::string out = "[";
-    for (const UUID& lane : TimelineLayout::audioTracks(clips)) appendUUID(out, out.size() > 1 ? "," : "", lane);
-    out += ']';
-    return out;
+JSONArray lanesArray(const std::vector<Clip>& clips) {
+    return jsonArray(TimelineLayout::audioTracks(clips), &UUID::upper);
 }
 
-/// A JSON array of what `text` makes of each choice.
-template <class Choices, class Text>
-std::string listText(const Choices& choices, Text text) {
-    std::string out = "[";
-    for (const auto& choice : choices) {
-        const std::string element = text(choice);
-        if (element.empty()) continue;
-        if (out.size() > 1) out += ',';
-        out += element;
+/// The sizes in pixels of the resolutions that have one of their own.
+JSONArray sizes() {
+    JSONArray out;
+    for (const ExportResolution resolution : allExportResolutions) {
+        const auto pixels = size(resolution);
+        if (!pixels) continue;
+        JSONObject sides;
+        sides.set("width", pixels->width);
+        sides.set("height", pixels->height);
+        out.add(sides);
     }
-    out += ']';
     return out;
 }
 
@@ -124,7 +114,7 @@ std::string listText(const Choices& choices, Text text) {
 const JSONObject& exportSummary() {
     static const JSONObject summary = [] {
         JSONObject out;
-        out.setRaw("formats", listText(allExportContainers, [](auto format) { return jsonString(rawValue(format)); }));
+        out.set("formats", jsonArray(allExportContainers, [](auto format) { return rawValue(format); }));
         out.set("resolution", rawValue(ExportResolution::automatic));
         out.set("maxWidth", Framing::ultraHDSize.width);
         out.set("maxHeight", Framing::ultraHDSize.height);
@@ -133,19 +123,10 @@ const JSONObject& exportSummary() {
         out.set("fps", "automatic");
         out.set("maxFPS", maximumAutomaticRate);
         out.set("fpsPolicy", "Slowest video source rate, up to 60 fps; 30 when unavailable");
-        out.setRaw("resolutions", listText(allExportResolutions, [](auto resolution) -> std::string {
-                       const auto pixels = size(resolution);
-                       if (!pixels) return {};
-                       JSONObject sides;
-                       sides.set("width", pixels->width);
-                       sides.set("height", pixels->height);
-                       return sides.text();
-                   }));
-        out.setRaw("resolutionOptions", listText(allExportResolutions, [](auto resolution) {
-                       return jsonString(commandLineWord(resolution));
-                   }));
-        out.setRaw("fpsOptions",
-                   listText(allExportFrameRates, [](auto rate) { return jsonString(commandLineWord(rate)); }));
+        out.set("resolutions", sizes());
+        out.set("resolutionOptions",
+                jsonArray(allExportResolutions, [](auto choice) { return commandLineWord(choice); }));
+        out.set("fpsOptions", jsonArray(allExportFrameRates, [](auto rate) { return commandLineWord(rate); }));
         out.set("policy",
                 "Auto uses 4K or 1440p when every video clip supports it after crop and zoom; otherwise 1080p. 720p is "
                 "selectable.");
@@ -155,13 +136,13 @@ const JSONObject& exportSummary() {
 }
 
 Result<void> addProject(JSONObject& state, const Editor& editor) {
-    auto assets = assetsText(editor.assets());
+    auto assets = assetsArray(editor.assets());
     if (!assets) return fail(std::move(assets.error()));
     state.set("projectID", std::string_view(editor.id().upper()));
     state.set("name", std::string_view(editor.title()));
     state.set("busy", editor.busy());
     state.set("interacting", editor.interactionSnapshot().has_value());
-    state.setRaw("assets", *std::move(assets));
+    state.set("assets", *assets);
     state.set("canUndo", !editor.undoStack().empty());
     state.set("canRedo", !editor.redoStack().empty());
     return {};
@@ -171,20 +152,20 @@ Result<void> addProject(JSONObject& state, const Editor& editor) {
 
 Result<JSONObject> AIAssistantSession::projectState(bool compact) const {
     const auto editor = editor_.lock();
-    if (!editor) return fail(CLIError("The Kelvane project is closed."));
+    if (!editor) return fail(projectClosed());
     const auto& clips = editor->clips();
-    auto timeline = timelineText(clips, editor->assets());
+    auto timeline = timelineArray(clips, editor->assets());
     if (!timeline) return fail(std::move(timeline.error()));
     // The sum of finite clips can be infinite.
     const double duration = TimelineLayout::duration(clips);
     if (!std::isfinite(duration) || !std::isfinite(editor->playhead())) return fail(unwritable());
 
     JSONObject state;
-    state.setRaw("timeline", *std::move(timeline));
+    state.set("timeline", *timeline);
     state.set("revision", std::string_view(CLIEditing::revision(clips, editor->assets())));
     state.set("duration", duration);
     state.set("playhead", editor->playhead());
-    state.setRaw("audioTracks", lanesText(clips));
+    state.set("audioTracks", lanesArray(clips));
     state.set("openURL", std::string_view(KelvaneProjectLink::url(editor->id()).absoluteString()));
     state.set("openCommand",
               std::string_view(KelvaneProjectLink::openCommand(editor->id(), KelvaneProjectLink::runningExecutable())));

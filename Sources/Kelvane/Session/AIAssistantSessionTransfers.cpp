@@ -4,6 +4,7 @@
 
 #include "AIAssistantSession.h"
 #include "CLI/CLIError.h"
+#include "CLI/CLILimits.h"
 #include "CLIEditing.h"
 #include "Editor/Editor.h"
 
@@ -11,17 +12,15 @@ namespace kelvane {
 
 namespace {
 
-constexpr std::size_t maximumImportFiles = 64;
-
 /// An absolute path that the system can be asked for.
 bool isAbsolutePath(const std::string& path) { return path.starts_with('/') && path.find('\0') == std::string::npos; }
 
 /// The files that the JSON array of an import names.
 Result<std::vector<FileURL>> importPaths(const std::string& json) {
     const auto refusal = [] { return fail(CLIError("--json requires 1...64 absolute file paths (max 1 MiB).")); };
-    if (json.size() > CLIEditing::maximumJSONBytes) return refusal();
+    if (json.size() > CLILimits::messageBytes) return refusal();
     const auto document = parseJSON(json);
-    if (!document || !document->is_array() || document->empty() || document->size() > maximumImportFiles)
+    if (!document || !document->is_array() || document->empty() || document->size() > CLILimits::batchAssets)
         return refusal();
     std::vector<FileURL> files;
     for (const auto& element : *document) {
@@ -41,11 +40,6 @@ Result<FileURL> exportDestination(const std::string& path) {
     return fail(CLIError("--path requires an absolute .mp4 or .mov path."));
 }
 
-std::string option(const CLIRequest& request, const char* name, const char* absent) {
-    const auto found = request.options.find(name);
-    return found == request.options.end() ? absent : found->second;
-}
-
 }  // namespace
 
 QCoro::Task<Result<JSONObject>> AIAssistantSession::importFiles(Write write) {
@@ -56,7 +50,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::importFiles(Write write) {
     if (!files) co_return fail(std::move(files.error()));
 
     auto editor = editor_.lock();
-    if (!editor) co_return fail(CLIError("The Kelvane project is closed."));
+    if (!editor) co_return fail(projectClosed());
     auto task = editor->importMedia(*std::move(files), snapshotCheck(write), write.stop);
     editor.reset();
     auto imported = co_await task;
@@ -64,13 +58,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::importFiles(Write write) {
 
     auto state = projectState(false);
     if (!state) co_return state;
-    std::string ids = "[";
-    for (const UUID& id : *imported) {
-        if (ids.size() > 1) ids += ',';
-        ids += jsonString(id.upper());
-    }
-    ids += ']';
-    state->setRaw("imported", std::move(ids));
+    state->set("imported", jsonArray(*imported, &UUID::upper));
     co_return state;
 }
 
@@ -80,15 +68,15 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::exportMovie(Write write) {
     if (!path) co_return fail(path.error());
     const auto destination = exportDestination(*path);
     if (!destination) co_return fail(destination.error());
-    const auto resolution = exportResolutionFromCommandLine(option(write.request, "resolution", "auto"));
+    const auto resolution = exportResolutionFromCommandLine(write.request.option("resolution").value_or("auto"));
     if (!resolution) co_return fail(resolution.error());
-    const auto frameRate = exportFrameRateFromCommandLine(option(write.request, "fps", "auto"));
+    const auto frameRate = exportFrameRateFromCommandLine(write.request.option("fps").value_or("auto"));
     if (!frameRate) co_return fail(frameRate.error());
 
     auto editor = editor_.lock();
-    if (!editor) co_return fail(CLIError("The Kelvane project is closed."));
+    if (!editor) co_return fail(projectClosed());
     // A movie of an ended period would be refused at its publishing, so that encoding the rest of it is in vain.
-    auto task = editor->exportMedia(*destination, hasFlag(write.request, "overwrite"), *resolution, *frameRate,
+    auto task = editor->exportMedia(*destination, write.request.hasFlag("overwrite"), *resolution, *frameRate,
                                     snapshotCheck(write), write.stop);
     editor.reset();
     auto exported = co_await task;

@@ -1,7 +1,6 @@
 #include "CLIEditing.h"
 
 #include <openssl/evp.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <bit>
@@ -10,6 +9,8 @@
 #include <unordered_set>
 
 #include "CLI/CLIError.h"
+#include "CLI/CLILimits.h"
+#include "Support/AtomicFile.h"
 #include "Timeline/TimelineLayout.h"
 
 namespace kelvane::CLIEditing {
@@ -92,11 +93,6 @@ void append(RevisionText& text, const Clip& clip) {
     }
 }
 
-bool fileExists(const FileURL& url) {
-    const std::string path = url.path();
-    return path.find('\0') == std::string::npos && access(path.c_str(), F_OK) == 0;
-}
-
 bool isSamePlacement(const Clip& a, const Clip& b) {
     return a.url == b.url && a.sourceDuration == b.sourceDuration && a.start == b.start && a.end == b.end &&
            a.audioOnly == b.audioOnly && a.timelineStart == b.timelineStart && a.zoom == b.zoom &&
@@ -121,14 +117,14 @@ std::string revision(std::span<const Clip> clips, std::span<const Clip> assets) 
 }
 
 Result<void> validate(std::span<const Clip> clips) {
-    if (clips.size() > maximumClips || !std::ranges::all_of(clips, &Clip::isValid) ||
-        TimelineLayout::duration(clips) > maximumDuration) {
+    if (clips.size() > CLILimits::clips || !std::ranges::all_of(clips, &Clip::isValid) ||
+        TimelineLayout::duration(clips) > CLILimits::durationSeconds) {
         return fail(CLIError("Require valid clips, at most 1,000 occurrences and 24 hours total."));
     }
     std::unordered_set<std::string_view> present;
     for (const Clip& clip : clips) {
         if (!present.insert(clip.url.absoluteString()).second) continue;
-        if (!fileExists(clip.url))
+        if (!fileExists(clip.url.path()))
             return fail(CLIError("Source missing: " + clip.name() + ". Restore the original video."));
     }
     return {};

@@ -13,12 +13,6 @@
 /// but for the question whether source files exist; any thread.
 namespace kelvane::CLIEditing {
 
-/// Longest text of a JSON option, bytes.
-inline constexpr std::size_t maximumJSONBytes = 1'048'576;
-inline constexpr std::size_t maximumClips = 1'000;
-/// Seconds.
-inline constexpr double maximumDuration = 86'400;
-
 /// Content hash of what an edit depends on, and the lock that writes quote: "sha256:" and 64 hexadecimal digits. Takes
 /// in the clips' identity, source, trim, framing, volume and lanes, and the assets' identity, source and length; leaves
 /// out name, playhead, selection and `originalURL`. Zero of either sign counts alike.
@@ -30,8 +24,8 @@ std::string revision(std::span<const Clip> clips, std::span<const Clip> assets);
 /// `validate` last. Entries are counted from 1.
 Result<std::vector<Clip>> resolve(std::string_view json, std::span<const Clip> assets, std::span<const Clip> current);
 
-/// Refuses a timeline that is too long, holds an invalid clip or uses a source file that isn't there. Asks the disk
-/// once for each source.
+/// Refuses a timeline beyond `CLILimits`, one that holds an invalid clip or uses a source file that isn't there. Asks
+/// the disk once for each source.
 Result<void> validate(std::span<const Clip> clips);
 
 /// Whether replacing `current` by `target` would change nothing that matters: fresh ids and a lane that was only

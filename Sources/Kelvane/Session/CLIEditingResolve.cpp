@@ -4,6 +4,7 @@
 #include <unordered_set>
 
 #include "CLI/CLIError.h"
+#include "CLI/CLILimits.h"
 #include "CLIEditing.h"
 #include "Support/JSON.h"
 
@@ -136,10 +137,10 @@ Error shapeError() { return CLIError("timeline requires an array of up to 1,000 
 
 /// Size, syntax, shape, fields and types.
 Result<std::vector<CLIClip>> decodeEntries(std::string_view json) {
-    if (json.size() > maximumJSONBytes) return fail(shapeError());
+    if (json.size() > CLILimits::messageBytes) return fail(shapeError());
     const auto document = parseJSON(json);
     if (!document) return fail(document.error());
-    if (!document->is_array() || document->size() > maximumClips ||
+    if (!document->is_array() || document->size() > CLILimits::clips ||
         !std::ranges::all_of(*document, [](const auto& entry) { return entry.is_object(); })) {
         return fail(shapeError());
     }

@@ -7,10 +7,12 @@
 
 #include "AIAssistantSession.h"
 #include "CLI/CLIError.h"
+#include "CLI/CLILimits.h"
 #include "CLIEditing.h"
 #include "Editor/Editor.h"
 #include "Inspection/CLIMediaInspection.h"
 #include "Inspection/CLIWaveform.h"
+#include "Inspection/InspectionSheet.h"
 #include "Support/Text.h"
 #include "Timeline/TimelineLayout.h"
 
@@ -24,19 +26,10 @@ using Times = std::vector<double>;
 constexpr int defaultFrames = 6;
 constexpr int maximumFrames = 12;
 constexpr int defaultSheetFrames = 12;
-constexpr int maximumSheetFrames = 24;
-constexpr std::size_t maximumSheets = 64;
 constexpr int defaultBins = 120;
-constexpr int maximumBins = 1000;
 
 constexpr const char* framesContext =
     "Sparse source stills only. Original audio and continuous motion have not been analyzed.";
-
-std::optional<std::string> option(const CLIRequest& request, const char* name) {
-    const auto found = request.options.find(name);
-    if (found == request.options.end()) return std::nullopt;
-    return found->second;
-}
 
 /// A decimal integer with an optional sign, from `least` to `most`.
 std::optional<int> integer(std::string_view text, int least, int most) {
@@ -48,7 +41,7 @@ std::optional<int> integer(std::string_view text, int least, int most) {
 }
 
 Result<double> number(const CLIRequest& request, const char* name, double absent) {
-    const auto text = option(request, name);
+    const auto text = request.option(name);
     if (!text) return absent;
     const auto value = finiteNumber(*text);
     if (!value) return fail(CLIError(std::string("--") + name + " must be finite."));
@@ -63,15 +56,6 @@ const Clip* named(const Clips& clips, const std::string& text) {
     return found == clips.end() ? nullptr : &*found;
 }
 
-std::string array(const std::vector<JSONObject>& objects) {
-    std::string text = "[";
-    for (const auto& object : objects) {
-        if (text.size() > 1) text += ',';
-        text += object.text();
-    }
-    return text + "]";
-}
-
 Result<InspectionPlan> planFrames(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
                                   const FileURL& folder) {
     const auto id = requiredOption(request, "asset");
@@ -80,7 +64,7 @@ Result<InspectionPlan> planFrames(MediaPlatform& platform, const Editor& editor,
     if (asset == nullptr) return fail(CLIError("Unknown assetID. Read project for imported assets."));
     if (asset->isAudio()) return fail(CLIError("Audio-only asset; use waveform."));
     auto times =
-        CLIMediaInspection::times(option(request, "times"), asset->sourceDuration, defaultFrames, maximumFrames);
+        CLIMediaInspection::times(request.option("times"), asset->sourceDuration, defaultFrames, maximumFrames);
     if (!times) return fail(times.error());
     auto work = [&platform, asset = *asset, times = *std::move(times),
                  folder](std::stop_token stop) -> Result<JSONObject> {
@@ -88,7 +72,7 @@ Result<InspectionPlan> planFrames(MediaPlatform& platform, const Editor& editor,
         if (!frames) return fail(std::move(frames.error()));
         JSONObject document;
         document.set("assetID", std::string_view(asset.id.upper()));
-        document.setRaw("frames", array(*frames));
+        document.set("frames", jsonArray(*frames));
         document.set("context", framesContext);
         return document;
     };
@@ -98,17 +82,17 @@ Result<InspectionPlan> planFrames(MediaPlatform& platform, const Editor& editor,
 /// One sheet of an asset: the whole of a single sheet's work, and a part of a batch's.
 Result<JSONObject> sheet(MediaPlatform& platform, const Clip& asset, const std::optional<std::string>& text, int count,
                          const FileURL& folder, bool compact, std::stop_token stop) {
-    auto times = CLIMediaInspection::times(text, asset.sourceDuration, count, maximumSheetFrames);
+    auto times = CLIMediaInspection::times(text, asset.sourceDuration, count, CLIMediaInspection::maximumSheetFrames);
     if (!times) return fail(std::move(times.error()));
     return CLIMediaInspection::contactSheet(platform, asset, *times, folder, compact, std::move(stop));
 }
 
 Result<InspectionPlan> planContactSheet(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
                                         const FileURL& folder) {
-    const auto text = option(request, "times");
-    const auto countText = option(request, "count");
+    const auto text = request.option("times");
+    const auto countText = request.option("count");
     if (text && countText) return fail(CLIError("Use either --count or --times, not both."));
-    const auto count = countText ? integer(*countText, 1, maximumSheetFrames) : defaultSheetFrames;
+    const auto count = countText ? integer(*countText, 1, CLIMediaInspection::maximumSheetFrames) : defaultSheetFrames;
     if (!count) return fail(CLIError("--count must be an integer from 1 to 24."));
     auto selected = sheetAssets(request, editor.assets());
     if (!selected) return fail(std::move(selected.error()));
@@ -124,16 +108,16 @@ Result<InspectionPlan> planContactSheet(MediaPlatform& platform, const Editor& e
         entry.set("assetID", std::string_view(asset.id.upper()));
         entry.set("reason", "Audio-only; use waveform.");
     }
-    auto render = [&platform, text, count = *count, folder, compact = hasFlag(request, "compact")](
+    auto render = [&platform, text, count = *count, folder, compact = request.hasFlag("compact")](
                       const Clip& asset, std::stop_token stop) {
         return sheet(platform, asset, text, count, folder, compact, std::move(stop));
     };
-    if (option(request, "asset") && !videos.empty())
+    if (request.option("asset") && !videos.empty())
         return InspectionPlan{std::bind_front(render, videos.front()), std::nullopt, false};
-    auto work = [render, videos, skipped = array(skipped)](const std::stop_token& stop) -> Result<JSONObject> {
+    auto work = [render, videos, skipped = jsonArray(skipped)](const std::stop_token& stop) -> Result<JSONObject> {
         const auto one = [&](const Clip& asset) { return render(asset, stop); };
         JSONObject document = CLIMediaInspection::contactSheets(videos, one, stop);
-        document.setRaw("skipped", skipped);
+        document.set("skipped", skipped);
         return document;
     };
     return InspectionPlan{std::move(work), std::nullopt, false};
@@ -142,15 +126,15 @@ Result<InspectionPlan> planContactSheet(MediaPlatform& platform, const Editor& e
 Result<InspectionPlan> planPreview(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
                                    const FileURL& folder) {
     const Clips& clips = editor.clips();
-    if (std::ranges::all_of(clips, &Clip::isAudio))
-        return fail(CLIError("No video in timeline; use waveform to inspect audio."));
+    if (auto valid = requireVideo(clips); !valid) return fail(std::move(valid.error()));
     Result<Times> times = CLIMediaInspection::previewTimes(clips);
-    if (const auto text = option(request, "times")) {
-        times = CLIMediaInspection::times(text, TimelineLayout::duration(clips), 0, maximumSheetFrames);
+    if (const auto text = request.option("times")) {
+        times =
+            CLIMediaInspection::times(text, TimelineLayout::duration(clips), 0, CLIMediaInspection::maximumSheetFrames);
         if (!times) return fail(std::move(times.error()));
     }
     auto work = [&platform, clips, name = editor.title(), times = *std::move(times), folder,
-                 compact = hasFlag(request, "compact")](std::stop_token stop) {
+                 compact = request.hasFlag("compact")](std::stop_token stop) {
         return CLIMediaInspection::preview(platform, clips, name, times, folder, compact, nullptr, std::move(stop));
     };
     return InspectionPlan{std::move(work), CLIEditing::revision(clips, editor.assets()), true};
@@ -160,7 +144,7 @@ Result<InspectionPlan> planWaveform(MediaPlatform& platform, const Editor& edito
                                     const FileURL& folder) {
     const Clip* clip = nullptr;
     const Clip* asset = nullptr;
-    if (const auto id = option(request, "clip")) {
+    if (const auto id = request.option("clip")) {
         clip = named(editor.clips(), *id);
         const auto same = [&](const Clip& other) { return other.url == clip->url; };
         const auto found = clip ? std::ranges::find_if(editor.assets(), same) : editor.assets().end();
@@ -172,8 +156,8 @@ Result<InspectionPlan> planWaveform(MediaPlatform& platform, const Editor& edito
         asset = named(editor.assets(), *assetID);
         if (asset == nullptr) return fail(CLIError("Unknown assetID."));
     }
-    const auto countText = option(request, "count");
-    const auto count = countText ? integer(*countText, 1, maximumBins) : defaultBins;
+    const auto countText = request.option("count");
+    const auto count = countText ? integer(*countText, 1, CLIWaveform::maximumBins) : defaultBins;
     if (!count) return fail(CLIError("--count must be 1...1000."));
     const auto start = number(request, "start", clip ? clip->start : 0);
     if (!start) return fail(start.error());
@@ -203,19 +187,25 @@ std::vector<std::string> pieces(std::string_view text) {
 
 }  // namespace
 
+Result<void> requireVideo(std::span<const Clip> clips) {
+    if (std::ranges::all_of(clips, &Clip::isAudio))
+        return fail(CLIError("No video in timeline; use waveform to inspect audio."));
+    return {};
+}
+
 Result<Clips> sheetAssets(const CLIRequest& request, const Clips& assets) {
-    const auto one = option(request, "asset");
-    const auto several = option(request, "assets");
-    const auto all = option(request, "all");
+    const auto one = request.option("asset");
+    const auto several = request.option("assets");
+    const auto all = request.option("all");
     if (one.has_value() + several.has_value() + all.has_value() != 1)
         return fail(CLIError("Choose exactly one of --asset, --assets or --all."));
     if (all == "true") {
-        if (assets.size() > maximumSheets)
+        if (assets.size() > CLILimits::batchAssets)
             return fail(CLIError("A batch supports up to 64 assets. Use --assets to select a smaller group."));
         return assets;
     }
     const auto ids = pieces(one ? *one : several.value_or(""));
-    if (ids.size() > maximumSheets || (one && ids.size() != 1))
+    if (ids.size() > CLILimits::batchAssets || (one && ids.size() != 1))
         return fail(CLIError("Select up to 64 asset IDs. Use --assets for a comma-separated list."));
     Clips selected;
     std::set<UUID> seen;

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <optional>
+#include <span>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -32,6 +33,9 @@ struct InspectionPlan {
 /// `sessionFolder`. Fails with the sentence of the first fault found. Main thread.
 Result<InspectionPlan> planInspection(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
                                       const FileURL& sessionFolder);
+
+/// Refuses a timeline of sound alone with "No video in timeline; use waveform to inspect audio."
+Result<void> requireVideo(std::span<const Clip> clips);
 
 /// The assets that a contact-sheet's options select, in the order asked for.
 Result<std::vector<Clip>> sheetAssets(const CLIRequest& request, const std::vector<Clip>& assets);

@@ -30,6 +30,9 @@ Result<ImportedClip> importClip(MediaPlatform& platform, const FileURL& url, std
 Result<ExportCapabilities> exportCapabilities(MediaPlatform& platform, std::span<const Clip> clips,
                                               std::stop_token stop);
 
+/// How long previews show one frame, and what a timeline is composed with to see whether it can be: 30 frames a second.
+inline constexpr MediaTime previewFrame{1, 30};
+
 /// The stretch of the source that a clip plays.
 MediaTimeRange sourceRange(const Clip& clip);
 /// Where the build puts each clip, in array order.

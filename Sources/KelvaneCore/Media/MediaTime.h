@@ -16,7 +16,7 @@ struct MediaTime {
 
     /// Nearest representable time, halves away from zero. `seconds` must be finite.
     static MediaTime fromSeconds(double seconds, std::int32_t timescale = compositionTimescale);
-    [[nodiscard]] double seconds() const { return static_cast<double>(value) / timescale; }
+    [[nodiscard]] constexpr double seconds() const { return static_cast<double>(value) / timescale; }
     /// The same time at another timescale, rounded down.
     [[nodiscard]] MediaTime floored(std::int32_t newTimescale) const;
 

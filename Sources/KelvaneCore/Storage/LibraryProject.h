@@ -10,12 +10,15 @@
 
 namespace kelvane {
 
+/// The moment from which a row's dates count, 2001-01-01 00:00:00 UTC, in seconds since 1970-01-01 00:00:00 UTC.
+inline constexpr double referenceDate = 978307200;
+
 /// One row of the library. A plain value.
 struct LibraryProject {
     UUID id;
     /// Shown to the user; any text that is not blank.
     std::string name;
-    /// Time of the last update, seconds since 2001-01-01 00:00:00 UTC.
+    /// Time of the last update, seconds since `referenceDate`.
     double modified = 0;
     /// Timeline length at the last update, seconds.
     double duration = 0;

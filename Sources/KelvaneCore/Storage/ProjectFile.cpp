@@ -1,13 +1,12 @@
 #include "ProjectFile.h"
 
-#include <unistd.h>
-
 #include <string>
 #include <unordered_set>
 
 #include "ProjectDocument.h"
 #include "ProjectMedia.h"
 #include "Support/AtomicFile.h"
+#include "Support/Text.h"
 
 namespace kelvane::ProjectFile {
 
@@ -54,7 +53,7 @@ std::string missingMedia(const Project& project) {
     const auto collect = [&](const std::vector<Clip>& clips) {
         for (const Clip& clip : clips) {
             const std::string path = clip.url.path();
-            if (access(path.c_str(), F_OK) != 0) paths += "\n" + path;
+            if (!fileExists(path)) paths += "\n" + path;
         }
     };
     collect(project.clips);

@@ -26,8 +26,6 @@ namespace kelvane {
 namespace {
 
 constexpr int blankNameCode = 2;
-/// Seconds from 1970-01-01 to 2001-01-01, both 00:00:00 UTC.
-constexpr double referenceDate = 978307200;
 /// Largest metadata that is read, bytes. A name has no limit of its own: it comes in messages of 1 MiB at most, of
 /// which escaping makes six times as much.
 constexpr std::size_t metadataLimit = std::size_t{16} << 20;
@@ -139,7 +137,7 @@ void ProjectLibrary::reload() {
         if (!data) continue;
         auto row = decodeLibraryProject(*data);
         if (!row || row->id != *id) continue;
-        if (access(projectURL(*id).path().c_str(), F_OK) != 0) continue;
+        if (!fileExists(projectURL(*id).path())) continue;
         rows.push_back(*std::move(row));
     }
     std::vector<std::size_t> order(rows.size());
@@ -212,7 +210,7 @@ Result<void> ProjectLibrary::remove(UUID id) {
     const std::string doomed = root_.appending(std::string(deletedPrefix) + id.upper()).path();
     const auto failure = [&](int number) {
         const auto row = find(id);
-        return fail(Error::posix("“" + (row ? row->name : id.upper()) + "” could not be deleted", number));
+        return fail(Error::posix(quotedName(row ? row->name : id.upper()) + " could not be deleted", number));
     };
     // Out of the library in one step: where the root can't be changed, nothing inside the project is lost.
     if (std::rename(place.c_str(), doomed.c_str()) != 0) return failure(errno);

@@ -16,7 +16,7 @@ namespace kelvane {
 /// is not in `projects`.
 class ProjectLibrary {
 public:
-    /// Source of the present date, seconds since 2001-01-01 00:00:00 UTC; injected by tests.
+    /// Source of the present date, seconds since `referenceDate`; injected by tests.
     using Now = std::function<double()>;
 
     /// `root` absent means "Kelvane/Projects" in `$XDG_DATA_HOME`, else in "~/.local/share". Reloads.

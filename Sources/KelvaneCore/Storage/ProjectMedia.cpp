@@ -9,6 +9,7 @@
 
 #include "Support/AtomicFile.h"
 #include "Support/FileCopy.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
@@ -51,7 +52,7 @@ ProjectMedia::Created ProjectMedia::record(UnfinishedThing::Kind kind, const Fil
 
 Result<FileURL> ProjectMedia::copy(const FileURL& url, std::stop_token stop) {
     if (stop.stop_requested()) return fail(Error::cancelled());
-    if (!url.isFile()) return fail("“" + url.absoluteString() + "” is not a file on this computer.");
+    if (!url.isFile()) return fail(quotedName(url.absoluteString()) + " is not a file on this computer.");
     const FileURL& source = this->source(url);
     if (const auto rest = pathBelow(directory_.path(), source.path())) {
         // One path has many texts; the text at hand stays, so that nothing seems to have moved.

@@ -11,6 +11,7 @@
 
 #include "FileDescriptor.h"
 #include "LiveFile.h"
+#include "Text.h"
 #include "UUID.h"
 
 namespace kelvane {
@@ -83,11 +84,9 @@ bool inheritOwnerAndPermission(int file, const struct stat& old) {
 
 }  // namespace
 
-std::string quotedFileName(std::string_view path) {
-    while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
-    const auto slash = path.rfind('/');
-    if (slash != std::string_view::npos && path.size() > 1) path.remove_prefix(slash + 1);
-    return "“" + std::string(path) + "”";
+bool fileExists(const std::string& path) {
+    // A zero byte would end the path early, at another file.
+    return path.find('\0') == std::string::npos && access(path.c_str(), F_OK) == 0;
 }
 
 Result<std::string> readFile(const std::string& path, std::size_t limit) {

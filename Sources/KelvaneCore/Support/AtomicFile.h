@@ -23,8 +23,8 @@ inline constexpr std::string_view temporaryFilePrefix = ".kelvane-";
 /// Any thread; blocks for the length of the syncs.
 Result<void> writeFileAtomically(const std::string& path, std::string_view data, unsigned mode = 0644);
 
-/// The last component of a path in quotation marks, as sentences name a file: “a.mov”.
-std::string quotedFileName(std::string_view path);
+/// Whether something is at `path`, links followed; false for what can't be asked for. Any thread.
+bool fileExists(const std::string& path);
 
 /// Removes the half-written files in `folder` whose writers are gone. Those of living ones, here or in another process,
 /// are left alone: they are locked.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "AtomicFile.h"
+#include "Text.h"
 
 namespace kelvane {
 

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "AtomicFile.h"
+#include "Text.h"
 
 namespace kelvane {
 

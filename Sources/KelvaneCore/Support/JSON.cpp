@@ -256,6 +256,8 @@ void JSONObject::set(std::string key, double number) { setRaw(std::move(key), js
 void JSONObject::set(std::string key, bool value) { setRaw(std::move(key), value ? "true" : "false"); }
 void JSONObject::set(std::string key, const JSONObject& object) { setRaw(std::move(key), object.text()); }
 
+void JSONObject::set(std::string key, const JSONArray& array) { setRaw(std::move(key), array.text()); }
+
 void JSONObject::setRaw(std::string key, std::string json) {
     members_.insert_or_assign(std::move(key), std::move(json));
 }

@@ -23,6 +23,8 @@ void appendJSONString(std::string& out, std::string_view text, Slashes slashes);
 std::string jsonString(std::string_view text, Slashes slashes = Slashes::plain);
 std::string jsonNumber(double value);
 
+class JSONArray;
+
 /// One JSON object whose values are finished JSON texts, kept by sorted key. The form in which documents of
 /// the command interface travel inside the program. A plain value.
 class JSONObject {
@@ -32,6 +34,7 @@ public:
     void set(std::string key, double number);
     void set(std::string key, bool value);
     void set(std::string key, const JSONObject& object);
+    void set(std::string key, const JSONArray& array);
     /// Stores `json`, which must already be one valid JSON text.
     void setRaw(std::string key, std::string json);
 
@@ -46,6 +49,41 @@ public:
 private:
     std::map<std::string, std::string, std::less<>> members_;
 };
+
+/// A JSON array that is built from its first element to its last. A plain value.
+class JSONArray {
+public:
+    /// `expectedBytes` is the length that the text will have about; it saves allocations and limits nothing.
+    explicit JSONArray(std::size_t expectedBytes = 0) {
+        text_.reserve(expectedBytes);
+        text_ = '[';
+    }
+
+    void add(std::string_view string) { appendJSONString(next(), string, Slashes::plain); }
+    void add(double number) { appendJSONNumber(next(), number); }
+    void add(const JSONObject& object) { next() += object.text(); }
+    /// Begins the next element: whoever asks appends one valid JSON text to what this answers, and nothing else, before
+    /// the array is used again.
+    std::string& next() {
+        if (text_.size() > 1) text_ += ',';
+        return text_;
+    }
+
+    /// The array as one line, without blanks.
+    [[nodiscard]] std::string text() const { return text_ + ']'; }
+
+private:
+    /// What is finished, without the closing bracket.
+    std::string text_;
+};
+
+/// The array of what `projection` makes of each of `elements`: texts, numbers or objects.
+template <class Elements, class Projection = std::identity>
+JSONArray jsonArray(const Elements& elements, Projection projection = {}) {
+    JSONArray array;
+    for (const auto& element : elements) array.add(std::invoke(projection, element));
+    return array;
+}
 
 /// How deep arrays and objects may nest in any text that is read. Documents here use at most 5 levels; the
 /// bound keeps recursive code safe from hostile input.

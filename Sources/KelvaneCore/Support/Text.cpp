@@ -6,7 +6,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
-#include <string>
 #include <system_error>
 
 namespace kelvane {
@@ -49,6 +48,22 @@ std::string_view trimmedText(std::string_view text) {
     while (cutTail()) {
     }
     return text;
+}
+
+std::string lowered(std::string_view text) {
+    std::string out(text);
+    for (char& character : out)
+        if (character >= 'A' && character <= 'Z') character = static_cast<char>(character - 'A' + 'a');
+    return out;
+}
+
+std::string quotedName(std::string_view text) { return "“" + std::string(text) + "”"; }
+
+std::string quotedFileName(std::string_view path) {
+    while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+    const auto slash = path.rfind('/');
+    if (slash != std::string_view::npos && path.size() > 1) path.remove_prefix(slash + 1);
+    return quotedName(path);
 }
 
 std::optional<double> finiteNumber(std::string_view text) {

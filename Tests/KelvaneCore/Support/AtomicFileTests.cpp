@@ -319,11 +319,19 @@ TEST(SyncFolder, SaysWhichFolderIsGone) {
               "The folder “none” could not be synced: No such file or directory.");
 }
 
-TEST(QuotedFileName, IsTheLastComponent) {
-    EXPECT_EQ(quotedFileName("/a/b.mov"), "“b.mov”");
-    EXPECT_EQ(quotedFileName("/a/b/"), "“b”");
-    EXPECT_EQ(quotedFileName("b.mov"), "“b.mov”");
-    EXPECT_EQ(quotedFileName("/"), "“/”");
+TEST(FileExists, FollowsLinksAndRefusesWhatCannotBeAsked) {
+    const TempFolder folder;
+    EXPECT_FALSE(fileExists(folder.path("none")));
+    EXPECT_TRUE(fileExists(folder.path()));
+    const std::string file = folder.path("file");
+    std::ignore = writeFileAtomically(file, "x");
+    EXPECT_TRUE(fileExists(file));
+    EXPECT_FALSE(fileExists(file + std::string("\0.mov", 5)));
+    std::filesystem::create_symlink("none", folder.path("dangling"));
+    std::filesystem::create_symlink("file", folder.path("link"));
+    EXPECT_FALSE(fileExists(folder.path("dangling")));
+    EXPECT_TRUE(fileExists(folder.path("link")));
+    EXPECT_FALSE(fileExists(""));
 }
 
 }  // namespace

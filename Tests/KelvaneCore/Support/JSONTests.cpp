@@ -129,6 +129,23 @@ TEST(JSONObjects, AreWrittenWithSortedKeysOnOneLine) {
     EXPECT_EQ(JSONObject().text(), "{}");
 }
 
+TEST(JSONArrays, AreWrittenInTheOrderOfTheirElements) {
+    EXPECT_EQ(JSONArray().text(), "[]");
+    JSONObject object;
+    object.set("a", 1.0);
+    JSONArray array;
+    array.add("x/\"y\"");
+    array.add(0.1);
+    array.add(object);
+    array.next() += "null";
+    EXPECT_EQ(array.text(), R"(["x/\"y\"",0.1,{"a":1},null])");
+    JSONObject holder;
+    holder.set("list", array);
+    EXPECT_EQ(holder.text(), R"({"list":["x/\"y\"",0.1,{"a":1},null]})");
+    EXPECT_EQ(jsonArray(std::vector<float>{0.5F, 2}).text(), "[0.5,2]");
+    EXPECT_EQ(jsonArray(std::vector<std::string>{"", "b"}).text(), R"(["","b"])");
+}
+
 TEST(JSONReading, GivesEveryKindOfValue) {
     const auto value = parseJSON(" {\"a\" : [1, -2, 2.5, true, null, \"\\u00e9\\/\", {}, []]}\n");
     ASSERT_TRUE(value) << value.error().message;

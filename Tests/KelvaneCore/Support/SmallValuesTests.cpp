@@ -103,6 +103,18 @@ TEST(TrimmedText, LosesWhiteSpaceAndLineBreaksAtBothEnds) {
     for (const auto& row : rows) EXPECT_EQ(trimmedText(row.text), row.trimmed);
 }
 
+TEST(QuotedFileName, IsTheLastComponent) {
+    EXPECT_EQ(quotedFileName("/a/b.mov"), "“b.mov”");
+    EXPECT_EQ(quotedFileName("/a/b/"), "“b”");
+    EXPECT_EQ(quotedFileName("b.mov"), "“b.mov”");
+    EXPECT_EQ(quotedFileName("/"), "“/”");
+}
+
+TEST(Text, LowersTheLettersOfASCIIAlone) {
+    EXPECT_EQ(lowered("AZaz09@[`{ÄÉ"), "azaz09@[`{ÄÉ");
+    EXPECT_EQ(lowered(""), "");
+}
+
 TEST(Text, ReadsWholeDecimalNumbersInAnyLocale) {
     struct Row {
         std::string_view text;

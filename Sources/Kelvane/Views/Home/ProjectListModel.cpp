@@ -9,9 +9,6 @@ namespace kelvane {
 
 namespace {
 enum Role { nameRole = Qt::UserRole + 1, modifiedRole, lengthRole };
-
-/// Seconds from the Unix epoch to 2001-01-01 00:00:00 UTC, from which `modified` counts.
-constexpr double referenceDate = 978307200;
 }  // namespace
 
 void ProjectListModel::setProjects(std::vector<LibraryProject> projects) {
