@@ -227,7 +227,7 @@ TEST_F(LiveTests, AnUnreadableImportSaysWhichFileAndChangesNothing) {
         app->refusal({"import", "--revision", before, "--json", json{good, folder.path("notes.mp4")}.dump()});
     EXPECT_NE(refused.find("notes.mp4"), std::string::npos) << refused;
     EXPECT_EQ(app->revision(), before);
-    const auto media = app->projectFile().deletingLastPathComponent().path() + "/Media";
+    const auto media = app->projectFile().parentFolder().path() + "/Media";
     EXPECT_TRUE(!std::filesystem::exists(media) || std::filesystem::is_empty(media)) << "copies were left behind";
 }
 

@@ -14,12 +14,11 @@ namespace {
 Result<void> append(const FileURL& file, std::string_view data, bool fresh) {
     const std::string path = file.path();
     const int descriptor = ::open(path.c_str(), fresh ? O_WRONLY | O_CREAT | O_EXCL : O_WRONLY | O_APPEND, 0644);
-    if (descriptor < 0)
-        return fail(Error::posix(fmt::format("“{}” could not be written", file.lastPathComponent()), errno));
+    if (descriptor < 0) return fail(Error::posix(fmt::format("“{}” could not be written", file.fileName()), errno));
     const bool written = ::write(descriptor, data.data(), data.size()) == static_cast<ssize_t>(data.size());
     const int number = errno;
     ::close(descriptor);
-    if (!written) return fail(Error::posix(fmt::format("“{}” could not be written", file.lastPathComponent()), number));
+    if (!written) return fail(Error::posix(fmt::format("“{}” could not be written", file.fileName()), number));
     return {};
 }
 
@@ -39,8 +38,8 @@ public:
     }
 
     Result<void> exportTo(const FileURL& file, ExportContainer container, std::stop_token stop) override {
-        const Result<void> recorded = journal_->record(
-            [&] { return fmt::format("exportTo {} {}", file.lastPathComponent(), rawValue(container)); });
+        const Result<void> recorded =
+            journal_->record([&] { return fmt::format("exportTo {} {}", file.fileName(), rawValue(container)); });
         keepSettings();
         state_->change([&](FakeExportRecord& record) {
             record.file = file;
@@ -94,7 +93,7 @@ private:
         state_->change([this](FakeExportRecord& record) {
             record.videoComposition = videoComposition;
             record.audioMix = audioMix;
-            record.shouldOptimizeForNetworkUse = shouldOptimizeForNetworkUse;
+            record.indexAtHead = indexAtHead;
             record.outputFileType = outputFileType;
             record.timeRange = timeRange;
         });

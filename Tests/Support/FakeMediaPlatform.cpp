@@ -37,7 +37,7 @@ FakeFile FakeFile::video(double seconds, Size naturalSize, AffineTransform trans
 FakeFile FakeFile::silentVideo(double seconds, Size naturalSize, AffineTransform transform, float rate) {
     FakeTrack track = trackOf(seconds);
     track.naturalSize = naturalSize;
-    track.preferredTransform = transform;
+    track.orientation = transform;
     track.nominalFrameRate = rate;
     return {seconds, {track}, {}};
 }
@@ -57,16 +57,14 @@ public:
           type_(type),
           facts_(std::move(facts)),
           sound_(std::move(sound)) {
-        name_ = fmt::format("{} {}", url_.lastPathComponent(), FakeMediaPlatform::describe(type_));
+        name_ = fmt::format("{} {}", url_.fileName(), FakeMediaPlatform::describe(type_));
         if (index > 0) name_ += fmt::format("#{}", index + 1);
     }
 
     [[nodiscard]] MediaType type() const override { return type_; }
     [[nodiscard]] const FileURL& url() const override { return url_; }
     Result<Size> loadNaturalSize() const override { return load("loadNaturalSize", facts_.naturalSize); }
-    Result<AffineTransform> loadPreferredTransform() const override {
-        return load("loadPreferredTransform", facts_.preferredTransform);
-    }
+    Result<AffineTransform> loadOrientation() const override { return load("loadOrientation", facts_.orientation); }
     Result<float> loadNominalFrameRate() const override {
         return load("loadNominalFrameRate", facts_.nominalFrameRate);
     }
@@ -92,7 +90,7 @@ private:
 class FakeMediaAsset final : public MediaAsset {
 public:
     FakeMediaAsset(std::shared_ptr<FakeMediaPlatform::Journal> journal, const FileURL& url, FakeFile file)
-        : journal_(std::move(journal)), name_(url.lastPathComponent()), file_(std::move(file)) {
+        : journal_(std::move(journal)), name_(url.fileName()), file_(std::move(file)) {
         for (std::size_t i = 0; i < file_.videoTracks.size(); ++i) {
             video_.push_back(
                 std::make_shared<FakeMediaTrack>(journal_, url, MediaType::video, i, file_.videoTracks[i]));
@@ -210,8 +208,7 @@ void FakeMediaPlatform::cancelAllExports() {
 }
 
 Result<MediaAssetPtr> FakeMediaPlatform::openAsset(const FileURL& url, std::stop_token stop) {
-    const Result<void> recorded =
-        journal_->record([&] { return fmt::format("openAsset {}", url.lastPathComponent()); });
+    const Result<void> recorded = journal_->record([&] { return fmt::format("openAsset {}", url.fileName()); });
     if (const Result<void> passed = openGate.pass(stop); !passed) return fail(passed.error());
     if (!recorded) return fail(recorded.error());
     const std::scoped_lock lock(mutex_);
@@ -219,9 +216,9 @@ Result<MediaAssetPtr> FakeMediaPlatform::openAsset(const FileURL& url, std::stop
     const FakeFile* file = nullptr;
     if (const auto found = files_.find(url); found != files_.end())
         file = &found->second;
-    else if (const auto named = filesByName_.find(url.lastPathComponent()); named != filesByName_.end())
+    else if (const auto named = filesByName_.find(url.fileName()); named != filesByName_.end())
         file = &named->second;
-    if (file == nullptr) return fail(fmt::format("“{}” could not be opened.", url.lastPathComponent()));
+    if (file == nullptr) return fail(fmt::format("“{}” could not be opened.", url.fileName()));
     return assets_[url] = std::make_shared<FakeMediaAsset>(journal_, url, *file);
 }
 

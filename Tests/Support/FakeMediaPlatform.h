@@ -21,7 +21,7 @@ namespace kelvane::testing {
 /// One track of a described file.
 struct FakeTrack {
     Size naturalSize{1080, 1920};
-    AffineTransform preferredTransform;
+    AffineTransform orientation;
     float nominalFrameRate = 30;
     MediaTimeRange timeRange;
 };
@@ -63,7 +63,7 @@ struct FakeExportRecord {
     EditedMediaPtr media;
     std::optional<VideoComposition> videoComposition;
     std::optional<AudioMix> audioMix;
-    bool shouldOptimizeForNetworkUse = false;
+    bool indexAtHead = false;
     std::optional<ExportContainer> outputFileType;
     std::optional<MediaTimeRange> timeRange;
     /// Of the run; none before it.
@@ -94,7 +94,7 @@ struct FakeExports {
 ///
 ///     openAsset a.mov
 ///     loadTracks a.mov video                  loadDuration a.mov
-///     loadNaturalSize a.mov video             loadPreferredTransform a.mov video
+///     loadNaturalSize a.mov video             loadOrientation a.mov video
 ///     loadNominalFrameRate a.mov video        loadTimeRange a.mov audio      (a second track is "video#2")
 ///     image a.mov at 300/600 within 1024x1024
 ///     sourceStill a.mov at 300/600 within 640x640

@@ -19,9 +19,9 @@ ApplicationWindow::ApplicationWindow(ProjectWindows& projects, std::shared_ptr<W
     connect(&view_, &ProjectWindowView::quitRequested, this, &ApplicationWindow::quitRequested);
     connect(window_.get(), &QWindow::activeChanged, this, [this] {
         if (window_->isActive())
-            Q_EMIT becameKey();
+            Q_EMIT becameActive();
         else
-            Q_EMIT resignedKey();
+            Q_EMIT becameInactive();
     });
     connect(window_.get(), &QWindow::visibleChanged, this, [this](bool visible) {
         if (!visible) Q_EMIT closed();
@@ -36,10 +36,10 @@ void ApplicationWindow::bringToFront() {
     window_->show();
     window_->raise();
     window_->requestActivate();
-    Q_EMIT becameKey();
+    Q_EMIT becameActive();
 }
 
-void ApplicationWindow::setRepresentedURL(const std::optional<FileURL>& url) {
+void ApplicationWindow::setProjectFile(const std::optional<FileURL>& url) {
     if (window_) window_->setFilePath(url ? QString::fromStdString(url->path()) : QString());
 }
 
@@ -59,7 +59,7 @@ bool KelvaneApp::start() {
     }
     projects_.activateApplication = [this] {
         for (const auto& [id, window] : windows_) {
-            if (window->isKey()) {
+            if (window->isActive()) {
                 window->bringToFront();
                 return;
             }
@@ -86,8 +86,8 @@ bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
         projects_.unregister(workspace);
         return false;
     }
-    connect(window.get(), &ApplicationWindow::becameKey, this, [this, identity] { setKeyWindow(identity); });
-    connect(window.get(), &ApplicationWindow::resignedKey, this, [workspace] {
+    connect(window.get(), &ApplicationWindow::becameActive, this, [this, identity] { setActiveWindow(identity); });
+    connect(window.get(), &ApplicationWindow::becameInactive, this, [workspace] {
         if (workspace->editor()) workspace->editor()->pausePlayer();
     });
     connect(window.get(), &ApplicationWindow::quitRequested, this, &KelvaneApp::requestQuit);
@@ -98,13 +98,13 @@ bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
     projects_.attach(workspace, window.get());
     auto* shown = window.get();
     windows_[identity] = std::move(window);
-    setKeyWindow(identity);
+    setActiveWindow(identity);
     shown->window()->show();
     return true;
 }
 
-void KelvaneApp::setKeyWindow(const UUID& id) {
-    for (const auto& [other, window] : windows_) window->setKey(other == id);
+void KelvaneApp::setActiveWindow(const UUID& id) {
+    for (const auto& [other, window] : windows_) window->setActive(other == id);
 }
 
 void KelvaneApp::closeWindow(const UUID& id) {

@@ -31,14 +31,14 @@ public:
     [[nodiscard]] QQuickWindow* window() const { return window_.get(); }
 
     void bringToFront() override;
-    [[nodiscard]] bool isKey() const override { return isKey_; }
-    void setKey(bool key) { isKey_ = key; }
-    void setDocumentEdited(bool) override {}
-    void setRepresentedURL(const std::optional<FileURL>& url) override;
+    [[nodiscard]] bool isActive() const override { return isActive_; }
+    void setActive(bool active) { isActive_ = active; }
+    void setHasUnsavedChanges(bool) override {}
+    void setProjectFile(const std::optional<FileURL>& url) override;
 
 Q_SIGNALS:
-    void becameKey();
-    void resignedKey();
+    void becameActive();
+    void becameInactive();
     void closed();
     void quitRequested();
 
@@ -46,7 +46,7 @@ private:
     ProjectWindowView view_;
     std::unique_ptr<QQuickWindow> window_;
     std::unique_ptr<PanelHost> panels_;
-    bool isKey_ = false;
+    bool isActive_ = false;
 };
 
 /// The application: makes the one owner of open projects, opens windows, and carries launch, open and quit events to
@@ -72,7 +72,7 @@ public:
 private:
     bool openWindow(const std::optional<UUID>& id);
     void closeWindow(const UUID& id);
-    void setKeyWindow(const UUID& id);
+    void setActiveWindow(const UUID& id);
 
     QtMainContext context_;
     FFmpegPlatform media_;

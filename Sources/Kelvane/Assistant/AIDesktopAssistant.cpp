@@ -143,7 +143,7 @@ Result<void> AIDesktopAssistant::writeProjectInstructions(const FileURL& folder,
                                                           const UUID& projectID) const {
     const std::string path = folder.appending(instructionFile()).path();
     auto contents = contentsOf(path);
-    if (!contents) return fail(std::move(contents.error()));
+    if (!contents) return fail(contents.error());
     if (!place(managedSection(executable, projectID), *contents)) {
         return fail(CLIError("Could not update Kelvane instructions in " + std::string(instructionFile()) +
                              ": incomplete managed section."));

@@ -105,7 +105,7 @@ std::string AIDesktopAssistant::workspaceName(std::string_view projectName) {
 }
 
 FileURL AIDesktopAssistant::sessionFolder(const FileURL& projectURL, std::string_view projectName) {
-    return projectURL.deletingLastPathComponent().appending("AI").appending(workspaceName(projectName));
+    return projectURL.parentFolder().appending("AI").appending(workspaceName(projectName));
 }
 
 }  // namespace kelvane

@@ -39,10 +39,10 @@ FileURL url(const UUID& projectID) {
 
 std::string openCommand(const UUID& projectID, const FileURL& executable) {
     FileURL bundle = executable.resolved();
-    for (int level = 0; level < levelsToBundle; ++level) bundle = bundle.deletingLastPathComponent();
+    for (int level = 0; level < levelsToBundle; ++level) bundle = bundle.parentFolder();
 
     std::string command(openerProgram);
-    if (lowered(bundle.pathExtension()) == "app") command += " -a " + shellQuoted(bundle.path());
+    if (lowered(bundle.extension()) == "app") command += " -a " + shellQuoted(bundle.path());
     command += ' ';
     command += shellQuoted(url(projectID).absoluteString());
     return command;

@@ -77,7 +77,7 @@ Result<std::unique_ptr<CLIProjectDiscovery>> CLIProjectDiscovery::start(const UU
     discovery->lock_ = std::move(lock);
 
     if (auto written = writeFileAtomically(discovery->record_, encodedRecord(projectID, socketPath), 0600); !written)
-        return fail(std::move(written.error()));
+        return fail(written.error());
     if (chmod(discovery->record_.c_str(), 0600) != 0)
         return fail(CLIError("Could not secure the Kelvane project connection."));
     return discovery;

@@ -26,7 +26,7 @@ Result<CLIRequest> decodeCLIRequest(std::string_view text) {
 
     CLIRequest request;
     auto command = json::string(*document, "command");
-    if (!command) return fail(std::move(command.error()));
+    if (!command) return fail(command.error());
     request.command = std::move(*command);
 
     const nlohmann::json* options = json::find(*document, "options");

@@ -24,8 +24,8 @@ sockaddr_un address(std::string_view path) {
     return result;
 }
 
-std::unexpected<Error> tooLong() { return fail(CLIError("CLI message exceeds 1 MiB.")); }
-std::unexpected<Error> broken() { return fail(CLIError("Kelvane CLI connection closed or timed out.")); }
+Error tooLong() { return CLIError("CLI message exceeds 1 MiB."); }
+Error broken() { return CLIError("Kelvane CLI connection closed or timed out."); }
 
 timeval interval(double seconds) {
     // Beyond a century a timeout is none, and casting stays defined.
@@ -65,7 +65,7 @@ void configure(const FileDescriptor& socket, double receiveTimeout) {
 }
 
 Result<void> write(std::string_view data, const FileDescriptor& socket) {
-    if (data.size() > CLILimits::messageBytes) return tooLong();
+    if (data.size() > CLILimits::messageBytes) return fail(tooLong());
     std::string line;
     line.reserve(data.size() + 1);
     line.append(data);
@@ -73,7 +73,7 @@ Result<void> write(std::string_view data, const FileDescriptor& socket) {
     for (std::size_t sent = 0; sent < line.size();) {
         const ssize_t count = ::send(socket.get(), line.data() + sent, line.size() - sent, MSG_NOSIGNAL);
         if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return broken();
+        if (count <= 0) return fail(broken());
         sent += static_cast<std::size_t>(count);
     }
     return {};
@@ -85,11 +85,11 @@ Result<std::string> read(const FileDescriptor& socket) {
     while (true) {
         const ssize_t count = ::recv(socket.get(), chunk, sizeof chunk, 0);
         if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return broken();
+        if (count <= 0) return fail(broken());
         const std::string_view received(chunk, static_cast<std::size_t>(count));
         const auto end = received.find('\n');
         message.append(received.substr(0, end));
-        if (message.size() > CLILimits::messageBytes) return tooLong();
+        if (message.size() > CLILimits::messageBytes) return fail(tooLong());
         if (end != std::string_view::npos) return message;
     }
 }

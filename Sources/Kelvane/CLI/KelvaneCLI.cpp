@@ -13,8 +13,8 @@ namespace {
 /// The client waits as long as the application works: an export can take minutes.
 constexpr double noTimeout = 0;
 
-std::unexpected<Error> unknownCommand(const std::string& name) {
-    return fail(CLIError("Unknown command: " + name + ". Run Kelvane cli help."));
+Error unknownCommand(const std::string& name) {
+    return CLIError("Unknown command: " + name + ". Run Kelvane cli help.");
 }
 
 Result<std::map<std::string, std::string>> parseOptions(const Command& command, std::span<const std::string> words) {
@@ -39,9 +39,9 @@ Result<std::map<std::string, std::string>> parseOptions(const Command& command, 
 
 Result<void> validateExport(const CLIRequest& request) {
     if (auto resolution = exportResolutionFromCommandLine(request.option("resolution").value_or("auto")); !resolution)
-        return fail(std::move(resolution.error()));
+        return fail(resolution.error());
     if (auto rate = exportFrameRateFromCommandLine(request.option("fps").value_or("auto")); !rate)
-        return fail(std::move(rate.error()));
+        return fail(rate.error());
     return {};
 }
 
@@ -71,18 +71,18 @@ Result<Invocation> parse(std::span<const std::string> arguments) {
     }
 
     const Command* command = findCommand(name);
-    if (command == nullptr) return unknownCommand(name);
+    if (command == nullptr) return fail(unknownCommand(name));
     auto options = parseOptions(*command, arguments.subspan(3));
-    if (!options) return fail(std::move(options.error()));
+    if (!options) return fail(options.error());
     invocation.request.command = name;
     invocation.request.options = std::move(*options);
-    if (auto valid = validate(invocation.request); !valid) return fail(std::move(valid.error()));
+    if (auto valid = validate(invocation.request); !valid) return fail(valid.error());
     return invocation;
 }
 
 Result<void> validate(const CLIRequest& request) {
     const Command* command = findCommand(request.command);
-    if (command == nullptr) return unknownCommand(request.command);
+    if (command == nullptr) return fail(unknownCommand(request.command));
     for (const auto& [key, value] : request.options) {
         if (command->takesValue(key) || (command->hasFlag(key) && value == "true")) continue;
         return fail(CLIError("Unknown or invalid option: --" + key + ". Run Kelvane cli help."));

@@ -50,15 +50,15 @@ struct Outcome {
 
 Result<Outcome> perform(std::span<const std::string> arguments) {
     auto invocation = parse(arguments);
-    if (!invocation) return fail(std::move(invocation.error()));
+    if (!invocation) return fail(invocation.error());
     auto& options = invocation->request.options;
     if (const auto json = options.find("json"); json != options.end() && json->second == "-") {
         auto input = readInput(STDIN_FILENO);
-        if (!input) return fail(std::move(input.error()));
+        if (!input) return fail(input.error());
         json->second = std::move(*input);
     }
     auto reply = invocation->target.request(encodeCLIRequest(invocation->request));
-    if (!reply) return fail(std::move(reply.error()));
+    if (!reply) return fail(reply.error());
     const auto isSuccess = replyIsSuccess(*reply);
     if (!isSuccess) return fail(isSuccess.error());
     return Outcome{std::move(*reply), *isSuccess};

@@ -30,9 +30,9 @@ struct ExportFormat {
 
 /// A failure of the hidden file that is written first tells of the file that was asked for.
 void nameAsAsked(Error& error, const FileURL& hidden, const FileURL& asked) {
-    const std::string name = hidden.lastPathComponent();
+    const std::string name = hidden.fileName();
     const auto at = error.message.find(name);
-    if (at != std::string::npos) error.message.replace(at, name.size(), asked.lastPathComponent());
+    if (at != std::string::npos) error.message.replace(at, name.size(), asked.fileName());
 }
 
 }  // namespace
@@ -93,7 +93,7 @@ Result<Editor::ExportJobPtr> Editor::admitExport(FileURL destination, bool overw
         for (const Clip& clip : *clips) taken = taken || (seen.insert(clip.url).second && isTarget(clip.url));
     if (taken) return fail("Output cannot replace project or source media.");
     auto job = std::make_shared<ExportJob>();
-    job->temporary = destination.deletingLastPathComponent().appending(
+    job->temporary = destination.parentFolder().appending(
         fmt::format("{}{}.{}", temporaryFilePrefix, UUID::random().upper(), rawValue(*container)));
     job->destination = std::move(destination);
     job->overwrite = overwrite;
@@ -107,7 +107,7 @@ QCoro::Task<Result<void>> Editor::exportMedia(FileURL destination, bool overwrit
                                               std::stop_token stop) {
     const std::shared_ptr<Editor> self = shared_from_this();
     Result<ExportJobPtr> admitted = admitExport(std::move(destination), overwrite);
-    if (!admitted) co_return Result<void>(fail(std::move(admitted.error())));
+    if (!admitted) co_return fail(admitted.error());
     const ExportJobPtr job = std::move(*admitted);
     enterExport(job->container);
     // One source for both ways to stop: the caller's token and cancelExport.
@@ -150,7 +150,7 @@ QCoro::Task<Result<void>> Editor::runExport(ExportJobPtr job) {
     auto building = buildExport(job);
     Result<void> built = co_await building;
     if (!built) co_return built;
-    if (isStopped(*job)) co_return Result<void>(fail(Error::cancelled()));
+    if (isStopped(*job)) co_return fail(Error::cancelled());
     auto encoding = encodeExport(job);
     Result<void> encoded = co_await encoding;
     if (!encoded) co_return encoded;
@@ -165,12 +165,11 @@ QCoro::Task<Result<void>> Editor::buildExport(ExportJobPtr job) {
     };
     auto measuring = inBackground(*services_.context, std::move(measure));
     const Result<ExportCapabilities> capabilities = co_await measuring;
-    if (!capabilities) co_return Result<void>(fail(capabilities.error()));
-    if (isStopped(*job)) co_return Result<void>(fail(Error::cancelled()));
+    if (!capabilities) co_return fail(capabilities.error());
+    if (isStopped(*job)) co_return fail(Error::cancelled());
     if (!isAvailable(job->resolution, capabilities->maximumSize)) {
-        co_return Result<void>(
-            fail(fmt::format("{} requires enough source resolution in every video clip after crop and zoom.",
-                             kelvane::title(job->resolution))));
+        co_return fail(fmt::format("{} requires enough source resolution in every video clip after crop and zoom.",
+                                   kelvane::title(job->resolution)));
     }
     const ExportFormat format(job->resolution, job->frameRate, *capabilities);
     exportFormat_ = format.line(job->container);
@@ -180,7 +179,7 @@ QCoro::Task<Result<void>> Editor::buildExport(ExportJobPtr job) {
     };
     auto building = inBackground(*services_.context, std::move(build));
     Result<EditedMediaPtr> built = co_await building;
-    if (!built) co_return Result<void>(fail(std::move(built.error())));
+    if (!built) co_return fail(built.error());
     job->edited = std::move(*built);
     co_return Result<void>();
 }
@@ -191,8 +190,8 @@ QCoro::Task<Result<void>> Editor::encodeExport(ExportJobPtr job) {
     };
     auto making = inBackground(*services_.context, std::move(make));
     Result<std::unique_ptr<ExportSession>> made = co_await making;
-    if (!made) co_return Result<void>(fail(std::move(made.error())));
-    if (isStopped(*job)) co_return Result<void>(fail(Error::cancelled()));
+    if (!made) co_return fail(made.error());
+    if (isStopped(*job)) co_return fail(Error::cancelled());
     // The encoder would speak of the hidden file, and only after its start.
     if (Result<void> accepted = checkFolderAccepts(job->destination); !accepted) co_return accepted;
     exportSession_ = std::move(*made);
@@ -216,14 +215,14 @@ void Editor::pollExportProgress() {
 }
 
 QCoro::Task<Result<void>> Editor::publishExport(ExportJobPtr job) {
-    if (isStopped(*job)) co_return Result<void>(fail(Error::cancelled()));
+    if (isStopped(*job)) co_return fail(Error::cancelled());
     if (!fileExists(job->temporary.path()))
-        co_return Result<void>(fail(fmt::format("Export did not produce a {} file.", kelvane::title(job->container))));
+        co_return fail(fmt::format("Export did not produce a {} file.", kelvane::title(job->container)));
     // From the last check to the rename nothing else can run on the main thread.
     if (Result<void> valid = job->validatePublish ? job->validatePublish() : Result<void>(); !valid) co_return valid;
     if (Result<void> published = publishFile(job->temporary, job->destination, job->overwrite); !published)
         co_return published;
-    auto sync = [folder = job->destination.deletingLastPathComponent().path()] { return syncFolder(folder); };
+    auto sync = [folder = job->destination.parentFolder().path()] { return syncFolder(folder); };
     auto syncing = inBackground(*services_.context, std::move(sync), Lane::shortWork);
     // The movie is in place and complete; a folder that can't be synced takes nothing from that.
     (void)co_await syncing;

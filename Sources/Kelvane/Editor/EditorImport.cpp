@@ -37,7 +37,7 @@ Result<ImportedClip> bringIn(MediaPlatform& media, ProjectMedia* transaction, co
     imported->picture = Thumbnails::reduced(std::move(imported->picture));
     if (transaction == nullptr) return imported;
     Result<Clip> inside = transaction->localize(std::move(imported->clip), stop);
-    if (!inside) return fail(std::move(inside.error()));
+    if (!inside) return fail(inside.error());
     imported->clip = std::move(*inside);
     return imported;
 }
@@ -102,7 +102,7 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::importMedia(std::vector<FileURL> 
                                                            std::stop_token stop) {
     using Answer = Result<std::vector<UUID>>;
     const std::shared_ptr<Editor> self = shared_from_this();
-    if (busy() || interactionSnapshot_) co_return Answer(fail("Kelvane is busy."));
+    if (busy() || interactionSnapshot_) co_return fail("Kelvane is busy.");
     isImporting_ = true;
     announce(State::work);
     auto gather = gatherImports(std::move(urls), std::move(validateCommit), std::move(stop));
@@ -119,7 +119,7 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL
     const auto transaction = mediaDirectory_ ? std::make_shared<ProjectMedia>(*mediaDirectory_) : nullptr;
     std::vector<ImportedClip> results;
     for (const FileURL& url : urls) {
-        if (stop.stop_requested()) co_return Answer(fail(Error::cancelled()));
+        if (stop.stop_requested()) co_return fail(Error::cancelled());
         if (const Clip* asset = knownAs(*assets_, url)) {
             results.push_back({*asset, nullptr});
             continue;
@@ -133,11 +133,11 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL
         };
         auto background = inBackground(*services_.context, std::move(work));
         Result<ImportedClip> imported = co_await background;
-        if (!imported) co_return Answer(fail(std::move(imported.error())));
+        if (!imported) co_return fail(imported.error());
         results.push_back(std::move(*imported));
     }
     if (const Result<void> valid = validateCommit ? validateCommit() : Result<void>(); !valid)
-        co_return Answer(fail(valid.error()));
+        co_return fail(valid.error());
     takeImports(results);
     if (transaction) transaction->commit();
     std::vector<UUID> ids;

@@ -41,7 +41,7 @@ Result<void> writeWithMedia(Project project, const FileURL& file) {
 Result<void> Editor::loadProject(const FileURL& url) {
     Result<Project> project = ProjectFile::read(url);
     if (project && mediaDirectory_) project = settledInto(*mediaDirectory_, std::move(*project), url);
-    if (!project) return fail(std::move(project.error()));
+    if (!project) return fail(project.error());
     projectURL_ = url;
     savedClips_ = std::make_shared<const std::vector<Clip>>(std::move(project->clips));
     savedAssets_ = std::make_shared<const std::vector<Clip>>(std::move(project->assets).value_or(std::vector<Clip>()));

@@ -14,8 +14,8 @@ namespace kelvane {
 
 namespace {
 
-Result<void> failure(const FileURL& destination, int number) {
-    return fail(Error::posix(quotedName(destination.lastPathComponent()) + " could not be saved", number));
+Error failure(const FileURL& destination, int number) {
+    return Error::posix(quotedName(destination.fileName()) + " could not be saved", number);
 }
 
 int renameWithoutReplacing(const std::string& temporary, const std::string& destination) {
@@ -43,11 +43,12 @@ Result<void> publishFile(const FileURL& temporary, const FileURL& destination, b
         number = renameWithoutReplacing(from, to);
     else if (::rename(from.c_str(), to.c_str()) != 0)
         number = errno;
-    return number == 0 ? Result<void>() : failure(destination, number);
+    if (number != 0) return fail(failure(destination, number));
+    return {};
 }
 
 Result<void> checkFolderAccepts(const FileURL& destination) {
-    const FileURL folder = destination.deletingLastPathComponent();
+    const FileURL folder = destination.parentFolder();
     const std::string path = folder.path();
     struct stat status{};
     int number = 0;
@@ -58,9 +59,9 @@ Result<void> checkFolderAccepts(const FileURL& destination) {
     else if (::faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) != 0)
         number = errno;
     if (number == 0) return {};
-    return fail(Error::posix(quotedName(destination.lastPathComponent()) + " could not be saved in the folder " +
-                                 quotedName(folder.lastPathComponent()),
-                             number));
+    return fail(Error::posix(
+        quotedName(destination.fileName()) + " could not be saved in the folder " + quotedName(folder.fileName()),
+        number));
 }
 
 }  // namespace kelvane

@@ -76,7 +76,7 @@ Result<std::vector<JSONObject>> frames(MediaPlatform& platform, const Clip& asse
                                        const FileURL& folder, std::stop_token stop) {
     const auto exact = mediaTimes(times);
     if (!exact) return fail(exact.error());
-    if (auto made = makeFolders(folder.path()); !made) return fail(std::move(made.error()));
+    if (auto made = makeFolders(folder.path()); !made) return fail(made.error());
 
     WrittenFiles files;
     std::vector<JSONObject> entries(times.size());
@@ -90,7 +90,7 @@ Result<std::vector<JSONObject>> frames(MediaPlatform& platform, const Clip& asse
         return {};
     };
     if (auto taken = platform.sourceStills(asset.url, *exact, frameSize, take, stop); !taken)
-        return fail(std::move(taken.error()));
+        return fail(taken.error());
     files.keep();
     return entries;
 }
@@ -101,7 +101,7 @@ Result<JSONObject> contactSheet(MediaPlatform& platform, const Clip& asset, cons
     if (!exact) return fail(exact.error());
     auto sheet = Sheet::make("Source · " + asset.name(), "Asset " + asset.id.upper() + " · original aspect ratio",
                              static_cast<int>(times.size()));
-    if (!sheet) return fail(std::move(sheet.error()));
+    if (!sheet) return fail(sheet.error());
 
     std::vector<double> shown(times.size());
     std::vector<JSONObject> entries(times.size());
@@ -112,8 +112,7 @@ Result<JSONObject> contactSheet(MediaPlatform& platform, const Clip& asset, cons
         entries[index] = frameEntry(index, shown[index], times[index]);
         return {};
     };
-    if (auto taken = platform.sourceStills(asset.url, *exact, tileSize, take, stop); !taken)
-        return fail(std::move(taken.error()));
+    if (auto taken = platform.sourceStills(asset.url, *exact, tileSize, take, stop); !taken) return fail(taken.error());
     if (stop.stop_requested()) return fail(Error::cancelled());
     const auto path = sheet->save(folder, "source-" + asset.id.upper());
     if (!path) return fail(path.error());

@@ -70,9 +70,9 @@ void Sheet::add(const StillImage& image, int slot, std::string_view label, std::
 }
 
 Result<std::string> Sheet::save(const FileURL& folder, std::string_view prefix) const {
-    if (auto made = makeFolders(folder.path()); !made) return fail(std::move(made.error()));
+    if (auto made = makeFolders(folder.path()); !made) return fail(made.error());
     const std::string path = folder.appending(std::string(prefix) + "-" + UUID::random().upper() + ".jpg").path();
-    if (auto written = writeInspectionImage(path, canvas_.image()); !written) return fail(std::move(written.error()));
+    if (auto written = writeInspectionImage(path, canvas_.image()); !written) return fail(written.error());
     return path;
 }
 

@@ -184,17 +184,17 @@ Result<JSONObject> preview(MediaPlatform& platform, const std::vector<Clip>& cli
     EditedMediaPtr media = preparedMedia;
     if (!media) {
         auto built = MediaEngine::build(platform, clips, Framing::size, MediaEngine::previewFrame, stop);
-        if (!built) return fail(std::move(built.error()));
+        if (!built) return fail(built.error());
         media = *std::move(built);
     }
     const double duration = media->composition.duration().seconds();
     auto sheet = Sheet::make("Timeline · " + std::string(name),
                              fmt::format("{:.3f} s · 1080 × 1920 framing · timeline and source timestamps", duration),
                              static_cast<int>(std::min(times.size(), std::size_t{maximumSheetFrames} + 1)));
-    if (!sheet) return fail(std::move(sheet.error()));
+    if (!sheet) return fail(sheet.error());
 
     Preview preview(clips, times, *std::move(sheet));
-    if (auto drawn = preview.draw(platform, media, stop); !drawn) return fail(std::move(drawn.error()));
+    if (auto drawn = preview.draw(platform, media, stop); !drawn) return fail(drawn.error());
     if (stop.stop_requested()) return fail(Error::cancelled());
     const auto path = preview.sheet().save(folder, "timeline");
     if (!path) return fail(path.error());

@@ -12,8 +12,8 @@ struct Word {
     bool quoted = false;
 };
 
-std::unexpected<Error> badLine(const DesktopEntry& entry) {
-    return fail(quotedName(entry.name) + " could not be opened: its desktop entry has no command that can be run.");
+Error badLine(const DesktopEntry& entry) {
+    return Error(quotedName(entry.name) + " could not be opened: its desktop entry has no command that can be run.");
 }
 
 /// The words of a line, divided by blanks outside quotation marks; nothing when a quotation doesn't end.
@@ -102,12 +102,12 @@ bool expand(const Word& word, const DesktopEntry& entry, const std::string& url,
 
 Result<std::vector<std::string>> DesktopEntries::command(const DesktopEntry& entry, const std::string& url) {
     const auto line = words(entry.exec);
-    if (!line || line->empty()) return badLine(entry);
+    if (!line || line->empty()) return fail(badLine(entry));
     std::vector<std::string> found;
     bool usesURL = false;
     for (const auto& word : *line)
-        if (!expand(word, entry, url, usesURL, found)) return badLine(entry);
-    if (found.empty() || found.front().empty()) return badLine(entry);
+        if (!expand(word, entry, url, usesURL, found)) return fail(badLine(entry));
+    if (found.empty() || found.front().empty()) return fail(badLine(entry));
     if (!usesURL) found.push_back(url);
     return found;
 }

@@ -5,8 +5,12 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <source_location>
+#include <string>
 #include <type_traits>
 #include <utility>
+
+#include "Support/Error.h"
 
 namespace kelvane {
 
@@ -44,6 +48,11 @@ public:
     /// Runs `work` on the main thread once `delay` has passed on a continuous clock, unless the timer was cancelled.
     [[nodiscard]] virtual Timer after(std::chrono::milliseconds delay, std::function<void()> work) = 0;
     [[nodiscard]] virtual bool isMainThread() const = 0;
+    /// Ends the program, naming the caller, unless it runs on the main thread: asked first by the operations of objects
+    /// whose state lives there. On in every build, as it costs a comparison.
+    void checkMainThread(std::source_location caller = std::source_location::current()) const {
+        if (!isMainThread()) check(false, (std::string(caller.function_name()) + " left the main thread").c_str());
+    }
 };
 
 /// Awaits a blocking function that runs on the pool, and gives its value back on the main thread. Name the awaiter

@@ -23,7 +23,7 @@ QCoro::Task<Result<void>> XDGDesktopServices::open(std::string url, DesktopAppli
     auto entry = DesktopEntries::find(all, application.id);
     if (!entry) co_return fail(what + ": it is no longer installed.");
     auto words = DesktopEntries::command(*entry, url);
-    if (!words) co_return fail(std::move(words.error()));
+    if (!words) co_return fail(words.error());
     const auto program = DesktopEntries::programPath(all.programs, words->front());
     if (!program) co_return fail(what + ": its program " + quotedName(words->front()) + " can't be found.");
     auto work = [what, program = *program, words = *std::move(words), folder = entry->workingFolder,

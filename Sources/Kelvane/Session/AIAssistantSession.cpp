@@ -40,7 +40,7 @@ AIAssistantSession::~AIAssistantSession() { door_->shut(); }
 void AIAssistantSession::setEditor(std::weak_ptr<Editor> editor) { editor_ = std::move(editor); }
 
 Result<std::string> AIAssistantSession::connect() {
-    check(context_->isMainThread(), "a session is connected off the main thread");
+    context_->checkMainThread();
     if (connection_) return connection_->socketPath();
     const auto editor = editor_.lock();
     if (!editor) return fail(projectClosed());
@@ -55,10 +55,10 @@ Result<std::string> AIAssistantSession::connect() {
         if (!door->post(std::move(work))) reply(failureReply(projectClosed()));
     };
     auto connection = LocalCLIConnection::start(std::move(handler));
-    if (!connection) return fail(std::move(connection.error()));
+    if (!connection) return fail(connection.error());
     // When the registry refuses, the connection's end takes its folder along.
     auto discovery = CLIProjectDiscovery::start(editor->id(), (*connection)->socketPath(), registryPath);
-    if (!discovery) return fail(std::move(discovery.error()));
+    if (!discovery) return fail(discovery.error());
 
     discovery_ = *std::move(discovery);
     connection_ = *std::move(connection);
@@ -66,7 +66,7 @@ Result<std::string> AIAssistantSession::connect() {
 }
 
 void AIAssistantSession::suspend() {
-    check(context_->isMainThread(), "a session is suspended off the main thread");
+    context_->checkMainThread();
     generation_ = UUID::random();
     period_.request_stop();
     period_ = std::stop_source();
@@ -133,9 +133,9 @@ std::function<Result<void>()> AIAssistantSession::snapshotCheck(const Write& wri
 }
 
 QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, std::optional<UUID> generation) {
-    check(context_->isMainThread(), "a request is performed off the main thread");
+    context_->checkMainThread();
     const auto self = shared_from_this();
-    if (auto valid = KelvaneCLI::validate(request); !valid) co_return fail(std::move(valid.error()));
+    if (auto valid = KelvaneCLI::validate(request); !valid) co_return fail(valid.error());
 
     Write write;
     write.compact = request.hasFlag("compact");
@@ -154,9 +154,9 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, 
     }
 
     auto revision = requiredOption(request, "revision");
-    if (!revision) co_return fail(std::move(revision.error()));
+    if (!revision) co_return fail(revision.error());
     write.revision = *std::move(revision);
-    if (auto allowed = checkWrite(write.revision, write.epoch); !allowed) co_return fail(std::move(allowed.error()));
+    if (auto allowed = checkWrite(write.revision, write.epoch); !allowed) co_return fail(allowed.error());
     write.request = std::move(request);
 
     const std::string command = write.request.command;
@@ -185,10 +185,10 @@ Result<JSONObject> AIAssistantSession::project(const CLIRequest& request) const 
 
 Result<JSONObject> AIAssistantSession::rename(const Write& write) {
     auto name = requiredOption(write.request, "name");
-    if (!name) return fail(std::move(name.error()));
+    if (!name) return fail(name.error());
     const auto editor = editor_.lock();
     if (!editor || !editor->onRenameProject) return fail(CLIError("Open a library project before renaming it."));
-    if (auto renamed = editor->onRenameProject(*name); !renamed) return fail(std::move(renamed.error()));
+    if (auto renamed = editor->onRenameProject(*name); !renamed) return fail(renamed.error());
     return projectState(false);
 }
 

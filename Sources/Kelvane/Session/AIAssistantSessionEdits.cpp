@@ -29,18 +29,18 @@ Result<Clips> timelineTarget(const Editor& editor, const CLIRequest& request) {
 
 Result<Clips> splitTarget(const Editor& editor, const CLIRequest& request) {
     const auto refusal = [] {
-        return fail(CLIError("Require a known clipID and --at leaving at least 1/30s on each side."));
+        return CLIError("Require a known clipID and --at leaving at least 1/30s on each side.");
     };
     const auto id = requiredOption(request, "id");
     if (!id) return fail(id.error());
     const auto found = clipNamed(editor.clips(), *id);
-    if (found == editor.clips().end()) return refusal();
+    if (found == editor.clips().end()) return fail(refusal());
     const auto at = requiredOption(request, "at");
     if (!at) return fail(at.error());
     const auto position = finiteNumber(*at);
-    if (!position) return refusal();
+    if (!position) return fail(refusal());
     auto halves = found->split(*position - editor.offset(found->id));
-    if (!halves) return refusal();
+    if (!halves) return fail(refusal());
 
     Clips target = editor.clips();
     const auto place = target.begin() + (found - editor.clips().begin());
@@ -86,7 +86,7 @@ Result<Clips> clipTarget(Clips target, std::size_t index, const CLIRequest& requ
 
     const auto tracks = TimelineLayout::audioTracks(target);
     Clip& clip = target[index];
-    if (auto stored = storeNumbers(clip, request); !stored) return fail(std::move(stored.error()));
+    if (auto stored = storeNumbers(clip, request); !stored) return fail(stored.error());
     if (!lane) return target;
     const auto id = UUID::parse(*lane);
     if (!clip.isAudio() || !id) return fail(CLIError("--audioTrackID requires an audio clip and a lane UUID."));
@@ -121,9 +121,9 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
     auto editor = editor_.lock();
     if (!editor) co_return fail(projectClosed());
     auto computed = editTarget(*editor, write.request);
-    if (!computed) co_return fail(std::move(computed.error()));
+    if (!computed) co_return fail(computed.error());
     const Target target = std::make_shared<const Clips>(*std::move(computed));
-    if (auto valid = CLIEditing::validate(*target); !valid) co_return fail(std::move(valid.error()));
+    if (auto valid = CLIEditing::validate(*target); !valid) co_return fail(valid.error());
 
     const bool changed = !CLIEditing::identical(editor->clips(), *target);
     // Entries without an id have fresh ones in the target, which nobody could find where nothing is committed.
@@ -141,8 +141,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
             if (!built) co_return fail(failureOf(std::move(built.error()), write));
             media = *std::move(built);
         }
-        if (auto allowed = checkWrite(write.revision, write.epoch); !allowed)
-            co_return fail(std::move(allowed.error()));
+        if (auto allowed = checkWrite(write.revision, write.epoch); !allowed) co_return fail(allowed.error());
         editor_.lock()->commit(*target);
     }
 

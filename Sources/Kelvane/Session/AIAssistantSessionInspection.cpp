@@ -27,7 +27,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, 
     auto planned = planInspection(*media_, *editor, request, folder);
     // Held no longer than this: a request must not keep a closed project alive.
     editor.reset();
-    if (!planned) co_return fail(std::move(planned.error()));
+    if (!planned) co_return fail(planned.error());
 
     const InspectionPlan plan = *std::move(planned);
     auto work = [work = plan.work, stop] { return work(stop); };
@@ -46,7 +46,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::inspect(CLIRequest request, 
 
 QCoro::Task<Result<JSONObject>> AIAssistantSession::previewOf(Applied edit) {
     const auto self = shared_from_this();
-    if (auto valid = requireVideo(*edit.clips); !valid) co_return fail(std::move(valid.error()));
+    if (auto valid = requireVideo(*edit.clips); !valid) co_return fail(valid.error());
     auto editor = editor_.lock();
     if (edit.epoch != generation_ || !editor)
         co_return fail(CLIError("The Kelvane session closed after applying the edit."));

@@ -137,7 +137,7 @@ const JSONObject& exportSummary() {
 
 Result<void> addProject(JSONObject& state, const Editor& editor) {
     auto assets = assetsArray(editor.assets());
-    if (!assets) return fail(std::move(assets.error()));
+    if (!assets) return fail(assets.error());
     state.set("projectID", std::string_view(editor.id().upper()));
     state.set("name", std::string_view(editor.title()));
     state.set("busy", editor.busy());
@@ -155,7 +155,7 @@ Result<JSONObject> AIAssistantSession::projectState(bool compact) const {
     if (!editor) return fail(projectClosed());
     const auto& clips = editor->clips();
     auto timeline = timelineArray(clips, editor->assets());
-    if (!timeline) return fail(std::move(timeline.error()));
+    if (!timeline) return fail(timeline.error());
     // The sum of finite clips can be infinite.
     const double duration = TimelineLayout::duration(clips);
     if (!std::isfinite(duration) || !std::isfinite(editor->playhead())) return fail(unwritable());
@@ -171,7 +171,7 @@ Result<JSONObject> AIAssistantSession::projectState(bool compact) const {
               std::string_view(KelvaneProjectLink::openCommand(editor->id(), KelvaneProjectLink::runningExecutable())));
     state.set("output", exportSummary());
     if (!compact) {
-        if (auto added = addProject(state, *editor); !added) return fail(std::move(added.error()));
+        if (auto added = addProject(state, *editor); !added) return fail(added.error());
     }
     return state;
 }

@@ -17,15 +17,15 @@ bool isAbsolutePath(const std::string& path) { return path.starts_with('/') && p
 
 /// The files that the JSON array of an import names.
 Result<std::vector<FileURL>> importPaths(const std::string& json) {
-    const auto refusal = [] { return fail(CLIError("--json requires 1...64 absolute file paths (max 1 MiB).")); };
-    if (json.size() > CLILimits::messageBytes) return refusal();
+    const auto refusal = [] { return CLIError("--json requires 1...64 absolute file paths (max 1 MiB)."); };
+    if (json.size() > CLILimits::messageBytes) return fail(refusal());
     const auto document = parseJSON(json);
     if (!document || !document->is_array() || document->empty() || document->size() > CLILimits::batchAssets)
-        return refusal();
+        return fail(refusal());
     std::vector<FileURL> files;
     for (const auto& element : *document) {
         const auto* path = element.get_ptr<const nlohmann::json::string_t*>();
-        if (path == nullptr || !isAbsolutePath(*path)) return refusal();
+        if (path == nullptr || !isAbsolutePath(*path)) return fail(refusal());
         files.push_back(FileURL::fromPath(*path));
     }
     return files;
@@ -47,7 +47,7 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::importFiles(Write write) {
     const auto json = requiredOption(write.request, "json");
     if (!json) co_return fail(json.error());
     auto files = importPaths(*json);
-    if (!files) co_return fail(std::move(files.error()));
+    if (!files) co_return fail(files.error());
 
     auto editor = editor_.lock();
     if (!editor) co_return fail(projectClosed());

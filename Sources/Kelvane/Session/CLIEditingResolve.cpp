@@ -151,7 +151,7 @@ Result<std::vector<CLIClip>> decodeEntries(std::string_view json) {
     entries.reserve(document->size());
     for (const auto& object : *document) {
         auto entry = decodeEntry(object, entries.size());
-        if (!entry) return fail(std::move(entry.error()));
+        if (!entry) return fail(entry.error());
         entries.push_back(*entry);
     }
     return entries;
@@ -234,10 +234,10 @@ Result<std::vector<Clip>> resolve(std::string_view json, std::span<const Clip> a
     clips.reserve(entries->size());
     for (const CLIClip& entry : *entries) {
         auto clip = resolver.resolve(entry, clips.size());
-        if (!clip) return fail(std::move(clip.error()));
+        if (!clip) return fail(clip.error());
         clips.push_back(*std::move(clip));
     }
-    if (auto valid = validate(clips); !valid) return fail(std::move(valid.error()));
+    if (auto valid = validate(clips); !valid) return fail(valid.error());
     return clips;
 }
 

@@ -69,7 +69,7 @@ Result<InspectionPlan> planFrames(MediaPlatform& platform, const Editor& editor,
     auto work = [&platform, asset = *asset, times = *std::move(times),
                  folder](std::stop_token stop) -> Result<JSONObject> {
         auto frames = CLIMediaInspection::frames(platform, asset, times, folder, std::move(stop));
-        if (!frames) return fail(std::move(frames.error()));
+        if (!frames) return fail(frames.error());
         JSONObject document;
         document.set("assetID", std::string_view(asset.id.upper()));
         document.set("frames", jsonArray(*frames));
@@ -83,7 +83,7 @@ Result<InspectionPlan> planFrames(MediaPlatform& platform, const Editor& editor,
 Result<JSONObject> sheet(MediaPlatform& platform, const Clip& asset, const std::optional<std::string>& text, int count,
                          const FileURL& folder, bool compact, std::stop_token stop) {
     auto times = CLIMediaInspection::times(text, asset.sourceDuration, count, CLIMediaInspection::maximumSheetFrames);
-    if (!times) return fail(std::move(times.error()));
+    if (!times) return fail(times.error());
     return CLIMediaInspection::contactSheet(platform, asset, *times, folder, compact, std::move(stop));
 }
 
@@ -95,7 +95,7 @@ Result<InspectionPlan> planContactSheet(MediaPlatform& platform, const Editor& e
     const auto count = countText ? integer(*countText, 1, CLIMediaInspection::maximumSheetFrames) : defaultSheetFrames;
     if (!count) return fail(CLIError("--count must be an integer from 1 to 24."));
     auto selected = sheetAssets(request, editor.assets());
-    if (!selected) return fail(std::move(selected.error()));
+    if (!selected) return fail(selected.error());
 
     Clips videos;
     std::vector<JSONObject> skipped;
@@ -126,12 +126,12 @@ Result<InspectionPlan> planContactSheet(MediaPlatform& platform, const Editor& e
 Result<InspectionPlan> planPreview(MediaPlatform& platform, const Editor& editor, const CLIRequest& request,
                                    const FileURL& folder) {
     const Clips& clips = editor.clips();
-    if (auto valid = requireVideo(clips); !valid) return fail(std::move(valid.error()));
+    if (auto valid = requireVideo(clips); !valid) return fail(valid.error());
     Result<Times> times = CLIMediaInspection::previewTimes(clips);
     if (const auto text = request.option("times")) {
         times =
             CLIMediaInspection::times(text, TimelineLayout::duration(clips), 0, CLIMediaInspection::maximumSheetFrames);
-        if (!times) return fail(std::move(times.error()));
+        if (!times) return fail(times.error());
     }
     auto work = [&platform, clips, name = editor.title(), times = *std::move(times), folder,
                  compact = request.hasFlag("compact")](std::stop_token stop) {

@@ -112,7 +112,7 @@ std::shared_ptr<Workspace> ProjectWindows::workspaceShowing(const UUID& projectI
 std::shared_ptr<Workspace> ProjectWindows::keyWorkspace() const {
     for (const auto& [id, window] : windows_) {
         const auto workspace = workspaces_.find(id);
-        if (window->isKey() && workspace != workspaces_.end()) return workspace->second;
+        if (window->isActive() && workspace != workspaces_.end()) return workspace->second;
     }
     return nullptr;
 }
@@ -236,8 +236,8 @@ void ProjectWindows::unregister(const std::shared_ptr<Workspace>& workspace) {
 void ProjectWindows::updateWindow(const Workspace& workspace, bool dirty) {
     const auto window = windows_.find(workspace.id());
     if (window == windows_.end()) return;
-    window->second->setDocumentEdited(dirty);
-    window->second->setRepresentedURL(workspace.editor() ? workspace.editor()->projectURL() : std::nullopt);
+    window->second->setHasUnsavedChanges(dirty);
+    window->second->setProjectFile(workspace.editor() ? workspace.editor()->projectURL() : std::nullopt);
 }
 
 void ProjectWindows::showHome(const std::shared_ptr<Workspace>& workspace) {

@@ -17,9 +17,9 @@ public:
     virtual ~PlatformWindow() = default;
     virtual void bringToFront() = 0;
     /// Whether this is the window that a person works in: the active one, or the one that was active last.
-    [[nodiscard]] virtual bool isKey() const = 0;
-    virtual void setDocumentEdited(bool edited) = 0;
-    virtual void setRepresentedURL(const std::optional<FileURL>& url) = 0;
+    [[nodiscard]] virtual bool isActive() const = 0;
+    virtual void setHasUnsavedChanges(bool has) = 0;
+    virtual void setProjectFile(const std::optional<FileURL>& url) = 0;
 };
 
 /// One window's slot: the project that it shows, or none for the projects home. The main thread.

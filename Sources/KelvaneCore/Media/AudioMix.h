@@ -7,21 +7,22 @@
 namespace kelvane {
 
 /// A linear gain that holds from `at` until the next one.
-struct VolumePoint {
+struct GainPoint {
     MediaTime at;
-    float volume = 1;
-    bool operator==(const VolumePoint&) const = default;
+    float gain = 1;
+    bool operator==(const GainPoint&) const = default;
 };
 
 /// The gains of one composition track, in order of time. Before the first point the gain is 1.
-struct AudioMixParameters {
+struct TrackGains {
     CompositionTrackID track = 0;
-    std::vector<VolumePoint> volumes;
-    bool operator==(const AudioMixParameters&) const = default;
+    std::vector<GainPoint> points;
+    bool operator==(const TrackGains&) const = default;
 };
 
+/// How loud the tracks of a composition are. A track that is not among `tracks` has the gain 1. A plain value.
 struct AudioMix {
-    std::vector<AudioMixParameters> inputParameters;
+    std::vector<TrackGains> tracks;
     bool operator==(const AudioMix&) const = default;
 };
 

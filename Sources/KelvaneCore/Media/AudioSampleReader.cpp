@@ -104,7 +104,7 @@ private:
 Result<bool> readBlocks(MediaPlatform& platform, const FileURL& url, double start, std::optional<double> end,
                         const AmplitudeConsumer& consume, std::stop_token stop) {
     if (stop.stop_requested()) return fail(Error::cancelled());
-    const auto invalid = [&] { return fail(MediaError::invalidClip(url.lastPathComponent())); };
+    const auto invalid = [&] { return fail(MediaError::invalidClip(url.fileName())); };
     if (!std::isfinite(start) || start < 0) return invalid();
     if (end && (!std::isfinite(*end) || *end <= start)) return invalid();
 

@@ -32,9 +32,9 @@ void appendGap(CompositionTrack& track, MediaTime until) {
 /// Whether `range` has a length and an end that a MediaTime can express.
 bool hasLength(const MediaTimeRange& range) { return range.duration > MediaTime{} && range.end() > range.start; }
 
-std::unexpected<Error> noSuchTrack() { return fail("The timeline has no such track."); }
-std::unexpected<Error> noLength() { return fail("A stretch of the timeline has no length that can be played."); }
-std::unexpected<Error> overlapping() { return fail("Two stretches of one track lie over each other."); }
+Error noSuchTrack() { return Error("The timeline has no such track."); }
+Error noLength() { return Error("A stretch of the timeline has no length that can be played."); }
+Error overlapping() { return Error("Two stretches of one track lie over each other."); }
 
 }  // namespace
 
@@ -66,11 +66,11 @@ Result<void> Composition::insert(CompositionTrackID id, MediaTrackPtr source, co
                                  MediaTime at) {
     check(source != nullptr, "a composition segment without source");
     CompositionTrack* track = findTrack(tracks_, id);
-    if (track == nullptr) return noSuchTrack();
+    if (track == nullptr) return fail(noSuchTrack());
     check(source->type() == track->type, "a composition segment of another type than its track");
     const MediaTimeRange target{at, range.duration};
-    if (!hasLength(range) || !hasLength(target)) return noLength();
-    if (at < track->end()) return overlapping();
+    if (!hasLength(range) || !hasLength(target)) return fail(noLength());
+    if (at < track->end()) return fail(overlapping());
     appendGap(*track, at);
     track->segments.push_back({target, std::move(source), range});
     return {};
@@ -78,9 +78,9 @@ Result<void> Composition::insert(CompositionTrackID id, MediaTrackPtr source, co
 
 Result<void> Composition::insertEmpty(CompositionTrackID id, const MediaTimeRange& range) {
     CompositionTrack* track = findTrack(tracks_, id);
-    if (track == nullptr) return noSuchTrack();
-    if (!hasLength(range)) return noLength();
-    if (range.start < track->end()) return overlapping();
+    if (track == nullptr) return fail(noSuchTrack());
+    if (!hasLength(range)) return fail(noLength());
+    if (range.start < track->end()) return fail(overlapping());
     appendGap(*track, range.end());
     return {};
 }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Support/Text.h"
 #include "Timeline/Framing.h"
 
 namespace kelvane {
@@ -21,21 +22,14 @@ constexpr std::int32_t frameDurationTimescale = 60000;
 /// A rate this near to a whole number is shown as that number.
 constexpr double wholeRateTolerance = 0.01;
 
-std::string asciiChanged(std::string_view text, char first, char last, int by) {
-    std::string changed(text);
-    for (char& c : changed)
-        if (c >= first && c <= last) c = static_cast<char>(c + by);
-    return changed;
-}
-
 }  // namespace
 
 std::string_view rawValue(ExportContainer container) { return container == ExportContainer::mp4 ? "mp4" : "mov"; }
 
-std::string title(ExportContainer container) { return asciiChanged(rawValue(container), 'a', 'z', 'A' - 'a'); }
+std::string title(ExportContainer container) { return container == ExportContainer::mp4 ? "MP4" : "MOV"; }
 
 Result<ExportContainer> exportContainerForDestination(const FileURL& destination) {
-    const std::string extension = asciiChanged(destination.pathExtension(), 'A', 'Z', 'a' - 'A');
+    const std::string extension = lowered(destination.extension());
     for (const ExportContainer container : allExportContainers)
         if (rawValue(container) == extension) return container;
     return fail("Export requires a .mp4 or .mov path.");

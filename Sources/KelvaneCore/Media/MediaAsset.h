@@ -26,7 +26,7 @@ public:
     /// aspect.
     virtual Result<Size> loadNaturalSize() const = 0;
     /// Display orientation: a map of the natural-size rectangle (quarter turns, mirrors, scale, y growing downward).
-    virtual Result<AffineTransform> loadPreferredTransform() const = 0;
+    virtual Result<AffineTransform> loadOrientation() const = 0;
     /// Frames a second; 0 when unknown.
     virtual Result<float> loadNominalFrameRate() const = 0;
     /// The stretch of the asset that the track covers.

@@ -42,9 +42,9 @@ struct Source {
 
 Result<Source> openSource(MediaPlatform& platform, const Clip& clip, MediaType type, const std::stop_token& stop) {
     Result<MediaAssetPtr> asset = platform.openAsset(clip.url, stop);
-    if (!asset) return fail(std::move(asset.error()));
+    if (!asset) return fail(asset.error());
     Result<std::vector<MediaTrackPtr>> tracks = (*asset)->loadTracks(type);
-    if (!tracks) return fail(std::move(tracks.error()));
+    if (!tracks) return fail(tracks.error());
     return Source{std::move(*asset), tracks->empty() ? nullptr : std::move(tracks->front())};
 }
 
@@ -61,7 +61,7 @@ public:
         for (std::size_t i = 0; done && i < clips_.size(); ++i)
             if (clips_[i].isAudio()) done = addOverlay(clips_[i]);
         if (done) done = finishPicture(frameDuration);
-        if (!done) return fail(std::move(done.error()));
+        if (!done) return fail(done.error());
         finishSound();
         return std::make_shared<const EditedMedia>(std::move(media_));
     }
@@ -86,7 +86,7 @@ private:
     Result<void> appendVideo(const Clip& clip) {
         if (Result<void> checked = checkClip(clip); !checked) return checked;
         Result<Source> source = openSource(platform_, clip, MediaType::video, stop_);
-        if (!source) return fail(std::move(source.error()));
+        if (!source) return fail(source.error());
         if (source->track == nullptr) return fail(MediaError::noVideo(clip.url.baseName()));
         const Result<double> duration = source->asset->loadDuration();
         if (!duration) return fail(duration.error());
@@ -100,7 +100,7 @@ private:
         if (clip.volume > 0) {
             if (Result<void> inserted = appendOwnSound(*source->asset, range); !inserted) return inserted;
         }
-        main_.volumes.push_back({cursor_, static_cast<float>(clip.volume)});
+        main_.points.push_back({cursor_, static_cast<float>(clip.volume)});
         if (Result<void> shown = appendInstruction(clip, *source->track, range.duration); !shown) return shown;
         cursor_ = cursor_ + range.duration;
         return {};
@@ -122,7 +122,7 @@ private:
     Result<void> appendInstruction(const Clip& clip, const MediaTrack& track, MediaTime duration) {
         const Result<Size> naturalSize = track.loadNaturalSize();
         if (!naturalSize) return fail(naturalSize.error());
-        const Result<AffineTransform> orientation = track.loadPreferredTransform();
+        const Result<AffineTransform> orientation = track.loadOrientation();
         if (!orientation) return fail(orientation.error());
         const AffineTransform transform =
             Framing::transform(*naturalSize, *orientation, clip.zoom, clip.horizontal, clip.vertical, renderSize_);
@@ -133,7 +133,7 @@ private:
     Result<void> addOverlay(const Clip& clip) {
         if (Result<void> checked = checkClip(clip); !checked) return checked;
         Result<Source> source = openSource(platform_, clip, MediaType::audio, stop_);
-        if (!source) return fail(std::move(source.error()));
+        if (!source) return fail(source.error());
         if (source->track == nullptr) return fail(invalid(clip));
         const std::optional<CompositionTrackID> track = platform_.addMutableTrack(media_.composition, MediaType::audio);
         if (!track) return fail(invalid(clip));
@@ -147,7 +147,7 @@ private:
             !inserted) {
             return inserted;
         }
-        media_.audio.inputParameters.push_back({*track, {{start, static_cast<float>(clip.volume)}}});
+        media_.audio.tracks.push_back({*track, {{start, static_cast<float>(clip.volume)}}});
         return {};
     }
 
@@ -179,7 +179,7 @@ private:
             platform_.removeTrack(media_.composition, main_.track);
             return;
         }
-        media_.audio.inputParameters.insert(media_.audio.inputParameters.begin(), std::move(main_));
+        media_.audio.tracks.insert(media_.audio.tracks.begin(), std::move(main_));
     }
 
     MediaPlatform& platform_;
@@ -190,7 +190,7 @@ private:
     EditedMedia media_;
     CompositionTrackID videoTrack_ = 0;
     /// Gains of the video clips' own sound.
-    AudioMixParameters main_;
+    TrackGains main_;
     /// End of the picture so far. A sum of rounded lengths, so that each clip starts on the frame where the last ended.
     MediaTime cursor_;
 };

@@ -12,8 +12,8 @@ Result<std::unique_ptr<ExportSession>> exporter(MediaPlatform& platform, const E
     const std::vector<ExportContainer> supported = session->supportedFileTypes();
     if (std::ranges::find(supported, container) == supported.end()) return fail(MediaError::exportUnavailable());
     if (!media->video.instructions.empty()) session->videoComposition = media->video;
-    if (!media->audio.inputParameters.empty()) session->audioMix = media->audio;
-    session->shouldOptimizeForNetworkUse = true;
+    if (!media->audio.tracks.empty()) session->audioMix = media->audio;
+    session->indexAtHead = true;
     return session;
 }
 

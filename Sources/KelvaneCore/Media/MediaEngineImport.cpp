@@ -29,7 +29,7 @@ Clip freshClip(const FileURL& url, double seconds, bool isVideo) {
 /// What capabilities need to know of one video source.
 struct Footage {
     Size naturalSize;
-    AffineTransform preferredTransform;
+    AffineTransform orientation;
     double frameRate = 0;
 };
 
@@ -42,7 +42,7 @@ Result<Footage> loadFootage(MediaPlatform& platform, const Clip& clip, const std
     const MediaTrack& track = *tracks->front();
     const Result<Size> naturalSize = track.loadNaturalSize();
     if (!naturalSize) return fail(naturalSize.error());
-    const Result<AffineTransform> transform = track.loadPreferredTransform();
+    const Result<AffineTransform> transform = track.loadOrientation();
     if (!transform) return fail(transform.error());
     const Result<float> rate = track.loadNominalFrameRate();
     if (!rate) return fail(rate.error());
@@ -61,12 +61,12 @@ Result<ImportedClip> importClip(MediaPlatform& platform, const FileURL& url, std
     if (!isVideo) {
         const Result<std::vector<MediaTrackPtr>> audioTracks = (*asset)->loadTracks(MediaType::audio);
         if (!audioTracks) return fail(audioTracks.error());
-        if (audioTracks->empty()) return fail(MediaError::invalidClip(url.lastPathComponent()));
+        if (audioTracks->empty()) return fail(MediaError::invalidClip(url.fileName()));
     }
     const Result<double> seconds = (*asset)->loadDuration();
     if (!seconds) return fail(seconds.error());
     ImportedClip imported{freshClip(url, *seconds, isVideo), nullptr};
-    if (!imported.clip.isValid()) return fail(MediaError::invalidClip(url.lastPathComponent()));
+    if (!imported.clip.isValid()) return fail(MediaError::invalidClip(url.fileName()));
     if (isVideo) {
         const MediaTime time = MediaTime::fromSeconds(std::min(*seconds * 0.5, thumbnailTime));
         // A video without a thumbnail is still a video.
@@ -86,7 +86,7 @@ Result<ExportCapabilities> exportCapabilities(MediaPlatform& platform, std::span
         if (!footage) return fail(footage.error());
         rates.push_back(footage->frameRate);
         std::erase_if(sizes, [&](Size canvas) {
-            return !Framing::supports(canvas, footage->naturalSize, footage->preferredTransform, clip.zoom);
+            return !Framing::supports(canvas, footage->naturalSize, footage->orientation, clip.zoom);
         });
     }
     const bool isLarge = !rates.empty() && !sizes.empty();

@@ -31,7 +31,7 @@ public:
     /// Gains; without it every track plays at 1.
     std::optional<AudioMix> audioMix;
     /// Movie index at the head of the file.
-    bool shouldOptimizeForNetworkUse = false;
+    bool indexAtHead = false;
     std::optional<ExportContainer> outputFileType;
     std::optional<MediaTimeRange> timeRange;
 

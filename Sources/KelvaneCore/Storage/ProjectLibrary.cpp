@@ -55,9 +55,7 @@ Result<std::string> validatedName(std::string_view name) {
     return std::string(trimmed);
 }
 
-std::unexpected<Error> unknownProject() {
-    return fail(Error("The project is no longer in the library.", "NoSuchFile", 0));
-}
+Error unknownProject() { return Error("The project is no longer in the library.", "NoSuchFile", 0); }
 
 FileURL metadataURL(const FileURL& folder) { return folder.appending("Metadata.json"); }
 
@@ -174,7 +172,7 @@ Result<LibraryProject> ProjectLibrary::create(std::string_view name, const Proje
     if (auto filled = fillFolder(folder(row.id), projectURL(row.id), mediaDirectory(row.id), project, row); !filled) {
         std::error_code ignored;
         std::filesystem::remove_all(folder(row.id).path(), ignored);
-        return fail(std::move(filled.error()));
+        return fail(filled.error());
     }
     reload();
     return row;
@@ -182,7 +180,7 @@ Result<LibraryProject> ProjectLibrary::create(std::string_view name, const Proje
 
 Result<void> ProjectLibrary::rename(UUID id, std::string_view name) {
     auto row = find(id);
-    if (!row) return unknownProject();
+    if (!row) return fail(unknownProject());
     auto validated = validatedName(name);
     if (!validated) return fail(validated.error());
     row->name = *std::move(validated);
@@ -193,7 +191,7 @@ Result<void> ProjectLibrary::rename(UUID id, std::string_view name) {
 
 Result<LibraryProject> ProjectLibrary::duplicate(UUID id) {
     const auto row = find(id);
-    if (!row) return unknownProject();
+    if (!row) return fail(unknownProject());
     const auto project = ProjectFile::read(projectURL(id));
     if (!project) return fail(project.error());
     auto copy = create(row->name + " Copy", *project, std::nullopt);
@@ -210,15 +208,15 @@ Result<void> ProjectLibrary::remove(UUID id) {
     const std::string doomed = root_.appending(std::string(deletedPrefix) + id.upper()).path();
     const auto failure = [&](int number) {
         const auto row = find(id);
-        return fail(Error::posix(quotedName(row ? row->name : id.upper()) + " could not be deleted", number));
+        return Error::posix(quotedName(row ? row->name : id.upper()) + " could not be deleted", number);
     };
     // Out of the library in one step: where the root can't be changed, nothing inside the project is lost.
-    if (std::rename(place.c_str(), doomed.c_str()) != 0) return failure(errno);
+    if (std::rename(place.c_str(), doomed.c_str()) != 0) return fail(failure(errno));
     std::error_code error;
     std::filesystem::remove_all(doomed, error);
     if (error) {
         std::rename(doomed.c_str(), place.c_str());
-        return failure(error.value());
+        return fail(failure(error.value()));
     }
     reload();
     return {};
@@ -226,7 +224,7 @@ Result<void> ProjectLibrary::remove(UUID id) {
 
 Result<void> ProjectLibrary::update(UUID id, double duration, const std::optional<std::string>& thumbnailData) {
     auto row = find(id);
-    if (!row) return unknownProject();
+    if (!row) return fail(unknownProject());
     row->modified = now_();
     row->duration = duration;
     if (auto written = writeMetadata(*row, folder(id)); !written) return written;

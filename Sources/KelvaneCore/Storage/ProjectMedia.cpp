@@ -78,7 +78,7 @@ Result<FileURL> ProjectMedia::makeCopy(const FileURL& source, const std::stop_to
         createdDirectory_ = record(UnfinishedThing::Kind::mediaFolder, directory_);
     createdFolders_.push_back(record(UnfinishedThing::Kind::mediaCopy, folder));
     if (const auto made = makeFolders(folder.path()); !made) return fail(made.error());
-    const FileURL destination = folder.appending(source.lastPathComponent());
+    const FileURL destination = folder.appending(source.fileName());
     const std::int64_t before = progress_.bytes;
     const auto advance = [&](std::int64_t copied) {
         progress_.bytes = before + copied;
@@ -147,8 +147,7 @@ Result<Project> ProjectMedia::localize(Project project, std::stop_token stop) {
 
 Project ProjectMedia::resolveMedia(Project project, const FileURL& file) {
     if (!project.mediaRoot) return project;
-    const FileURL newRoot =
-        file.deletingLastPathComponent().appending(project.mediaRoot->lastPathComponent()).resolved();
+    const FileURL newRoot = file.parentFolder().appending(project.mediaRoot->fileName()).resolved();
     const std::string oldRoot = resolvedPath(project.mediaRoot->path());
     // Many clips use one file, and resolving asks the disk.
     std::unordered_map<FileURL, FileURL> places;

@@ -30,8 +30,8 @@ bool isFolder(const std::string& path) {
 bool isGone(const FileURL& place, int unmade = 0) {
     struct stat status{};
     if (lstat(place.path().c_str(), &status) == 0 || errno != ENOENT) return false;
-    FileURL above = place.deletingLastPathComponent();
-    for (; unmade > 0 && !isFolder(above.path()); --unmade) above = above.deletingLastPathComponent();
+    FileURL above = place.parentFolder();
+    for (; unmade > 0 && !isFolder(above.path()); --unmade) above = above.parentFolder();
     return isFolder(above.path());
 }
 
@@ -63,9 +63,9 @@ Named namedByADocument(const std::string& name, const std::string& folder) {
 }
 
 bool settleCopy(const FileURL& copy) {
-    const std::string name = copy.lastPathComponent();
+    const std::string name = copy.fileName();
     if (!isUUID(name) || !isFolder(copy.path())) return isGone(copy, 1);
-    switch (namedByADocument(name, copy.deletingLastPathComponent().deletingLastPathComponent().path())) {
+    switch (namedByADocument(name, copy.parentFolder().parentFolder().path())) {
         case Named::no:
             return removeFolder(copy);
         case Named::yes:
@@ -83,7 +83,7 @@ bool settleFolder(const FileURL& folder) {
 
 bool settleExport(const FileURL& file) {
     struct stat status{};
-    const bool isHidden = file.lastPathComponent().starts_with(temporaryFilePrefix);
+    const bool isHidden = file.fileName().starts_with(temporaryFilePrefix);
     if (!isHidden || lstat(file.path().c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return isGone(file);
     return unlink(file.path().c_str()) == 0;
 }
@@ -91,7 +91,7 @@ bool settleExport(const FileURL& file) {
 bool settleProject(const FileURL& folder) {
     // The row is the last that is written.
     const bool isWhole = access(folder.appending("Metadata.json").path().c_str(), F_OK) == 0;
-    return isWhole || (isUUID(folder.lastPathComponent()) && removeFolder(folder));
+    return isWhole || (isUUID(folder.fileName()) && removeFolder(folder));
 }
 
 bool settle(const UnfinishedThing& thing) {
@@ -129,7 +129,7 @@ void sweepDeletion(const FileURL& folder) {
 }  // namespace
 
 std::string unfinishedFolder(const FileURL& libraryRoot) {
-    return libraryRoot.deletingLastPathComponent().appending("Unfinished").path();
+    return libraryRoot.parentFolder().appending("Unfinished").path();
 }
 
 void sweepUnfinishedWork(const FileURL& libraryRoot, const std::stop_token& stop) {

@@ -56,7 +56,7 @@ Result<std::string> linkTarget(const std::string& path) {
         place = target.starts_with('/') ? target : parentFolder(place) + "/" + target;
     }
     errno = ELOOP;
-    return writeFailure(path);
+    return fail(writeFailure(path));
 }
 
 /// A new file in `folder`, held against sweeps while it is open; not open on failure, with the reason in errno. Its
@@ -94,9 +94,9 @@ Result<std::string> readFile(const std::string& path, std::size_t limit) {
     const auto file = FileDescriptor::openRegular(path, status);
     if (!file) return fail(file.error());
 
-    const auto tooLarge = [&] { return fail(quotedFileName(path) + " is too large to be read."); };
+    const auto tooLarge = [&] { return Error(quotedFileName(path) + " is too large to be read."); };
     const auto expected = static_cast<std::size_t>(status.st_size);
-    if (expected > limit) return tooLarge();
+    if (expected > limit) return fail(tooLarge());
     std::string data;
     // One byte more than expected, so that an unchanged file is read to its end in one step.
     data.resize(expected + 1);
@@ -106,11 +106,11 @@ Result<std::string> readFile(const std::string& path, std::size_t limit) {
         const ssize_t count = read(file->get(), data.data() + size, data.size() - size);
         if (count < 0) {
             if (errno == EINTR) continue;
-            return readFailure(path);
+            return fail(readFailure(path));
         }
         if (count == 0) break;
         size += static_cast<std::size_t>(count);
-        if (size > limit) return tooLarge();
+        if (size > limit) return fail(tooLarge());
     }
     data.resize(size);
     return data;
@@ -119,14 +119,14 @@ Result<std::string> readFile(const std::string& path, std::size_t limit) {
 Result<void> writeFileAtomically(const std::string& path, std::string_view data, unsigned mode) {
     if (path.find('\0') != std::string::npos) {
         errno = ENOENT;
-        return writeFailure(path);
+        return fail(writeFailure(path));
     }
     const auto target = linkTarget(path);
     if (!target) return fail(target.error());
 
     struct stat old{};
     const bool exists = lstat(target->c_str(), &old) == 0;
-    if (!exists && errno != ENOENT) return writeFailure(path);
+    if (!exists && errno != ENOENT) return fail(writeFailure(path));
     if (exists) {
         if (auto sentence = wrongKind(path, old.st_mode)) return fail(std::move(*sentence));
     }
@@ -135,11 +135,11 @@ Result<void> writeFileAtomically(const std::string& path, std::string_view data,
     const FileDescriptor folder = FileDescriptor::open(folderPath, O_RDONLY | O_DIRECTORY);
     std::string temporaryPath;
     const FileDescriptor file = makeTemporaryFile(folderPath, exists ? 0600 : mode, temporaryPath);
-    if (!file.isOpen()) return writeFailure(path);
+    if (!file.isOpen()) return fail(writeFailure(path));
     TemporaryFile temporary(temporaryPath);
-    if (exists && !inheritOwnerAndPermission(file.get(), old)) return writeFailure(path);
-    if (!file.writeAll(data) || !file.sync()) return writeFailure(path);
-    if (rename(temporaryPath.c_str(), target->c_str()) != 0) return writeFailure(path);
+    if (exists && !inheritOwnerAndPermission(file.get(), old)) return fail(writeFailure(path));
+    if (!file.writeAll(data) || !file.sync()) return fail(writeFailure(path));
+    if (rename(temporaryPath.c_str(), target->c_str()) != 0) return fail(writeFailure(path));
     temporary.keep();
 
     // A folder that may be written but not read can't be opened; then its whole file system is synced.
@@ -169,7 +169,7 @@ std::vector<std::string> folderEntries(const std::string& path) {
 
 Result<void> makeFolders(const std::string& path) {
     const auto failure = [&](int number) {
-        return fail(Error::posix("The folder " + quotedFileName(path) + " could not be made", number));
+        return Error::posix("The folder " + quotedFileName(path) + " could not be made", number);
     };
     if (mkdir(path.c_str(), 0777) == 0) {
         // The new name must last; a folder that may be written but not read stays to the system's own pace.
@@ -178,12 +178,14 @@ Result<void> makeFolders(const std::string& path) {
     }
     const int number = errno;
     struct stat status{};
-    if (number == EEXIST)
-        return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? Result<void>() : failure(ENOTDIR);
-    if (number != ENOENT || path.find('/', 1) == std::string::npos) return failure(number);
+    if (number == EEXIST) {
+        if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return {};
+        return fail(failure(ENOTDIR));
+    }
+    if (number != ENOENT || path.find('/', 1) == std::string::npos) return fail(failure(number));
     if (auto made = makeFolders(parentFolder(path)); !made) return made;
     // ENOENT again: another process removed the folder above meanwhile, or the path is a link to nothing.
-    if (mkdir(path.c_str(), 0777) != 0 && errno != EEXIST) return failure(errno);
+    if (mkdir(path.c_str(), 0777) != 0 && errno != EEXIST) return fail(failure(errno));
     std::ignore = syncFolder(parentFolder(path));
     return {};
 }

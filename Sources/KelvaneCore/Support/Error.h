@@ -43,7 +43,9 @@ struct Error {
 template <class T>
 using Result = std::expected<T, Error>;
 
-/// Shorthand for returning a failure from a function whose result is a Result.
+/// The one way to fail in a function whose result is a Result: `return fail("A sentence.")`, `return
+/// fail(unknownRow())` with a function that answers the Error where several places share a sentence, and `return
+/// fail(below.error())` for a failure that is passed up unchanged.
 inline std::unexpected<Error> fail(std::string message) { return std::unexpected(Error(std::move(message))); }
 inline std::unexpected<Error> fail(Error error) { return std::unexpected(std::move(error)); }
 

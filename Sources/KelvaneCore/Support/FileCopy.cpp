@@ -134,7 +134,7 @@ Result<void> FileCopy::copyTo(const std::string& destination, const std::stop_to
     if (stop.stop_requested()) return fail(Error::cancelled());
     const unsigned mode = (status_.st_mode & 0777) | S_IRUSR | S_IWUSR;
     const FileDescriptor target = FileDescriptor::open(destination, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
-    if (!target.isOpen()) return writeFailure(destination);
+    if (!target.isOpen()) return fail(writeFailure(destination));
 
     bool isWhole = true;
     if (ioctl(target.get(), FICLONE, file_.get()) != 0) {
@@ -143,10 +143,10 @@ Result<void> FileCopy::copyTo(const std::string& destination, const std::stop_to
         isWhole = *copied;
     }
     struct stat now{};
-    if (fstat(file_.get(), &now) != 0) return readFailure(path_);
+    if (fstat(file_.get(), &now) != 0) return fail(readFailure(path_));
     if (!isWhole || now.st_size != status_.st_size || !sameTime(now.st_mtim, status_.st_mtim))
         return fail(quotedFileName(path_) + " changed while it was being copied.");
-    if (!target.sync()) return writeFailure(destination);
+    if (!target.sync()) return fail(writeFailure(destination));
     return {};
 }
 
@@ -170,13 +170,13 @@ Result<bool> FileCopy::copyStretches(const FileDescriptor& target, const std::st
             if ((count < 0 && errno == EINTR) || copy.turnsToHand(count)) continue;
             if (count == 0) return false;
             // Reading fails with few words of its own; all else is the target's.
-            return errno == EIO || errno == EISDIR ? readFailure(path_) : writeFailure(destination);
+            return fail(errno == EIO || errno == EISDIR ? readFailure(path_) : writeFailure(destination));
         }
-        if (!copy.pushToDisk()) return writeFailure(destination);
+        if (!copy.pushToDisk()) return fail(writeFailure(destination));
         reporter.tell(copy.position());
     }
     // Writes alone leave out a hole at the end.
-    if (ftruncate(target.get(), size()) != 0) return writeFailure(destination);
+    if (ftruncate(target.get(), size()) != 0) return fail(writeFailure(destination));
     // Some file systems make up files that are longer than they say.
     char more = 0;
     return pread(file_.get(), &more, 1, size()) <= 0;

@@ -10,14 +10,14 @@ Result<FileDescriptor> FileDescriptor::openRegular(const std::string& path, stru
     // A zero byte would end the path early, at another file.
     if (path.find('\0') != std::string::npos) {
         errno = ENOENT;
-        return readFailure(path);
+        return fail(readFailure(path));
     }
     // Asked before opening as well, because opening a device can already do something.
-    if (stat(path.c_str(), &status) != 0) return readFailure(path);
+    if (stat(path.c_str(), &status) != 0) return fail(readFailure(path));
     if (auto sentence = wrongKind(path, status.st_mode)) return fail(std::move(*sentence));
     // Without O_NONBLOCK a pipe that took the file's place meanwhile would wait for a writer.
     FileDescriptor file = open(path, O_RDONLY | O_NONBLOCK);
-    if (!file.isOpen() || fstat(file.get(), &status) != 0) return readFailure(path);
+    if (!file.isOpen() || fstat(file.get(), &status) != 0) return fail(readFailure(path));
     if (auto sentence = wrongKind(path, status.st_mode)) return fail(std::move(*sentence));
     return file;
 }
@@ -44,14 +44,14 @@ bool FileDescriptor::sync() const {
 
 bool isShortage(int number) { return number == EMFILE || number == ENFILE || number == ENOBUFS || number == ENOMEM; }
 
-std::unexpected<Error> readFailure(const std::string& path) {
+Error readFailure(const std::string& path) {
     const int number = errno;
-    return fail(Error::posix(quotedFileName(path) + " could not be read", number));
+    return Error::posix(quotedFileName(path) + " could not be read", number);
 }
 
-std::unexpected<Error> writeFailure(const std::string& path) {
+Error writeFailure(const std::string& path) {
     const int number = errno;
-    return fail(Error::posix(quotedFileName(path) + " could not be written", number));
+    return Error::posix(quotedFileName(path) + " could not be written", number);
 }
 
 std::optional<std::string> wrongKind(const std::string& path, mode_t mode) {

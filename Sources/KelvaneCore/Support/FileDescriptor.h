@@ -56,9 +56,9 @@ private:
 bool isShortage(int number);
 
 /// The sentence "“a.mov” could not be read: " and the system's words for errno.
-std::unexpected<Error> readFailure(const std::string& path);
+Error readFailure(const std::string& path);
 /// The sentence "“a.mov” could not be written: " and the system's words for errno.
-std::unexpected<Error> writeFailure(const std::string& path);
+Error writeFailure(const std::string& path);
 /// A sentence that refuses what is at `path` by its mode, unless it is a regular file.
 std::optional<std::string> wrongKind(const std::string& path, mode_t mode);
 

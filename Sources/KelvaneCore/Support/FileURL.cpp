@@ -163,21 +163,21 @@ bool FileURL::isFile() const {
            (text_[3] | 32) == 'e' && text_[4] == ':';
 }
 
-std::string FileURL::lastPathComponent() const {
+std::string FileURL::fileName() const {
     const std::string whole = path();
     if (whole == "/") return whole;
     return whole.substr(whole.rfind('/') + 1);
 }
 
 std::string FileURL::baseName() const {
-    std::string name = lastPathComponent();
+    std::string name = fileName();
     const auto dot = name.rfind('.');
     if (dot != std::string::npos && dot != 0 && dot + 1 < name.size()) name.resize(dot);
     return name;
 }
 
-std::string FileURL::pathExtension() const {
-    const std::string name = lastPathComponent();
+std::string FileURL::extension() const {
+    const std::string name = fileName();
     const auto dot = name.rfind('.');
     if (dot == std::string::npos || dot == 0) return {};
     return name.substr(dot + 1);
@@ -192,14 +192,14 @@ FileURL FileURL::appending(std::string_view component) const {
     return url;
 }
 
-FileURL FileURL::deletingLastPathComponent() const {
+FileURL FileURL::parentFolder() const {
     const std::string whole = path();
     const auto slash = whole.rfind('/');
     return fromPath(slash == std::string::npos || slash == 0 ? "/" : whole.substr(0, slash));
 }
 
 FileURL FileURL::replacingExtension(std::string_view extension) const {
-    return deletingLastPathComponent().appending(baseName() + "." + std::string(extension));
+    return parentFolder().appending(baseName() + "." + std::string(extension));
 }
 
 FileURL FileURL::resolved() const {

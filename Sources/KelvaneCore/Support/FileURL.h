@@ -29,15 +29,15 @@ public:
     [[nodiscard]] bool empty() const { return text_.empty(); }
 
     /// Last path component, decoded: "take1.wav".
-    [[nodiscard]] std::string lastPathComponent() const;
+    [[nodiscard]] std::string fileName() const;
     /// Last path component without its extension: "take1". A leading dot starts no extension.
     [[nodiscard]] std::string baseName() const;
     /// Extension of the last path component without its dot, as written; empty when there is none.
-    [[nodiscard]] std::string pathExtension() const;
+    [[nodiscard]] std::string extension() const;
 
     [[nodiscard]] FileURL appending(std::string_view component) const;
     /// The URL of the folder that holds this file.
-    [[nodiscard]] FileURL deletingLastPathComponent() const;
+    [[nodiscard]] FileURL parentFolder() const;
     /// The last component's extension replaced ("Trailer.kelvane" to "Trailer.media"), or added.
     [[nodiscard]] FileURL replacingExtension(std::string_view extension) const;
     /// This URL standardised with symbolic links resolved, as far as the path exists; the rest is kept.

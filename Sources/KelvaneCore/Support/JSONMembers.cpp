@@ -33,12 +33,12 @@ std::int64_t JSONMembers::integer(const char* key) { return take(json::integer(o
 
 UUID JSONMembers::uuid(const char* key) {
     const auto text = json::string(object_, key);
-    return text ? parsed(UUID::parse(*text), key, "a UUID") : take(Result<UUID>(std::unexpected(text.error())));
+    return text ? parsed(UUID::parse(*text), key, "a UUID") : take(Result<UUID>(fail(text.error())));
 }
 
 FileURL JSONMembers::url(const char* key) {
     const auto text = json::string(object_, key);
-    return text ? parsed(FileURL::parse(*text), key, "a URL") : take(Result<FileURL>(std::unexpected(text.error())));
+    return text ? parsed(FileURL::parse(*text), key, "a URL") : take(Result<FileURL>(fail(text.error())));
 }
 
 std::optional<bool> JSONMembers::optionalBoolean(const char* key) {

@@ -58,7 +58,7 @@ TEST_F(IncomingURLQueueTests, WhatComesBeforeTheFirstWindowWaitsForItInOrder) {
     queue.open({link(row.id.upper())});
     EXPECT_TRUE(windows->editors().empty());
     const auto workspace = show(first);
-    first.key = true;
+    first.active = true;
     queue.start(*windows);
     EXPECT_EQ(opened(), (std::vector<std::string>{"Linked", "One", "Two"}));
     EXPECT_EQ(windows->editors().size(), 3U);
@@ -71,7 +71,7 @@ TEST_F(IncomingURLQueueTests, WhatComesBeforeTheFirstWindowWaitsForItInOrder) {
 
 TEST_F(IncomingURLQueueTests, WhatComesLaterIsHandledAtOnceInOrder) {
     const auto workspace = show(first);
-    first.key = true;
+    first.active = true;
     queue.start(*windows);
     queue.open({outside("One"), outside("Two")});
     EXPECT_EQ(opened(), (std::vector<std::string>{"One", "Two"}));
@@ -81,7 +81,7 @@ TEST_F(IncomingURLQueueTests, WhatComesLaterIsHandledAtOnceInOrder) {
 
 TEST_F(IncomingURLQueueTests, NothingIsHandledWhileWindowsCantBeOpened) {
     const auto workspace = show(first);
-    first.key = true;
+    first.active = true;
     queue.start(*windows);
     const auto openWindow = std::exchange(windows->openWindow, nullptr);
     queue.open({outside("One")});
@@ -95,7 +95,7 @@ TEST_F(IncomingURLQueueTests, NothingIsHandledWhileWindowsCantBeOpened) {
 TEST_F(IncomingURLQueueTests, AnythingThatIsNoFileAndNoLinkIsDroppedWithoutAWord) {
     const auto row = project("A");
     const auto workspace = show(first);
-    first.key = true;
+    first.active = true;
     queue.start(*windows);
     for (const auto& text :
          {std::string("kelvane://project/not-an-id"), std::string("kelvane://project/"), std::string("kelvane:"),
@@ -120,7 +120,7 @@ TEST_F(IncomingURLQueueTests, AFileOrLinkThatComesTwiceOpensOneProject) {
     const auto row = project("A");
     queue.open({file, file, link(row.id.upper()), link(row.id.upper())});
     show(first);
-    first.key = true;
+    first.active = true;
     queue.start(*windows);
     queue.open({file});
     EXPECT_EQ(opened(), (std::vector<std::string>{"A", "One"}));
@@ -132,7 +132,7 @@ TEST_F(IncomingURLQueueTests, AFileOrLinkThatComesTwiceOpensOneProject) {
 TEST_F(IncomingURLQueueTests, AFileThatCantBeReadDoesNotStopTheNext) {
     folder.write("Outside/Bad.kelvane", "no project");
     const auto workspace = show(first);
-    first.key = true;
+    first.active = true;
     queue.open({folder.url("Outside/Bad.kelvane"), outside("Good")});
     queue.start(*windows);
     EXPECT_TRUE(windows->error());

@@ -119,7 +119,7 @@ TEST_F(Export, TheExtensionChoosesTheContainerInAnyCase) {
     EXPECT_EQ(run(place("Film.MOV")), done);
     EXPECT_TRUE(std::filesystem::exists(place("Film.MOV").path()));
     EXPECT_EQ(media.exportRecords()[0].container, ExportContainer::mov);
-    EXPECT_EQ(media.exportRecords()[0].file->pathExtension(), "mov");
+    EXPECT_EQ(media.exportRecords()[0].file->extension(), "mov");
     EXPECT_EQ(run(place("Film.avi")), Result<void>(fail("Export requires a .mp4 or .mov path.")));
 }
 

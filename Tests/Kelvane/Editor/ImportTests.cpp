@@ -31,7 +31,7 @@ protected:
     }
     [[nodiscard]] std::vector<std::string> assetNames() const {
         std::vector<std::string> names;
-        for (const Clip& asset : editor->assets()) names.push_back(asset.url.lastPathComponent());
+        for (const Clip& asset : editor->assets()) names.push_back(asset.url.fileName());
         return names;
     }
     /// Expects what a refused import leaves.

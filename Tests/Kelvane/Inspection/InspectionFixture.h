@@ -42,7 +42,7 @@ public:
 
     Result<void> sourceStills(const FileURL& url, const std::vector<MediaTime>& times, Size maximum,
                               const StillConsumer& consume, std::stop_token stop) override {
-        return handOver(url.lastPathComponent(), times, maximum, consume, stop);
+        return handOver(url.fileName(), times, maximum, consume, stop);
     }
     Result<void> timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times, Size maximum,
                                 const StillConsumer& consume, std::stop_token stop) override {

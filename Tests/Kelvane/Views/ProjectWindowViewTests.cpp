@@ -125,12 +125,12 @@ TEST_F(ProjectWindowViewTests, SavingWritesAtOnce) {
     edit(*editor);
     context.runPosted();
     EXPECT_TRUE(view.edited());
-    EXPECT_TRUE(first.edited);
+    EXPECT_TRUE(first.unsaved);
     EXPECT_EQ(view.status(), "Saving…");
     view.save();
     context.runPosted();
     EXPECT_FALSE(view.edited());
-    EXPECT_FALSE(first.edited);
+    EXPECT_FALSE(first.unsaved);
     EXPECT_EQ(view.status(), "Saved");
 }
 

@@ -24,15 +24,15 @@ TEST_F(ProjectWindowsTests, AProjectOpensInTheGivenWindowAndIsConnected) {
     EXPECT_EQ(editor->id(), row.id);
     EXPECT_EQ(editor->title(), "A");
     EXPECT_TRUE(editor->ai().isConnected());
-    EXPECT_EQ(first.represented, windows->library().projectURL(row.id));
-    EXPECT_FALSE(first.edited);
+    EXPECT_EQ(first.projectFile, windows->library().projectURL(row.id));
+    EXPECT_FALSE(first.unsaved);
     EXPECT_EQ(windows->error(), std::nullopt);
 }
 
 TEST_F(ProjectWindowsTests, WithoutATargetTheKeyWindowIsUsed) {
     const auto one = show(first);
     const auto two = show(second);
-    second.key = true;
+    second.active = true;
     const auto editor = windows->open(project("A"), nullptr, false);
     EXPECT_EQ(one->editor(), nullptr);
     EXPECT_EQ(two->editor(), editor);
@@ -242,7 +242,7 @@ TEST_F(ProjectWindowsTests, HomeKeepsTheEditorAndEndsItsSession) {
     windows->showHome(workspace);
     EXPECT_EQ(workspace->editor(), nullptr);
     EXPECT_FALSE(editor->ai().isConnected());
-    EXPECT_EQ(first.represented, std::nullopt);
+    EXPECT_EQ(first.projectFile, std::nullopt);
     EXPECT_EQ(savedVolume(row), 0.5);
     EXPECT_EQ(windows->open(row, workspace, false), editor);
     EXPECT_EQ(editor->undoStack().size(), 1u);
@@ -371,7 +371,7 @@ TEST_F(ProjectWindowsTests, ABusyProjectIsNotDeleted) {
 TEST_F(ProjectWindowsTests, ALinkOpensTheProjectAtItsStart) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    first.key = true;
+    first.active = true;
     int activated = 0;
     windows->activateApplication = [&activated] { ++activated; };
     windows->openPreview(row.id);
@@ -452,7 +452,7 @@ TEST_F(ProjectWindowsTests, AnIdOfTheListItselfSurvivesTheReload) {
 TEST_F(ProjectWindowsTests, AnAnswerForAClosedWindowOpensTheProjectInAnother) {
     const auto closed = show(first);
     const auto open = show(second);
-    second.key = true;
+    second.active = true;
     panels.hold = true;
     panels.names = {"Late"};
     windows->newProject(closed);
@@ -466,7 +466,7 @@ TEST_F(ProjectWindowsTests, AnAnswerForAClosedWindowOpensTheProjectInAnother) {
 TEST_F(ProjectWindowsTests, AnExportKeepsQuittingOutWithoutAWord) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    first.key = true;
+    first.active = true;
     const auto editor = windows->open(row, workspace, false);
     context.settle();
     panels.destinations = {folder.url("film.mp4")};

@@ -138,7 +138,7 @@ TEST_F(BuildFailureTest, FailuresOfThePlatformPassUpUnchanged) {
     const std::vector<Clip> clips{videoClip(1, take_).stretch(0, 1), audioClip(2, song_).at(3)};
     for (const char* call : {"openAsset take", "loadTracks take 1.mov video", "loadDuration take", "insertTimeRange 1",
                              "loadTracks take 1.mov audio", "loadTimeRange take", "insertTimeRange 2",
-                             "loadNaturalSize", "loadPreferredTransform", "openAsset song", "loadTracks song.wav audio",
+                             "loadNaturalSize", "loadOrientation", "openAsset song", "loadTracks song.wav audio",
                              "loadTimeRange song", "insertTimeRange 3", "insertEmptyTimeRange"}) {
         SCOPED_TRACE(call);
         platform_.clearFailures();
@@ -170,8 +170,8 @@ TEST_F(BuildFailureTest, AStopEndsItBeforeTheNextClip) {
     const Clip take = videoClip(1, take_).clip();
     const Clip song = audioClip(2, song_).clip();
     const Row rows[] = {
-        {"before a video clip", {take, take}, "loadPreferredTransform", {"openAsset take 1.mov"}},
-        {"before the first overlay", {song, take}, "loadPreferredTransform", {"openAsset take 1.mov"}},
+        {"before a video clip", {take, take}, "loadOrientation", {"openAsset take 1.mov"}},
+        {"before the first overlay", {song, take}, "loadOrientation", {"openAsset take 1.mov"}},
         {"before the next overlay", {song, song}, "insertTimeRange 3", {"openAsset song.wav"}},
         {"before the first clip", {take}, "addMutableTrack video", {}},
     };

@@ -47,7 +47,7 @@ protected:
         for (const CompositionSegment& segment : track->segments) {
             lines.push_back(segment.isEmpty() ? fmt::format("{} gap", FakeMediaPlatform::describe(segment.target))
                                               : fmt::format("{} {} {}", FakeMediaPlatform::describe(segment.target),
-                                                            segment.source->url().lastPathComponent(),
+                                                            segment.source->url().fileName(),
                                                             FakeMediaPlatform::describe(segment.sourceRange)));
         }
         return lines;
@@ -79,13 +79,13 @@ TEST_F(BuildTest, EveryCallComesInItsOrder) {
                                      "loadTimeRange a.mov audio",
                                      "insertTimeRange 2 a.mov audio [1200/600, 2400/600) at 0/600",
                                      "loadNaturalSize a.mov video",
-                                     "loadPreferredTransform a.mov video",
+                                     "loadOrientation a.mov video",
                                      "openAsset b.mov",
                                      "loadTracks b.mov video",
                                      "loadDuration b.mov",
                                      "insertTimeRange 1 b.mov video [0/600, 600/600) at 1200/600",
                                      "loadNaturalSize b.mov video",
-                                     "loadPreferredTransform b.mov video",
+                                     "loadOrientation b.mov video",
                                      "openAsset song.wav",
                                      "loadTracks song.wav audio",
                                      "addMutableTrack audio",
@@ -126,7 +126,7 @@ TEST_F(BuildTest, AnEmptyTimelineHasNoTracksNoInstructionsAndNoMix) {
               (Lines{"addMutableTrack video", "addMutableTrack audio", "removeTrack 1", "removeTrack 2"}));
     EXPECT_TRUE(media.composition.tracks().empty());
     EXPECT_TRUE(media.video.instructions.empty());
-    EXPECT_TRUE(media.audio.inputParameters.empty());
+    EXPECT_TRUE(media.audio.tracks.empty());
     EXPECT_EQ(media.video.renderSize, Framing::size);
 }
 

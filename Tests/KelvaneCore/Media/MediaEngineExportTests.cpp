@@ -44,7 +44,7 @@ TEST_F(ExportTest, ASessionIsSetUpWithPictureAndSoundAndNoOutput) {
     ASSERT_TRUE(session);
     EXPECT_EQ((*session)->videoComposition, std::optional(media->video));
     EXPECT_EQ((*session)->audioMix, std::optional(media->audio));
-    EXPECT_TRUE((*session)->shouldOptimizeForNetworkUse);
+    EXPECT_TRUE((*session)->indexAtHead);
     EXPECT_EQ((*session)->outputFileType, std::nullopt);
     EXPECT_EQ((*session)->timeRange, std::nullopt);
     EXPECT_EQ(platform_.exportRecords().front().media, media);
@@ -69,7 +69,7 @@ TEST_F(ExportTest, SettingsAreLeftOutWhereTheTimelineHasNothingForThem) {
         ASSERT_TRUE(session);
         EXPECT_EQ((*session)->videoComposition.has_value(), row.picture);
         EXPECT_EQ((*session)->audioMix.has_value(), row.sound);
-        EXPECT_TRUE((*session)->shouldOptimizeForNetworkUse);
+        EXPECT_TRUE((*session)->indexAtHead);
     }
 }
 
@@ -128,8 +128,7 @@ TEST_F(ExportTest, AStopEndsAnEstimateBehindTheBuildAndBehindTheForecast) {
         const char* stopAt;
         const char* notReached;
     };
-    for (const Row& row :
-         {Row{"loadPreferredTransform", "makeExportSession"}, {"estimateOutputFileLength", "nothing"}}) {
+    for (const Row& row : {Row{"loadOrientation", "makeExportSession"}, {"estimateOutputFileLength", "nothing"}}) {
         SCOPED_TRACE(row.stopAt);
         std::stop_source stop;
         platform_.clearCalls();
@@ -188,7 +187,7 @@ TEST_F(FakeSessionTest, ARunWritesItsFileAndIsRecorded) {
     EXPECT_FALSE(record.cancelled);
     EXPECT_EQ(record.file, folder_.url("a.mp4"));
     EXPECT_EQ(record.container, ExportContainer::mp4);
-    EXPECT_TRUE(record.shouldOptimizeForNetworkUse);
+    EXPECT_TRUE(record.indexAtHead);
     EXPECT_EQ(platform_.calls().back(), "exportTo a.mp4 mp4");
 }
 

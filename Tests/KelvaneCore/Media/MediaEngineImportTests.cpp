@@ -225,9 +225,9 @@ TEST_F(CapabilitiesTest, EveryVideoClipIsOpenedInOrderAndItsFirstTrackAsked) {
     const std::vector<Clip> clips{clipOf(twoTracks), audioClip(50), clipOf({2160, 3840})};
     EXPECT_EQ(capabilities(clips), Result<ExportCapabilities>({Framing::ultraHDSize, 30}));
     EXPECT_EQ(platform_.calls(), (Lines{"openAsset 1.mov", "loadTracks 1.mov video", "loadNaturalSize 1.mov video",
-                                        "loadPreferredTransform 1.mov video", "loadNominalFrameRate 1.mov video",
+                                        "loadOrientation 1.mov video", "loadNominalFrameRate 1.mov video",
                                         "openAsset 2.mov", "loadTracks 2.mov video", "loadNaturalSize 2.mov video",
-                                        "loadPreferredTransform 2.mov video", "loadNominalFrameRate 2.mov video"}));
+                                        "loadOrientation 2.mov video", "loadNominalFrameRate 2.mov video"}));
 }
 
 TEST_F(CapabilitiesTest, TrimVolumePositionAndValidityPlayNoPart) {
@@ -254,8 +254,7 @@ TEST_F(CapabilitiesTest, AVideoClipWithoutAPictureFailsByItsBaseName) {
 TEST_F(CapabilitiesTest, FailuresOfThePlatformPassUpUnchanged) {
     const Clip clip = clipOf({1080, 1920});
     const Error error("The disk went away.", "POSIX", 5);
-    for (const char* call :
-         {"openAsset", "loadTracks", "loadNaturalSize", "loadPreferredTransform", "loadNominalFrameRate"}) {
+    for (const char* call : {"openAsset", "loadTracks", "loadNaturalSize", "loadOrientation", "loadNominalFrameRate"}) {
         SCOPED_TRACE(call);
         platform_.clearFailures();
         platform_.failOn(call, error);

@@ -135,10 +135,9 @@ TEST_P(BuildPropertyTest, EveryTrackThatSoundsHasItsGainsInTheMix) {
         for (const CompositionTrack& track : media.composition.tracks())
             if (track.type == MediaType::audio) audible.push_back(track.id);
         std::vector<CompositionTrackID> mixed;
-        for (const AudioMixParameters& parameters : media.audio.inputParameters) {
-            mixed.push_back(parameters.track);
-            for (std::size_t i = 1; i < parameters.volumes.size(); ++i)
-                EXPECT_LT(parameters.volumes[i - 1].at, parameters.volumes[i].at);
+        for (const TrackGains& gains : media.audio.tracks) {
+            mixed.push_back(gains.track);
+            for (std::size_t i = 1; i < gains.points.size(); ++i) EXPECT_LT(gains.points[i - 1].at, gains.points[i].at);
         }
         EXPECT_EQ(mixed, audible);
     }

@@ -18,8 +18,8 @@ inline void PrintTo(const Error& error, std::ostream* out) { *out << error.messa
 inline void PrintTo(const AffineTransform& t, std::ostream* out) {
     *out << "(" << t.a << " " << t.b << " " << t.c << " " << t.d << " " << t.tx << " " << t.ty << ")";
 }
-inline void PrintTo(const VolumePoint& point, std::ostream* out) {
-    *out << point.volume << " from " << testing::FakeMediaPlatform::describe(point.at);
+inline void PrintTo(const GainPoint& point, std::ostream* out) {
+    *out << point.gain << " from " << testing::FakeMediaPlatform::describe(point.at);
 }
 inline void PrintTo(const ExportCapabilities& capabilities, std::ostream* out) {
     *out << capabilities.maximumSize.width << "x" << capabilities.maximumSize.height << " at "

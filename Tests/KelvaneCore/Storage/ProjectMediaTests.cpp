@@ -40,9 +40,9 @@ TEST_F(CopiedMedia, LieInAFolderOfTheirOwnUnderTheirName) {
     EXPECT_FALSE(folder.exists("Media"));
     const auto copy = media.copy(movie);
     ASSERT_TRUE(copy) << copy.error().message;
-    EXPECT_EQ(copy->lastPathComponent(), "movie.mov");
-    const FileURL holder = copy->deletingLastPathComponent();
-    const auto id = UUID::parse(holder.lastPathComponent());
+    EXPECT_EQ(copy->fileName(), "movie.mov");
+    const FileURL holder = copy->parentFolder();
+    const auto id = UUID::parse(holder.fileName());
     ASSERT_TRUE(id);
     EXPECT_EQ(holder, directory.appending(id->upper()));
     EXPECT_EQ(folder.read("Media/" + id->upper() + "/movie.mov"), "moving pictures");
@@ -54,7 +54,7 @@ TEST_F(CopiedMedia, KeepNamesOfAnyKind) {
     for (const std::string& name : {std::string("ü #1%.mov"), std::string("bytes \xff.mov"), std::string(255, 'n')}) {
         const auto copy = media.copy(folder.write("card/" + name, "x"));
         ASSERT_TRUE(copy) << copy.error().message;
-        EXPECT_EQ(copy->lastPathComponent(), name);
+        EXPECT_EQ(copy->fileName(), name);
         EXPECT_TRUE(std::filesystem::exists(copy->path()));
     }
 }
@@ -92,7 +92,7 @@ TEST_F(CopiedMedia, AreMadeOfASiblingFoldersFiles) {
     ProjectMedia media(directory);
     const auto copy = media.copy(folder.write("Media2/a.mov"));
     ASSERT_TRUE(copy);
-    EXPECT_EQ(copy->deletingLastPathComponent().deletingLastPathComponent(), directory);
+    EXPECT_EQ(copy->parentFolder().parentFolder(), directory);
     EXPECT_EQ(copies(), 1u);
 }
 
@@ -101,7 +101,7 @@ TEST_F(CopiedMedia, AreMadeOfALinksTargetUnderItsName) {
     ProjectMedia media(directory);
     const auto copy = media.copy(folder.url("card/link.mov"));
     ASSERT_TRUE(copy);
-    EXPECT_EQ(copy->lastPathComponent(), "movie.mov");
+    EXPECT_EQ(copy->fileName(), "movie.mov");
     EXPECT_FALSE(std::filesystem::is_symlink(copy->path()));
     EXPECT_EQ(media.copy(movie), copy);
 }
@@ -252,7 +252,7 @@ TEST_F(CopiedMedia, AreRecordedUntilTheyAreCommittedOrRemoved) {
         EXPECT_FALSE(folder.exists("Unfinished"));
         const auto copy = media.copy(movie);
         ASSERT_TRUE(copy);
-        const std::string holder = copy->deletingLastPathComponent().absoluteString();
+        const std::string holder = copy->parentFolder().absoluteString();
         EXPECT_EQ(recorded(), "+ 1 media-folder " + directory.absoluteString() + "\n+ 2 media " + holder + "\n");
     }
     EXPECT_EQ(recorded(), "");

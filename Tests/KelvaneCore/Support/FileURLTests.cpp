@@ -84,22 +84,22 @@ TEST(FileURL, TellsNameAndExtension) {
     };
     for (const auto& row : rows) {
         const FileURL url = FileURL::fromPath(row.path);
-        EXPECT_EQ(url.lastPathComponent(), row.last);
+        EXPECT_EQ(url.fileName(), row.last);
         EXPECT_EQ(url.baseName(), row.base);
-        EXPECT_EQ(url.pathExtension(), row.extension);
+        EXPECT_EQ(url.extension(), row.extension);
     }
 }
 
 TEST(FileURL, LeadsToItsNeighbours) {
     const FileURL file = FileURL::fromPath("/a b/Trailer.kelvane");
-    EXPECT_EQ(file.deletingLastPathComponent().absoluteString(), "file:///a%20b");
+    EXPECT_EQ(file.parentFolder().absoluteString(), "file:///a%20b");
     EXPECT_EQ(file.replacingExtension("media").absoluteString(), "file:///a%20b/Trailer.media");
     EXPECT_EQ(FileURL::fromPath("/a/none").replacingExtension("media").path(), "/a/none.media");
-    EXPECT_EQ(file.deletingLastPathComponent().appending("x y/z").absoluteString(), "file:///a%20b/x%20y/z");
+    EXPECT_EQ(file.parentFolder().appending("x y/z").absoluteString(), "file:///a%20b/x%20y/z");
     EXPECT_EQ(FileURL::parse("file:///a/")->appending("b").absoluteString(), "file:///a/b");
     EXPECT_EQ(FileURL::fromPath("/").appending("b").absoluteString(), "file:///b");
-    EXPECT_EQ(FileURL::fromPath("/a").deletingLastPathComponent().absoluteString(), "file:///");
-    EXPECT_EQ(FileURL::fromPath("/").deletingLastPathComponent().absoluteString(), "file:///");
+    EXPECT_EQ(FileURL::fromPath("/a").parentFolder().absoluteString(), "file:///");
+    EXPECT_EQ(FileURL::fromPath("/").parentFolder().absoluteString(), "file:///");
 }
 
 TEST(FileURL, ResolvesLinksAsFarAsThePathExists) {

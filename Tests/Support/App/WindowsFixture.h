@@ -22,14 +22,14 @@ namespace kelvane::testing {
 /// A window that counts what it is told and shows nothing.
 struct FakeWindow final : PlatformWindow {
     void bringToFront() override { ++brought; }
-    [[nodiscard]] bool isKey() const override { return key; }
-    void setDocumentEdited(bool isEdited) override { edited = isEdited; }
-    void setRepresentedURL(const std::optional<FileURL>& url) override { represented = url; }
+    [[nodiscard]] bool isActive() const override { return active; }
+    void setHasUnsavedChanges(bool has) override { unsaved = has; }
+    void setProjectFile(const std::optional<FileURL>& url) override { projectFile = url; }
 
     int brought = 0;
-    bool key = false;
-    bool edited = false;
-    std::optional<FileURL> represented;
+    bool active = false;
+    bool unsaved = false;
+    std::optional<FileURL> projectFile;
 };
 
 /// Runs the owner of open projects over fakes, with a library on the disk ("Projects" in `folder`) that goes when the

@@ -115,7 +115,7 @@ void WindowPanels::confirmReplacing(const FileURL& file, std::function<void(std:
         answer(file);
         return;
     }
-    confirm("“" + file.lastPathComponent() + "” already exists. Do you want to replace it?",
+    confirm("“" + file.fileName() + "” already exists. Do you want to replace it?",
             "Replacing it overwrites its present contents.", "Cancel", "Replace",
             [file, answer = std::move(answer)](bool replace) { answer(replace ? std::optional(file) : std::nullopt); });
 }

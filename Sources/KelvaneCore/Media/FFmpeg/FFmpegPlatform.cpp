@@ -16,7 +16,7 @@ constexpr std::size_t rememberedLimit = 1024;
 Result<MediaAssetPtr> FFmpegPlatform::openAsset(const FileURL& url, std::stop_token stop) {
     if (stop.stop_requested()) return fail(Error::cancelled());
     auto identity = FileIdentity::of(url);
-    if (!identity) return std::unexpected(identity.error());
+    if (!identity) return fail(identity.error());
     {
         const std::lock_guard lock(mutex_);
         const auto found = remembered_.find(identity->path);
@@ -27,7 +27,7 @@ Result<MediaAssetPtr> FFmpegPlatform::openAsset(const FileURL& url, std::stop_to
         ++probeCount_;
     }
     auto asset = FFmpegAsset::open(url, std::move(stop));
-    if (!asset) return std::unexpected(asset.error());
+    if (!asset) return fail(asset.error());
     const std::lock_guard lock(mutex_);
     if (remembered_.insert_or_assign(identity->path, Remembered{*identity, *asset}).second) {
         order_.push_front(identity->path);

@@ -108,7 +108,7 @@ Result<void> FFmpegPlatform::readSamples(const MediaTrackPtr& track, double star
     check(source && source->type() == MediaType::audio, "sound is read from a sound track of this engine");
     const FFmpegTrack::Facts& facts = source->facts();
     auto frames = SoundFrames::open(source, stop);
-    if (!frames) return std::unexpected(frames.error());
+    if (!frames) return fail(frames.error());
     if (start > facts.timeRange.end().seconds() + endSlack) return {};
     if (start > 0) {
         if (auto moved = (*frames)->seek(start, stop); !moved) return moved;
@@ -116,7 +116,7 @@ Result<void> FFmpegPlatform::readSamples(const MediaTrackPtr& track, double star
     std::vector<float> buffer;
     for (int count = 1;; ++count) {
         auto sound = (*frames)->next(stop);
-        if (!sound) return std::unexpected(sound.error());
+        if (!sound) return fail(sound.error());
         if (!*sound || count % identityInterval == 0) {
             if (!isInPlace(facts)) return fail(MediaError::invalidClip(facts.url.baseName()));
         }
@@ -125,8 +125,7 @@ Result<void> FFmpegPlatform::readSamples(const MediaTrackPtr& track, double star
         if (end && static_cast<double>((*sound)->position) > *end * (*sound)->rate + 1) break;
         handOver(**sound, buffer, consume);
     }
-    if ((*frames)->isUndecodable())
-        return fail("“" + facts.url.lastPathComponent() + "” has no sound that can be decoded.");
+    if ((*frames)->isUndecodable()) return fail("“" + facts.url.fileName() + "” has no sound that can be decoded.");
     return {};
 }
 

@@ -24,7 +24,7 @@ Size fitted(Size size, Size maximum) {
 /// The track to draw from; without one, `file` names the asset in the failure.
 Result<TrackPtr> pictureTrack(const MediaAssetPtr& asset, const std::string& file) {
     auto tracks = asset->loadTracks(MediaType::video);
-    if (!tracks) return std::unexpected(tracks.error());
+    if (!tracks) return fail(tracks.error());
     auto track = tracks->empty() ? nullptr : std::dynamic_pointer_cast<const FFmpegTrack>(tracks->front());
     if (!track) return fail(file + " has no picture.");
     return track;
@@ -37,19 +37,19 @@ public:
         : track_(std::move(track)), maximum_(maximum), threads_(threads) {}
 
     Result<std::optional<std::int64_t>> decodingStart(const StillRequest& request, std::stop_token stop) override {
-        if (auto opened = open(std::move(stop)); !opened) return std::unexpected(opened.error());
+        if (auto opened = open(std::move(stop)); !opened) return fail(opened.error());
         return reader_->decodingStart(request.sourceTime);
     }
 
     Result<TimedStill> draw(const StillRequest& request, std::stop_token stop) override {
-        if (auto opened = open(stop); !opened) return std::unexpected(opened.error());
+        if (auto opened = open(stop); !opened) return fail(opened.error());
         // Before a late start there is nothing to see: the nearest picture is the first.
         auto frame = reader_->frame(std::max(request.sourceTime, track_->facts().timeRange.start), stop);
-        if (!frame) return std::unexpected(frame.error());
-        if (!*frame) return fail("“" + track_->url().lastPathComponent() + "” has no picture that can be decoded.");
+        if (!frame) return fail(frame.error());
+        if (!*frame) return fail("“" + track_->url().fileName() + "” has no picture that can be decoded.");
         if (*frame != shown_) {
             auto image = print(**frame);
-            if (!image) return std::unexpected(image.error());
+            if (!image) return fail(image.error());
             shown_ = *frame;
             image_ = *std::move(image);
         }
@@ -60,19 +60,18 @@ private:
     Result<void> open(std::stop_token stop) {
         if (reader_) return {};
         auto reader = VideoFrameReader::open(track_, {.threads = threads_, .skipUnneeded = true}, std::move(stop));
-        if (!reader) return std::unexpected(reader.error());
+        if (!reader) return fail(reader.error());
         reader_ = std::move(*reader);
         return {};
     }
     Result<StillImagePtr> print(const AVFrame& frame) {
         const FFmpegTrack::Facts& facts = track_->facts();
-        const Rect shown =
-            facts.preferredTransform.boundingRect({0, 0, facts.naturalSize.width, facts.naturalSize.height});
+        const Rect shown = facts.orientation.boundingRect({0, 0, facts.naturalSize.width, facts.naturalSize.height});
         const Size canvas = fitted({shown.width, shown.height}, maximum_);
-        const AffineTransform transform = facts.preferredTransform.then(
-            AffineTransform::scaling(canvas.width / shown.width, canvas.height / shown.height));
+        const AffineTransform transform =
+            facts.orientation.then(AffineTransform::scaling(canvas.width / shown.width, canvas.height / shown.height));
         auto picture = scaler_.draw(frame, facts.naturalSize, transform, canvas);
-        if (!picture) return std::unexpected(picture.error());
+        if (!picture) return fail(picture.error());
         return PictureScaler::still(**picture);
     }
     [[nodiscard]] MediaTime timeOf(const AVFrame& frame) const {
@@ -103,10 +102,10 @@ public:
 
     Result<TimedStill> draw(const StillRequest& request, std::stop_token stop) override {
         auto picture = renderer_.picture(times_[request.index], std::move(stop));
-        if (!picture) return std::unexpected(picture.error());
+        if (!picture) return fail(picture.error());
         if (*picture != shown_) {
             auto image = PictureScaler::still(**picture);
-            if (!image) return std::unexpected(image.error());
+            if (!image) return fail(image.error());
             shown_ = *picture;
             image_ = *std::move(image);
         }
@@ -147,18 +146,18 @@ std::vector<StillGroup> bySource(const EditedMedia& media, const std::vector<Med
 Result<StillImagePtr> FFmpegPlatform::image(const MediaAssetPtr& asset, MediaTime time, Size maximum,
                                             std::stop_token stop) {
     auto track = pictureTrack(asset, "The file");
-    if (!track) return std::unexpected(track.error());
+    if (!track) return fail(track.error());
     auto still = SourceArtist(*track, maximum, 0).draw({0, time}, std::move(stop));
-    if (!still) return std::unexpected(still.error());
+    if (!still) return fail(still.error());
     return still->image;
 }
 
 Result<void> FFmpegPlatform::sourceStills(const FileURL& url, const std::vector<MediaTime>& times, Size maximum,
                                           const StillConsumer& consume, std::stop_token stop) {
     auto asset = openAsset(url, stop);
-    if (!asset) return std::unexpected(asset.error());
-    auto track = pictureTrack(*asset, "“" + url.lastPathComponent() + "”");
-    if (!track) return std::unexpected(track.error());
+    if (!asset) return fail(asset.error());
+    auto track = pictureTrack(*asset, "“" + url.fileName() + "”");
+    if (!track) return fail(track.error());
     StillGroup group;
     for (std::size_t i = 0; i < times.size(); ++i) group.push_back({i, times[i]});
     sortByTime(group);

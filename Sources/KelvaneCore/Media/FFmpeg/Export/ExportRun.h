@@ -129,7 +129,7 @@ Result<Value> doBeside(const std::shared_ptr<ExportRun>& run, std::function<Resu
     const auto done = [&] { return shared->result.has_value(); };
     if (!shared->changed.wait(lock, run->token(), done) && !shared->changed.wait_for(lock, closingTime, done)) {
         worker.detach();
-        return std::unexpected(run->failure().value_or(Error::cancelled()));
+        return fail(run->failure().value_or(Error::cancelled()));
     }
     auto result = std::move(*shared->result);
     lock.unlock();

@@ -151,7 +151,7 @@ public:
         if (!plan) return fail(plan.error());
         auto movie = std::make_shared<MovieRun>(std::move(*plan), run, progress_);
         // The file is there, or not, before anything is left to a thread.
-        if (auto opened = movie->open(file, container, shouldOptimizeForNetworkUse); !opened) return opened;
+        if (auto opened = movie->open(file, container, indexAtHead); !opened) return opened;
         auto made = doBeside<void>(run, [movie = std::move(movie)] { return movie->make(); });
         if (made) progress_->store(1);
         return made;
@@ -163,7 +163,7 @@ public:
         if (!plan) return fail(plan.error());
         return doBeside<std::int64_t>(
             run, [run, plan = std::move(*plan), container = outputFileType.value_or(ExportContainer::mp4),
-                  atHead = shouldOptimizeForNetworkUse] { return estimateExport(plan, container, atHead, *run); });
+                  atHead = indexAtHead] { return estimateExport(plan, container, atHead, *run); });
     }
 
     [[nodiscard]] float progress() const override { return progress_->load(); }

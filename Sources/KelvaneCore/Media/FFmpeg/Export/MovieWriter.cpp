@@ -156,7 +156,7 @@ std::int64_t MovieWriter::State::seekBytes(void* opaque, std::int64_t offset, in
 }
 
 Result<void> MovieWriter::State::open(const FileURL& url) {
-    name = url.lastPathComponent();
+    name = url.fileName();
     file = FileDescriptor::open(url.path(), O_RDWR | O_CREAT | O_EXCL, 0644);
     if (!file.isOpen()) {
         failed = errno;

@@ -46,7 +46,7 @@ struct SoundRenderer::State {
     void applyGains(CompositionTrackID track, std::int64_t first, std::span<const float> in,
                     std::span<float> out) const;
     [[nodiscard]] bool isSilent(CompositionTrackID track, std::int64_t first, std::int64_t count) const;
-    [[nodiscard]] std::span<const VolumePoint> volumes(CompositionTrackID track) const;
+    [[nodiscard]] std::span<const GainPoint> gains(CompositionTrackID track) const;
 
     EditedMediaPtr media;
     /// Most recently used first.
@@ -121,18 +121,17 @@ Result<SoundReader*> SoundRenderer::State::reader(CompositionTrackID track, cons
     return open.front().reader.get();
 }
 
-std::span<const VolumePoint> SoundRenderer::State::volumes(CompositionTrackID track) const {
-    const auto& all = media->audio.inputParameters;
-    const auto found = std::ranges::find(all, track, &AudioMixParameters::track);
-    return found == all.end() ? std::span<const VolumePoint>() : std::span(found->volumes);
+std::span<const GainPoint> SoundRenderer::State::gains(CompositionTrackID track) const {
+    const auto& all = media->audio.tracks;
+    const auto found = std::ranges::find(all, track, &TrackGains::track);
+    return found == all.end() ? std::span<const GainPoint>() : std::span(found->points);
 }
 
 /// Calls `body(from, to, gain)` for each stretch of equal gain in [first, first + count).
 template <class Body>
-static void forEachGain(std::span<const VolumePoint> points, std::int64_t first, std::int64_t count, Body body) {
-    auto next =
-        std::ranges::upper_bound(points, first, {}, [](const VolumePoint& point) { return samplesAt(point.at); });
-    float gain = next == points.begin() ? 1.0F : std::prev(next)->volume;
+static void forEachGain(std::span<const GainPoint> points, std::int64_t first, std::int64_t count, Body body) {
+    auto next = std::ranges::upper_bound(points, first, {}, [](const GainPoint& point) { return samplesAt(point.at); });
+    float gain = next == points.begin() ? 1.0F : std::prev(next)->gain;
     std::int64_t from = first;
     const std::int64_t end = first + count;
     while (from < end) {
@@ -142,7 +141,7 @@ static void forEachGain(std::span<const VolumePoint> points, std::int64_t first,
             from = to;
         }
         if (next != points.end() && from < end) {
-            gain = next->volume;
+            gain = next->gain;
             ++next;
         }
     }
@@ -150,14 +149,14 @@ static void forEachGain(std::span<const VolumePoint> points, std::int64_t first,
 
 bool SoundRenderer::State::isSilent(CompositionTrackID track, std::int64_t first, std::int64_t count) const {
     bool silent = true;
-    forEachGain(volumes(track), first, count,
+    forEachGain(gains(track), first, count,
                 [&](std::int64_t, std::int64_t, float gain) { silent = silent && gain == 0.0F; });
     return silent;
 }
 
 void SoundRenderer::State::applyGains(CompositionTrackID track, std::int64_t first, std::span<const float> in,
                                       std::span<float> out) const {
-    forEachGain(volumes(track), first, static_cast<std::int64_t>(out.size() / 2),
+    forEachGain(gains(track), first, static_cast<std::int64_t>(out.size() / 2),
                 [&](std::int64_t from, std::int64_t to, float gain) {
                     for (auto i = static_cast<std::size_t>(from - first) * 2;
                          i < static_cast<std::size_t>(to - first) * 2; ++i)

@@ -93,7 +93,7 @@ FFmpegTrack::Facts factsOf(const SourceFile& file, const FileURL& url, const Fou
     facts.timeRange = {exactTime(first, stream.time_base), exactTime(end - first, stream.time_base)};
     if (track.type == MediaType::video) {
         facts.naturalSize = FFmpegProbe::naturalSize(context, stream);
-        facts.preferredTransform = FFmpegProbe::preferredTransform(stream, facts.naturalSize);
+        facts.orientation = FFmpegProbe::orientation(stream, facts.naturalSize);
         facts.nominalFrameRate = static_cast<float>(track.span.frameRate);
     } else {
         facts.sampleRate = stream.codecpar->sample_rate;
@@ -135,14 +135,14 @@ double settleSoundOnly(std::vector<FFmpegTrack::Facts>& tracks) {
 Result<std::shared_ptr<const FFmpegAsset>> FFmpegAsset::open(const FileURL& url, std::stop_token stop) {
     using Tracks = std::vector<std::shared_ptr<const FFmpegTrack>>;
     auto opened = SourceFile::open(url);
-    if (!opened) return std::unexpected(opened.error());
+    if (!opened) return fail(opened.error());
     SourceFile& file = **opened;
     file.setStop(std::move(stop));
     file.setTimeLimit(openingLimit);
     auto known = file.openFormat();
-    if (!known) return std::unexpected(known.error());
+    if (!known) return fail(known.error());
     if (!*known || FFmpegProbe::isPictureFile(file)) return std::make_shared<const FFmpegAsset>(Tracks{}, 0.0);
-    if (auto found = file.findStreams(); !found) return std::unexpected(found.error());
+    if (auto found = file.findStreams(); !found) return fail(found.error());
 
     std::vector<Found> found = playableStreams(file);
     std::vector<int> indexes;
@@ -151,7 +151,7 @@ Result<std::shared_ptr<const FFmpegAsset>> FFmpegAsset::open(const FileURL& url,
                                  ? static_cast<double>(file.context()->duration) / AV_TIME_BASE
                                  : 0;
     auto spans = FFmpegMeasure::measure(file, indexes);
-    if (!spans) return std::unexpected(spans.error());
+    if (!spans) return fail(spans.error());
     for (Found& track : found) track.span = (*spans)[track.index];
     std::erase_if(found, [](const Found& track) { return track.span.isEmpty() || track.span.encrypted; });
 

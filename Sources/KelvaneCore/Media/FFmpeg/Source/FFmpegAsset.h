@@ -35,7 +35,7 @@ public:
         /// The asset's time zero in the stream's time base: subtract it from a packet's time stamp.
         std::int64_t zero = 0;
         Size naturalSize;
-        AffineTransform preferredTransform;
+        AffineTransform orientation;
         float nominalFrameRate = 0;
         MediaTimeRange timeRange;
         int sampleRate = 0;
@@ -47,7 +47,7 @@ public:
     [[nodiscard]] MediaType type() const override { return facts_.type; }
     [[nodiscard]] const FileURL& url() const override { return facts_.url; }
     Result<Size> loadNaturalSize() const override { return facts_.naturalSize; }
-    Result<AffineTransform> loadPreferredTransform() const override { return facts_.preferredTransform; }
+    Result<AffineTransform> loadOrientation() const override { return facts_.orientation; }
     Result<float> loadNominalFrameRate() const override { return facts_.nominalFrameRate; }
     Result<MediaTimeRange> loadTimeRange() const override { return facts_.timeRange; }
 

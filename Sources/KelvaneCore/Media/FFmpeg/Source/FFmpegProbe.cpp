@@ -95,7 +95,7 @@ Size naturalSize(AVFormatContext& context, AVStream& stream) {
     return {width, static_cast<double>(stream.codecpar->height)};
 }
 
-AffineTransform preferredTransform(const AVStream& stream, Size naturalSize) {
+AffineTransform orientation(const AVStream& stream, Size naturalSize) {
     const std::int32_t* matrix = displayMatrix(stream);
     return matrix == nullptr ? AffineTransform{} : orientation(matrix, naturalSize);
 }

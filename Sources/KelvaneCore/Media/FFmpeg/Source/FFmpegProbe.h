@@ -14,7 +14,7 @@ bool isPlayable(const AVStream& stream, MediaType type);
 Size naturalSize(AVFormatContext& context, AVStream& stream);
 /// The stream's display matrix as a map whose image of the natural-size rectangle starts at (0, 0). A turn that is no
 /// multiple of a quarter goes to the nearest one; a matrix that flattens the picture is passed over.
-AffineTransform preferredTransform(const AVStream& stream, Size naturalSize);
+AffineTransform orientation(const AVStream& stream, Size naturalSize);
 /// The map of a display matrix (nine numbers, the last column of 2.30 and the others of 16.16 fixed point).
 AffineTransform orientation(const std::int32_t* matrix, Size naturalSize);
 

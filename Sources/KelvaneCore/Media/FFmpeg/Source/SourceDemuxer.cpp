@@ -31,9 +31,9 @@ struct SourceDemuxer::State {
     Result<void> completeIndex();
     [[nodiscard]] AVStream& stream() const { return *file->context()->streams[streamIndex]; }
     /// The failure of a file that changed, or whose state can't be told.
-    std::unexpected<Error> brokenByChange() {
+    Error brokenByChange() {
         brokenOff = true;
-        return fail(file->failure().value_or(changed()));
+        return file->failure().value_or(changed());
     }
     [[nodiscard]] Error changed() const { return MediaError::invalidClip(url.baseName()); }
 
@@ -60,7 +60,7 @@ Result<void> SourceDemuxer::State::start() {
 
 Result<void> SourceDemuxer::State::openInTime() {
     auto opened = file->openFormat();
-    if (!opened) return std::unexpected(opened.error());
+    if (!opened) return fail(opened.error());
     if (!*opened) return fail(changed());
     if (!isDescribed()) {
         if (auto found = file->findStreams(); !found) return found;
@@ -144,9 +144,9 @@ Result<PacketPtr> SourceDemuxer::next() {
     State& state = *state_;
     if (state.file->stop().stop_requested()) return fail(Error::cancelled());
     if (state.brokenOff) {
-        if (auto started = state.start(); !started) return std::unexpected(started.error());
+        if (auto started = state.start(); !started) return fail(started.error());
     }
-    if (!state.file->isUnchangedLately()) return state.brokenByChange();
+    if (!state.file->isUnchangedLately()) return fail(state.brokenByChange());
     state.atBeginning = false;
     PacketPtr packet(av_packet_alloc());
     for (int errors = 0; errors < errorLimit;) {
@@ -163,7 +163,7 @@ Result<PacketPtr> SourceDemuxer::next() {
             continue;
         }
         if (code == AVERROR_EOF) {
-            if (!state.file->isUnchanged()) return state.brokenByChange();
+            if (!state.file->isUnchanged()) return fail(state.brokenByChange());
             return PacketPtr();
         }
         ++errors;
@@ -181,7 +181,7 @@ Result<void> SourceDemuxer::seek(std::int64_t timestamp) {
         if (timestamp == INT64_MIN) return {};
     }
     state.atBeginning = false;
-    if (!state.file->isUnchanged()) return state.brokenByChange();
+    if (!state.file->isUnchanged()) return fail(state.brokenByChange());
     AVFormatContext* context = state.file->context();
     const int code = av_seek_frame(context, state.streamIndex, timestamp, AVSEEK_FLAG_BACKWARD);
     if (auto error = state.file->failure()) {

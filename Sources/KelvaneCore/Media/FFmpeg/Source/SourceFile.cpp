@@ -39,7 +39,7 @@ constexpr std::chrono::microseconds lookInterval{50};
 /// Streams past this number are an attack or damage.
 constexpr const char* streamLimit = "64";
 
-std::string quoted(const FileURL& url) { return "“" + url.lastPathComponent() + "”"; }
+std::string quoted(const FileURL& url) { return "“" + url.fileName() + "”"; }
 
 FileIdentity identityOf(const std::string& path, const struct stat& status) {
     FileIdentity identity;
@@ -68,7 +68,7 @@ Result<FileIdentity> FileIdentity::of(const FileURL& url) {
     const std::string path = url.path();
     struct stat status{};
     if (::stat(path.c_str(), &status) != 0) return fail(Error::posix(quoted(url) + " could not be opened", errno));
-    if (auto kind = checkKind(url, status); !kind) return std::unexpected(kind.error());
+    if (auto kind = checkKind(url, status); !kind) return fail(kind.error());
     return identityOf(path, status);
 }
 
@@ -93,7 +93,7 @@ Result<std::unique_ptr<SourceFile>> SourceFile::open(const FileURL& url) {
     struct stat status{};
     if (!descriptor.isOpen() || ::fstat(descriptor.get(), &status) != 0)
         return fail(Error::posix(quoted(url) + " could not be opened", errno));
-    if (auto kind = checkKind(url, status); !kind) return std::unexpected(kind.error());
+    if (auto kind = checkKind(url, status); !kind) return fail(kind.error());
     return std::unique_ptr<SourceFile>(new SourceFile(std::move(descriptor), identityOf(path, status), url));
 }
 
@@ -211,7 +211,7 @@ Result<bool> SourceFile::openFormat(bool simpleEdits) {
     auto* buffer = static_cast<std::uint8_t*>(av_malloc(readSize));
     io_ = avio_alloc_context(buffer, readSize, 0, this, &SourceFile::read, nullptr, &SourceFile::seek);
     auto format = probe();
-    if (!format) return std::unexpected(format.error());
+    if (!format) return fail(format.error());
     if (*format == nullptr) return false;
     if (av_match_name("mov", (*format)->name) != 0 && !claimsAreBounded_) {
         if (!MovieClaims::areBounded(descriptor_.get(), identity_.size, [this] { return interrupted(); })) return false;

@@ -165,7 +165,7 @@ void VideoFrameReader::State::openDecoder() {
 Result<bool> VideoFrameReader::State::fillPackets(std::size_t wanted) {
     while (packets.size() < wanted && !packetsEnded) {
         auto packet = demuxer->next();
-        if (!packet) return std::unexpected(packet.error());
+        if (!packet) return fail(packet.error());
         if (!*packet) {
             packetsEnded = true;
             break;
@@ -191,7 +191,7 @@ bool VideoFrameReader::State::isUnneeded(const AVPacket& packet, std::int64_t li
 
 Result<void> VideoFrameReader::State::feed(std::int64_t limit) {
     auto filled = fillPackets(options.skipUnneeded ? skipLookahead : 1);
-    if (!filled) return std::unexpected(filled.error());
+    if (!filled) return fail(filled.error());
     if (!*filled) {
         avcodec_send_packet(decoder.get(), nullptr);
         return {};
@@ -247,7 +247,7 @@ Result<TimedFrame> VideoFrameReader::State::decode(std::int64_t limit) {
                 avcodec_send_packet(decoder.get(), nullptr);
                 continue;
             }
-            if (auto fed = feed(limit); !fed) return std::unexpected(fed.error());
+            if (auto fed = feed(limit); !fed) return fail(fed.error());
         }
     }
     if (ready.empty()) return TimedFrame{};
@@ -289,13 +289,13 @@ Result<void> VideoFrameReader::State::seek(std::int64_t limit, std::int64_t befo
         const std::int64_t place = target <= first ? INT64_MIN : target;
         if (auto restarted = restart(place); !restarted) return restarted;
         auto filled = fillPackets(1);
-        if (!filled) return std::unexpected(filled.error());
+        if (!filled) return fail(filled.error());
         const std::int64_t key = *filled ? shownAt(*packets.front()) : AV_NOPTS_VALUE;
         const std::int64_t start = *filled ? earliestStamp(*packets.front()) : AV_NOPTS_VALUE;
         // A key frame that shows too late is known by its packet; decoding it would be for nothing.
         if (fromBeginning || key == AV_NOPTS_VALUE || (key <= limit && start < before)) {
             auto found = decode(limit);
-            if (!found) return std::unexpected(found.error());
+            if (!found) return fail(found.error());
             keysAreFalse = keysAreFalse || (!fromBeginning && owed.beganInBetween());
             const bool bad = owed.beganBadly() && ++badStarts <= badStartLimit;
             if (fromBeginning || (found->frame && found->pts <= limit && !bad)) {
@@ -344,7 +344,7 @@ Result<void> VideoFrameReader::State::skipToKey(std::int64_t limit) {
     packetsEnded = ended;
     waitsForKey = false;
     auto found = decode(limit);
-    if (!found) return std::unexpected(found.error());
+    if (!found) return fail(found.error());
     positioned = found->frame && found->pts <= limit && !owed.beganBadly();
     if (!positioned) return seek(limit);
     current = std::move(*found);
@@ -355,7 +355,7 @@ Result<void> VideoFrameReader::State::advance(std::int64_t limit) {
     while (current.frame) {
         if (!next.frame) {
             auto decoded = decode(limit);
-            if (!decoded) return std::unexpected(decoded.error());
+            if (!decoded) return fail(decoded.error());
             if (!decoded->frame) return {};
             next = std::move(*decoded);
         }
@@ -450,7 +450,7 @@ Result<std::unique_ptr<VideoFrameReader>> VideoFrameReader::open(std::shared_ptr
                                                                  VideoFrameReaderOptions options,
                                                                  std::stop_token stop) {
     auto demuxer = SourceDemuxer::open(*track, std::move(stop));
-    if (!demuxer) return std::unexpected(demuxer.error());
+    if (!demuxer) return fail(demuxer.error());
     auto state = std::make_unique<State>();
     state->track = std::move(track);
     state->options = options;
@@ -473,7 +473,7 @@ Result<SharedFrame> VideoFrameReader::frame(MediaTime time, std::stop_token stop
     state.demuxer->setStop(std::move(stop));
     if (auto reached = state.reach(wanted); !reached) {
         state.positioned = false;
-        return std::unexpected(reached.error());
+        return fail(reached.error());
     }
     return state.current.frame;
 }

@@ -23,13 +23,13 @@ public:
     /// The stretches, found by `artist` when nobody found them before.
     Result<std::size_t> plan(StillArtist& artist, const std::stop_token& stop) {
         const std::lock_guard lock(mutex_);
-        if (auto planned = planLocked(artist, stop); !planned) return std::unexpected(planned.error());
+        if (auto planned = planLocked(artist, stop); !planned) return fail(planned.error());
         return runs_.size();
     }
     /// The next stretch from one end; empty when all are dealt out.
     Result<StillGroup> take(End end, StillArtist& artist, const std::stop_token& stop) {
         const std::lock_guard lock(mutex_);
-        if (auto planned = planLocked(artist, stop); !planned) return std::unexpected(planned.error());
+        if (auto planned = planLocked(artist, stop); !planned) return fail(planned.error());
         if (runs_.empty()) return StillGroup();
         StillGroup run = std::move(end == End::front ? runs_.front() : runs_.back());
         end == End::front ? runs_.pop_front() : runs_.pop_back();
@@ -48,7 +48,7 @@ private:
         std::optional<std::int64_t> before;
         for (std::size_t i = 0; i < group_.size(); ++i) {
             auto start = artist.decodingStart(group_[i], stop);
-            if (!start) return std::unexpected(start.error());
+            if (!start) return fail(start.error());
             const bool apart = *start ? *start != before : isMiddleGap(i);
             if (runs_.empty() || apart) runs_.emplace_back();
             runs_.back().push_back(group_[i]);
@@ -100,11 +100,11 @@ private:
         const std::stop_token stop = stop_.get_token();
         while (true) {
             const auto run = group.take(end, artist, stop);
-            if (!run) return std::unexpected(run.error());
+            if (!run) return fail(run.error());
             if (run->empty()) return {};
             for (const StillRequest& request : *run) {
                 const auto still = artist.draw(request, stop);
-                if (!still) return std::unexpected(still.error());
+                if (!still) return fail(still.error());
                 if (auto taken = hand(request.index, *still); !taken) return taken;
             }
         }
@@ -136,7 +136,7 @@ Result<void> drawStills(std::vector<StillGroup> groups, const StillArtistFactory
     std::size_t shares = studio.groups().size();
     if (shares == 1) {
         const auto runs = studio.groups().front().plan(*artist, studio.stop().get_token());
-        if (!runs) return std::unexpected(runs.error());
+        if (!runs) return fail(runs.error());
         shares = *runs;
     }
     if (shares == 1) {

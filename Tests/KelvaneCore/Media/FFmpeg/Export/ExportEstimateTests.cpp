@@ -55,7 +55,7 @@ protected:
         auto session = makeFFmpegExportSession(std::make_shared<const EditedMedia>(media));
         if (!media.video.instructions.empty()) session->videoComposition = media.video;
         session->audioMix = media.audio;
-        session->shouldOptimizeForNetworkUse = true;
+        session->indexAtHead = true;
         session->outputFileType = container;
         session->timeRange = MediaTimeRange{{}, media.composition.duration()};
         const auto estimate = session->estimateOutputFileLength({});

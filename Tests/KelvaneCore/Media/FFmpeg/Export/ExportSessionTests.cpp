@@ -65,8 +65,8 @@ protected:
     static std::unique_ptr<ExportSession> session(const EditedMedia& media) {
         auto made = makeFFmpegExportSession(std::make_shared<const EditedMedia>(media));
         if (!media.video.instructions.empty()) made->videoComposition = media.video;
-        if (!media.audio.inputParameters.empty()) made->audioMix = media.audio;
-        made->shouldOptimizeForNetworkUse = true;
+        if (!media.audio.tracks.empty()) made->audioMix = media.audio;
+        made->indexAtHead = true;
         return made;
     }
 
@@ -179,7 +179,7 @@ TEST_F(ExportSessionTest, TheMovieIsHighProfileInRec709WithItsIndexAtTheHead) {
 
 TEST_F(ExportSessionTest, WithoutTheWishTheIndexStandsAtTheEnd) {
     auto made = session(timeline({{movie("a.mp4", numbered()), 0, 1}}));
-    made->shouldOptimizeForNetworkUse = false;
+    made->indexAtHead = false;
     ASSERT_TRUE(made->exportTo(folder_.url("out.mp4"), ExportContainer::mp4, {}));
     EXPECT_EQ(boxes(folder_.read("out.mp4")).back(), "moov");
     EXPECT_EQ(takeApart(folder_.path("out.mp4")).pictures.size(), 30U);

@@ -35,7 +35,7 @@ struct Timeline {
         const MediaTimeRange range{MediaTime::fromSeconds(from), MediaTime::fromSeconds(to - from)};
         ASSERT_TRUE(media->composition.insert(track, source, range, end));
         transform =
-            Framing::transform(*source->loadNaturalSize(), *source->loadPreferredTransform(), 1, horizontal, 0, canvas);
+            Framing::transform(*source->loadNaturalSize(), *source->loadOrientation(), 1, horizontal, 0, canvas);
         show(range.duration, {{track, end, transform}});
     }
     void gap(double seconds, bool withLayer) {

@@ -333,15 +333,15 @@ double deviation(const std::vector<float>& sound, std::size_t first, std::size_t
 
 void addSound(EditedMedia& media, const std::vector<SoundSegment>& segments) {
     const auto id = media.composition.addTrack(MediaType::audio);
-    AudioMixParameters mix{id, {}};
+    TrackGains mix{id, {}};
     for (const auto& segment : segments) {
         const auto at = MediaTime::fromSeconds(segment.at);
         const MediaTimeRange range{MediaTime::fromSeconds(segment.from), MediaTime::fromSeconds(segment.length)};
         const auto inserted = media.composition.insert(id, segment.source, range, at);
         EXPECT_TRUE(inserted) << (inserted ? "" : inserted.error().message);
-        mix.volumes.push_back({at, segment.volume});
+        mix.points.push_back({at, segment.volume});
     }
-    media.audio.inputParameters.push_back(std::move(mix));
+    media.audio.tracks.push_back(std::move(mix));
 }
 
 std::vector<float> render(const EditedMedia& media, double seconds) {

@@ -47,7 +47,7 @@ TEST_F(Asset, TellsTheFactsOfAMovie) {
     ASSERT_EQ(video.size(), 1U);
     ASSERT_EQ(audio.size(), 1U);
     EXPECT_EQ(*video[0]->loadNaturalSize(), (Size{320, 180}));
-    EXPECT_EQ(*video[0]->loadPreferredTransform(), AffineTransform{});
+    EXPECT_EQ(*video[0]->loadOrientation(), AffineTransform{});
     EXPECT_FLOAT_EQ(*video[0]->loadNominalFrameRate(), 30);
     EXPECT_EQ(*video[0]->loadTimeRange(), (MediaTimeRange{{0, 600}, {3, 1}}));
     EXPECT_EQ(audio[0]->facts().sampleRate, 48000);
@@ -104,7 +104,7 @@ TEST_P(Orientations, MapTheStoredPictureToTheOneShown) {
     setSampleMatrix(file, row.a, row.b, row.c, row.d, 7, 9, row.scale);
     const auto track = firstTrack(file, MediaType::video);
     ASSERT_TRUE(track);
-    const AffineTransform map = track->facts().preferredTransform;
+    const AffineTransform map = track->facts().orientation;
     const Rect shown = map.boundingRect({0, 0, 320, 180});
     EXPECT_EQ(shown.x, 0);
     EXPECT_EQ(shown.y, 0);
@@ -340,7 +340,7 @@ TEST_F(Asset, TakesNoCoverPictureForATrack) {
 
 TEST_F(Asset, RefusesInWordsWhatIsNoRegularFile) {
     EXPECT_EQ(failureOf(path("Gone.mov")), "“Gone.mov” could not be opened: No such file or directory.");
-    EXPECT_EQ(failureOf(folder_.url()), "“" + folder_.url().lastPathComponent() + "” is a folder, not a media file.");
+    EXPECT_EQ(failureOf(folder_.url()), "“" + folder_.url().fileName() + "” is a folder, not a media file.");
     ASSERT_EQ(::mkfifo(path("Pipe.mov").path().c_str(), 0600), 0);
     EXPECT_EQ(failureOf(path("Pipe.mov")), "“Pipe.mov” is not a regular file.");
     EXPECT_EQ(failureOf(FileURL::fromPath("/dev/zero")), "“zero” is not a regular file.");
