@@ -69,19 +69,19 @@ std::string Editor::title() const {
 
 const Clip* Editor::selectedClip() const {
     if (selectedClipIDs_.size() != 1 || !selection_) return nullptr;
-    const auto found = std::ranges::find(*clips_, *selection_, &Clip::id);
-    return found == clips_->end() ? nullptr : &*found;
+    const auto index = placement().index(*selection_);
+    return index ? &(*clips_)[*index] : nullptr;
 }
 
-double Editor::offset(const UUID& clipID) const {
-    double before = 0;
-    for (const Clip& clip : *clips_) {
-        if (clip.id == clipID) return clip.isAudio() ? clip.audioPosition() : before;
-        if (!clip.isAudio()) before += clip.duration();
+const TimelinePlacement& Editor::placement() const {
+    if (placedClips_ != clips_) {
+        placement_ = TimelinePlacement(*clips_);
+        placedClips_ = clips_;
     }
-    // A sum of its own, not audio's end: an unknown clip counts as one at the end of the video.
-    return before;
+    return placement_;
 }
+
+double Editor::offset(const UUID& clipID) const { return placement().start(clipID); }
 
 void Editor::commit(std::vector<Clip> clips) {
     if (busy() || clips == *clips_) return;
@@ -91,10 +91,10 @@ void Editor::commit(std::vector<Clip> clips) {
 }
 
 void Editor::update(const UUID& clipID, const std::function<void(Clip&)>& change) {
-    const auto found = std::ranges::find(*clips_, clipID, &Clip::id);
-    if (found == clips_->end()) return;
+    const auto index = placement().index(clipID);
+    if (!index) return;
     std::vector<Clip> changed = *clips_;
-    Clip& clip = changed[static_cast<std::size_t>(found - clips_->begin())];
+    Clip& clip = changed[*index];
     change(clip);
     if (clip.isValid()) commit(std::move(changed));
 }
@@ -171,12 +171,11 @@ void Editor::repairSelection() {
         set(selectedClipIDs_, std::move(kept), State::selection);
     }
     const auto& anchor = timelineSelectionAnchor_;
-    if (!anchor || std::ranges::find(*clips_, *anchor, &Clip::id) == clips_->end())
-        set(timelineSelectionAnchor_, selection_, State::selection);
+    if (!anchor || !placement().index(*anchor)) set(timelineSelectionAnchor_, selection_, State::selection);
 }
 
 void Editor::announce(State state) {
-    check(services_.context->isMainThread(), "an editor is changed off the main thread");
+    services_.context->checkMainThread();
     const bool isPosted = announced_ != 0;
     announced_ |= static_cast<std::uint8_t>(state);
     if (isPosted) return;

@@ -23,6 +23,7 @@
 #include "Storage/ProjectMedia.h"
 #include "Thumbnails.h"
 #include "Timeline/Project.h"
+#include "Timeline/TimelinePlacement.h"
 
 namespace kelvane {
 
@@ -91,6 +92,9 @@ public:
     [[nodiscard]] const std::vector<Clip>& assets() const { return *assets_; }
     [[nodiscard]] const ClipArray& clipArray() const { return clips_; }
     [[nodiscard]] const ClipArray& assetArray() const { return assets_; }
+    /// Where the clips stand on the timeline; good until `clips` changes. Worked out when it is first asked for after a
+    /// change.
+    [[nodiscard]] const TimelinePlacement& placement() const;
     [[nodiscard]] const std::set<UUID>& selectedAssetIDs() const { return selectedAssetIDs_; }
     void clearSelectedAssets();
     [[nodiscard]] const std::set<UUID>& selectedClipIDs() const { return selectedClipIDs_; }
@@ -303,6 +307,9 @@ private:
 
     ClipArray clips_;
     ClipArray assets_;
+    /// Of `placedClips_`, which are `clips_` or older.
+    mutable TimelinePlacement placement_;
+    mutable ClipArray placedClips_;
     ClipArray savedClips_;
     ClipArray savedAssets_;
     std::set<UUID> selectedAssetIDs_;

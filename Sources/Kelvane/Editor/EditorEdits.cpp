@@ -7,15 +7,6 @@
 
 namespace kelvane {
 
-namespace {
-
-std::ptrdiff_t indexOf(const std::vector<Clip>& clips, const UUID& id) {
-    const auto found = std::ranges::find(clips, id, &Clip::id);
-    return found == clips.end() ? -1 : found - clips.begin();
-}
-
-}  // namespace
-
 bool Editor::canSplit() const {
     const Clip* clip = previewAssetID_ ? nullptr : selectedClip();
     if (clip == nullptr) return false;
@@ -27,12 +18,12 @@ bool Editor::canSplit() const {
 void Editor::split() {
     // Busy is asked here, too: a refused commit must not leave the selection on a half that was never made.
     if (busy() || !canSplit()) return;
-    const std::ptrdiff_t index = indexOf(*clips_, *selection_);
+    const std::size_t index = *placement().index(*selection_);
     std::vector<Clip> clips = *clips_;
-    auto halves = *clips[static_cast<std::size_t>(index)].split(playhead_ - offset(*selection_));
+    auto halves = *clips[index].split(playhead_ - placement().span(index).start);
     const UUID second = halves.second.id;
-    clips[static_cast<std::size_t>(index)] = std::move(halves.first);
-    clips.insert(clips.begin() + index + 1, std::move(halves.second));
+    clips[index] = std::move(halves.first);
+    clips.insert(clips.begin() + static_cast<std::ptrdiff_t>(index) + 1, std::move(halves.second));
     commit(std::move(clips));
     setSelection(second);
 }
@@ -66,11 +57,11 @@ void Editor::deleteAssets(const std::set<UUID>& ids) {
 }
 
 void Editor::move(const UUID& clipID, std::ptrdiff_t index) {
-    const std::ptrdiff_t from = indexOf(*clips_, clipID);
-    if (busy() || from < 0) return;
+    const auto from = placement().index(clipID);
+    if (busy() || !from) return;
     std::vector<Clip> clips = *clips_;
-    Clip clip = std::move(clips[static_cast<std::size_t>(from)]);
-    clips.erase(clips.begin() + from);
+    Clip clip = std::move(clips[*from]);
+    clips.erase(clips.begin() + static_cast<std::ptrdiff_t>(*from));
     clips.insert(clips.begin() + std::clamp(index, std::ptrdiff_t{0}, std::ssize(clips)), std::move(clip));
     const UUID moved = clipID;
     commit(std::move(clips));
@@ -79,9 +70,11 @@ void Editor::move(const UUID& clipID, std::ptrdiff_t index) {
 
 void Editor::moveSelection(std::ptrdiff_t delta) {
     if (selectedClipIDs_.size() != 1 || !selection_) return;
-    const std::ptrdiff_t index = indexOf(*clips_, *selection_);
+    const auto selected = placement().index(*selection_);
+    if (!selected) return;
+    const auto index = static_cast<std::ptrdiff_t>(*selected);
     // Compared this way round, as `index + delta` might overflow.
-    if (index < 0 || delta < -index || delta >= std::ssize(*clips_) - index) return;
+    if (delta < -index || delta >= std::ssize(*clips_) - index) return;
     std::vector<Clip> clips = *clips_;
     std::swap(clips[static_cast<std::size_t>(index)], clips[static_cast<std::size_t>(index + delta)]);
     commit(std::move(clips));
@@ -89,17 +82,16 @@ void Editor::moveSelection(std::ptrdiff_t delta) {
 
 void Editor::moveAudio(const UUID& clipID, const UUID& lane, double position) {
     if (busy() || !std::isfinite(position)) return;
-    const auto found =
-        std::ranges::find_if(*clips_, [&clipID](const Clip& clip) { return clip.id == clipID && clip.isAudio(); });
-    const std::vector<UUID> lanes = TimelineLayout::audioTracks(*clips_);
-    if (found == clips_->end() || std::ranges::find(lanes, lane) == lanes.end()) return;
+    const auto index = placement().index(clipID);
+    const std::vector<UUID> lanes = placement().lanes();
+    if (!index || !placement().lane(*index) || std::ranges::find(lanes, lane) == lanes.end()) return;
     // Takes -0 along, which would be written differently from 0.
     position = position <= 0 ? 0 : position;
-    const bool changesLane = found->lane() != lane;
-    if (!changesLane && found->audioPosition() == position) return;
+    const bool changesLane = (*clips_)[*index].lane() != lane;
+    if (!changesLane && (*clips_)[*index].audioPosition() == position) return;
     const UUID moved = clipID;
     std::vector<Clip> clips = *clips_;
-    Clip& clip = clips[static_cast<std::size_t>(found - clips_->begin())];
+    Clip& clip = clips[*index];
     clip.setAudioPosition(position);
     if (changesLane) {
         clip.audioTrackID = lane;
@@ -114,9 +106,9 @@ void Editor::addAssets(const std::vector<UUID>& ids, std::optional<std::ptrdiff_
     std::vector<Clip> added;
     added.reserve(ids.size());
     for (const UUID& id : ids) {
-        const std::ptrdiff_t asset = indexOf(*assets_, id);
-        if (asset < 0) return;
-        Clip clip = (*assets_)[static_cast<std::size_t>(asset)];
+        const auto asset = std::ranges::find(*assets_, id, &Clip::id);
+        if (asset == assets_->end()) return;
+        Clip clip = *asset;
         clip.id = UUID::random();
         clip.audioTrackID.reset();
         if (clip.isAudio()) clip.setAudioPosition(playhead_);

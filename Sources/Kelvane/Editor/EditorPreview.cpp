@@ -4,7 +4,6 @@
 
 #include "Editor.h"
 #include "Timeline/Framing.h"
-#include "Timeline/TimelineLayout.h"
 
 namespace kelvane {
 
@@ -25,7 +24,7 @@ bool Editor::hasPreview() const { return previewAsset() != nullptr || !clips_->e
 
 double Editor::previewDuration() const {
     const Clip* asset = previewAsset();
-    return asset != nullptr ? asset->duration() : TimelineLayout::duration(*clips_);
+    return asset != nullptr ? asset->duration() : placement().duration();
 }
 
 double Editor::previewPlayhead() const { return previewAssetID_ ? assetPlayhead_ : playhead_; }

@@ -19,13 +19,10 @@ std::optional<UUID> firstOf(const std::vector<Clip>& clips, const std::set<UUID>
     return found == clips.end() ? std::nullopt : std::optional(found->id);
 }
 
-/// The ids from `a` to `b` in array order, whichever comes first, both included. Both exist.
-std::set<UUID> range(const std::vector<Clip>& clips, const UUID& a, const UUID& b) {
-    auto first = std::ranges::find(clips, a, &Clip::id);
-    auto last = std::ranges::find(clips, b, &Clip::id);
-    if (last < first) std::swap(first, last);
+/// The ids from index `a` to index `b`, whichever comes first, both included.
+std::set<UUID> range(const std::vector<Clip>& clips, std::size_t a, std::size_t b) {
     std::set<UUID> found;
-    for (auto clip = first; clip <= last; ++clip) found.insert(clip->id);
+    for (std::size_t i = std::min(a, b); i <= std::max(a, b); ++i) found.insert(clips[i].id);
     return found;
 }
 
@@ -56,15 +53,13 @@ void Editor::select(const UUID& clipID) {
 
 void Editor::selectTimelineClip(const UUID& clipID, SelectionModifiers modifiers) {
     const UUID id = clipID;
-    const auto exists = [this](const UUID& wanted) {
-        return std::ranges::find(*clips_, wanted, &Clip::id) != clips_->end();
-    };
+    const auto exists = [this](const UUID& wanted) { return placement().index(wanted).has_value(); };
     if (busy() || !exists(id)) return;
     std::set<UUID> chosen{id};
     std::optional<UUID> anchor = id;
     if (modifiers.shift && timelineSelectionAnchor_ && exists(*timelineSelectionAnchor_)) {
         anchor = timelineSelectionAnchor_;
-        chosen = range(*clips_, *anchor, id);
+        chosen = range(*clips_, *placement().index(*anchor), *placement().index(id));
         if (modifiers.command) chosen.insert(selectedClipIDs_.begin(), selectedClipIDs_.end());
     } else if (modifiers.command) {
         chosen = selectedClipIDs_;

@@ -37,21 +37,15 @@ std::vector<std::size_t> spread(std::size_t count, int maximum) {
     return places;
 }
 
-double audioEnd(std::span<const Clip> clips) {
-    const auto ranges = MediaEngine::timelineRanges(clips);
-    double end = 0;
-    for (std::size_t i = 0; i < clips.size(); ++i)
-        if (clips[i].isAudio()) end = std::max(end, ranges[i].end().seconds());
-    return end;
-}
+using Spans = TimelineSpans<MediaTime>;
 
-std::vector<MediaTimeRange> videoRanges(std::span<const Clip> clips) {
-    auto ranges = MediaEngine::timelineRanges(clips);
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < clips.size(); ++i)
-        if (!clips[i].isAudio()) ranges[kept++] = ranges[i];
-    ranges.resize(kept);
-    return ranges;
+/// Which picture shows at `time`, seconds, where the clips lie as `spans` say.
+std::optional<TimelinePosition> position(double time, std::span<const Clip> clips, const Spans& spans) {
+    if (!std::isfinite(time)) return std::nullopt;
+    const auto index = spans.videoAt(time, &MediaTime::seconds);
+    if (!index) return std::nullopt;
+    return TimelinePosition{
+        *index, MediaEngine::sourceRange(clips[*index]).start.seconds() + time - spans[*index].start.seconds()};
 }
 
 /// One preview under way: which times are drawn how, and what the document tells of them.
@@ -59,6 +53,7 @@ class Preview {
 public:
     Preview(const std::vector<Clip>& clips, const std::vector<double>& requested, Sheet sheet)
         : clips_(clips),
+          spans_(MediaEngine::timelineSpans(clips)),
           requested_(requested),
           sheet_(std::move(sheet)),
           shown_(requested.size()),
@@ -73,7 +68,7 @@ public:
         for (std::size_t i = 0; i < exact->size(); ++i) {
             if (stop.stop_requested()) return fail(Error::cancelled());
             const MediaTime time = std::min((*exact)[i], last);
-            if (timelinePosition(time.seconds(), clips_)) {
+            if (position(time.seconds(), clips_, spans_)) {
                 pictured.push_back(time);
                 slots.push_back(i);
             } else if (auto drawn = addBlack(i, time.seconds()); !drawn) {
@@ -108,16 +103,16 @@ private:
     Result<void> addPicture(std::size_t slot, const TimedStill& still) {
         const double time = still.actualTime.seconds();
         // The frame that was had may lie just across a cut from the time that was asked for.
-        const auto position = timelinePosition(time, clips_);
-        if (!position) return fail("Preview frame is outside the video sequence.");
-        const std::string clipID = clips_[position->index].id.upper();
+        const auto shown = position(time, clips_, spans_);
+        if (!shown) return fail("Preview frame is outside the video sequence.");
+        const std::string clipID = clips_[shown->index].id.upper();
         sheet_.add(*still.image, static_cast<int>(slot),
-                   fmt::format("{:02} · Timeline {:.3f} s · Shot {}", slot + 1, time, position->index + 1),
-                   fmt::format("Source {:.3f} s · {}", position->sourceTime, clipID.substr(0, shortIDCharacters)));
+                   fmt::format("{:02} · Timeline {:.3f} s · Shot {}", slot + 1, time, shown->index + 1),
+                   fmt::format("Source {:.3f} s · {}", shown->sourceTime, clipID.substr(0, shortIDCharacters)));
         JSONObject& entry = describe(slot, time);
-        entry.set("clipIndex", static_cast<double>(position->index + 1));
+        entry.set("clipIndex", static_cast<double>(shown->index + 1));
         entry.set("clipID", std::string_view(clipID));
-        entry.set("sourceTime", position->sourceTime);
+        entry.set("sourceTime", shown->sourceTime);
         return {};
     }
 
@@ -131,6 +126,7 @@ private:
     }
 
     const std::vector<Clip>& clips_;
+    Spans spans_;
     const std::vector<double>& requested_;
     Sheet sheet_;
     std::optional<BitmapCanvas> black_;
@@ -141,20 +137,25 @@ private:
 }  // namespace
 
 std::vector<double> previewTimes(std::span<const Clip> clips) {
-    const auto ranges = videoRanges(clips);
-    if (ranges.empty()) return {};
-    const double videoEnd = ranges.back().end().seconds();
-    const double total = std::max(videoEnd, audioEnd(clips));
+    const Spans spans = MediaEngine::timelineSpans(clips);
+    const auto& videos = spans.videos();
+    if (videos.empty()) return {};
+    const double videoEnd = spans.videoEnd().seconds();
+    double total = videoEnd;
+    for (std::size_t i = 0; i < clips.size(); ++i)
+        if (clips[i].isAudio()) total = std::max(total, spans[i].end.seconds());
 
     std::vector<double> candidates{0, std::max(total - oneFrame, 0.0)};
     if (videoEnd < total) {
         candidates.push_back(videoEnd);
         candidates.push_back((total + videoEnd) * 0.5);
     }
-    for (const std::size_t i : spread(ranges.size(), maximumMiddles))
-        candidates.push_back(ranges[i].start.seconds() + ranges[i].duration.seconds() * 0.5);
-    for (const std::size_t i : spread(ranges.size() - 1, maximumCuts)) {
-        const double cut = ranges[i + 1].start.seconds();
+    for (const std::size_t i : spread(videos.size(), maximumMiddles)) {
+        const auto& shot = spans[videos[i]];
+        candidates.push_back(shot.start.seconds() + (shot.end - shot.start).seconds() * 0.5);
+    }
+    for (const std::size_t i : spread(videos.size() - 1, maximumCuts)) {
+        const double cut = spans[videos[i + 1]].start.seconds();
         candidates.push_back(std::max(cut - oneFrame, 0.0));
         candidates.push_back(cut);
     }
@@ -168,14 +169,7 @@ std::vector<double> previewTimes(std::span<const Clip> clips) {
 }
 
 std::optional<TimelinePosition> timelinePosition(double time, std::span<const Clip> clips) {
-    if (!std::isfinite(time)) return std::nullopt;
-    const auto ranges = MediaEngine::timelineRanges(clips);
-    for (std::size_t i = 0; i < clips.size(); ++i) {
-        const double start = ranges[i].start.seconds();
-        if (clips[i].isAudio() || start > time || ranges[i].end().seconds() <= time) continue;
-        return TimelinePosition{i, MediaEngine::sourceRange(clips[i]).start.seconds() + time - start};
-    }
-    return std::nullopt;
+    return position(time, clips, MediaEngine::timelineSpans(clips));
 }
 
 Result<JSONObject> preview(MediaPlatform& platform, const std::vector<Clip>& clips, std::string_view name,

@@ -15,10 +15,10 @@ namespace {
 
 using Clips = std::vector<Clip>;
 
-Clips::const_iterator clipNamed(const Clips& clips, const std::string& text) {
+/// Index of the clip that a text names by its id; nothing for other texts.
+std::optional<std::size_t> clipNamed(const Editor& editor, const std::string& text) {
     const auto id = UUID::parse(text);
-    if (!id) return clips.end();
-    return std::ranges::find(clips, *id, &Clip::id);
+    return id ? editor.placement().index(*id) : std::nullopt;
 }
 
 Result<Clips> timelineTarget(const Editor& editor, const CLIRequest& request) {
@@ -33,17 +33,17 @@ Result<Clips> splitTarget(const Editor& editor, const CLIRequest& request) {
     };
     const auto id = requiredOption(request, "id");
     if (!id) return fail(id.error());
-    const auto found = clipNamed(editor.clips(), *id);
-    if (found == editor.clips().end()) return fail(refusal());
+    const auto index = clipNamed(editor, *id);
+    if (!index) return fail(refusal());
     const auto at = requiredOption(request, "at");
     if (!at) return fail(at.error());
     const auto position = finiteNumber(*at);
     if (!position) return fail(refusal());
-    auto halves = found->split(*position - editor.offset(found->id));
+    Clips target = editor.clips();
+    auto halves = target[*index].split(*position - editor.placement().span(*index).start);
     if (!halves) return fail(refusal());
 
-    Clips target = editor.clips();
-    const auto place = target.begin() + (found - editor.clips().begin());
+    const auto place = target.begin() + static_cast<std::ptrdiff_t>(*index);
     *place = std::move(halves->first);
     target.insert(place + 1, std::move(halves->second));
     return target;
@@ -77,14 +77,14 @@ Result<void> storeNumbers(Clip& clip, const CLIRequest& request) {
     return {};
 }
 
-/// `target` with the clip at `index` changed as the request says.
-Result<Clips> clipTarget(Clips target, std::size_t index, const CLIRequest& request) {
+/// The timeline with the clip at `index` changed as the request says.
+Result<Clips> clipTarget(const Editor& editor, std::size_t index, const CLIRequest& request) {
     const auto lane = request.option("audioTrackID");
     const bool hasNumber = std::ranges::any_of(
         numberFields, [&](const NumberField& field) { return request.options.contains(field.name); });
     if (!hasNumber && !lane) return fail(CLIError("Specify at least one clip field to update."));
 
-    const auto tracks = TimelineLayout::audioTracks(target);
+    Clips target = editor.clips();
     Clip& clip = target[index];
     if (auto stored = storeNumbers(clip, request); !stored) return fail(stored.error());
     if (!lane) return target;
@@ -92,19 +92,17 @@ Result<Clips> clipTarget(Clips target, std::size_t index, const CLIRequest& requ
     if (!clip.isAudio() || !id) return fail(CLIError("--audioTrackID requires an audio clip and a lane UUID."));
     if (*id == clip.lane()) return target;
     clip.audioTrackID = *id;
-    return TimelineLayout::preservingAudioTrackOrder(std::move(target), tracks);
+    return TimelineLayout::preservingAudioTrackOrder(std::move(target), editor.placement().lanes());
 }
 
 Result<Clips> clipOrRemoveTarget(const Editor& editor, const CLIRequest& request) {
     const auto id = requiredOption(request, "id");
     if (!id) return fail(id.error());
-    const auto found = clipNamed(editor.clips(), *id);
-    if (found == editor.clips().end())
-        return fail(CLIError("Unknown clipID. Read project for the current timeline IDs."));
-    const auto index = found - editor.clips().begin();
+    const auto index = clipNamed(editor, *id);
+    if (!index) return fail(CLIError("Unknown clipID. Read project for the current timeline IDs."));
+    if (request.command == "clip") return clipTarget(editor, *index, request);
     Clips target = editor.clips();
-    if (request.command == "clip") return clipTarget(std::move(target), static_cast<std::size_t>(index), request);
-    target.erase(target.begin() + index);
+    target.erase(target.begin() + static_cast<std::ptrdiff_t>(*index));
     return target;
 }
 

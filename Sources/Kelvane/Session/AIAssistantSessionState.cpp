@@ -11,7 +11,6 @@
 #include "Editor/Editor.h"
 #include "Media/ExportSettings.h"
 #include "Timeline/Framing.h"
-#include "Timeline/TimelineLayout.h"
 
 namespace kelvane {
 
@@ -92,10 +91,6 @@ Result<JSONArray> assetsArray(const std::vector<Clip>& assets) {
     return array;
 }
 
-JSONArray lanesArray(const std::vector<Clip>& clips) {
-    return jsonArray(TimelineLayout::audioTracks(clips), &UUID::upper);
-}
-
 /// The sizes in pixels of the resolutions that have one of their own.
 JSONArray sizes() {
     JSONArray out;
@@ -157,7 +152,7 @@ Result<JSONObject> AIAssistantSession::projectState(bool compact) const {
     auto timeline = timelineArray(clips, editor->assets());
     if (!timeline) return fail(timeline.error());
     // The sum of finite clips can be infinite.
-    const double duration = TimelineLayout::duration(clips);
+    const double duration = editor->placement().duration();
     if (!std::isfinite(duration) || !std::isfinite(editor->playhead())) return fail(unwritable());
 
     JSONObject state;
@@ -165,7 +160,7 @@ Result<JSONObject> AIAssistantSession::projectState(bool compact) const {
     state.set("revision", std::string_view(CLIEditing::revision(clips, editor->assets())));
     state.set("duration", duration);
     state.set("playhead", editor->playhead());
-    state.set("audioTracks", lanesArray(clips));
+    state.set("audioTracks", jsonArray(editor->placement().lanes(), &UUID::upper));
     state.set("openURL", std::string_view(KelvaneProjectLink::url(editor->id()).absoluteString()));
     state.set("openCommand",
               std::string_view(KelvaneProjectLink::openCommand(editor->id(), KelvaneProjectLink::runningExecutable())));

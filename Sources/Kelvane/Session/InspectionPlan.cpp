@@ -14,7 +14,6 @@
 #include "Inspection/CLIWaveform.h"
 #include "Inspection/InspectionSheet.h"
 #include "Support/Text.h"
-#include "Timeline/TimelineLayout.h"
 
 namespace kelvane {
 
@@ -130,7 +129,7 @@ Result<InspectionPlan> planPreview(MediaPlatform& platform, const Editor& editor
     Result<Times> times = CLIMediaInspection::previewTimes(clips);
     if (const auto text = request.option("times")) {
         times =
-            CLIMediaInspection::times(text, TimelineLayout::duration(clips), 0, CLIMediaInspection::maximumSheetFrames);
+            CLIMediaInspection::times(text, editor.placement().duration(), 0, CLIMediaInspection::maximumSheetFrames);
         if (!times) return fail(times.error());
     }
     auto work = [&platform, clips, name = editor.title(), times = *std::move(times), folder,

@@ -11,6 +11,7 @@
 #include "ExportSettings.h"
 #include "MediaPlatform.h"
 #include "Timeline/Clip.h"
+#include "Timeline/TimelineSpans.h"
 
 /// From clips to media. A namespace without state; the blocking operations run off the main thread, ask `stop` before
 /// each clip, and end as cancelled when a stop was requested.
@@ -35,7 +36,10 @@ inline constexpr MediaTime previewFrame{1, 30};
 
 /// The stretch of the source that a clip plays.
 MediaTimeRange sourceRange(const Clip& clip);
-/// Where the build puts each clip, in array order.
+/// Where the build puts each clip, on the composition's clock: a sum of rounded lengths, so that each clip starts on
+/// the unit where the last ended.
+TimelineSpans<MediaTime> timelineSpans(std::span<const Clip> clips);
+/// The same as ranges, in array order.
 std::vector<MediaTimeRange> timelineRanges(std::span<const Clip> clips);
 
 /// Turns clips into one flat edit on a canvas of `renderSize` pixels.

@@ -201,19 +201,17 @@ MediaTimeRange sourceRange(const Clip& clip) {
     return {MediaTime::fromSeconds(clip.start), MediaTime::fromSeconds(clip.end - clip.start)};
 }
 
+TimelineSpans<MediaTime> timelineSpans(std::span<const Clip> clips) {
+    return {clips, [](const Clip& clip) -> ClipExtent<MediaTime> {
+                return {MediaTime::fromSeconds(clip.audioPosition()), sourceRange(clip).duration};
+            }};
+}
+
 std::vector<MediaTimeRange> timelineRanges(std::span<const Clip> clips) {
+    const TimelineSpans<MediaTime> spans = timelineSpans(clips);
     std::vector<MediaTimeRange> ranges;
     ranges.reserve(clips.size());
-    MediaTime cursor;
-    for (const Clip& clip : clips) {
-        const MediaTime duration = sourceRange(clip).duration;
-        if (clip.isAudio()) {
-            ranges.push_back({MediaTime::fromSeconds(clip.audioPosition()), duration});
-        } else {
-            ranges.push_back({cursor, duration});
-            cursor = ranges.back().end();
-        }
-    }
+    for (std::size_t i = 0; i < clips.size(); ++i) ranges.push_back({spans[i].start, sourceRange(clips[i]).duration});
     return ranges;
 }
 

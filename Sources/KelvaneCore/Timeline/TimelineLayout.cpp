@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "Support/Error.h"
+#include "TimelinePlacement.h"
 
 namespace kelvane::TimelineLayout {
 
@@ -24,12 +26,13 @@ constexpr std::size_t fewLanes = 16;
 }  // namespace
 
 double duration(std::span<const Clip> clips) {
-    double end = 0;
-    for (const Clip& clip : clips)
-        if (!clip.isAudio()) end += clip.duration();
-    for (const Clip& clip : clips)
-        if (clip.isAudio()) end = std::max(end, clip.audioPosition() + clip.duration());
-    return end;
+    TimelineCursor<double> cursor;
+    double audioEnd = -std::numeric_limits<double>::infinity();
+    for (const Clip& clip : clips) {
+        const double end = cursor.next(clip, extentInSeconds(clip)).end;
+        if (clip.isAudio()) audioEnd = std::max(audioEnd, end);
+    }
+    return std::max(cursor.videoEnd(), audioEnd);
 }
 
 std::vector<UUID> audioTracks(std::span<const Clip> clips) {
@@ -75,12 +78,10 @@ std::vector<Clip> preservingAudioTrackOrder(std::vector<Clip> clips, const std::
 }
 
 std::size_t insertionIndex(double position, std::span<const Clip> clips) {
-    double offset = 0;
+    TimelineCursor<double> cursor;
     for (std::size_t i = 0; i < clips.size(); ++i) {
-        if (clips[i].isAudio()) continue;
-        const double duration = clips[i].duration();
-        if (offset + 0.5 * duration > position) return i;
-        offset += duration;
+        const double start = cursor.next(clips[i], extentInSeconds(clips[i])).start;
+        if (!clips[i].isAudio() && start + 0.5 * clips[i].duration() > position) return i;
     }
     return clips.size();
 }

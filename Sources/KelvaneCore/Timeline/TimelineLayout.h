@@ -8,7 +8,8 @@
 #include "Clip.h"
 
 /// Where clips lie: pure functions shared by the editor, the command interface, the composition and the views, so
-/// that a position computed in one place agrees with every other. Times in seconds. Any thread.
+/// that a position computed in one place agrees with every other. Who asks more than once for one array asks its
+/// `TimelinePlacement`, which answers the same. Times in seconds. Any thread.
 namespace kelvane::TimelineLayout {
 
 /// Length of the timeline: the end of whatever ends last. 0 when empty.

@@ -8,6 +8,7 @@
 #include "Support/ClipBuilder.h"
 #include "Timeline/Framing.h"
 #include "Timeline/TimelineLayout.h"
+#include "Timeline/TimelinePlacement.h"
 
 namespace kelvane {
 namespace {
@@ -24,8 +25,9 @@ class Timelines {
 public:
     explicit Timelines(unsigned seed) : random_(seed) {}
 
-    std::vector<Clip> next() {
-        std::vector<Clip> clips(std::uniform_int_distribution<std::size_t>(0, 30)(random_));
+    std::vector<Clip> next() { return next(std::uniform_int_distribution<std::size_t>(0, 30)(random_)); }
+    std::vector<Clip> next(std::size_t count) {
+        std::vector<Clip> clips(count);
         std::uint64_t id = 0;
         for (Clip& clip : clips) {
             const double start = between(0, 50);
@@ -86,6 +88,52 @@ TEST_P(BuildPropertyTest, TheBuildPutsEveryClipWhereTheTimelineRangesSay) {
             ++instruction;
         }
     }
+}
+
+TEST_P(BuildPropertyTest, ThePlacementIsTheCompositionsButForItsRounding) {
+    Timelines timelines(GetParam());
+    for (const std::size_t count : {1, 10, 100, 1000}) {
+        const std::vector<Clip> clips = timelines.next(count);
+        const Result<EditedMediaPtr> media = MediaEngine::build(platform_, clips, Framing::size, {1, 30}, {});
+        ASSERT_TRUE(media) << media.error().message;
+        const TimelinePlacement placement(clips);
+        const TimelineSpans<MediaTime> spans = MediaEngine::timelineSpans(clips);
+        // Half a unit for each length that is rounded: those before, and the clip's own or its position.
+        double slack = 1.5 / compositionTimescale;
+        std::size_t instruction = 0;
+        CompositionTrackID overlay = 3;
+        for (std::size_t i = 0; i < clips.size(); ++i) {
+            const bool isAudio = clips[i].isAudio();
+            const MediaTimeRange target = isAudio ? (*media)->composition.track(overlay++)->segments.back().target
+                                                  : (*media)->video.instructions.at(instruction++).timeRange;
+            EXPECT_EQ(spans[i], (TimelineSpan<MediaTime>{target.start, target.end()}));
+            const double own = isAudio ? 1.5 / compositionTimescale : slack;
+            ASSERT_NEAR(placement.span(i).start, target.start.seconds(), own);
+            ASSERT_NEAR(placement.span(i).end, target.end().seconds(), own);
+            if (!isAudio) slack += 0.5 / compositionTimescale;
+        }
+        ASSERT_NEAR(placement.videoEnd(), spans.videoEnd().seconds(), slack);
+    }
+}
+
+TEST_P(BuildPropertyTest, AClipFoundByTimeIsTheOneOfTheInstructionInForce) {
+    Timelines timelines(GetParam());
+    const std::vector<Clip> clips = timelines.next(1000);
+    const Result<EditedMediaPtr> media = MediaEngine::build(platform_, clips, Framing::size, {1, 30}, {});
+    ASSERT_TRUE(media) << media.error().message;
+    const TimelineSpans<MediaTime> spans = MediaEngine::timelineSpans(clips);
+    const auto& videos = spans.videos();
+    for (std::size_t i = 0; i < videos.size(); ++i) {
+        const VideoInstruction& shown = (*media)->video.instructions[i];
+        const MediaTime last = shown.timeRange.end() - MediaTime{1, compositionTimescale};
+        for (const MediaTime time : {shown.timeRange.start, last}) {
+            EXPECT_EQ(spans.videoAt(time), videos[i]);
+            EXPECT_EQ((*media)->video.instructionAt(time), &shown);
+            EXPECT_EQ(spans.videoAt(time.seconds(), &MediaTime::seconds), videos[i]);
+        }
+    }
+    EXPECT_EQ(spans.videoAt(spans.videoEnd()), std::nullopt);
+    EXPECT_EQ(spans.videoAt(MediaTime{-1, compositionTimescale}), std::nullopt);
 }
 
 TEST_P(BuildPropertyTest, TracksAndInstructionsHaveNoHolesAndEndWithTheTimeline) {

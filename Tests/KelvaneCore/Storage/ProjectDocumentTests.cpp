@@ -5,9 +5,9 @@
 #include <limits>
 #include <sstream>
 
+#include "Storage/ProjectDocument.h"
 #include "Support/ClipBuilder.h"
 #include "Support/TestData.h"
-#include "Timeline/Project.h"
 
 namespace kelvane {
 namespace {

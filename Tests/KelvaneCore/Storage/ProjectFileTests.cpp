@@ -5,6 +5,7 @@
 #include <functional>
 #include <limits>
 
+#include "Storage/ProjectDocument.h"
 #include "Storage/ProjectFile.h"
 #include "Support/ClipBuilder.h"
 #include "Support/TempFolder.h"

@@ -13,7 +13,7 @@ constexpr const char* renderingClosedText = "The Kelvane session closed while re
 
 /// Long work whose period of serving ends while it runs. The work runs on the test's thread, which is the main one, so
 /// that the end comes at a call of the engine that the test chooses.
-class SessionStop : public SessionFixture {
+class AIAssistantSessionStop : public SessionFixture {
 protected:
     /// Ends the session at the first call of the engine that begins with `prefix`.
     void suspendAt(const std::string& prefix) {
@@ -35,7 +35,7 @@ protected:
     [[nodiscard]] std::string movie() const { return folder().appending("out.mp4").path(); }
 };
 
-TEST_F(SessionStop, EndsInspectionsWhereTheyAre) {
+TEST_F(AIAssistantSessionStop, EndsInspectionsWhereTheyAre) {
     const struct {
         const char* command;
         Options options;
@@ -58,7 +58,7 @@ TEST_F(SessionStop, EndsInspectionsWhereTheyAre) {
     }
 }
 
-TEST_F(SessionStop, LeavesInspectionsOfTheNextPeriodAlone) {
+TEST_F(AIAssistantSessionStop, LeavesInspectionsOfTheNextPeriodAlone) {
     const auto early = start("frames", {{"asset", assetID(0)}});
     session().suspend();
     const auto late = start("frames", {{"asset", assetID(0)}});
@@ -67,13 +67,13 @@ TEST_F(SessionStop, LeavesInspectionsOfTheNextPeriodAlone) {
     EXPECT_EQ(images(), 6U);
 }
 
-TEST_F(SessionStop, AFailureOfItsOwnIsStillToldInItsWords) {
+TEST_F(AIAssistantSessionStop, AFailureOfItsOwnIsStillToldInItsWords) {
     media.failOn("sourceStill", Error("“film.mov” has no picture that can be decoded."));
     suspendAt("sourceStill");
     EXPECT_EQ(refusal(perform("frames", {{"asset", assetID(0)}})), "“film.mov” has no picture that can be decoded.");
 }
 
-TEST_F(SessionStop, EndsTheTrialBuildOfAnEdit) {
+TEST_F(AIAssistantSessionStop, EndsTheTrialBuildOfAnEdit) {
     const auto whole = [&] {
         media.clearCalls();
         EXPECT_EQ(refusal(write("clip", {{"id", clipID(0)}, {"volume", "0.5"}})), "done");
@@ -88,7 +88,7 @@ TEST_F(SessionStop, EndsTheTrialBuildOfAnEdit) {
     EXPECT_EQ(clip(0).volume, 0.5);
 }
 
-TEST_F(SessionStop, EndsThePreviewOfAnEditThatStands) {
+TEST_F(AIAssistantSessionStop, EndsThePreviewOfAnEditThatStands) {
     suspendAt("timelineStill");
     const json reply = document(write("clip", {{"id", clipID(0)}, {"volume", "0.5"}, {"preview", "true"}}));
     EXPECT_EQ(reply["applied"], true);
@@ -97,7 +97,7 @@ TEST_F(SessionStop, EndsThePreviewOfAnEditThatStands) {
     EXPECT_EQ(images(), 0U);
 }
 
-TEST_F(SessionStop, EndsAnImportAmongItsFiles) {
+TEST_F(AIAssistantSessionStop, EndsAnImportAmongItsFiles) {
     const auto first = makeSource("first.mov", FakeFile::video(5));
     const auto second = makeSource("second.mov", FakeFile::video(5));
     const auto files = mediaFiles();
@@ -110,7 +110,7 @@ TEST_F(SessionStop, EndsAnImportAmongItsFiles) {
     EXPECT_FALSE(editor->busy());
 }
 
-TEST_F(SessionStop, EndsAnExportThatCouldNotBePublished) {
+TEST_F(AIAssistantSessionStop, EndsAnExportThatCouldNotBePublished) {
     suspendAt("exportTo");
     EXPECT_EQ(refusal(write("export", {{"path", movie()}})), sessionClosedText);
     ASSERT_EQ(media.exportRecords().size(), 1U);
@@ -119,7 +119,7 @@ TEST_F(SessionStop, EndsAnExportThatCouldNotBePublished) {
     EXPECT_FALSE(editor->busy());
 }
 
-TEST_F(SessionStop, LeavesTheShortLaneToOthers) {
+TEST_F(AIAssistantSessionStop, LeavesTheShortLaneToOthers) {
     const auto reply = start("frames", {{"asset", assetID(0)}});
     EXPECT_EQ(context.waitingInBackground(Lane::longWork), 1U);
     EXPECT_EQ(context.waitingInBackground(Lane::shortWork), 0U);
