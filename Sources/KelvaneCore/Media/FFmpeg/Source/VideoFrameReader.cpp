@@ -24,6 +24,8 @@ namespace {
 constexpr double lateStart = 0.1;
 /// Decoding errors in a row after which a stretch is given up.
 constexpr int errorLimit = 500;
+/// Errors that are passed over while a decoder gives back what it holds: more than it has threads.
+constexpr int threadErrors = 64;
 /// Packets that are passed over in search of a key frame; a stream without marks is decoded as it comes.
 constexpr int keySearchLimit = 600;
 /// In a file without a full index, jumps over more than this seek, seconds.
@@ -224,13 +226,16 @@ Result<TimedFrame> VideoFrameReader::State::decode(std::int64_t limit) {
     while (ready.empty() && !drained) {
         FramePtr frame(av_frame_alloc());
         const int code = avcodec_receive_frame(decoder.get(), frame.get());
+        const bool gaveUp = gaveUpAt != AV_NOPTS_VALUE;
         if (code == 0) {
             take(std::move(frame));
-        } else if (code == AVERROR_EOF || gaveUpAt != AV_NOPTS_VALUE) {
+        } else if (code == AVERROR_EOF || (gaveUp && (code == AVERROR(EAGAIN) || errors > errorLimit + threadErrors))) {
             deinterlacer.feed(nullptr, timeBase(), ready);
             drained = true;
         } else {
             if (code != AVERROR(EAGAIN)) countError();
+            // Each of the decoder's threads may still tell of damage before the good frames come.
+            if (gaveUp) continue;
             if (errors > errorLimit) {
                 // The decoder may still hold good frames from before the damage.
                 gaveUpAt = lastFed;
