@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -7,12 +8,14 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <thread>
 
 #include "Footage.h"
 #include "LiveApplication.h"
 #include "Storage/ProjectFile.h"
+#include "Support/FileDescriptor.h"
 
 namespace kelvane::testing {
 namespace {
@@ -219,8 +222,13 @@ TEST_F(LiveProtocolTests, ARenameKeepsTheRevision) {
 }
 
 TEST_F(LiveProtocolTests, AProjectWhoseApplicationWasKilledIsNotConnected) {
+    // What it leaves would be swept by any application that starts just now; a folder that is held stays.
+    const auto place = std::filesystem::path(socketPath).parent_path();
+    const FileDescriptor held = FileDescriptor::open(place, O_RDONLY | O_DIRECTORY);
+    std::thread holder([&] { flock(held.get(), LOCK_SH); });
     app->signal(SIGKILL);
     ASSERT_TRUE(app->wait());
+    holder.join();
     const auto ended = app->command({"project"});
     EXPECT_EQ(ended.status, 1);
     EXPECT_EQ(ended.output, "");

@@ -4,7 +4,9 @@
 #include <QUrl>
 #include <cstdio>
 
+#include "CLI/CLISweep.h"
 #include "Session/AIAssistantSession.h"
+#include "Storage/UnfinishedSweep.h"
 
 namespace kelvane {
 
@@ -44,9 +46,13 @@ void ApplicationWindow::setProjectFile(const std::optional<FileURL>& url) {
 }
 
 KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
-    : panels_(hasDisplay), projects_({.context = &context_, .media = &media_, .panels = &panels_, .makePlayer = [] {
-                                          return std::make_unique<StillPlayer>();
-                                      }}) {
+    : unfinished_(unfinishedFolder(FileURL::fromPath(applicationSupportFolder() + "/Kelvane/Projects"))),
+      panels_(hasDisplay),
+      projects_({.context = &context_,
+                 .media = &media_,
+                 .panels = &panels_,
+                 .makePlayer = [] { return std::make_unique<StillPlayer>(); },
+                 .unfinished = &unfinished_}) {
     registerWindowTypes();
     incoming_.open(urls);
 }
@@ -74,7 +80,16 @@ bool KelvaneApp::start() {
     connect(&panels_, &WindowPanels::failed, this,
             [this](const QString& sentence) { projects_.setError(sentence.toStdString()); });
     incoming_.start(projects_);
+    sweepLeftovers();
     return true;
+}
+
+void KelvaneApp::sweepLeftovers() {
+    auto sweep = [root = projects_.library().root()] {
+        sweepUnfinishedWork(root);
+        sweepDeadServers();
+    };
+    context_.runInBackground(std::move(sweep), Lane::longWork);
 }
 
 bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
@@ -128,6 +143,7 @@ void KelvaneApp::requestQuit() {
 void KelvaneApp::shutDown() {
     for (const auto& [id, window] : windows_) projects_.unregister(window->workspace());
     windows_.clear();
+    unfinished_.retire();
 }
 
 }  // namespace kelvane

@@ -10,6 +10,7 @@
 #include "IncomingURLs.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
 #include "Platform/QtMainContext.h"
+#include "Support/UnfinishedWork.h"
 #include "Views/Window/PanelHost.h"
 #include "Views/Window/ProjectWindowView.h"
 #include "Views/Window/WindowPanels.h"
@@ -74,6 +75,10 @@ private:
     void closeWindow(const UUID& id);
     void setActiveWindow(const UUID& id);
 
+    /// Removes what earlier processes left, in the background.
+    void sweepLeftovers();
+
+    UnfinishedWork unfinished_;
     QtMainContext context_;
     FFmpegPlatform media_;
     WindowPanels panels_;

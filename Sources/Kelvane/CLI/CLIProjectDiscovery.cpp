@@ -13,6 +13,7 @@
 #include "CLIError.h"
 #include "Support/AtomicFile.h"
 #include "Support/JSON.h"
+#include "Support/LiveFile.h"
 
 namespace kelvane {
 
@@ -20,6 +21,10 @@ namespace {
 
 /// Far above any record: a UUID and a path of at most 103 bytes.
 constexpr std::size_t maximumRecordBytes = 65'536;
+/// How often a lock is tried that a sweep has just now, and the pause before, microseconds. A sweep has it for the
+/// length of two removals.
+constexpr int lockAttempts = 100;
+constexpr useconds_t lockPause = 500;
 
 std::string recordPath(const std::string& folder, const UUID& projectID) {
     return folder + "/" + projectID.upper() + ".json";
@@ -40,6 +45,23 @@ std::optional<std::string> decodedRecord(const std::string& text, const UUID& pr
     auto path = json::string(*document, "socketPath");
     if (!id || !path || UUID::parse(*id) != projectID) return std::nullopt;
     return std::move(*path);
+}
+
+/// Opens and takes the lock of a project, for as long as it is open. A sweep shares the lock of a dead server for a
+/// moment, and may remove its file: then it is taken anew. Whoever serves has it alone.
+Result<FileDescriptor> takeLock(const std::string& path) {
+    for (int attempt = 0; attempt < lockAttempts; ++attempt) {
+        FileDescriptor lock = FileDescriptor::open(path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+        if (!lock.isOpen()) return fail(CLIError("Could not lock the Kelvane project connection."));
+        if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0) {
+            if (standsAt(lock, path)) return lock;
+            continue;
+        }
+        if (flock(lock.get(), LOCK_SH | LOCK_NB) != 0) break;
+        lock = FileDescriptor();
+        usleep(lockPause);
+    }
+    return fail(CLIError("This project is already connected in another Kelvane instance."));
 }
 
 }  // namespace
@@ -68,13 +90,10 @@ Result<std::unique_ptr<CLIProjectDiscovery>> CLIProjectDiscovery::start(const UU
     std::unique_ptr<CLIProjectDiscovery> discovery(new CLIProjectDiscovery);
     discovery->record_ = recordPath(*place, projectID);
 
-    const std::string lockPath = *place + "/" + projectID.upper() + ".lock";
-    FileDescriptor lock = FileDescriptor::open(lockPath, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
-    if (!lock.isOpen()) return fail(CLIError("Could not lock the Kelvane project connection."));
-    if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0)
-        return fail(CLIError("This project is already connected in another Kelvane instance."));
+    auto lock = takeLock(*place + "/" + projectID.upper() + ".lock");
+    if (!lock) return fail(lock.error());
     // From here on the instance's end withdraws the record and the lock.
-    discovery->lock_ = std::move(lock);
+    discovery->lock_ = *std::move(lock);
 
     if (auto written = writeFileAtomically(discovery->record_, encodedRecord(projectID, socketPath), 0600); !written)
         return fail(written.error());

@@ -36,7 +36,8 @@ public:
     /// Reopen the project in Kelvane, then retry the command." Whether the socket answers isn't asked.
     static Result<std::string> publishedSocketPath(const UUID& projectID, const std::string& registry = registryPath());
 
-    /// Removes the record and releases the lock; the lock file stays. Safe to call more than once.
+    /// Removes the record and releases the lock; the lock file stays. Safe to call more than once. After a sudden end a
+    /// sweep removes both (see CLISweep).
     void stop();
 
     ~CLIProjectDiscovery() { stop(); }

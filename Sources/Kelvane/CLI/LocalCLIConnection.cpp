@@ -23,6 +23,7 @@
 #include "CLILimits.h"
 #include "CLIReply.h"
 #include "CLISocket.h"
+#include "Support/LiveFile.h"
 #include "Support/Text.h"
 #include "Support/UUID.h"
 
@@ -182,14 +183,25 @@ struct LocalCLIConnection::Service {
     }
 };
 
-Result<std::unique_ptr<LocalCLIConnection>> LocalCLIConnection::start(Handler handler, double receiveTimeout) {
-    std::string folder = "/tmp/kelvane-" + UUID::random().upper();
-    if (mkdir(folder.c_str(), 0700) != 0)
-        return fail(Error::posix("The folder " + quotedName(folder) + " could not be created", errno));
+Result<void> LocalCLIConnection::makeFolder(const std::string& parent) {
+    do {
+        const std::string folder = parent + "/kelvane-" + UUID::random().upper();
+        if (mkdir(folder.c_str(), 0700) != 0)
+            return fail(Error::posix("The folder " + quotedName(folder) + " could not be created", errno));
+        folder_ = folder;
+        held_ = FileDescriptor::open(folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+        // A sweep that takes the folder before it is held removes it: then there is another.
+    } while (held_.isOpen() && !holdWhileOpen(held_, folder_));
+    if (!held_.isOpen()) return fail(CLIError("Could not create the Kelvane CLI connection."));
+    socketPath_ = folder_ + "/control.sock";
+    return {};
+}
+
+Result<std::unique_ptr<LocalCLIConnection>> LocalCLIConnection::start(Handler handler, double receiveTimeout,
+                                                                      const std::string& parent) {
     // From here on the instance's end is the clean-up.
     std::unique_ptr<LocalCLIConnection> connection(new LocalCLIConnection);
-    connection->socketPath_ = folder + "/control.sock";
-    connection->folder_ = std::move(folder);
+    if (auto made = connection->makeFolder(parent); !made) return fail(made.error());
 
     connection->listener_ = FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (!connection->listener_.isOpen()) return fail(CLIError("Could not create the Kelvane CLI connection."));
@@ -226,6 +238,7 @@ void LocalCLIConnection::cancel() {
     if (!folder_.empty()) {
         std::error_code ignored;
         std::filesystem::remove_all(std::exchange(folder_, {}), ignored);
+        held_ = FileDescriptor();
     }
 }
 

@@ -33,9 +33,11 @@ public:
 
     /// Creates "/tmp/kelvane-<fresh UUID>/control.sock" (modes 0700 and 0600) and listens before it returns. Fails
     /// with "Could not create the Kelvane CLI connection.", "Invalid CLI socket path.", "Could not start the Kelvane
-    /// CLI connection." or the system's words for the folder; nothing is left behind then. `receiveTimeout` is there
-    /// for tests.
-    static Result<std::unique_ptr<LocalCLIConnection>> start(Handler handler, double receiveTimeout = requestTimeout);
+    /// CLI connection." or the system's words for the folder; nothing is left behind then. The folder is held (see
+    /// LiveFile) for as long as it is there. `receiveTimeout` and `parent`, in the place of "/tmp", are there for
+    /// tests.
+    static Result<std::unique_ptr<LocalCLIConnection>> start(Handler handler, double receiveTimeout = requestTimeout,
+                                                             const std::string& parent = "/tmp");
 
     /// The path of the listening socket. Names nothing any more once cancelled.
     [[nodiscard]] const std::string& socketPath() const { return socketPath_; }
@@ -57,7 +59,11 @@ private:
     struct Service;
     LocalCLIConnection() = default;
 
+    Result<void> makeFolder(const std::string& parent);
+
     std::string folder_;
+    /// The open folder, which says to sweeps that its process lives.
+    FileDescriptor held_;
     std::string socketPath_;
     FileDescriptor listener_;
     /// Becomes readable when the accept thread is to end.

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 #include "Editor.h"
@@ -33,6 +34,14 @@ void nameAsAsked(Error& error, const FileURL& hidden, const FileURL& asked) {
     const std::string name = hidden.fileName();
     const auto at = error.message.find(name);
     if (at != std::string::npos) error.message.replace(at, name.size(), asked.fileName());
+}
+
+/// Removes the hidden file, where there still is one, and its record. A file that can't be removed stays recorded.
+/// Blocks.
+bool removeHidden(const FileURL& file, UnfinishedWork* unfinished, UnfinishedWork::Ticket record) {
+    const bool isGone = ::unlink(file.path().c_str()) == 0 || errno == ENOENT;
+    if (isGone && unfinished != nullptr) unfinished->end({record});
+    return isGone;
 }
 
 }  // namespace
@@ -121,7 +130,11 @@ QCoro::Task<Result<void>> Editor::exportMedia(FileURL destination, bool overwrit
     job->stop = work.get_token();
     auto running = runExport(job);
     Result<void> ended = co_await running;
-    leaveExport(job->temporary);
+    if (!ended) {
+        auto clearing = clearExport(job);
+        co_await clearing;
+    }
+    leaveExport();
     if (!ended) nameAsAsked(ended.error(), job->temporary, job->destination);
     co_return ended;
 }
@@ -136,12 +149,19 @@ void Editor::enterExport(ExportContainer container) {
     announce(State::work);
 }
 
-void Editor::leaveExport(const FileURL& temporary) {
+void Editor::leaveExport() {
     progressTimer_.cancel();
     exportSession_.reset();
     isExporting_ = false;
-    (void)::unlink(temporary.path().c_str());
     announce(State::work);
+}
+
+QCoro::Task<void> Editor::clearExport(ExportJobPtr job) {
+    auto clear = [unfinished = services_.unfinished, file = job->temporary, record = job->record] {
+        return removeHidden(file, unfinished, record);
+    };
+    auto clearing = inBackground(*services_.context, std::move(clear));
+    (void)co_await clearing;
 }
 
 bool Editor::isStopped(const ExportJob& job) const { return job.stop.stop_requested() || exportCancellationRequested_; }
@@ -196,8 +216,9 @@ QCoro::Task<Result<void>> Editor::encodeExport(ExportJobPtr job) {
     if (Result<void> accepted = checkFolderAccepts(job->destination); !accepted) co_return accepted;
     exportSession_ = std::move(*made);
     pollExportProgress();
-    auto encode = [session = exportSession_, file = job->temporary, container = job->container, stop = job->stop] {
-        return session->exportTo(file, container, stop);
+    auto encode = [session = exportSession_, unfinished = services_.unfinished, job] {
+        if (unfinished != nullptr) job->record = unfinished->begin({UnfinishedThing::Kind::exportFile, job->temporary});
+        return session->exportTo(job->temporary, job->container, job->stop);
     };
     auto encoding = inBackground(*services_.context, std::move(encode));
     Result<void> encoded = co_await encoding;
@@ -222,7 +243,11 @@ QCoro::Task<Result<void>> Editor::publishExport(ExportJobPtr job) {
     if (Result<void> valid = job->validatePublish ? job->validatePublish() : Result<void>(); !valid) co_return valid;
     if (Result<void> published = publishFile(job->temporary, job->destination, job->overwrite); !published)
         co_return published;
-    auto sync = [folder = job->destination.parentFolder().path()] { return syncFolder(folder); };
+    auto sync = [unfinished = services_.unfinished, job] {
+        auto synced = syncFolder(job->destination.parentFolder().path());
+        removeHidden(job->temporary, unfinished, job->record);
+        return synced;
+    };
     auto syncing = inBackground(*services_.context, std::move(sync), Lane::shortWork);
     // The movie is in place and complete; a folder that can't be synced takes nothing from that.
     (void)co_await syncing;

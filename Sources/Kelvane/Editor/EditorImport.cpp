@@ -27,16 +27,16 @@ bool holds(const std::vector<Clip>& clips, const FileURL& url) {
     return std::ranges::find(clips, url, &Clip::url) != clips.end();
 }
 
-/// Probes a file and, with a transaction, copies it into the project. Blocks.
-Result<ImportedClip> bringIn(MediaPlatform& media, ProjectMedia* transaction, const FileURL& url,
+/// Probes a file and, with `copies`, copies it into the project. Blocks.
+Result<ImportedClip> bringIn(MediaPlatform& media, ProjectMedia* copies, const FileURL& url,
                              const std::stop_token& stop) {
     Result<ImportedClip> imported = MediaEngine::importClip(media, url, stop);
     // A stop amid the thumbnail leaves a clip without one, which is not what was asked for.
     if (imported && stop.stop_requested()) return fail(Error::cancelled());
     if (!imported) return imported;
     imported->picture = Thumbnails::reduced(std::move(imported->picture));
-    if (transaction == nullptr) return imported;
-    Result<Clip> inside = transaction->localize(std::move(imported->clip), stop);
+    if (copies == nullptr) return imported;
+    Result<Clip> inside = copies->localize(std::move(imported->clip), stop);
     if (!inside) return fail(inside.error());
     imported->clip = std::move(*inside);
     return imported;
@@ -71,18 +71,19 @@ QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
     std::vector<std::string> failures;
     for (const FileURL& url : urls) {
         if (knownAs(*assets_, url) != nullptr || knownAs(arrivals, url) != nullptr) continue;
-        // Ends with the round, and with it the copy of a file that failed.
-        const auto transaction = mediaDirectory_ ? std::make_shared<ProjectMedia>(*mediaDirectory_) : nullptr;
-        auto work = [media = services_.media, transaction, url] { return bringIn(*media, transaction.get(), url, {}); };
+        const auto copies = beginCopies();
+        auto work = [media = services_.media, copies, url] { return bringIn(*media, copies.get(), url, {}); };
         auto background = inBackground(*services_.context, std::move(work));
         Result<ImportedClip> imported = co_await background;
-        if (!imported) {
+        if (imported) {
+            storeThumbnail(imported->clip.url, std::move(imported->picture));
+            arrivals.push_back(std::move(imported->clip));
+            keepCopies(copies);
+        } else {
             failures.push_back(std::move(imported.error().message));
-            continue;
+            auto dropping = dropCopies(copies);
+            co_await dropping;
         }
-        storeThumbnail(imported->clip.url, std::move(imported->picture));
-        arrivals.push_back(std::move(imported->clip));
-        if (transaction) transaction->commit();
     }
     isImporting_ = false;
     announce(State::work);
@@ -105,8 +106,13 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::importMedia(std::vector<FileURL> 
     if (busy() || interactionSnapshot_) co_return fail("Kelvane is busy.");
     isImporting_ = true;
     announce(State::work);
-    auto gather = gatherImports(std::move(urls), std::move(validateCommit), std::move(stop));
+    const auto copies = beginCopies();
+    auto gather = gatherImports(std::move(urls), std::move(validateCommit), std::move(stop), copies);
     Answer answer = co_await gather;
+    if (!answer) {
+        auto dropping = dropCopies(copies);
+        co_await dropping;
+    }
     isImporting_ = false;
     announce(State::work);
     co_return answer;
@@ -114,9 +120,9 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::importMedia(std::vector<FileURL> 
 
 QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL> urls,
                                                              std::function<Result<void>()> validateCommit,
-                                                             std::stop_token stop) {
+                                                             std::stop_token stop,
+                                                             std::shared_ptr<ProjectMedia> copies) {
     using Answer = Result<std::vector<UUID>>;
-    const auto transaction = mediaDirectory_ ? std::make_shared<ProjectMedia>(*mediaDirectory_) : nullptr;
     std::vector<ImportedClip> results;
     for (const FileURL& url : urls) {
         if (stop.stop_requested()) co_return fail(Error::cancelled());
@@ -128,9 +134,7 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL
             results.push_back(ImportedClip(*earlier));
             continue;
         }
-        auto work = [media = services_.media, transaction, url, stop] {
-            return bringIn(*media, transaction.get(), url, stop);
-        };
+        auto work = [media = services_.media, copies, url, stop] { return bringIn(*media, copies.get(), url, stop); };
         auto background = inBackground(*services_.context, std::move(work));
         Result<ImportedClip> imported = co_await background;
         if (!imported) co_return fail(imported.error());
@@ -139,7 +143,7 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL
     if (const Result<void> valid = validateCommit ? validateCommit() : Result<void>(); !valid)
         co_return fail(valid.error());
     takeImports(results);
-    if (transaction) transaction->commit();
+    keepCopies(copies);
     std::vector<UUID> ids;
     ids.reserve(results.size());
     for (const ImportedClip& result : results) {
@@ -147,6 +151,29 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL
         ids.push_back(std::ranges::find(*assets_, result.clip.url, &Clip::url)->id);
     }
     co_return Answer(std::move(ids));
+}
+
+std::shared_ptr<ProjectMedia> Editor::beginCopies() const {
+    if (!mediaDirectory_) return nullptr;
+    return std::make_shared<ProjectMedia>(*mediaDirectory_, ProgressReport(), services_.unfinished);
+}
+
+void Editor::keepCopies(const std::shared_ptr<ProjectMedia>& copies) {
+    if (!copies) return;
+    copies->commit();
+    if (services_.unfinished == nullptr) return;
+    // Nobody waits for the record: a copy that it still names is kept once the document names it.
+    services_.context->runInBackground([copies] { copies->finish(); }, Lane::shortWork);
+}
+
+QCoro::Task<void> Editor::dropCopies(std::shared_ptr<ProjectMedia> copies) {
+    if (!copies) co_return;
+    auto work = [copies] {
+        copies->finish();
+        return true;
+    };
+    auto background = inBackground(*services_.context, std::move(work));
+    (void)co_await background;
 }
 
 void Editor::takeImports(const std::vector<ImportedClip>& imports) {

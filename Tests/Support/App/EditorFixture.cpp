@@ -24,6 +24,7 @@ void EditorFixture::makeEditor(bool inLibrary) {
     services.context = &context;
     services.media = &media;
     services.panels = &panels;
+    services.unfinished = unfinished;
     services.makePlayer = [this] {
         auto made = std::make_unique<FakePlayer>();
         player = made.get();

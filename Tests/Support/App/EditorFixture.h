@@ -78,6 +78,8 @@ protected:
     /// The player of `editor`.
     FakePlayer* player = nullptr;
     int projectChanges = 0;
+    /// The record that a new editor gets.
+    UnfinishedWork* unfinished = nullptr;
 
 private:
     TempFolder folder_;
