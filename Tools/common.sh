@@ -3,7 +3,7 @@
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=${KELVANE_BUILD:-$root/build}
 
-# Debian 12 and Ubuntu 24.04 name these alike.
+# Debian 12 and 13 name these alike.
 build_packages=(
     ca-certificates cmake ninja-build ccache pkg-config clang-19 lld-19
     qt6-base-dev qt6-declarative-dev qcoro-qt6-dev

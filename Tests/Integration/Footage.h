@@ -30,7 +30,8 @@ inline std::string makeFootage(const TempFolder& folder, const std::string& name
                     "lavfi",
                     "-i",
                     "color=c=gray:s=" + footage.size + ":r=30:d=" + seconds + ",format=yuv420p,geq=lum='" +
-                        std::to_string(footage.base) + "+8*mod(N\\,24)':cb=" + std::to_string(footage.cb) + ":cr=128",
+                        std::to_string(footage.base) + "+8*mod(N\\,24)':cb=" + std::to_string(footage.cb) +
+                        ":cr=128,setparams=range=tv:color_primaries=bt709:color_trc=bt709:colorspace=bt709",
                     "-f",
                     "lavfi",
                     "-i",

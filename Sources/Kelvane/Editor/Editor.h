@@ -48,19 +48,24 @@ struct EditorServices {
 
 /// The live state of one open project: arrays, selection, preview, running work and history. All changes of the
 /// timeline, from a drag in a view or from the command interface, go through the operations here, so that history,
-/// dirty tracking and selection repair happen once. Edits that can't be carried out do nothing. The main thread only.
+/// dirty tracking and selection repair happen once. Edits that can't be carried out do nothing, and none of them fails
+/// in words. The main thread only, which the operations that change state check. Times are seconds.
 class Editor final : public QObject, public std::enable_shared_from_this<Editor> {
     Q_OBJECT
 
 public:
+    /// An empty editor. `mediaDirectory` is the media folder of a library project; without it imports stay where they
+    /// lie. The services must all be there.
     static std::shared_ptr<Editor> create(const UUID& id, const std::optional<FileURL>& mediaDirectory,
                                           EditorServices services);
     ~Editor() override;
 
     // Identity and links.
+    /// Of a library project the project's id.
     [[nodiscard]] const UUID& id() const { return id_; }
     /// Media folder of a library project, standardised with links resolved.
     [[nodiscard]] const std::optional<FileURL>& mediaDirectory() const { return mediaDirectory_; }
+    /// The server side of the command interface for this project.
     [[nodiscard]] AIAssistantSession& ai() { return *ai_; }
     /// Asked before any save to a chosen file.
     std::function<bool(const FileURL&)> canSaveToURL;
@@ -68,11 +73,15 @@ public:
     std::function<void()> onProjectChange;
     /// Renames the library project.
     std::function<Result<void>(const std::string&)> onRenameProject;
+    /// Name in the library; present means a library project.
     [[nodiscard]] const std::optional<std::string>& libraryName() const { return libraryName_; }
     void setLibraryName(std::optional<std::string> name);
+    /// Whether the last background save failed.
     [[nodiscard]] bool saveFailed() const { return saveFailed_; }
     void setSaveFailed(bool failed);
+    /// The project's file; none before a first save or load.
     [[nodiscard]] const std::optional<FileURL>& projectURL() const { return projectURL_; }
+    /// Whether clips or assets differ by value from what was last saved or loaded.
     [[nodiscard]] bool isDirty() const { return isDirty_; }
     /// Calls `onProjectChange` when `dirty` is true, whether or not it was before.
     void setDirty(bool dirty);
@@ -91,18 +100,29 @@ public:
     void setShowInspector(bool show);
 
     // Content and selection.
+    /// The timeline: video in play order, audio anywhere among it. Indices of the operations below count in this array,
+    /// audio included. The reference is good until the next change.
     [[nodiscard]] const std::vector<Clip>& clips() const { return *clips_; }
+    /// The media pool, in the order of import. The reference is good until the next change.
     [[nodiscard]] const std::vector<Clip>& assets() const { return *assets_; }
+    /// `clips` and `assets` as arrays that later changes replace and don't touch, to be kept or taken to another
+    /// thread.
     [[nodiscard]] const ClipArray& clipArray() const { return clips_; }
     [[nodiscard]] const ClipArray& assetArray() const { return assets_; }
     /// Where the clips stand on the timeline; good until `clips` changes. Worked out when it is first asked for after a
     /// change.
     [[nodiscard]] const TimelinePlacement& placement() const;
+    /// Selected assets; empty while clips are selected.
     [[nodiscard]] const std::set<UUID>& selectedAssetIDs() const { return selectedAssetIDs_; }
     void clearSelectedAssets();
+    /// Selected clips; empty while assets are selected.
     [[nodiscard]] const std::set<UUID>& selectedClipIDs() const { return selectedClipIDs_; }
+    /// The fixed end of a range that Shift selects.
     [[nodiscard]] const std::optional<UUID>& timelineSelectionAnchor() const { return timelineSelectionAnchor_; }
+    /// The primary one among the selected clips.
     [[nodiscard]] const std::optional<UUID>& selection() const { return selection_; }
+    /// Selects this clip alone, which becomes the anchor, and no asset; with nothing no clip, and selected assets stay.
+    /// Whether the clip exists isn't asked.
     void setSelection(std::optional<UUID> id);
     /// Pictures of assets by their file, as `Thumbnails` keeps them; those of audio, of files that show nothing and of
     /// a project that no window shows are not among them.
@@ -112,19 +132,33 @@ public:
     [[nodiscard]] double playhead() const { return playhead_; }
 
     // Preview.
+    /// The asset that the preview shows; none means the timeline.
     [[nodiscard]] const std::optional<UUID>& previewAssetID() const { return previewAssetID_; }
+    /// Position in the previewed asset's trim, seconds from its start.
     [[nodiscard]] double assetPlayhead() const { return assetPlayhead_; }
     [[nodiscard]] bool isPlaying() const { return isPlaying_; }
+    /// A preview is in the making.
     [[nodiscard]] bool isBuilding() const { return isBuilding_; }
     /// None while no window shows the project.
     [[nodiscard]] Player* player() const { return player_.get(); }
+    /// The asset that the preview shows; null when it shows the timeline. Good until the next change.
     [[nodiscard]] const Clip* previewAsset() const;
+    /// Whether there is anything to show.
     [[nodiscard]] bool hasPreview() const;
+    /// Length of what the preview shows, seconds.
     [[nodiscard]] double previewDuration() const;
+    /// Position in what the preview shows, seconds.
     [[nodiscard]] double previewPlayhead() const;
+    /// Pauses, and builds the preview anew 0.18 s later unless another change comes first, so that a burst of edits
+    /// costs one build. With nothing to show, the player is emptied and the playhead goes to 0. A build that fails
+    /// lands in `error`. Nothing is built while no window shows the project.
     void rebuildPreview();
+    /// Shows this asset from its start, and selects it alone. Nothing while busy or for an unknown id.
     void showAssetPreview(const UUID& assetID);
+    /// Shows the timeline again, where its playhead was left.
     void showTimelinePreview();
+    /// Pauses, and goes to `seconds`, clamped to 0 and `previewDuration`. While a build runs the number changes at once
+    /// and the picture when it is done. Nothing while recording and for NaN.
     void seekPreview(double seconds);
     void pausePlayer();
 
@@ -135,55 +169,103 @@ public:
     [[nodiscard]] bool isPreparingRecording() const { return isPreparingRecording_; }
     [[nodiscard]] bool showExportOptions() const { return showExportOptions_; }
     void setShowExportOptions(bool show);
+    /// Of the export under way or the last one, 0 to 1.
     [[nodiscard]] float exportProgress() const { return exportProgress_; }
+    /// Size, rate and container of the export under way or the last one, for people.
     [[nodiscard]] const std::string& exportFormat() const { return exportFormat_; }
     /// The message that the window shows.
     [[nodiscard]] const std::optional<std::string>& error() const { return error_; }
     void setError(std::optional<std::string> error);
+    /// The file of the last export that was finished.
     [[nodiscard]] const std::optional<FileURL>& exportedURL() const { return exportedURL_; }
     [[nodiscard]] bool exportCancellationRequested() const { return exportCancellationRequested_; }
     /// Importing, exporting, recording or preparing to record. A rebuild of the preview is not part of it.
     [[nodiscard]] bool busy() const { return isImporting_ || isExporting_ || isRecording_ || isPreparingRecording_; }
 
     // History.
+    /// Oldest first, at most 100.
     [[nodiscard]] const std::vector<HistoryEntry>& undoStack() const { return undoStack_; }
+    /// Latest undone last.
     [[nodiscard]] const std::vector<HistoryEntry>& redoStack() const { return redoStack_; }
     /// `clips` at the start of a running gesture.
     [[nodiscard]] const std::optional<ClipArray>& interactionSnapshot() const { return interactionSnapshot_; }
 
     // Derived.
+    /// The name in the library, else the file's without its extension, else "Untitled".
     [[nodiscard]] std::string title() const;
+    /// The selected clip when it is exactly one, else null. Good until the next change.
     [[nodiscard]] const Clip* selectedClip() const;
-    /// The clip's place on the timeline, seconds.
+    /// Where the clip starts on the timeline, seconds; an unknown one counts as a clip at the end of the video.
     [[nodiscard]] double offset(const UUID& clipID) const;
 
     // The one entry for timeline edits, and history.
+    /// Replaces the timeline: one step of history, unless a gesture is running, and nothing is left to redo. Nothing
+    /// while busy, and for an array that equals the present one by value. The clips must be valid.
     void commit(std::vector<Clip> clips);
+    /// Commits the timeline with one clip changed by `change`, called once at most. Nothing for an unknown id, or when
+    /// the result is no valid clip or the same.
     void update(const UUID& clipID, const std::function<void(Clip&)>& change);
+    /// Begins a gesture: its commits are one step of history together. Nothing while busy or while one is running.
     void beginInteraction();
+    /// Ends the gesture. A timeline that is as before leaves no step. Nothing when none is running.
     void endInteraction();
+    /// Goes back by one step, in the timeline and, where the step changed it, in the media pool. Nothing while busy or
+    /// with nothing to undo.
     void undo();
+    /// Takes the last `undo` back. Nothing while busy or with nothing to redo.
     void redo();
 
     // Edit operations.
+    /// Whether the timeline is shown and the playhead lies in the one selected clip, at least 1/30 s from both its
+    /// ends.
     [[nodiscard]] bool canSplit() const;
+    /// Cuts the selected clip at the playhead and selects the second half; the first keeps the id. Nothing unless
+    /// `canSplit`, and nothing while busy.
     void split();
+    /// Removes the selected clips, or without any the selected assets as `deleteAssets` does. Later video moves up,
+    /// audio stays where it is. Nothing while busy.
     void deleteSelection();
+    /// Removes these assets and all their clips as one step of history; the files stay on disk. Unknown ids count for
+    /// nothing. Nothing while busy or during a gesture.
     void deleteAssets(const std::set<UUID>& ids);
+    /// Takes the clip out and puts it in again at `index`, which counts in the array without it and is clamped to its
+    /// ends, and selects it. Nothing while busy or for an unknown id.
     void move(const UUID& clipID, std::ptrdiff_t index);
+    /// Exchanges the one selected clip with the entry `delta` places behind it in the array, whatever its kind; the
+    /// selection stays. Nothing while busy, unless exactly one clip is selected, or where there is no such entry.
     void moveSelection(std::ptrdiff_t delta);
+    /// Puts an audio clip at `position`, seconds, raised to 0, in a lane that some clip has, and selects it; the order
+    /// of the lanes stays. Nothing while busy, for a position that is not finite, for a video clip or an unknown id or
+    /// lane, and when the clip is there already.
     void moveAudio(const UUID& clipID, const UUID& lane, double position);
+    /// Inserts a clip of the whole of each of these assets, in their order, at `index`, which is clamped to the array;
+    /// without it, at the end. Audio starts at the playhead, each in a lane of its own. Selects the first of them as
+    /// `select` does. Nothing while busy, for no ids, and when one id is unknown.
     void addAssets(const std::vector<UUID>& ids, std::optional<std::ptrdiff_t> index);
+    /// Selects this clip alone, leaves the preview of an asset, and goes to where the clip starts. Even while busy.
     void select(const UUID& clipID);
+    /// What a click on a clip selects: the clip alone; with Command the selection with the clip taken in or out; with
+    /// Shift all from the anchor to the clip in array order, and with both those besides the selection. Leaves the
+    /// preview of an asset; doesn't seek. Nothing while busy or for an unknown id.
     void selectTimelineClip(const UUID& clipID, SelectionModifiers modifiers);
+    /// Selects these clips, unknown ids left out; the primary one stays if it is among them, else it is the first of
+    /// them in the array. Leaves the preview of an asset. Nothing while busy.
     void selectTimelineClips(const std::set<UUID>& ids);
+    /// Selects these assets, unknown ids left out, and no clip. Ends the preview of an asset that is not among them.
+    /// Nothing while busy.
     void selectAssets(const std::set<UUID>& ids);
 
     // Import.
+    /// Asks for files and passes them to `importURLs`. Nothing while busy.
     void importFiles();
-    /// Goes on past a bad file; failures land in `error`. Returns at once.
+    /// Brings files into the media pool one by one, past those that fail, whose sentences land in `error`, one a line.
+    /// Files that an asset stands for are skipped. Makes no step of history. Returns at once; `isImporting` tells when
+    /// it is done. Nothing while busy or for no files.
     void importURLs(std::vector<FileURL> urls);
-    /// All or nothing; `validateCommit` may veto at the last moment. Ids in the order of `urls`.
+    /// Brings all of these files into the media pool as one step of history, or none. Answers an asset's id for each,
+    /// in their order, also of those that were there. `validateCommit` may veto at the last moment. Fails with "Kelvane
+    /// is busy.", also during a gesture, in the words of the file that fails or of the veto, or as cancelled, at the
+    /// next file behind a stop; then nothing has changed and no copy is left.
     QCoro::Task<Result<std::vector<UUID>>> importMedia(std::vector<FileURL> urls,
                                                        std::function<Result<void>()> validateCommit,
                                                        std::stop_token stop = {});
@@ -195,13 +277,23 @@ public:
     Result<void> writeManagedProject(const FileURL& url, bool markSaved);
     void markProjectSaved();
 
-    // Export. `exportVideo` shows the options; `confirmExport` asks for a place and starts; `exportMedia` is the one
-    // path.
+    // Export.
+    /// Shows the export options. Nothing while busy or with an empty timeline.
     void exportVideo();
+    /// Asks for a place and exports to it; a failure lands in `error`, cancellation is silent. Nothing while busy or
+    /// with an empty timeline.
     void confirmExport(ExportResolution resolution, ExportFrameRate frameRate, ExportContainer container);
+    /// The one path of an export: encodes the timeline as it is now into a hidden file beside `destination`, which
+    /// takes its name when all checks have passed; `validatePublish` is the last of them and may be absent. The project
+    /// is busy meanwhile. Fails with "Kelvane is busy or the timeline is empty.", also during a gesture, "Export
+    /// requires a .mp4 or .mov path.", "Output exists; use --overwrite.", "Output cannot replace project or source
+    /// media.", "<size> requires enough source resolution in every video clip after crop and zoom.", "Export did not
+    /// produce a <container> file.", in the words of the engine, the system or the veto, or as cancelled. A failure
+    /// leaves `destination` as it was, and no hidden file.
     QCoro::Task<Result<void>> exportMedia(FileURL destination, bool overwrite, ExportResolution resolution,
                                           ExportFrameRate frameRate, std::function<Result<void>()> validatePublish,
                                           std::stop_token stop = {});
+    /// Ends the export under way, whoever started it, as cancelled; harmless when there is none.
     void cancelExport();
 
 Q_SIGNALS:

@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <thread>
 
 #include "Support/App/EditorFixture.h"
 #include "Support/ClipBuilder.h"
@@ -296,6 +297,12 @@ TEST_F(Edits, AnUnknownAssetAddsNothing) {
     expectNothing([this] { editor->addAssets({}, {}); });
     beBusy();
     expectNothing([this] { editor->addAssets({uuid(91)}, {}); });
+}
+
+TEST_F(Edits, AChangeOffTheMainThreadEndsTheProgram) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    threeVideos();
+    EXPECT_DEATH(std::thread([this] { editor->commit({}); }).join(), "internal fault: .* left the main thread");
 }
 
 }  // namespace

@@ -173,7 +173,14 @@ Result<std::optional<PlacedSound>> SoundFrames::next(std::stop_token stop) {
 std::int64_t SoundFrames::startOf(std::int64_t stamped, int rate) const {
     const std::int64_t tick = tickSamples(rate);
     if (tick <= 1) return stamped;
-    if (atStart_ && std::abs(stamped) <= tick) return 0;
+    if (atStart_) {
+        // How much the encoder put before the sound is told to the sample; its stamp is rounded to a tick.
+        const AVCodecParameters& told = *demuxer_->stream().codecpar;
+        const std::int64_t padding =
+            told.sample_rate > 0 ? av_rescale(told.initial_padding, rate, told.sample_rate) : std::int64_t{0};
+        for (const std::int64_t start : {std::int64_t{0}, -padding})
+            if (std::abs(stamped - start) <= tick) return start;
+    }
     if (gridStep_ > 0 && gridRate_ == rate) {
         const double steps = std::round(static_cast<double>(stamped - gridPhase_) / static_cast<double>(gridStep_));
         const std::int64_t near = gridPhase_ + static_cast<std::int64_t>(steps) * gridStep_;

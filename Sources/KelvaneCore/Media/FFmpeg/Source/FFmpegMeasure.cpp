@@ -156,11 +156,14 @@ void Measure::look(const AVPacket& packet, Watched& watched, bool counting) {
     if (counting) ++watched.packets;
 }
 
-/// Raw streams and files that don't say how long they are: only a pass over all packets tells.
+/// Raw streams, files that don't say how long they are, and files whose times are wrong behind a seek: only a pass over
+/// all packets tells.
 bool Measure::isScanned() const {
     const AVFormatContext& context = *file_.context();
     for (const char* name : {"mp3", "aac", "ac3", "eac3", "amr", "amrnb", "amrwb", "dts", "truehd", "mlp"})
         if (file_.isFormat(name)) return true;
+    for (const auto& [index, watched] : watched_)
+        if (!file_.keepsTimeInSeeks(index)) return true;
     const auto farthest = static_cast<std::int64_t>(farthestStamp * AV_TIME_BASE);
     return context.duration == AV_NOPTS_VALUE || context.duration <= 0 || context.duration > farthest ||
            (context.start_time != AV_NOPTS_VALUE && std::abs(context.start_time) > farthest) ||

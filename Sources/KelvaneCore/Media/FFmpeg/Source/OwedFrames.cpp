@@ -28,13 +28,14 @@ void OwedFrames::restart() {
     owed_.clear();
     keys_.clear();
     lastSkipped_ = start_ = firstDue_ = AV_NOPTS_VALUE;
-    fed_ = refused_ = came_ = beganBadly_ = beganInBetween_ = false;
+    fed_ = refused_ = came_ = damaged_ = beganBadly_ = beganInBetween_ = false;
 }
 
 void OwedFrames::feed(const AVPacket& packet, bool skipped) {
     if (!fed_) {
         start_ = earliestStamp(packet);
         firstDue_ = packet.pts;
+        firstShows_ = packet.pts != AV_NOPTS_VALUE && (packet.flags & AV_PKT_FLAG_DISCARD) == 0;
         fed_ = true;
     }
     if (packet.pts == AV_NOPTS_VALUE || (packet.flags & AV_PKT_FLAG_DISCARD) != 0) return;
@@ -45,7 +46,10 @@ void OwedFrames::feed(const AVPacket& packet, bool skipped) {
         owed_.insert(std::ranges::upper_bound(owed_, packet.pts), packet.pts);
 }
 
-void OwedFrames::refuse() { refused_ = true; }
+void OwedFrames::refuse() {
+    refused_ = true;
+    damaged_ = came_;
+}
 
 void OwedFrames::come(const AVFrame& frame) {
     for (const std::int64_t stamp : {frame.pts, frame.best_effort_timestamp}) {
@@ -55,11 +59,10 @@ void OwedFrames::come(const AVFrame& frame) {
     const bool isUnknown = firstDue_ == AV_NOPTS_VALUE;
     const bool isFirst = isUnknown ? !came_ : frame.best_effort_timestamp == firstDue_;
     if (isFirst && leansOnOthers(frame)) beganInBetween_ = beganBadly_ = true;
-    if (!came_ && refused_ && (isUnknown || frame.best_effort_timestamp > firstDue_)) beganBadly_ = true;
+    const bool isLater = isUnknown || frame.best_effort_timestamp > firstDue_;
+    if (!came_ && isLater && (refused_ || (firstShows_ && !keysMayHide_))) beganBadly_ = true;
     came_ = true;
 }
-
-void OwedFrames::excuse() { beganBadly_ = false; }
 
 void OwedFrames::settle(std::int64_t stamp) { owed_.erase(owed_.begin(), std::ranges::upper_bound(owed_, stamp)); }
 

@@ -14,6 +14,8 @@ namespace kelvane {
 /// thread at a time.
 class OwedFrames {
 public:
+    /// Key frames may stay hidden without fault: H.264's decoder gives none back before a gradual refresh is complete.
+    void letKeysHide() { keysMayHide_ = true; }
     /// The decoder begins a new run.
     void restart();
     /// The decoder gets `packet`; with `skipped` it may keep the frame to itself.
@@ -41,8 +43,9 @@ public:
     /// Whether the run's first packet, a key frame by the file's word, failed or leans on others: what follows it is
     /// drawn on a picture that isn't there. Known once its frame came, or a later one instead.
     [[nodiscard]] bool beganBadly() const { return beganBadly_; }
-    /// No better beginning can be had.
-    void excuse();
+    /// Whether a packet was refused or a frame damaged since the run's first frame came; before it that means no more
+    /// than that frames lean on ones before the run.
+    [[nodiscard]] bool isDamaged() const { return damaged_; }
     /// Whether the run's first frame leans on others although its packet was a key frame by the file's word.
     [[nodiscard]] bool beganInBetween() const { return beganInBetween_; }
 
@@ -52,12 +55,15 @@ private:
     std::set<std::int64_t> givenUp_;
     std::vector<std::int64_t> keys_;
     std::int64_t lastSkipped_ = AV_NOPTS_VALUE;
+    bool keysMayHide_ = false;
     bool fed_ = false;
     std::int64_t start_ = AV_NOPTS_VALUE;
-    /// When the first packet is shown.
+    /// When the first packet is shown, and whether it is meant to be.
     std::int64_t firstDue_ = AV_NOPTS_VALUE;
+    bool firstShows_ = false;
     bool refused_ = false;
     bool came_ = false;
+    bool damaged_ = false;
     bool beganBadly_ = false;
     bool beganInBetween_ = false;
 };

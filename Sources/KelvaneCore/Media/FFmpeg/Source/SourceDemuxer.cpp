@@ -27,7 +27,6 @@ struct SourceDemuxer::State {
     Result<void> openInTime();
     [[nodiscard]] bool isDescribed() const;
     [[nodiscard]] bool isIndexShort() const;
-    [[nodiscard]] bool isByteRateExact() const;
     Result<void> completeIndex();
     [[nodiscard]] AVStream& stream() const { return *file->context()->streams[streamIndex]; }
     /// The failure of a file that changed, or whose state can't be told.
@@ -69,19 +68,10 @@ Result<void> SourceDemuxer::State::openInTime() {
     if (static_cast<unsigned>(streamIndex) >= context.nb_streams) return fail(changed());
     for (unsigned i = 0; i < context.nb_streams; ++i)
         context.streams[i]->discard = static_cast<int>(i) == streamIndex ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    keepsTimeInSeeks = isByteRateExact();
+    keepsTimeInSeeks = file->keepsTimeInSeeks(streamIndex);
     brokenOff = false;
     atBeginning = true;
     return isIndexShort() ? completeIndex() : Result<void>();
-}
-
-/// Whether a seek, if it goes by bytes a second, goes by a number that is true and whole.
-bool SourceDemuxer::State::isByteRateExact() const {
-    constexpr const char* soughtByBytes[] = {"wav", "w64", "aiff", "au"};
-    if (std::ranges::none_of(soughtByBytes, [this](const char* name) { return file->isFormat(name); })) return true;
-    const AVCodecParameters& sound = *stream().codecpar;
-    const std::int64_t bits = std::int64_t{av_get_exact_bits_per_sample(sound.codec_id)} * sound.ch_layout.nb_channels;
-    return bits > 0 && sound.bit_rate % 8 == 0 && sound.bit_rate == bits * sound.sample_rate;
 }
 
 /// Whether the header alone tells all that a decoder needs: decoding the first pictures to find out takes a third of a

@@ -29,8 +29,7 @@ public:
     [[nodiscard]] std::int64_t keyFrameBefore(std::int64_t timestamp) const;
     /// Whether `keyFrameBefore` knows every key frame of the file.
     [[nodiscard]] bool hasFullIndex() const;
-    /// Whether packets behind a seek come with their own times. Some files are sought by a number of bytes a second
-    /// that their header may tell wrong, or that isn't whole; there only reading from the beginning finds a time.
+    /// Whether packets behind a seek come with their own times, as of `SourceFile::keepsTimeInSeeks`.
     [[nodiscard]] bool keepsTimeInSeeks() const;
     /// The stream of the file as last opened: don't hold it over a call of `next` or `seek`, and ask after neither
     /// failed.

@@ -268,6 +268,14 @@ bool SourceFile::isFormat(const char* name) const {
     return context_ && av_match_name(name, context_->iformat->name) != 0;
 }
 
+bool SourceFile::keepsTimeInSeeks(int streamIndex) const {
+    constexpr const char* soughtByBytes[] = {"wav", "w64", "aiff", "au"};
+    if (std::ranges::none_of(soughtByBytes, [this](const char* name) { return isFormat(name); })) return true;
+    const AVCodecParameters& sound = *context_->streams[streamIndex]->codecpar;
+    const std::int64_t bits = std::int64_t{av_get_exact_bits_per_sample(sound.codec_id)} * sound.ch_layout.nb_channels;
+    return bits > 0 && sound.bit_rate % 8 == 0 && sound.bit_rate == bits * sound.sample_rate;
+}
+
 bool isFarOff(const AVPacket& packet, AVRational timeBase) {
     const auto isFar = [&](std::int64_t stamp) {
         return stamp != AV_NOPTS_VALUE && std::abs(static_cast<double>(stamp) * av_q2d(timeBase)) > farthestStamp;

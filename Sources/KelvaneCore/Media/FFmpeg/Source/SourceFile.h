@@ -46,6 +46,10 @@ public:
     [[nodiscard]] AVFormatContext* context() const { return context_.get(); }
     /// Whether the demuxer is `name` (one of the names that it goes by).
     [[nodiscard]] bool isFormat(const char* name) const;
+    /// Whether packets of a stream come with their own times behind a seek. Some files are sought by a number of bytes
+    /// a second that their header may tell wrong, or that isn't whole; there only reading from the beginning finds a
+    /// time. Of an opened file.
+    [[nodiscard]] bool keepsTimeInSeeks(int streamIndex) const;
     /// The failure of the disk that ended the last reads, as an errno value; 0 when there was none.
     [[nodiscard]] int readError() const { return readError_; }
     /// Whether the file still has the size and the time of change that it was opened with. Once it hasn't, `failure`

@@ -1,7 +1,6 @@
 #include "VideoFrameReader.h"
 
 #include <algorithm>
-#include <array>
 #include <deque>
 #include <utility>
 
@@ -11,7 +10,7 @@ extern "C" {
 }
 
 #include "Deinterlacer.h"
-#include "FFmpegVersions.h"
+#include "FrameLight.h"
 #include "OwedFrames.h"
 #include "SourceFile.h"
 #include "TrackClock.h"
@@ -25,6 +24,8 @@ namespace {
 constexpr double lateStart = 0.1;
 /// Decoding errors in a row after which a stretch is given up.
 constexpr int errorLimit = 500;
+/// Errors that are passed over while a decoder gives back what it holds: more than it has threads.
+constexpr int threadErrors = 64;
 /// Packets that are passed over in search of a key frame; a stream without marks is decoded as it comes.
 constexpr int keySearchLimit = 600;
 /// In a file without a full index, jumps over more than this seek, seconds.
@@ -55,21 +56,6 @@ int decoderThreads(const AVCodecParameters& stream, int wanted) {
     const std::int64_t pixels = std::max<std::int64_t>(std::int64_t{stream.width} * stream.height, 1);
     const auto most = static_cast<int>(std::clamp<std::int64_t>(pixelsInWork / pixels, 2, 16));
     return std::min(wanted > 0 ? wanted : av_cpu_count(), most);
-}
-
-/// Gives an HDR frame what the container alone tells about the stream's light.
-void addLight(AVFrame& frame, const AVStream& stream) {
-    if (frame.color_trc != AVCOL_TRC_SMPTE2084) return;
-    constexpr std::array kinds{
-        std::pair{AV_PKT_DATA_CONTENT_LIGHT_LEVEL, AV_FRAME_DATA_CONTENT_LIGHT_LEVEL},
-        std::pair{AV_PKT_DATA_MASTERING_DISPLAY_METADATA, AV_FRAME_DATA_MASTERING_DISPLAY_METADATA}};
-    for (const auto& [inStream, inFrame] : kinds) {
-        std::size_t size = 0;
-        const std::uint8_t* data = streamSideData(stream, inStream, size);
-        if (data == nullptr || av_frame_get_side_data(&frame, inFrame) != nullptr) continue;
-        AVFrameSideData* added = av_frame_new_side_data(&frame, inFrame, size);
-        if (added != nullptr) std::copy_n(data, size, added->data);
-    }
 }
 
 std::int64_t shownAt(const AVPacket& packet) { return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts; }
@@ -115,8 +101,10 @@ struct VideoFrameReader::State {
     bool jumpsAreVain = false;
     /// The file marks frames as key frames that lean on others.
     bool keysAreFalse = false;
-    /// A frame was lost and is tried again: what is passed over now could be the answer.
+    /// A frame was lost or damaged in this run: what would be passed over could be the answer, or change what follows.
     bool skipsNothing = false;
+    /// No step back led to a run that began well.
+    bool betterStartsAreVain = false;
     int vainTries = 0;
 
     [[nodiscard]] AVRational timeBase() const { return track->facts().timeBase; }
@@ -138,6 +126,7 @@ struct VideoFrameReader::State {
     [[nodiscard]] bool mayStartEarlier(std::int64_t lost, int tries) const;
     Result<void> goBefore(std::int64_t start, std::int64_t limit);
     Result<void> beginBetter(std::int64_t limit);
+    Result<void> skipNothingInDamage(std::int64_t limit);
     Result<void> recover(std::int64_t limit);
     Result<void> approach(std::int64_t limit);
     Result<void> reach(std::int64_t limit);
@@ -155,7 +144,10 @@ void VideoFrameReader::State::openDecoder() {
     decoder->max_pixels = maximumPixels;
     // Unless told to follow the standard, H.264's decoder guesses at how far a stream that doesn't say so reorders its
     // frames, and drops the first ones when it guessed too low.
-    if (codec->id == AV_CODEC_ID_H264) decoder->strict_std_compliance = FF_COMPLIANCE_STRICT;
+    if (codec->id == AV_CODEC_ID_H264) {
+        decoder->strict_std_compliance = FF_COMPLIANCE_STRICT;
+        owed.letKeysHide();
+    }
     decoder->thread_count = decoderThreads(*stream.codecpar, options.threads);
     decoder->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
     hopeless = avcodec_open2(decoder.get(), codec, nullptr) < 0;
@@ -234,13 +226,16 @@ Result<TimedFrame> VideoFrameReader::State::decode(std::int64_t limit) {
     while (ready.empty() && !drained) {
         FramePtr frame(av_frame_alloc());
         const int code = avcodec_receive_frame(decoder.get(), frame.get());
+        const bool gaveUp = gaveUpAt != AV_NOPTS_VALUE;
         if (code == 0) {
             take(std::move(frame));
-        } else if (code == AVERROR_EOF || gaveUpAt != AV_NOPTS_VALUE) {
+        } else if (code == AVERROR_EOF || (gaveUp && (code == AVERROR(EAGAIN) || errors > errorLimit + threadErrors))) {
             deinterlacer.feed(nullptr, timeBase(), ready);
             drained = true;
         } else {
             if (code != AVERROR(EAGAIN)) countError();
+            // Each of the decoder's threads may still tell of damage before the good frames come.
+            if (gaveUp) continue;
             if (errors > errorLimit) {
                 // The decoder may still hold good frames from before the damage.
                 gaveUpAt = lastFed;
@@ -297,13 +292,13 @@ Result<void> VideoFrameReader::State::seek(std::int64_t limit, std::int64_t befo
             auto found = decode(limit);
             if (!found) return fail(found.error());
             keysAreFalse = keysAreFalse || (!fromBeginning && owed.beganInBetween());
-            const bool bad = owed.beganBadly() && ++badStarts <= badStartLimit;
+            const bool bad = !betterStartsAreVain && owed.beganBadly() && ++badStarts <= badStartLimit;
             if (fromBeginning || (found->frame && found->pts <= limit && !bad)) {
                 current = std::move(*found);
                 positioned = true;
                 if (fromBeginning) firstPts = current.pts;
                 hopeless = fromBeginning && !current.frame;
-                if (badStarts > badStartLimit) owed.excuse();
+                betterStartsAreVain = betterStartsAreVain || badStarts > badStartLimit;
                 return {};
             }
         }
@@ -339,6 +334,7 @@ Result<void> VideoFrameReader::State::skipToKey(std::int64_t limit) {
     packets.erase(packets.begin(), std::prev(key.base()));
     std::deque<PacketPtr> ahead = std::move(packets);
     const bool ended = packetsEnded;
+    skipsNothing = false;
     forget();
     packets = std::move(ahead);
     packetsEnded = ended;
@@ -385,14 +381,24 @@ Result<void> VideoFrameReader::State::goBefore(std::int64_t start, std::int64_t 
 /// Begins further back while the run began on a picture that isn't there.
 Result<void> VideoFrameReader::State::beginBetter(std::int64_t limit) {
     std::int64_t step = 0;
-    const auto isBad = [this] { return owed.beganBadly() && !fromBeginning && owed.start() != AV_NOPTS_VALUE; };
-    for (int tries = 0; isBad() && tries < badStartLimit; ++tries) {
+    const auto isBad = [this] {
+        return owed.beganBadly() && !betterStartsAreVain && !fromBeginning && owed.start() != AV_NOPTS_VALUE;
+    };
+    for (int tries = 0; isBad(); ++tries) {
         keysAreFalse = keysAreFalse || owed.beganInBetween();
         if (auto moved = goBefore(owed.start() - step, limit); !moved) return moved;
         step = step == 0 ? clock().ticks(firstStepBack) : step * 2;
+        betterStartsAreVain = betterStartsAreVain || tries >= badStartLimit;
     }
-    owed.excuse();
     return {};
+}
+
+/// Decodes a damaged run again without passing over anything: what a decoder makes of damage depends on what it saw.
+Result<void> VideoFrameReader::State::skipNothingInDamage(std::int64_t limit) {
+    if (skipsNothing || !owed.isDamaged() || !owed.skippedAfter(INT64_MIN)) return {};
+    skipsNothing = true;
+    if (auto moved = goBefore(INT64_MAX, limit); !moved) return moved;
+    return current.frame ? beginBetter(limit) : Result<void>();
 }
 
 /// Where a frame is due by `limit` that didn't come out, decodes again, skipping nothing and from an earlier key frame
@@ -409,7 +415,6 @@ Result<void> VideoFrameReader::State::recover(std::int64_t limit) {
         // Through a damaged stretch an earlier start may lead less far.
         isWorse = moved && (!current.frame || current.pts < stood);
         if (isWorse) moved = goBefore(INT64_MAX, limit);
-        skipsNothing = false;
         if (!moved) return moved;
         lost = owed.lastOwed(current.pts, limit);
     }
@@ -423,7 +428,8 @@ Result<void> VideoFrameReader::State::reach(std::int64_t limit) {
     if (auto approached = approach(limit); !approached) return approached;
     if (!current.frame) return {};
     if (auto begun = beginBetter(limit); !begun) return begun;
-    if (auto recovered = recover(limit); !recovered) return recovered;
+    if (auto redone = skipNothingInDamage(limit); !redone || !current.frame) return redone;
+    if (auto recovered = recover(limit); !recovered || !current.frame) return recovered;
     owed.settle(current.pts);
     return {};
 }
@@ -432,9 +438,11 @@ Result<void> VideoFrameReader::State::reach(std::int64_t limit) {
 Result<void> VideoFrameReader::State::approach(std::int64_t limit) {
     const bool isFirst = fromBeginning && current.pts == firstPts;
     if (!positioned || (current.frame && limit < current.pts && !isFirst)) {
+        skipsNothing = false;
         if (auto sought = seek(limit); !sought) return sought;
     } else if (shouldJump(limit)) {
         const std::int64_t stood = next.frame ? next.pts : current.pts;
+        skipsNothing = false;
         if (auto sought = seek(limit); !sought) return sought;
         jumpsAreVain = jumpsAreVain || (current.frame && current.pts <= stood);
     } else if (current.frame && limit > current.pts) {

@@ -72,7 +72,9 @@ TEST(SampleFolder, EveryFileYieldsItsSoundOrSaysWhyNot) {
             EXPECT_TRUE(!whole.result || !*whole.result);
             continue;
         }
-        if (line.find("first audio track does not decode") != std::string::npos) {
+        const float loudest = toolPeak(folder + "/" + name, temp.path("raw"));
+        // Newer libraries decode some of these.
+        if (line.find("first audio track does not decode") != std::string::npos && loudest == 0) {
             ASSERT_FALSE(whole.result);
             EXPECT_EQ(whole.result.error().message, "“" + name + "” has no sound that can be decoded.");
             continue;
@@ -83,7 +85,7 @@ TEST(SampleFolder, EveryFileYieldsItsSoundOrSaysWhyNot) {
         const MediaTimeRange range = *(*sounds)[0]->loadTimeRange();
         EXPECT_GE(whole.first, 0);
         EXPECT_NEAR(whole.last, range.end().seconds(), 0.12);
-        EXPECT_NEAR(whole.peak, toolPeak(folder + "/" + name, temp.path("raw")), 0.002);
+        EXPECT_NEAR(whole.peak, loudest, 0.002);
         // A part holds the frames of its time, wherever reading began.
         const double middle = (whole.first + whole.last) / 2;
         const Sum before = sumOf(platform, url, 0, middle);

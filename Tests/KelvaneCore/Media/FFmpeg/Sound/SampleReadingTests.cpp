@@ -181,6 +181,29 @@ INSTANTIATE_TEST_SUITE_P(
         ClickRow{{"44k.mkv", "matroska", "aac", 44100}, 1024}, ClickRow{{"48k.ts", "mpegts", "aac", 48000}, 1024}),
     [](const auto& row) { return nameOf(row.param.file); });
 
+TEST(SampleReading, AnEncodersDelayThatMatroskaTellsIsTakenOff) {
+    const TempFolder folder;
+    SoundFile file{"44k.mkv", "matroska", "aac", 44100};
+    const std::vector<std::int64_t> clicks{file.rate / 50, file.rate, 2 * file.rate + 77};
+    file.sound = [&](double seconds, int) {
+        return std::ranges::count(clicks, std::llround(seconds * file.rate)) > 0 ? 0.9 : 0.0;
+    };
+    ASSERT_TRUE(writeSound(folder.path(file.name), file));
+    // The delay of 1024 samples, 23,219,955 ns, in the place of the track's language.
+    auto bytes = folder.read(file.name);
+    const auto language = bytes.find("\x22\xB5\x9C\x83und");
+    ASSERT_NE(language, std::string::npos);
+    bytes.replace(language, 7, "\x56\xAA\x84\x01\x62\x4E\xF3");
+    folder.write(file.name, bytes);
+    const auto path = folder.path(file.name);
+    for (const std::int64_t click : clicks) {
+        const double at = static_cast<double>(click) / file.rate;
+        EXPECT_NEAR(loudest(part(hear(path), at - 0.015, at + 0.2)), at, 2.01 / file.rate);
+        EXPECT_NEAR(loudest(hear(path, std::max(at - 0.3, 0.0), at + 0.3)), at, 2.01 / file.rate);
+        EXPECT_NEAR(loudest(hear(path, at - 0.01, at + 0.01)), at, 2.01 / file.rate);
+    }
+}
+
 TEST(SampleReading, AWrongNumberOfBytesASecondInTheHeaderMovesNothing) {
     struct Row {
         SoundFile file;
@@ -202,6 +225,7 @@ TEST(SampleReading, AWrongNumberOfBytesASecondInTheHeaderMovesNothing) {
             data.replace(data.find("fmt ") + 16, 4, std::string("\x80\x3E\0\0", 4));
             folder.write(row.file.name, data);
         }
+        EXPECT_NEAR(trackOf(path)->facts().timeRange.end().seconds(), 8, 0.1);
         const Heard whole = hear(path);
         ASSERT_EQ(whole.result, true);
         for (const auto& [start, end] : {std::pair{0.75, 1.5}, {4.0, 4.25}, {7.5, 7.75}}) {
@@ -312,9 +336,10 @@ TEST(SampleReading, ACoverPictureLeavesTheSoundAsItIs) {
         file.seconds = 1;
         ASSERT_TRUE(writeSound(folder.path(file.name), file));
         const auto pictured = folder.path("pictured-" + file.name);
-        runSampleTool({"-i", folder.path(file.name), "-f", "lavfi", "-i", "color=red:s=64x64:d=1:r=1", "-map", "0:a",
-                       "-map", "1:v", "-c:a", "copy", "-c:v", "png", "-frames:v", "1", "-disposition:v:0",
-                       "attached_pic", pictured});
+        // Made first: with a limit of pictures, the tool's newer versions leave a packet of sound out as well.
+        runSampleTool({"-f", "lavfi", "-i", "color=red:s=64x64", "-frames:v", "1", folder.path("cover.png")});
+        runSampleTool({"-i", folder.path(file.name), "-i", folder.path("cover.png"), "-map", "0:a", "-map", "1:v", "-c",
+                       "copy", "-disposition:v:0", "attached_pic", pictured});
         const Heard plain = hear(folder.path(file.name), 0, 0.9);
         const Heard heard = hear(pictured, 0, 0.9);
         ASSERT_EQ(heard.result, true);

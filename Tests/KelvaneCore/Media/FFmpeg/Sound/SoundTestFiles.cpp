@@ -220,12 +220,18 @@ bool writeSound(const std::string& path, const SoundFile& file) {
     const auto encoder = soundEncoder(file, writer.wantsHeader());
     if (!encoder) return false;
     AVStream* stream = writer.add(encoder);
+    SoundFile shifted = file;
+    if (file.muxer == "matroska") {
+        // Some versions of the muxer tell the encoder's delay and others don't: none is told, and it sounds.
+        shifted.start += static_cast<double>(encoder->initial_padding) / file.rate;
+        stream->codecpar->initial_padding = 0;
+    }
     writer.begin();
     const auto convert = toEncoderFormat(encoder);
     const auto total = std::llround(file.seconds * file.rate);
     std::int64_t done = 0;
-    encodeSound(writer, encoder, stream, convert, file, done, total, total);
-    const double shift = file.start + (file.seconds >= file.gapAt ? file.gap : 0);
+    encodeSound(writer, encoder, stream, convert, shifted, done, total, total);
+    const double shift = shifted.start + (file.seconds >= file.gapAt ? file.gap : 0);
     writer.encode(encoder, stream, nullptr, std::llround(shift * file.rate));
     return true;
 }

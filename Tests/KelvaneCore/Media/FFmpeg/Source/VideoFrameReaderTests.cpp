@@ -77,7 +77,8 @@ std::vector<Storage> storages() {
     rate(add("TransportStreamAtFilmRate", "a.ts", x264("keyint=24:bframes=3")), 24000);
     rate(add("TransportStreamAtTwiceTheNtscRate", "a.ts", x264("keyint=24:bframes=3")), 60000);
     rate(add("MatroskaAtFilmRate", "a.mkv", x264("keyint=24:bframes=3")), 24000);
-    Storage& uneven = add("UnevenFrames", "a.mp4", x264("keyint=24:bframes=3"), {"-fps_mode", "passthrough"});
+    Storage& uneven = add("UnevenFrames", "a.mp4", x264("keyint=24:bframes=3"),
+                          {"-fps_mode", "passthrough", "-bsf:v", "setts=pts=PTS:dts=DTS:duration=1/30/TB"});
     uneven.movie.videoFilter = "settb=1/3000,setpts=100*(N+2*floor(N/5))";
     uneven.begins = [](int n) -> std::int64_t { return 100 * (n + 2 * (n / 5)); };
     Storage& ntsc = add("NtscRate", "a.mov", x264("keyint=24:bframes=3"));

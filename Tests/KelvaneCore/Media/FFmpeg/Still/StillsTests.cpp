@@ -98,7 +98,8 @@ TEST_F(Stills, AreExactInAnyOrderAndStorage) {
         /// When frame n begins, seconds.
         double (*begins)(int) = [](int n) { return n / 30.0; };
     };
-    SampleMovie uneven = movieOf(x264("keyint=24:bframes=3"), {"-fps_mode", "passthrough"});
+    SampleMovie uneven = movieOf(x264("keyint=24:bframes=3"),
+                                 {"-fps_mode", "passthrough", "-bsf:v", "setts=pts=PTS:dts=DTS:duration=1/30/TB"});
     uneven.videoFilter = "settb=1/3000,setpts=100*(N+2*floor(N/5))";
     const std::vector<Row> rows{
         {"reordered", "a.mp4", movieOf(x264("keyint=24:bframes=5:b-adapt=0:b-pyramid=normal"))},
