@@ -73,6 +73,7 @@ bool KelvaneApp::start() {
     };
     if (!openWindow(std::nullopt)) return false;
     projects_.openWindow = [this](const UUID& id) { openWindow(id); };
+    projects_.tell = [](const std::string& sentence) { std::fprintf(stderr, "kelvane: %s\n", sentence.c_str()); };
     // Where nobody sees the alert, a script still learns why its project isn't there.
     connect(&projects_, &ProjectWindows::errorChanged, this, [this] {
         if (projects_.error()) std::fprintf(stderr, "kelvane: %s\n", projects_.error()->c_str());
@@ -127,17 +128,26 @@ void KelvaneApp::closeWindow(const UUID& id) {
     if (closing == windows_.end()) return;
     projects_.unregister(closing->second->workspace());
     windows_.erase(closing);
-    if (!windows_.empty()) return;
-    if (projects_.confirmQuit()) {
-        QCoreApplication::quit();
-    } else {
-        // Something in the background keeps the application; a person must be able to see what.
-        openWindow(std::nullopt);
-    }
+    if (windows_.empty()) quitOrStay();
 }
 
-void KelvaneApp::requestQuit() {
-    if (projects_.confirmQuit()) QCoreApplication::quit();
+QCoro::Task<void> KelvaneApp::quitOrStay() {
+    auto asking = projects_.confirmQuit();
+    const bool mayQuit = co_await asking;
+    // A link may have brought a window meanwhile.
+    if (!windows_.empty()) co_return;
+    if (mayQuit)
+        QCoreApplication::quit();
+    else
+        // Something in the background keeps the application; a person must be able to see what.
+        openWindow(std::nullopt);
+}
+
+void KelvaneApp::requestQuit() { quit(); }
+
+QCoro::Task<void> KelvaneApp::quit() {
+    auto asking = projects_.confirmQuit();
+    if (co_await asking) QCoreApplication::quit();
 }
 
 void KelvaneApp::shutDown() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCoroTask>
 #include <QObject>
 #include <QQmlComponent>
 #include <QQmlEngine>
@@ -73,6 +74,9 @@ public:
 private:
     bool openWindow(const std::optional<UUID>& id);
     void closeWindow(const UUID& id);
+    /// Quits, or opens a window where the application may not end without one.
+    QCoro::Task<void> quitOrStay();
+    QCoro::Task<void> quit();
     void setActiveWindow(const UUID& id);
 
     /// Removes what earlier processes left, in the background.

@@ -95,8 +95,10 @@ Result<std::unique_ptr<CLIProjectDiscovery>> CLIProjectDiscovery::start(const UU
     // From here on the instance's end withdraws the record and the lock.
     discovery->lock_ = *std::move(lock);
 
-    if (auto written = writeFileAtomically(discovery->record_, encodedRecord(projectID, socketPath), 0600); !written)
-        return fail(written.error());
+    // A record is worth nothing after a power cut.
+    auto written =
+        writeFileAtomically(discovery->record_, encodedRecord(projectID, socketPath), 0600, Durability::unsynced);
+    if (!written) return fail(written.error());
     if (chmod(discovery->record_.c_str(), 0600) != 0)
         return fail(CLIError("Could not secure the Kelvane project connection."));
     return discovery;

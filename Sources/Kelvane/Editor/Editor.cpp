@@ -44,6 +44,7 @@ Editor::~Editor() {
     previewTask_.request_stop();
     exportTask_.request_stop();
     exportWork_.request_stop();
+    copyTask_.request_stop();
     ai_->suspend();
 }
 
@@ -153,7 +154,9 @@ void Editor::apply(ClipArray clips) {
     rebuildPreview();
 }
 
-void Editor::refreshDirty() { setDirty(!same(clips_, savedClips_) || !same(assets_, savedAssets_)); }
+bool Editor::isSaved() const { return same(clips_, savedClips_) && same(assets_, savedAssets_); }
+
+void Editor::refreshDirty() { setDirty(!isSaved()); }
 
 void Editor::repairSelection() {
     std::set<UUID> kept;

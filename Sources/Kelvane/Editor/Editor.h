@@ -68,11 +68,11 @@ public:
     /// The server side of the command interface for this project.
     [[nodiscard]] AIAssistantSession& ai() { return *ai_; }
     /// Asked before any save to a chosen file.
-    std::function<bool(const FileURL&)> canSaveToURL;
+    std::function<QCoro::Task<bool>(FileURL)> canSaveToURL;
     /// Called whenever the project has become dirty.
     std::function<void()> onProjectChange;
-    /// Renames the library project.
-    std::function<Result<void>(const std::string&)> onRenameProject;
+    /// Renames the library project; the new name holds when the task is done.
+    std::function<QCoro::Task<Result<void>>(std::string)> onRenameProject;
     /// Name in the library; present means a library project.
     [[nodiscard]] const std::optional<std::string>& libraryName() const { return libraryName_; }
     void setLibraryName(std::optional<std::string> name);
@@ -179,8 +179,22 @@ public:
     /// The file of the last export that was finished.
     [[nodiscard]] const std::optional<FileURL>& exportedURL() const { return exportedURL_; }
     [[nodiscard]] bool exportCancellationRequested() const { return exportCancellationRequested_; }
-    /// Importing, exporting, recording or preparing to record. A rebuild of the preview is not part of it.
-    [[nodiscard]] bool busy() const { return isImporting_ || isExporting_ || isRecording_ || isPreparingRecording_; }
+    /// The project's media is being copied: into its folder by a load, elsewhere by Save As or for a duplicate; or the
+    /// project is being deleted.
+    [[nodiscard]] bool isCopying() const { return copies_ > 0; }
+    /// How far the copying is; zeros before it has told.
+    [[nodiscard]] const TransferProgress& copyProgress() const { return copyProgress_; }
+    /// Brackets of such work; they nest.
+    void beginCopying();
+    void endCopying();
+    void setCopyProgress(const TransferProgress& progress);
+    /// Stops a Save As under way; what it copied goes. Harmless when there is none.
+    void cancelCopying();
+    /// Importing, exporting, recording, preparing to record or being copied. A rebuild of the preview is not part of
+    /// it.
+    [[nodiscard]] bool busy() const {
+        return isImporting_ || isExporting_ || isRecording_ || isPreparingRecording_ || isCopying();
+    }
 
     // History.
     /// Oldest first, at most 100.
@@ -270,11 +284,24 @@ public:
                                                        std::function<Result<void>()> validateCommit,
                                                        std::stop_token stop = {});
 
-    // Save and load.
-    Result<void> loadProject(const FileURL& url);
-    /// Failures land in `error`.
-    void saveProject(bool saveAs);
-    Result<void> writeManagedProject(const FileURL& url, bool markSaved);
+    // Save and load. The files are read and written in the background; what comes of it holds when the task is done.
+    /// What a save writes; shares its arrays with the editor.
+    struct Content {
+        ClipArray clips;
+        ClipArray assets;
+    };
+    [[nodiscard]] Content content() const;
+    /// Fills the editor from a project file, whose media is first copied into the media folder where it lies elsewhere.
+    /// The project is busy meanwhile. A failure or a stop leaves the editor, the file and the folder as they were.
+    /// `report` is told on the thread that copies.
+    QCoro::Task<Result<void>> loadProject(FileURL url, std::stop_token stop = {}, ProgressReport report = {});
+    /// Saves to the project's own file, or to one that a person chooses. Failures land in `error`. Where a panel is
+    /// asked, the task is done before it is answered.
+    QCoro::Task<void> saveProject(bool saveAs);
+    /// Writes the content as it is at the call. With `markSaved` that content counts as saved.
+    QCoro::Task<Result<void>> writeManagedProject(FileURL url, bool markSaved);
+    /// `written` is in the file: a project that still looks so is clean.
+    void markProjectSaved(const Content& written);
     void markProjectSaved();
 
     // Export.
@@ -370,8 +397,14 @@ private:
     void storeThumbnail(const FileURL& url, StillImagePtr picture);
 
     // EditorSave.cpp
-    [[nodiscard]] Project project() const;
-    void saveTo(const FileURL& destination, bool saveAs, bool firstSave);
+    /// Takes a project that was read into the editor.
+    void show(Project project, const FileURL& url);
+    QCoro::Task<void> saveTo(FileURL destination, bool saveAs, bool firstSave);
+    QCoro::Task<Result<void>> writeDocument(Content content, FileURL file);
+    /// The same with copies of the media in the folder beside the file.
+    QCoro::Task<Result<void>> writeCopy(Content content, FileURL file);
+    void markSaved(const Content& written);
+    [[nodiscard]] bool isSaved() const;
     /// Drops the pictures, and loads them anew where a window shows them.
     void reloadThumbnails();
     static QCoro::Task<void> loadThumbnails(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
@@ -437,6 +470,10 @@ private:
     bool isExporting_ = false;
     bool isRecording_ = false;
     bool isPreparingRecording_ = false;
+    int copies_ = 0;
+    TransferProgress copyProgress_;
+    /// Of a Save As under way.
+    std::stop_source copyTask_{std::nostopstate};
     bool showExportOptions_ = false;
     float exportProgress_ = 0;
     std::string exportFormat_ = "Determining export settings…";

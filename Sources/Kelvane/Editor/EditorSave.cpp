@@ -11,25 +11,28 @@ bool samePath(const std::optional<FileURL>& a, const std::optional<FileURL>& b) 
     return a.has_value() == b.has_value() && (!a || a->path() == b->path());
 }
 
-/// Copies into `directory` what the project uses from elsewhere, and keeps its file in step with the disk.
-Result<Project> settledInto(const FileURL& directory, Project project, const FileURL& file) {
-    ProjectMedia media(directory);
-    Result<Project> localized = media.localize(project);
+/// Copies into `directory` what the project uses from elsewhere, and keeps its file in step with the disk. Blocks.
+Result<Project> settledInto(const FileURL& directory, Project project, const FileURL& file, const std::stop_token& stop,
+                            const ProgressReport& report) {
+    ProjectMedia media(directory, report);
+    Result<Project> localized = media.localize(project, stop);
     if (!localized) return localized;
     // A media folder that is spelled with or without a trailing slash is the same.
     const bool changed = localized->clips != project.clips || localized->assets != project.assets ||
                          !samePath(localized->mediaRoot, project.mediaRoot);
     if (changed) {
-        if (const Result<void> written = ProjectFile::write(*localized, file); !written) return fail(written.error());
+        if (Result<void> written = ProjectFile::write(*localized, file); !written)
+            return fail(written.error());
     }
     media.commit();
     return localized;
 }
 
-/// Writes a project to a place of its own, with copies of its media in the folder beside it.
-Result<void> writeWithMedia(Project project, const FileURL& file) {
-    ProjectMedia media(file.replacingExtension("media"));
-    const Result<Project> localized = media.localize(std::move(project));
+/// Writes a project to a place of its own, with copies of its media in the folder beside it. Blocks.
+Result<void> writeWithMedia(Project project, const FileURL& file, const std::stop_token& stop,
+                            const ProgressReport& report) {
+    ProjectMedia media(file.replacingExtension("media"), report);
+    Result<Project> localized = media.localize(std::move(project), stop);
     if (!localized) return fail(localized.error());
     Result<void> written = ProjectFile::write(*localized, file);
     if (written) media.commit();
@@ -38,13 +41,26 @@ Result<void> writeWithMedia(Project project, const FileURL& file) {
 
 }  // namespace
 
-Result<void> Editor::loadProject(const FileURL& url) {
-    Result<Project> project = ProjectFile::read(url);
-    if (project && mediaDirectory_) project = settledInto(*mediaDirectory_, std::move(*project), url);
-    if (!project) return fail(project.error());
+QCoro::Task<Result<void>> Editor::loadProject(FileURL url, std::stop_token stop, ProgressReport report) {
+    const auto self = shared_from_this();
+    auto work = [url, directory = mediaDirectory_, stop, report]() -> Result<Project> {
+        Result<Project> project = ProjectFile::read(url);
+        if (!project || !directory) return project;
+        return settledInto(*directory, *std::move(project), url, stop, report);
+    };
+    beginCopying();
+    auto background = inBackground(*services_.context, std::move(work));
+    Result<Project> project = co_await background;
+    endCopying();
+    if (!project) co_return fail(project.error());
+    show(*std::move(project), url);
+    co_return Result<void>();
+}
+
+void Editor::show(Project project, const FileURL& url) {
     projectURL_ = url;
-    savedClips_ = std::make_shared<const std::vector<Clip>>(std::move(project->clips));
-    savedAssets_ = std::make_shared<const std::vector<Clip>>(std::move(project->assets).value_or(std::vector<Clip>()));
+    savedClips_ = std::make_shared<const std::vector<Clip>>(std::move(project.clips));
+    savedAssets_ = std::make_shared<const std::vector<Clip>>(std::move(project.assets).value_or(std::vector<Clip>()));
     assets_ = savedAssets_;
     undoStack_.clear();
     redoStack_.clear();
@@ -53,7 +69,6 @@ Result<void> Editor::loadProject(const FileURL& url) {
     apply(savedClips_);
     set(playhead_, 0, State::position);
     reloadThumbnails();
-    return {};
 }
 
 void Editor::reloadThumbnails() {
@@ -85,56 +100,117 @@ QCoro::Task<void> Editor::loadThumbnails(std::weak_ptr<Editor> weak, MainContext
     if (const std::shared_ptr<Editor> self = weak.lock()) self->set(self->isLoadingThumbnails_, false, State::work);
 }
 
-Project Editor::project() const { return {1, *clips_, *assets_, mediaDirectory_}; }
+void Editor::beginCopying() {
+    ++copies_;
+    announce(State::work);
+}
 
-void Editor::saveProject(bool saveAs) {
-    if (busy()) return;
+void Editor::endCopying() {
+    check(copies_ > 0, "a copy that ends has begun");
+    --copies_;
+    copyProgress_ = {};
+    announce(State::work);
+}
+
+void Editor::setCopyProgress(const TransferProgress& progress) { set(copyProgress_, progress, State::work); }
+
+void Editor::cancelCopying() { copyTask_.request_stop(); }
+
+Editor::Content Editor::content() const { return {clips_, assets_}; }
+
+QCoro::Task<void> Editor::saveProject(bool saveAs) {
+    if (busy()) co_return;
+    const auto self = shared_from_this();
     if (projectURL_ && !saveAs) {
-        saveTo(FileURL(*projectURL_), false, false);
-        return;
+        auto saving = saveTo(FileURL(*projectURL_), false, false);
+        co_await saving;
+        co_return;
     }
     services_.panels->chooseDestination(PanelContent::project, title() + ".kelvane", "",
                                         [weak = weak_from_this(), saveAs](std::optional<FileURL> destination) {
                                             const auto self = weak.lock();
-                                            if (self && destination) self->saveTo(*destination, saveAs, true);
+                                            if (self && destination)
+                                                self->saveTo(*std::move(destination), saveAs, true);
                                         });
 }
 
-void Editor::saveTo(const FileURL& destination, bool saveAs, bool firstSave) {
-    if (canSaveToURL && !canSaveToURL(destination)) {
-        setError("This project is already open in another window. Choose a different name with Save Project As.");
-        return;
+QCoro::Task<void> Editor::saveTo(FileURL destination, bool saveAs, bool firstSave) {
+    const auto self = shared_from_this();
+    if (canSaveToURL) {
+        auto asked = canSaveToURL(destination);
+        const bool allowed = co_await asked;
+        if (!allowed) {
+            setError("This project is already open in another window. Choose a different name with Save Project As.");
+            co_return;
+        }
     }
-    const Result<void> written =
-        firstSave ? writeWithMedia(project(), destination) : ProjectFile::write(project(), destination);
-    if (!written) {
-        setError(written.error().message);
-        return;
+    // What is written is what stands now; a change that comes later is still to be saved.
+    const Content written = content();
+    auto writing = firstSave ? writeCopy(written, destination) : writeDocument(written, destination);
+    Result<void> done = co_await writing;
+    if (!done) {
+        if (!done.error().isCancelled()) setError(std::move(done.error().message));
+        co_return;
     }
     if (!libraryName_) projectURL_ = destination;
-    if (!libraryName_ || !saveAs) {
-        savedClips_ = clips_;
-        savedAssets_ = assets_;
-        setDirty(false);
-    }
+    if (!libraryName_ || !saveAs) markSaved(written);
     if (!libraryName_ || saveAs) services_.panels->noteRecentDocument(destination);
     announce(State::content);
 }
 
-Result<void> Editor::writeManagedProject(const FileURL& url, bool markSaved) {
-    Result<void> written = ProjectFile::write(project(), url);
-    if (!written) return written;
-    projectURL_ = url;
-    announce(State::content);
-    if (markSaved) markProjectSaved();
-    return {};
+QCoro::Task<Result<void>> Editor::writeDocument(Content content, FileURL file) {
+    auto work = [content = std::move(content), root = mediaDirectory_, file = std::move(file)] {
+        return ProjectFile::write(Project{1, *content.clips, *content.assets, root}, file);
+    };
+    auto background = inBackground(*services_.context, std::move(work), Lane::shortWork);
+    co_return co_await background;
 }
 
-void Editor::markProjectSaved() {
-    savedClips_ = clips_;
-    savedAssets_ = assets_;
-    setDirty(false);
+QCoro::Task<Result<void>> Editor::writeCopy(Content content, FileURL file) {
+    const auto self = shared_from_this();
+    // Told on the thread that copies.
+    auto report = [weak = weak_from_this(), context = services_.context](const TransferProgress& progress) {
+        context->post([weak, progress] {
+            const auto editor = weak.lock();
+            if (editor && editor->isCopying()) editor->setCopyProgress(progress);
+        });
+    };
+    copyTask_ = std::stop_source();
+    auto work = [content = std::move(content), root = mediaDirectory_, file = std::move(file),
+                 stop = copyTask_.get_token(), report] {
+        return writeWithMedia(Project{1, *content.clips, *content.assets, root}, file, stop, report);
+    };
+    beginCopying();
+    auto background = inBackground(*services_.context, std::move(work));
+    Result<void> written = co_await background;
+    endCopying();
+    co_return written;
+}
+
+QCoro::Task<Result<void>> Editor::writeManagedProject(FileURL url, bool markSaved) {
+    const auto self = shared_from_this();
+    const Content written = content();
+    auto writing = writeDocument(written, url);
+    Result<void> done = co_await writing;
+    if (!done) co_return done;
+    projectURL_ = url;
+    announce(State::content);
+    if (markSaved) markProjectSaved(written);
+    co_return done;
+}
+
+void Editor::markSaved(const Content& written) {
+    savedClips_ = written.clips;
+    savedAssets_ = written.assets;
+    // A change that came during the write has asked for its own save.
+    set(isDirty_, !isSaved(), State::content);
+}
+
+void Editor::markProjectSaved(const Content& written) {
+    markSaved(written);
     setSaveFailed(false);
 }
+
+void Editor::markProjectSaved() { markProjectSaved(content()); }
 
 }  // namespace kelvane

@@ -160,7 +160,10 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, 
     write.request = std::move(request);
 
     const std::string command = write.request.command;
-    if (command == "rename") co_return rename(write);
+    if (command == "rename") {
+        auto task = rename(std::move(write));
+        co_return co_await task;
+    }
     if (command == "undo" || command == "redo") co_return travelHistory(write);
     if (command == "import") {
         auto task = importFiles(std::move(write));
@@ -183,13 +186,17 @@ Result<JSONObject> AIAssistantSession::project(const CLIRequest& request) const 
     return state;
 }
 
-Result<JSONObject> AIAssistantSession::rename(const Write& write) {
+QCoro::Task<Result<JSONObject>> AIAssistantSession::rename(Write write) {
+    const auto self = shared_from_this();
     auto name = requiredOption(write.request, "name");
-    if (!name) return fail(name.error());
-    const auto editor = editor_.lock();
-    if (!editor || !editor->onRenameProject) return fail(CLIError("Open a library project before renaming it."));
-    if (auto renamed = editor->onRenameProject(*name); !renamed) return fail(renamed.error());
-    return projectState(false);
+    if (!name) co_return fail(name.error());
+    auto editor = editor_.lock();
+    if (!editor || !editor->onRenameProject) co_return fail(CLIError("Open a library project before renaming it."));
+    auto task = editor->onRenameProject(*std::move(name));
+    editor.reset();
+    auto renamed = co_await task;
+    if (!renamed) co_return fail(renamed.error());
+    co_return projectState(false);
 }
 
 }  // namespace kelvane

@@ -93,7 +93,7 @@ private:
 
     [[nodiscard]] Document project(const CLIRequest& request) const;
     QCoro::Task<Document> inspect(CLIRequest request, UUID epoch, std::stop_token stop);
-    [[nodiscard]] Document rename(const Write& write);
+    QCoro::Task<Document> rename(Write write);
     [[nodiscard]] Document travelHistory(const Write& write);
     QCoro::Task<Document> importFiles(Write write);
     QCoro::Task<Document> exportMovie(Write write);

@@ -1,33 +1,63 @@
 #include "ProjectWindows.h"
 
-#include <sys/stat.h>
-
 #include <QPointer>
+#include <algorithm>
+#include <utility>
 
-#include "Platform/ImageEncoding.h"
 #include "Session/AIAssistantSession.h"
 #include "Storage/ProjectFile.h"
-#include "Support/FileURL.h"
+#include "Support/Text.h"
 #include "Timeline/TimelineLayout.h"
 
 namespace kelvane {
 
 namespace {
 
-/// A pause long enough that typing or dragging doesn't save at each step, short enough that little is ever unsaved.
-constexpr std::chrono::milliseconds autosaveDelay{600};
+/// Counts one more of something for as long as it lives, unless the owner of the count is gone.
+class Counted {
+public:
+    Counted(QPointer<QObject> owner, int& count) : owner_(std::move(owner)), count_(&count) { ++count; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+    ~Counted() {
+        if (!owner_.isNull()) --*count_;
+    }
 
-bool sameFile(const FileURL& a, const FileURL& b) { return a.resolved() == b.resolved(); }
+private:
+    QPointer<QObject> owner_;
+    int* count_;
+};
+
+/// The row of the library that a project file belongs to: as its own document, or as what it was imported from. Blocks.
+std::optional<LibraryProject> rowOf(const FileURL& file, const ProjectStore& store,
+                                    const std::vector<LibraryProject>& rows) {
+    if (auto owner = store.owner(file, rows)) return owner;
+    const FileURL place = file.resolved();
+    const auto imported = std::ranges::find_if(
+        rows, [&](const LibraryProject& row) { return row.importedFrom && row.importedFrom->resolved() == place; });
+    return imported == rows.end() ? std::nullopt : std::optional(*imported);
+}
+
+QCoro::Task<Result<void>> failed(std::string sentence) { co_return fail(std::move(sentence)); }
+QCoro::Task<bool> answered(bool answer) { co_return answer; }
 
 }  // namespace
 
 ProjectWindows::ProjectWindows(EditorServices services, std::optional<FileURL> libraryRoot)
-    : services_(std::move(services)), library_(std::move(libraryRoot)) {
+    : services_(std::move(services)),
+      library_(ProjectLibrary::unread(std::move(libraryRoot))),
+      saving_(*services_.context, library_),
+      opens_(*services_.context) {
     library_.onChange = [this] { Q_EMIT libraryChanged(); };
+    saving_.tell = [this](const std::string& sentence) {
+        if (tell) tell(sentence);
+    };
+    readLibrary();
 }
 
 ProjectWindows::~ProjectWindows() {
     library_.onChange = nullptr;
+    cancelWork();
     for (const auto& [id, editor] : editors_) {
         editor->onProjectChange = nullptr;
         editor->ai().suspend();
@@ -39,67 +69,136 @@ void ProjectWindows::setError(std::optional<std::string> error) {
     Q_EMIT errorChanged();
 }
 
+void ProjectWindows::showError(const Error& error) {
+    if (!error.isCancelled()) setError(error.message);
+}
+
+QCoro::Task<void> ProjectWindows::readLibrary() {
+    const QPointer<ProjectWindows> self(this);
+    // What opens next looks its project up in the rows.
+    auto asked = opens_.next();
+    const auto turn = co_await asked;
+    auto work = [store = library_.store()] {
+        store.sweep();
+        return true;
+    };
+    auto background = inBackground(*services_.context, std::move(work));
+    co_await background;
+    if (self.isNull()) co_return;
+    auto reading = reload();
+    co_await reading;
+}
+
+QCoro::Task<void> ProjectWindows::reload() {
+    const QPointer<ProjectWindows> self(this);
+    for (;;) {
+        const auto revision = library_.revision();
+        auto work = [store = library_.store(), known = library_.projects()] { return store.scan(known); };
+        auto background = inBackground(*services_.context, std::move(work), Lane::shortWork);
+        auto rows = co_await background;
+        if (self.isNull()) co_return;
+        // What changed meanwhile may be newer than what was read.
+        if (revision != library_.revision()) continue;
+        library_.replaceRows(std::move(rows));
+        co_return;
+    }
+}
+
 std::shared_ptr<Editor> ProjectWindows::makeEditor(const UUID& id) {
     auto editor = Editor::create(id, library_.mediaDirectory(id), services_);
+    editor->setShown(false);
     const QPointer<ProjectWindows> self(this);
-    editor->onRenameProject = [self, id](const std::string& name) -> Result<void> {
-        if (self.isNull()) return fail("The project library is closed.");
-        return self->rename(id, name);
+    editor->onRenameProject = [self, id](std::string name) {
+        return self.isNull() ? failed("The project library is closed.") : self->rename(id, std::move(name));
     };
-    editor->canSaveToURL = [self, id](const FileURL& url) { return self.isNull() || self->canSave(id, url); };
+    editor->canSaveToURL = [self, id](FileURL url) {
+        return self.isNull() ? answered(true) : self->canSave(id, std::move(url));
+    };
     return editor;
 }
 
-bool ProjectWindows::canSave(const UUID& projectID, const FileURL& url) const {
-    const auto owner = library_.record(url);
-    if (owner && owner->id != projectID) return false;
+QCoro::Task<bool> ProjectWindows::canSave(UUID projectID, FileURL url) {
+    std::vector<FileURL> taken;
     for (const auto& [id, editor] : editors_)
-        if (id != projectID && editor->projectURL() && sameFile(*editor->projectURL(), url)) return false;
-    return true;
+        if (id != projectID && editor->projectURL()) taken.push_back(*editor->projectURL());
+    auto work = [store = library_.store(), rows = library_.projects(), projectID, url, taken] {
+        const auto owner = store.owner(url, rows);
+        const FileURL place = url.resolved();
+        return (!owner || owner->id == projectID) &&
+               std::ranges::none_of(taken, [&](const FileURL& other) { return other.resolved() == place; });
+    };
+    auto background = inBackground(*services_.context, std::move(work));
+    co_return co_await background;
 }
 
-std::shared_ptr<Editor> ProjectWindows::loadEditor(const LibraryProject& project) {
-    if (const auto known = editors_.find(project.id); known != editors_.end())
-        return refreshEditor(*known->second) ? known->second : nullptr;
-    auto editor = makeEditor(project.id);
-    if (auto loaded = editor->loadProject(library_.projectURL(project.id)); !loaded) {
-        setError(loaded.error().message);
-        return nullptr;
-    }
-    editor->setLibraryName(project.name);
+QCoro::Task<Result<void>> ProjectWindows::readProject(EditorPtr editor, std::string name) {
     const QPointer<ProjectWindows> self(this);
-    const std::weak_ptr<Editor> weak = editor;
-    editor->onProjectChange = [self, weak] {
+    const UUID id = editor->id();
+    const FileURL document = library_.projectURL(id);
+    const auto work = beginWork(ProjectWork::Kind::opening, id, std::move(name));
+    auto loading = editor->loadProject(document, work->stop.get_token(), report(work));
+    Result<void> loaded = co_await loading;
+    if (self.isNull()) co_return fail(Error::cancelled());
+    endWork(work);
+    if (!loaded) co_return loaded;
+    // Loading may have written the document back.
+    auto look = [document] { return DocumentStamp::of(document); };
+    auto background = inBackground(*services_.context, std::move(look), Lane::shortWork);
+    const DocumentStamp stamp = co_await background;
+    if (self.isNull()) co_return fail(Error::cancelled());
+    saving_.noteStamp(id, stamp);
+    co_return loaded;
+}
+
+QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::loadEditor(LibraryProject project) {
+    const QPointer<ProjectWindows> self(this);
+    if (const auto known = editors_.find(project.id); known != editors_.end()) {
+        const EditorPtr editor = known->second;
+        auto refreshing = refreshEditor(editor);
+        const bool isFresh = co_await refreshing;
+        co_return isFresh ? editor : nullptr;
+    }
+    const EditorPtr editor = makeEditor(project.id);
+    auto reading = readProject(editor, project.name);
+    const Result<void> read = co_await reading;
+    if (self.isNull()) co_return EditorPtr();
+    if (!read) {
+        showError(read.error());
+        co_return EditorPtr();
+    }
+    enter(editor, project);
+    co_return editor;
+}
+
+void ProjectWindows::enter(const EditorPtr& editor, const LibraryProject& project) {
+    // The name may have changed while the project was read.
+    editor->setLibraryName(library_.find(project.id).value_or(project).name);
+    const QPointer<ProjectWindows> self(this);
+    editor->onProjectChange = [self, weak = std::weak_ptr(editor)] {
         const auto changed = weak.lock();
-        if (!self.isNull() && changed) self->scheduleAutosave(changed);
+        if (!self.isNull() && changed) self->saving_.schedule(changed);
     };
     editors_[project.id] = editor;
-    // Loading may have written the document back.
-    stamps_[project.id] = stamp(project.id);
-    return editor;
 }
 
-ProjectWindows::DocumentStamp ProjectWindows::stamp(const UUID& projectID) const {
-    struct stat status{};
-    if (::stat(library_.projectURL(projectID).path().c_str(), &status) != 0) return {};
-    return {.size = status.st_size,
-            .modified = status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec,
-            .inode = status.st_ino};
-}
-
-bool ProjectWindows::refreshEditor(Editor& editor) {
+QCoro::Task<bool> ProjectWindows::refreshEditor(EditorPtr editor) {
+    const QPointer<ProjectWindows> self(this);
     // While it was served here, nobody else could save it; unsaved changes of its own count for more than a file.
-    const auto present = stamp(editor.id());
-    if (editor.ai().isConnected() || editor.isDirty() || editor.busy() || present == stamps_[editor.id()]) return true;
-    if (auto loaded = editor.loadProject(library_.projectURL(editor.id())); !loaded) {
-        setError(loaded.error().message);
-        return false;
-    }
-    stamps_[editor.id()] = stamp(editor.id());
-    return true;
+    const auto isOurs = [&] { return editor->ai().isConnected() || editor->isDirty() || editor->busy(); };
+    if (isOurs()) co_return true;
+    auto look = [document = library_.projectURL(editor->id())] { return DocumentStamp::of(document); };
+    auto background = inBackground(*services_.context, std::move(look), Lane::shortWork);
+    const DocumentStamp present = co_await background;
+    if (self.isNull()) co_return false;
+    if (isOurs() || present == saving_.stamp(editor->id())) co_return true;
+    auto reading = readProject(editor, editor->title());
+    const Result<void> read = co_await reading;
+    if (self.isNull()) co_return false;
+    if (!read) showError(read.error());
+    co_return read.has_value();
 }
 
-std::shared_ptr<Workspace> ProjectWindows::present(const std::shared_ptr<Workspace>& workspace) const {
+std::shared_ptr<Workspace> ProjectWindows::present(const WorkspacePtr& workspace) const {
     return workspace && workspaces_.contains(workspace->id()) ? workspace : nullptr;
 }
 
@@ -109,7 +208,7 @@ std::shared_ptr<Workspace> ProjectWindows::workspaceShowing(const UUID& projectI
     return nullptr;
 }
 
-std::shared_ptr<Workspace> ProjectWindows::keyWorkspace() const {
+std::shared_ptr<Workspace> ProjectWindows::activeWorkspace() const {
     for (const auto& [id, window] : windows_) {
         const auto workspace = workspaces_.find(id);
         if (window->isActive() && workspace != workspaces_.end()) return workspace->second;
@@ -125,71 +224,144 @@ bool ProjectWindows::connectSession(Editor& editor) {
     return true;
 }
 
-std::shared_ptr<Editor> ProjectWindows::open(const LibraryProject& project, const std::shared_ptr<Workspace>& workspace,
-                                             bool newWindow) {
+QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::open(LibraryProject project, WorkspacePtr workspace,
+                                                          bool newWindow) {
+    const QPointer<ProjectWindows> self(this);
+    const Counted counted(this, openCount_);
+    auto opening = openings_[project.id].lock();
+    const bool joins = opening != nullptr;
+    if (!joins) openings_[project.id] = opening = std::make_shared<Opening>();
+    auto asked = opens_.next();
+    const auto turn = co_await asked;
+    // One that failed or was stopped is not begun again for those who waited for it.
+    if (self.isNull() || (joins && !opening->editor)) co_return EditorPtr();
+    auto task = openInTurn(std::move(project), std::move(workspace), newWindow);
+    EditorPtr shown = co_await task;
+    opening->editor = shown;
+    co_return shown;
+}
+
+QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::openInTurn(LibraryProject project, WorkspacePtr workspace,
+                                                                bool newWindow) {
+    const QPointer<ProjectWindows> self(this);
     for (const auto& [id, editor] : pendingWindows_)
-        if (editor->id() == project.id) return editor;
+        if (editor->id() == project.id) co_return editor;
     if (const auto showing = workspaceShowing(project.id)) {
         if (const auto window = windows_.find(showing->id()); window != windows_.end()) window->second->bringToFront();
-        return showing->editor();
+        co_return showing->editor();
     }
-    auto editor = loadEditor(project);
-    if (!editor) return nullptr;
-    const auto target = newWindow ? nullptr : (workspace ? workspace : keyWorkspace());
-    if (target && !(target->editor() && target->editor()->busy())) {
-        if (target->editor() && !flush(*target->editor())) return nullptr;
-        if (!connectSession(*editor)) return nullptr;
-        leaveEditor(*target);
-        target->setEditor(editor);
-        updateWindow(*target, editor->isDirty());
-        return editor;
+    const auto isBeingDeleted = [&project](const WorkPtr& work) {
+        return work->kind == ProjectWork::Kind::deleting && work->projectID == project.id;
+    };
+    if (std::ranges::any_of(work_, isBeingDeleted)) {
+        setError("This project is no longer in your Kelvane library.");
+        co_return EditorPtr();
     }
+    auto loading = loadEditor(project);
+    const EditorPtr editor = co_await loading;
+    if (self.isNull() || !editor) co_return EditorPtr();
+    if (!editors_.contains(project.id)) co_return EditorPtr();
+    const auto given = present(workspace);
+    const auto target = newWindow ? nullptr : (given ? given : activeWorkspace());
+    if (!target) co_return showInNewWindow(editor);
+    auto showing = showIn(target, editor);
+    co_return co_await showing;
+}
+
+QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::showIn(WorkspacePtr target, EditorPtr editor) {
+    const QPointer<ProjectWindows> self(this);
+    if (target->editor() && !target->editor()->busy()) {
+        auto saving = flush(target->editor());
+        const bool saved = co_await saving;
+        if (self.isNull() || !saved) co_return EditorPtr();
+    }
+    // Neither a busy window is taken over nor one that closed meanwhile.
+    if (!present(target) || (target->editor() && target->editor()->busy())) co_return showInNewWindow(editor);
+    if (!connectSession(*editor)) co_return EditorPtr();
+    leaveEditor(*target);
+    editor->setShown(true);
+    target->setEditor(editor);
+    updateWindow(*target, editor->isDirty());
+    co_return editor;
+}
+
+std::shared_ptr<Editor> ProjectWindows::showInNewWindow(const EditorPtr& editor) {
     if (!connectSession(*editor)) return nullptr;
     const auto window = UUID::random();
     pendingWindows_[window] = editor;
+    editor->setShown(true);
     if (openWindow) openWindow(window);
     return editor;
 }
 
-void ProjectWindows::openProject(const FileURL& file, const std::shared_ptr<Workspace>& workspace, bool newWindow) {
-    if (const auto record = library_.record(file)) {
-        open(*record, workspace, newWindow);
-        return;
-    }
-    for (const auto& row : library_.projects()) {
-        if (row.importedFrom && sameFile(*row.importedFrom, file)) {
-            const auto imported = row;
-            open(imported, workspace, newWindow);
-            return;
+QCoro::Task<void> ProjectWindows::openProject(FileURL file, WorkspacePtr workspace, bool newWindow) {
+    const QPointer<ProjectWindows> self(this);
+    const Counted counted(this, openCount_);
+    auto asked = opens_.next();
+    const auto turn = co_await asked;
+    if (self.isNull()) co_return;
+    auto look = [file, store = library_.store(), rows = library_.projects()] { return rowOf(file, store, rows); };
+    auto background = inBackground(*services_.context, std::move(look), Lane::shortWork);
+    std::optional<LibraryProject> row = co_await background;
+    if (self.isNull()) co_return;
+    if (!row) {
+        auto importing = importProject(file);
+        Result<LibraryProject> imported = co_await importing;
+        if (self.isNull()) co_return;
+        if (!imported) {
+            showError(imported.error());
+            co_return;
         }
+        row = *std::move(imported);
     }
-    auto project = ProjectFile::read(file);
-    if (!project) {
-        setError(project.error().message);
-        return;
-    }
-    const auto created = library_.create(file.baseName(), *project, file);
-    if (!created) {
-        setError(created.error().message);
-        return;
-    }
-    open(*created, workspace, newWindow);
+    auto opening = openInTurn(*std::move(row), std::move(workspace), newWindow);
+    co_await opening;
 }
 
-void ProjectWindows::openPreview(UUID projectID) {
-    library_.reload();
+QCoro::Task<Result<LibraryProject>> ProjectWindows::importProject(FileURL file) {
+    const QPointer<ProjectWindows> self(this);
+    auto row = library_.newRow(file.baseName(), 0, file);
+    const auto work = beginWork(ProjectWork::Kind::importing, row ? row->id : UUID::random(), file.baseName());
+    auto copy = [row, file, store = library_.store(), stop = work->stop.get_token(),
+                 report = report(work)]() -> Result<LibraryProject> {
+        auto project = ProjectFile::read(file);
+        if (!project) return fail(project.error());
+        if (!row) return row;
+        LibraryProject made = *row;
+        made.duration = TimelineLayout::duration(project->clips);
+        if (auto created = store.create(made, *project, stop, report); !created) return fail(created.error());
+        return made;
+    };
+    auto background = inBackground(*services_.context, std::move(copy));
+    Result<LibraryProject> made = co_await background;
+    if (self.isNull()) co_return fail(Error::cancelled());
+    endWork(work);
+    if (made) library_.adopt(*made);
+    co_return made;
+}
+
+QCoro::Task<void> ProjectWindows::openPreview(UUID projectID) {
+    const QPointer<ProjectWindows> self(this);
+    const Counted counted(this, openCount_);
+    auto asked = opens_.next();
+    const auto turn = co_await asked;
+    if (self.isNull()) co_return;
+    auto reading = reload();
+    co_await reading;
+    if (self.isNull()) co_return;
     const auto record = library_.find(projectID);
     if (!record) {
         setError("This project is no longer in your Kelvane library.");
-        return;
+        co_return;
     }
     const auto running = editors_.find(projectID);
-    if (running != editors_.end() && (running->second->busy() || running->second->interactionSnapshot())) {
+    if (isBusy(projectID) || (running != editors_.end() && running->second->interactionSnapshot())) {
         setError("Wait for this project’s current operation to finish before previewing it.");
-        return;
+        co_return;
     }
-    const auto editor = open(*record, nullptr, false);
-    if (!editor || editor->busy()) return;
+    auto opening = openInTurn(*record, nullptr, false);
+    const EditorPtr editor = co_await opening;
+    if (self.isNull() || !editor || editor->busy()) co_return;
     editor->clearSelectedAssets();
     editor->showTimelinePreview();
     editor->seekPreview(0);
@@ -197,11 +369,10 @@ void ProjectWindows::openPreview(UUID projectID) {
 }
 
 std::shared_ptr<Workspace> ProjectWindows::workspace(const std::optional<UUID>& id) {
-    if (id) {
+    if (id)
         if (const auto known = workspaces_.find(*id); known != workspaces_.end()) return known->second;
-    }
     const auto identity = id.value_or(UUID::random());
-    std::shared_ptr<Editor> editor;
+    EditorPtr editor;
     if (const auto pending = pendingWindows_.find(identity); pending != pendingWindows_.end()) {
         editor = pending->second;
         pendingWindows_.erase(pending);
@@ -209,25 +380,36 @@ std::shared_ptr<Workspace> ProjectWindows::workspace(const std::optional<UUID>& 
     return std::make_shared<Workspace>(identity, std::move(editor));
 }
 
-void ProjectWindows::attach(const std::shared_ptr<Workspace>& workspace, PlatformWindow* window) {
+void ProjectWindows::attach(const WorkspacePtr& workspace, PlatformWindow* window) {
     windows_[workspace->id()] = window;
     workspaces_[workspace->id()] = workspace;
     updateWindow(*workspace, workspace->editor() && workspace->editor()->isDirty());
 }
 
-bool ProjectWindows::shouldClose(const Workspace& workspace) {
+bool ProjectWindows::mayClose(const Workspace& workspace) const {
     const auto& editor = workspace.editor();
-    return !editor || (!editor->busy() && flush(*editor));
+    return !editor || (!editor->busy() && !editor->isDirty() && !saving_.isWriting(editor->id()));
+}
+
+QCoro::Task<bool> ProjectWindows::confirmClose(WorkspacePtr workspace) {
+    const QPointer<ProjectWindows> self(this);
+    const EditorPtr editor = workspace->editor();
+    if (!editor) co_return true;
+    if (editor->busy()) co_return false;
+    auto saving = flush(editor);
+    const bool saved = co_await saving;
+    co_return saved && !self.isNull() && !editor->busy() && !editor->isDirty();
 }
 
 void ProjectWindows::leaveEditor(Workspace& workspace) {
     if (const auto editor = workspace.editor()) {
         editor->pausePlayer();
         editor->ai().suspend();
+        editor->setShown(false);
     }
 }
 
-void ProjectWindows::unregister(const std::shared_ptr<Workspace>& workspace) {
+void ProjectWindows::unregister(const WorkspacePtr& workspace) {
     windows_.erase(workspace->id());
     workspaces_.erase(workspace->id());
     leaveEditor(*workspace);
@@ -240,160 +422,58 @@ void ProjectWindows::updateWindow(const Workspace& workspace, bool dirty) {
     window->second->setProjectFile(workspace.editor() ? workspace.editor()->projectURL() : std::nullopt);
 }
 
-void ProjectWindows::showHome(const std::shared_ptr<Workspace>& workspace) {
+QCoro::Task<void> ProjectWindows::showHome(WorkspacePtr workspace) {
+    const QPointer<ProjectWindows> self(this);
     if (const auto editor = workspace->editor()) {
-        if (editor->busy() || !flush(*editor)) return;
+        if (editor->busy()) co_return;
+        auto saving = flush(editor);
+        const bool saved = co_await saving;
+        // The window may show another project by now.
+        if (self.isNull() || !saved || editor->busy() || workspace->editor() != editor) co_return;
     }
     leaveEditor(*workspace);
     workspace->setEditor(nullptr);
     updateWindow(*workspace, false);
-    library_.reload();
+    auto reading = reload();
+    co_await reading;
 }
 
-void ProjectWindows::newProject(const std::shared_ptr<Workspace>& workspace) {
+std::optional<std::string> ProjectWindows::reasonToStay() const {
+    for (const auto& [id, editor] : editors_) {
+        if (!editor->busy()) continue;
+        const char* what = editor->isImporting()   ? " is importing media."
+                           : editor->isExporting() ? " is being exported."
+                           : editor->isCopying()   ? " is being copied."
+                                                   : " is recording.";
+        return quotedName(editor->title()) + what;
+    }
+    if (!work_.empty()) return quotedName(work_.front()->name) + " is being worked on.";
+    if (openCount_ > 0) return "A project is being opened.";
+    return std::nullopt;
+}
+
+QCoro::Task<bool> ProjectWindows::confirmQuit() {
     const QPointer<ProjectWindows> self(this);
-    services_.panels->askName("New Project", "Untitled", "Create",
-                              [self, workspace](const std::optional<std::string>& name) {
-                                  if (self.isNull() || !name) return;
-                                  const Project empty{.clips = {}, .assets = std::vector<Clip>(), .mediaRoot = {}};
-                                  const auto created = self->library_.create(*name, empty, std::nullopt);
-                                  if (!created) {
-                                      self->setError(created.error().message);
-                                      return;
-                                  }
-                                  // The window may have closed while the question stood.
-                                  self->open(*created, self->present(workspace), false);
-                              });
-}
-
-void ProjectWindows::chooseProject(const std::shared_ptr<Workspace>& workspace) {
-    const QPointer<ProjectWindows> self(this);
-    services_.panels->chooseFiles(PanelContent::project,
-                                  "Import editable projects and copy their media into your Kelvane library.",
-                                  [self, workspace](const std::vector<FileURL>& files) {
-                                      bool first = true;
-                                      for (const auto& file : files) {
-                                          if (self.isNull()) return;
-                                          self->openProject(file, first ? self->present(workspace) : nullptr, !first);
-                                          first = false;
-                                      }
-                                  });
-}
-
-Result<void> ProjectWindows::rename(UUID id, const std::string& name) {
-    if (auto renamed = library_.rename(id, name); !renamed) return renamed;
-    const auto editor = editors_.find(id);
-    const auto row = library_.find(id);
-    if (editor != editors_.end() && row) editor->second->setLibraryName(row->name);
-    return {};
-}
-
-void ProjectWindows::duplicate(UUID id) {
-    if (const auto running = editors_.find(id); running != editors_.end()) {
-        if (running->second->busy()) {
-            setError("Wait for this project’s import or export to finish before duplicating it.");
-            return;
+    const auto refuse = [this](const std::string& reason) {
+        if (tell) tell("Not quitting: " + reason);
+    };
+    for (;;) {
+        if (const auto reason = reasonToStay()) {
+            refuse(*reason);
+            co_return false;
         }
-        if (!flush(*running->second)) return;
-    }
-    if (const auto copy = library_.duplicate(id); !copy) setError(copy.error().message);
-}
-
-void ProjectWindows::remove(UUID id) {
-    const auto project = library_.find(id);
-    if (!project) return;
-    const auto running = editors_.find(id);
-    if (running != editors_.end() && running->second->busy()) {
-        setError("Wait for this project’s import or export to finish before deleting it.");
-        return;
-    }
-    const QPointer<ProjectWindows> self(this);
-    services_.panels->confirm(
-        "Delete “" + project->name + "”?",
-        "This permanently deletes the project, its media copies, and voice-over recordings. Files "
-        "imported from elsewhere will be kept.",
-        "Cancel", "Delete", [self, row = *project](bool confirmed) {
-            if (!self.isNull() && confirmed) self->finishRemoval(row);
-        });
-}
-
-void ProjectWindows::finishRemoval(const LibraryProject& project) {
-    const auto running = editors_.find(project.id);
-    const auto editor = running == editors_.end() ? nullptr : running->second;
-    // The question stood open for as long as a person took to answer it.
-    if (editor && editor->busy()) {
-        setError("Wait for this project’s import or export to finish before deleting it.");
-        return;
-    }
-    if (editor) editor->ai().suspend();
-    if (auto removed = library_.remove(project.id); !removed) {
-        setError(removed.error().message);
-        return;
-    }
-    autosaves_.erase(project.id);
-    stamps_.erase(project.id);
-    if (!editor) return;
-    editor->onProjectChange = nullptr;
-    for (const auto& [id, workspace] : workspaces_) {
-        if (workspace->editor() == editor) {
-            editor->pausePlayer();
-            workspace->setEditor(nullptr);
-            updateWindow(*workspace, false);
+        const auto unsaved = std::ranges::find_if(
+            editors_, [this](const auto& entry) { return entry.second->isDirty() || saving_.isWriting(entry.first); });
+        if (unsaved == editors_.end()) co_return true;
+        const EditorPtr editor = unsaved->second;
+        auto saving = flush(editor);
+        const bool saved = co_await saving;
+        if (self.isNull()) co_return false;
+        if (!saved) {
+            refuse(quotedName(editor->title()) + " could not be saved.");
+            co_return false;
         }
     }
-    editors_.erase(project.id);
-}
-
-void ProjectWindows::scheduleAutosave(const std::shared_ptr<Editor>& editor) {
-    const QPointer<ProjectWindows> self(this);
-    const std::weak_ptr<Editor> weak = editor;
-    autosaves_[editor->id()] = services_.context->after(autosaveDelay, [self, weak] {
-        const auto dirty = weak.lock();
-        if (!self.isNull() && dirty) self->flush(*dirty);
-    });
-}
-
-bool ProjectWindows::flush(Editor& editor) {
-    // The timer may be the caller; its state must outlive this call.
-    const auto pending = autosaves_.extract(editor.id());
-    if (!editor.isDirty()) return true;
-    if (!editor.libraryName()) {
-        editor.saveProject(false);
-        editor.setSaveFailed(false);
-        return !editor.isDirty();
-    }
-    if (auto saved = saveManaged(editor); !saved) {
-        editor.setSaveFailed(true);
-        editor.setError("Your changes could not be saved: " + saved.error().message);
-        return false;
-    }
-    editor.markProjectSaved();
-    editor.setSaveFailed(false);
-    return !editor.isDirty();
-}
-
-Result<void> ProjectWindows::saveManaged(Editor& editor) {
-    if (auto written = editor.writeManagedProject(library_.projectURL(editor.id()), false); !written) return written;
-    stamps_[editor.id()] = stamp(editor.id());
-    const Clip* source = nullptr;
-    if (!editor.clips().empty())
-        source = &editor.clips().front();
-    else if (!editor.assets().empty())
-        source = &editor.assets().front();
-    std::optional<std::string> thumbnail;
-    if (source != nullptr) {
-        const auto picture = editor.thumbnails().find(source->url);
-        if (picture != editor.thumbnails().end() && picture->second) thumbnail = jpegData(*picture->second);
-    }
-    return library_.update(editor.id(), TimelineLayout::duration(editor.clips()), thumbnail);
-}
-
-bool ProjectWindows::confirmQuit() {
-    for (const auto& [id, editor] : editors_)
-        if (editor->busy()) return false;
-    for (const auto& [id, editor] : editors_)
-        if (editor->isDirty() && !flush(*editor)) return false;
-    return true;
 }
 
 }  // namespace kelvane

@@ -1,31 +1,42 @@
 #pragma once
 
+#include <QCoroTask>
 #include <QObject>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Editor/Editor.h"
+#include "Platform/TurnQueue.h"
+#include "ProjectSaving.h"
+#include "ProjectWork.h"
 #include "Storage/ProjectLibrary.h"
 #include "Workspace.h"
 
 namespace kelvane {
 
 /// The single owner of everything that is open: makes and keeps the editor of each open project, ties editors to
-/// windows, debounces autosave and is the one save path of library projects. A project has at most one editor, and an
-/// editor is shown by at most one window. Failures are shown through `error`; a failed flush is shown by its editor and
-/// stops the operation that needed it. The main thread only.
+/// windows, and carries out what is done to whole projects. A project has at most one editor, and an editor is shown by
+/// at most one window. Failures are shown through `error`; a failed flush is shown by its editor and stops the
+/// operation that needed it. The main thread only.
+///
+/// What waits for the disk or for other work is a task, and done when its task is. Projects open strictly in the order
+/// in which they were asked for; asking again for one that is on its way joins the first. Arguments are taken by value
+/// and windows may close meanwhile: a workspace without a window counts as none.
 class ProjectWindows final : public QObject {
     Q_OBJECT
 
 public:
-    /// `services` outlive this object.
+    /// `services` outlive this object. Reads the library in the background.
     ProjectWindows(EditorServices services, std::optional<FileURL> libraryRoot = std::nullopt);
     ~ProjectWindows() override;
 
     [[nodiscard]] ProjectLibrary& library() { return library_; }
+    /// Reads the library's rows again.
+    QCoro::Task<void> reload();
     /// Text of the alert "Unable to Complete".
     [[nodiscard]] const std::optional<std::string>& error() const { return error_; }
     void setError(std::optional<std::string> error);
@@ -33,75 +44,112 @@ public:
     std::function<void(const UUID&)> openWindow;
     /// Brings the whole application to the front.
     std::function<void()> activateApplication;
+    /// Told in a sentence what a person without a window to look at would miss: a save that failed, a quit that is
+    /// refused.
+    std::function<void(const std::string&)> tell;
 
     [[nodiscard]] const std::map<UUID, std::shared_ptr<Editor>>& editors() const { return editors_; }
     [[nodiscard]] const std::map<UUID, std::shared_ptr<Workspace>>& workspaces() const { return workspaces_; }
 
     /// A new editor with its hooks, entered nowhere.
     std::shared_ptr<Editor> makeEditor(const UUID& id);
-    std::shared_ptr<Editor> open(const LibraryProject& project, const std::shared_ptr<Workspace>& workspace,
-                                 bool newWindow);
+    /// Opens a project of the library in `workspace`, in the active window without one, or in a new window. Answers its
+    /// editor, or null where it did not come to be shown.
+    QCoro::Task<std::shared_ptr<Editor>> open(LibraryProject project, std::shared_ptr<Workspace> workspace,
+                                              bool newWindow);
     /// Opens a project file from outside: a library document as itself, another as a library copy, made once.
-    void openProject(const FileURL& file, const std::shared_ptr<Workspace>& workspace, bool newWindow);
+    QCoro::Task<void> openProject(FileURL file, std::shared_ptr<Workspace> workspace, bool newWindow);
     /// Opens a project at the start of its timeline.
-    void openPreview(UUID projectID);
+    QCoro::Task<void> openPreview(UUID projectID);
 
     /// The slot of a window that appears; without an id a fresh one.
     std::shared_ptr<Workspace> workspace(const std::optional<UUID>& id);
     /// Enters a window that now shows `workspace`. `window` stays until `unregister`.
     void attach(const std::shared_ptr<Workspace>& workspace, PlatformWindow* window);
+    /// Whether a window may close as it is: its project is not busy and has nothing left to save.
+    [[nodiscard]] bool mayClose(const Workspace& workspace) const;
     /// Whether a window may close: never while its project is busy, and only when its changes are saved.
-    bool shouldClose(const Workspace& workspace);
+    QCoro::Task<bool> confirmClose(std::shared_ptr<Workspace> workspace);
     void unregister(const std::shared_ptr<Workspace>& workspace);
     void updateWindow(const Workspace& workspace, bool dirty);
-    void showHome(const std::shared_ptr<Workspace>& workspace);
+    QCoro::Task<void> showHome(std::shared_ptr<Workspace> workspace);
 
     void newProject(const std::shared_ptr<Workspace>& workspace);
     void chooseProject(const std::shared_ptr<Workspace>& workspace);
-    Result<void> rename(UUID id, const std::string& name);
-    void duplicate(UUID id);
+    QCoro::Task<Result<void>> rename(UUID id, std::string name);
+    QCoro::Task<void> duplicate(UUID id);
     void remove(UUID id);
+    /// What is being done to whole projects, oldest first.
+    [[nodiscard]] const std::vector<std::shared_ptr<ProjectWork>>& work() const { return work_; }
+    /// Stops all such work that can still be stopped; nothing is left of it.
+    void cancelWork();
 
     /// Saves the project if it is dirty; answers whether nothing is left to save.
-    bool flush(Editor& editor);
+    QCoro::Task<bool> flush(std::shared_ptr<Editor> editor) { return saving_.flush(std::move(editor)); }
     /// Whether the application may end: never while anything is busy, and only when everything is saved.
-    bool confirmQuit();
+    QCoro::Task<bool> confirmQuit();
 
 Q_SIGNALS:
     void errorChanged();
     void libraryChanged();
+    void workChanged();
 
 private:
-    /// What a document was when it was last read or written here.
-    struct DocumentStamp {
-        std::int64_t size = -1;
-        std::int64_t modified = 0;
-        std::uint64_t inode = 0;
-        bool operator==(const DocumentStamp&) const = default;
+    using EditorPtr = std::shared_ptr<Editor>;
+    using WorkspacePtr = std::shared_ptr<Workspace>;
+    using WorkPtr = std::shared_ptr<ProjectWork>;
+    /// One opening under way, with what came of it for those who joined it.
+    struct Opening {
+        EditorPtr editor;
     };
-    [[nodiscard]] DocumentStamp stamp(const UUID& projectID) const;
-    std::shared_ptr<Editor> loadEditor(const LibraryProject& project);
+
+    // ProjectWindows.cpp
+    QCoro::Task<void> readLibrary();
+    QCoro::Task<EditorPtr> openInTurn(LibraryProject project, WorkspacePtr workspace, bool newWindow);
+    QCoro::Task<EditorPtr> showIn(WorkspacePtr target, EditorPtr editor);
+    EditorPtr showInNewWindow(const EditorPtr& editor);
+    QCoro::Task<EditorPtr> loadEditor(LibraryProject project);
     /// Reads a project again that another instance has saved while it was not served here.
-    bool refreshEditor(Editor& editor);
-    std::shared_ptr<Workspace> present(const std::shared_ptr<Workspace>& workspace) const;
-    std::shared_ptr<Workspace> workspaceShowing(const UUID& projectID) const;
-    std::shared_ptr<Workspace> keyWorkspace() const;
+    QCoro::Task<bool> refreshEditor(EditorPtr editor);
+    QCoro::Task<Result<void>> readProject(EditorPtr editor, std::string name);
+    void enter(const EditorPtr& editor, const LibraryProject& project);
+    QCoro::Task<Result<LibraryProject>> importProject(FileURL file);
+    QCoro::Task<bool> canSave(UUID projectID, FileURL url);
+    [[nodiscard]] WorkspacePtr present(const WorkspacePtr& workspace) const;
+    [[nodiscard]] WorkspacePtr workspaceShowing(const UUID& projectID) const;
+    [[nodiscard]] WorkspacePtr activeWorkspace() const;
     bool connectSession(Editor& editor);
-    bool canSave(const UUID& projectID, const FileURL& url) const;
-    Result<void> saveManaged(Editor& editor);
-    void scheduleAutosave(const std::shared_ptr<Editor>& editor);
     void leaveEditor(Workspace& workspace);
-    void finishRemoval(const LibraryProject& project);
+    /// Why the application may not end now; nothing when nothing is busy.
+    [[nodiscard]] std::optional<std::string> reasonToStay() const;
+
+    // ProjectWindowsLibrary.cpp
+    QCoro::Task<void> createProject(std::string name, WorkspacePtr workspace);
+    QCoro::Task<void> finishRemoval(LibraryProject project);
+    void closeRemoved(const LibraryProject& project);
+    WorkPtr beginWork(ProjectWork::Kind kind, const UUID& projectID, std::string name);
+    void endWork(const WorkPtr& work);
+    /// Carries progress from the thread that works to `work`.
+    ProgressReport report(const WorkPtr& work);
+    [[nodiscard]] bool isWorkedOn(const UUID& projectID) const;
+    [[nodiscard]] bool isBusy(const UUID& projectID) const;
+    /// Shows a failure, unless somebody asked for it.
+    void showError(const Error& error);
 
     EditorServices services_;
     ProjectLibrary library_;
+    ProjectSaving saving_;
     std::optional<std::string> error_;
-    std::map<UUID, std::shared_ptr<Editor>> editors_;
+    std::map<UUID, EditorPtr> editors_;
     std::map<UUID, PlatformWindow*> windows_;
-    std::map<UUID, std::shared_ptr<Workspace>> workspaces_;
-    std::map<UUID, std::shared_ptr<Editor>> pendingWindows_;
-    std::map<UUID, Timer> autosaves_;
-    std::map<UUID, DocumentStamp> stamps_;
+    std::map<UUID, WorkspacePtr> workspaces_;
+    std::map<UUID, EditorPtr> pendingWindows_;
+    std::vector<WorkPtr> work_;
+    TurnQueue opens_;
+    /// By the id of the project.
+    std::map<UUID, std::weak_ptr<Opening>> openings_;
+    /// Openings under way and waiting.
+    int openCount_ = 0;
 };
 
 }  // namespace kelvane

@@ -116,7 +116,8 @@ Result<std::string> readFile(const std::string& path, std::size_t limit) {
     return data;
 }
 
-Result<void> writeFileAtomically(const std::string& path, std::string_view data, unsigned mode) {
+Result<void> writeFileAtomically(const std::string& path, std::string_view data, unsigned mode, Durability durability) {
+    const bool isSynced = durability == Durability::synced;
     if (path.find('\0') != std::string::npos) {
         errno = ENOENT;
         return fail(writeFailure(path));
@@ -138,9 +139,10 @@ Result<void> writeFileAtomically(const std::string& path, std::string_view data,
     if (!file.isOpen()) return fail(writeFailure(path));
     TemporaryFile temporary(temporaryPath);
     if (exists && !inheritOwnerAndPermission(file.get(), old)) return fail(writeFailure(path));
-    if (!file.writeAll(data) || !file.sync()) return fail(writeFailure(path));
+    if (!file.writeAll(data) || (isSynced && !file.sync())) return fail(writeFailure(path));
     if (rename(temporaryPath.c_str(), target->c_str()) != 0) return fail(writeFailure(path));
     temporary.keep();
+    if (!isSynced) return {};
 
     // A folder that may be written but not read can't be opened; then its whole file system is synced.
     // The new file stands from here on: a failure of this sync must not be taken for a write that left the old one.

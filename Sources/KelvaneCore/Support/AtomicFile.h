@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,13 +16,18 @@ Result<std::string> readFile(const std::string& path, std::size_t limit = std::s
 /// How the names of half-written files begin; a UUID follows. One whose writer was killed stays until it is swept.
 inline constexpr std::string_view temporaryFilePrefix = ".kelvane-";
 
+/// Whether a write waits for the disk. What only the running system needs to find is not worth the wait.
+enum class Durability : std::uint8_t { synced, unsynced };
+
 /// Replaces the file at `path` by `data`, whole and durably: a temporary file in the same folder is written,
 /// synced and renamed over `path`, and then the folder is synced. On failure the old file stays as it was and
 /// no temporary file is left. A folder that fails to sync in the end is no failure: the new file is there. `mode`,
 /// less the process's mask, is the permission of a file that did not exist; an existing file's permission is kept.
 /// Where `path` is a link, its target is replaced and the link stays; a folder, pipe or device is refused.
-/// Any thread; blocks for the length of the syncs.
-Result<void> writeFileAtomically(const std::string& path, std::string_view data, unsigned mode = 0644);
+/// Any thread; blocks for the length of the syncs. With `Durability::unsynced` the same without the syncs: whole or not
+/// there for every reader, but gone or torn after a power cut.
+Result<void> writeFileAtomically(const std::string& path, std::string_view data, unsigned mode = 0644,
+                                 Durability durability = Durability::synced);
 
 /// Whether something is at `path`, links followed; false for what can't be asked for. Any thread.
 bool fileExists(const std::string& path);

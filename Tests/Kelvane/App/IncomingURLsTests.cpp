@@ -55,17 +55,21 @@ protected:
 TEST_F(IncomingURLQueueTests, WhatComesBeforeTheFirstWindowWaitsForItInOrder) {
     const auto row = project("Linked");
     queue.open({outside("One"), outside("Two")});
+    context.settle();
     queue.open({link(row.id.upper())});
+    context.settle();
     EXPECT_TRUE(windows->editors().empty());
     const auto workspace = show(first);
     first.active = true;
     queue.start(*windows);
+    context.settle();
     EXPECT_EQ(opened(), (std::vector<std::string>{"Linked", "One", "Two"}));
     EXPECT_EQ(windows->editors().size(), 3U);
     ASSERT_TRUE(workspace->editor());
     EXPECT_EQ(workspace->editor()->title(), "Linked") << "the last one stays in the window";
     EXPECT_EQ(activated, 1);
     queue.start(*windows);
+    context.settle();
     EXPECT_EQ(activated, 1) << "a URL is handled once";
 }
 
@@ -73,7 +77,9 @@ TEST_F(IncomingURLQueueTests, WhatComesLaterIsHandledAtOnceInOrder) {
     const auto workspace = show(first);
     first.active = true;
     queue.start(*windows);
+    context.settle();
     queue.open({outside("One"), outside("Two")});
+    context.settle();
     EXPECT_EQ(opened(), (std::vector<std::string>{"One", "Two"}));
     ASSERT_TRUE(workspace->editor());
     EXPECT_EQ(workspace->editor()->title(), "Two");
@@ -83,11 +89,14 @@ TEST_F(IncomingURLQueueTests, NothingIsHandledWhileWindowsCantBeOpened) {
     const auto workspace = show(first);
     first.active = true;
     queue.start(*windows);
+    context.settle();
     const auto openWindow = std::exchange(windows->openWindow, nullptr);
     queue.open({outside("One")});
+    context.settle();
     EXPECT_EQ(workspace->editor(), nullptr);
     windows->openWindow = openWindow;
     queue.start(*windows);
+    context.settle();
     ASSERT_TRUE(workspace->editor());
     EXPECT_EQ(workspace->editor()->title(), "One");
 }
@@ -97,11 +106,13 @@ TEST_F(IncomingURLQueueTests, AnythingThatIsNoFileAndNoLinkIsDroppedWithoutAWord
     const auto workspace = show(first);
     first.active = true;
     queue.start(*windows);
+    context.settle();
     for (const auto& text :
          {std::string("kelvane://project/not-an-id"), std::string("kelvane://project/"), std::string("kelvane:"),
           "kelvane://project/" + row.id.upper() + "/", "kelvane://project/" + row.id.upper() + "?x=1",
           "kelvane://projects/" + row.id.upper(), "https://project/" + row.id.upper()}) {
         queue.open({FileURL::parse(text).value()});
+        context.settle();
         EXPECT_EQ(workspace->editor(), nullptr) << text;
         EXPECT_EQ(windows->error(), std::nullopt) << text;
     }
@@ -111,7 +122,9 @@ TEST_F(IncomingURLQueueTests, AnythingThatIsNoFileAndNoLinkIsDroppedWithoutAWord
 TEST_F(IncomingURLQueueTests, ALinkToAnUnknownProjectIsTold) {
     show(first);
     queue.start(*windows);
+    context.settle();
     queue.open({link(uuid(7).upper())});
+    context.settle();
     EXPECT_EQ(windows->error(), "This project is no longer in your Kelvane library.");
 }
 
@@ -119,10 +132,13 @@ TEST_F(IncomingURLQueueTests, AFileOrLinkThatComesTwiceOpensOneProject) {
     const auto file = outside("One");
     const auto row = project("A");
     queue.open({file, file, link(row.id.upper()), link(row.id.upper())});
+    context.settle();
     show(first);
     first.active = true;
     queue.start(*windows);
+    context.settle();
     queue.open({file});
+    context.settle();
     EXPECT_EQ(opened(), (std::vector<std::string>{"A", "One"}));
     EXPECT_EQ(windows->editors().size(), 2U);
     EXPECT_TRUE(asked.empty());
@@ -134,7 +150,9 @@ TEST_F(IncomingURLQueueTests, AFileThatCantBeReadDoesNotStopTheNext) {
     const auto workspace = show(first);
     first.active = true;
     queue.open({folder.url("Outside/Bad.kelvane"), outside("Good")});
+    context.settle();
     queue.start(*windows);
+    context.settle();
     EXPECT_TRUE(windows->error());
     ASSERT_TRUE(workspace->editor());
     EXPECT_EQ(workspace->editor()->title(), "Good");

@@ -3,6 +3,7 @@
 #include <QGuiApplication>
 #include <QTest>
 #include <QTimer>
+#include <qtestsupport_core.h>
 
 #include "App/KelvaneApp.h"
 #include "Storage/ProjectFile.h"
@@ -60,6 +61,10 @@ protected:
         const int status = QCoreApplication::exec();
         return late ? std::nullopt : std::optional(status);
     }
+    /// Runs the event loop until the window has this title; false when that doesn't come.
+    static bool becomesTitled(const char* title) {
+        return QTest::qWaitFor([title] { return !shown().isEmpty() && shown().front()->title() == title; }, 20'000);
+    }
     FileURL projectFile(const std::string& name) const {
         const auto file = folder.url(name + ".kelvane");
         EXPECT_TRUE(
@@ -82,12 +87,13 @@ TEST_F(KelvaneAppTests, ClosingTheLastWindowEndsTheApplication) {
 TEST_F(KelvaneAppTests, AFileThatCameBeforeTheFirstWindowIsShownThere) {
     start({projectFile("Trailer")});
     ASSERT_EQ(shown().size(), 1);
-    EXPECT_EQ(shown().front()->title(), "Trailer");
+    EXPECT_TRUE(becomesTitled("Trailer"));
     EXPECT_EQ(run([] { shown().front()->close(); }), 0);
 }
 
 TEST_F(KelvaneAppTests, AQuitIsGrantedWhenNothingStandsAgainstIt) {
     start({projectFile("Trailer")});
+    EXPECT_TRUE(becomesTitled("Trailer"));
     EXPECT_EQ(run([this] { app->requestQuit(); }), 0);
 }
 

@@ -126,8 +126,9 @@ TEST_F(Announcements, AnImportAnnouncesItsWorkAndWhatItBrings) {
 
 TEST_F(Announcements, SavingAnnouncesContentAlone) {
     trim(3);
-    EXPECT_THAT(announced([this] { ASSERT_TRUE(editor->writeManagedProject(projectFile(), true)); }),
-                ElementsAre("content"));
+    const auto writing = editor->writeManagedProject(projectFile(), true);
+    EXPECT_THAT(announced([this] { context.drain(); }), ElementsAre("content"));
+    EXPECT_FALSE(editor->isDirty());
     EXPECT_THAT(announced([this] { editor->setSaveFailed(true); }), ElementsAre("content"));
     EXPECT_THAT(announced([this] { editor->setLibraryName("Other"); }), ElementsAre("content"));
 }

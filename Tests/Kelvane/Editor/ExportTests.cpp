@@ -157,7 +157,7 @@ TEST_F(Export, SourcesAndTheProjectAreNeverReplaced) {
     }
     EXPECT_EQ(contents(movie), "media of a.mov");
     const FileURL project = place("Project.mov");
-    ASSERT_TRUE(editor->writeManagedProject(project, true));
+    ASSERT_TRUE(writeManaged(project, true));
     EXPECT_EQ(run(project, true), refused);
     EXPECT_EQ(run(mediaFolder().appending("Film.mov"), false), done) << "a new name in the project's folder is allowed";
 }

@@ -287,7 +287,7 @@ TEST_F(History, TheTitleIsTheLibrarysNameOrTheFilesOrUntitled) {
     EXPECT_EQ(editor->title(), "Trailer");
     makeEditor(false);
     EXPECT_EQ(editor->title(), "Untitled");
-    ASSERT_TRUE(editor->writeManagedProject(folder().appending("Summer.kelvane"), true));
+    ASSERT_TRUE(writeManaged(folder().appending("Summer.kelvane"), true));
     EXPECT_EQ(editor->title(), "Summer");
 }
 

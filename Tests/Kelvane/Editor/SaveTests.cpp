@@ -31,6 +31,8 @@ Project read(const FileURL& file) {
     return project.value_or(Project());
 }
 
+QCoro::Task<bool> refused() { co_return false; }
+
 class Load : public EditorFixture {
 protected:
     void write(const Project& project) {
@@ -43,7 +45,7 @@ TEST_F(Load, AProjectWhoseMediaIsInPlaceIsNotRewritten) {
     const FileURL file = makeManaged("a.mov", FakeFile::video(4));
     write({1, {videoClip(1, file, 4)}, Clips{videoClip(9, file, 4)}, mediaFolder()});
     const ino_t before = inode(projectFile());
-    ASSERT_TRUE(editor->loadProject(projectFile()));
+    ASSERT_TRUE(load(projectFile()));
     EXPECT_EQ(inode(projectFile()), before);
     EXPECT_EQ(editor->clips(), Clips{videoClip(1, file, 4)});
     EXPECT_EQ(editor->assets(), Clips{videoClip(9, file, 4)});
@@ -66,7 +68,7 @@ TEST_F(Load, AProjectThatOnlyNamesAnotherMediaFolderIsRewritten) {
         SCOPED_TRACE(row.what);
         write({1, {videoClip(1, file, 4)}, Clips{videoClip(9, file, 4)}, row.mediaRoot});
         const ino_t before = inode(projectFile());
-        ASSERT_TRUE(editor->loadProject(projectFile()));
+        ASSERT_TRUE(load(projectFile()));
         EXPECT_EQ(inode(projectFile()) != before, row.rewritten);
         EXPECT_EQ(read(projectFile()).mediaRoot->path(), mediaFolder().path());
     }
@@ -75,7 +77,7 @@ TEST_F(Load, AProjectThatOnlyNamesAnotherMediaFolderIsRewritten) {
 TEST_F(Load, MediaFromElsewhereIsCopiedInBeforeAnythingShows) {
     const FileURL outside = makeSource("a.mov", FakeFile::video(4));
     write({1, {videoClip(1, outside, 4)}, Clips{videoClip(9, outside, 4)}, std::nullopt});
-    ASSERT_TRUE(editor->loadProject(projectFile()));
+    ASSERT_TRUE(load(projectFile()));
     ASSERT_THAT(editor->clips(), SizeIs(1));
     const Clip& clip = editor->clips()[0];
     EXPECT_EQ(clip.originalURL, outside);
@@ -102,7 +104,7 @@ TEST_F(Load, AFailingCopyLeavesTheEditorAndTheFileAlone) {
     std::filesystem::rename(mediaFolder().path(), folder().appending("Away").path());
     std::ofstream(mediaFolder().path()) << "no folder";
 
-    const Result<void> loaded = editor->loadProject(second);
+    const Result<void> loaded = load(second);
     ASSERT_FALSE(loaded);
     EXPECT_FALSE(loaded.error().message.empty());
     EXPECT_EQ(editor->clipArray(), clips);
@@ -117,8 +119,8 @@ TEST_F(Load, AFileThatIsNoProjectLeavesTheEditorAlone) {
     load({videoClip(1, inside, 4)});
     const FileURL broken = library().appending("Broken.kelvane");
     std::ofstream(broken.path()) << "{";
-    EXPECT_FALSE(editor->loadProject(broken));
-    EXPECT_FALSE(editor->loadProject(library().appending("Absent.kelvane")));
+    EXPECT_FALSE(load(broken));
+    EXPECT_FALSE(load(library().appending("Absent.kelvane")));
     EXPECT_EQ(editor->projectURL(), projectFile());
     EXPECT_EQ(ids(editor->clips()), std::vector{uuid(1)});
 }
@@ -131,7 +133,7 @@ TEST_F(Load, ALoadForgetsHistoryGestureAndPlayhead) {
     editor->undo();
     editor->seekPreview(3);
     editor->beginInteraction();
-    ASSERT_TRUE(editor->loadProject(projectFile()));
+    ASSERT_TRUE(load(projectFile()));
     EXPECT_THAT(editor->undoStack(), IsEmpty());
     EXPECT_THAT(editor->redoStack(), IsEmpty());
     EXPECT_EQ(editor->interactionSnapshot(), std::nullopt);
@@ -144,7 +146,7 @@ TEST_F(Load, OutsideTheLibraryFilesStayWhereTheyAre) {
     const FileURL file = makeSource("a.mov", FakeFile::video(4));
     write({1, {videoClip(1, file, 4)}, Clips{}, std::nullopt});
     const ino_t before = inode(projectFile());
-    ASSERT_TRUE(editor->loadProject(projectFile()));
+    ASSERT_TRUE(load(projectFile()));
     EXPECT_EQ(editor->clips()[0].url, file);
     EXPECT_EQ(inode(projectFile()), before);
     EXPECT_EQ(editor->title(), "Project");
@@ -225,14 +227,14 @@ protected:
 TEST_F(Save, ANewProjectAsksForItsPlaceOnce) {
     makeFileProject();
     panels.destinations.push_back(place("A.kelvane"));
-    editor->saveProject(false);
+    save(false);
     EXPECT_THAT(panels.askedDestinations,
                 ElementsAre(FakePanels::DestinationQuestion{PanelContent::project, "Untitled.kelvane", ""}));
     EXPECT_EQ(editor->projectURL(), place("A.kelvane"));
     EXPECT_FALSE(editor->isDirty());
     EXPECT_THAT(panels.recentDocuments, ElementsAre(place("A.kelvane")));
     editor->commit({});
-    editor->saveProject(false);
+    save(false);
     EXPECT_THAT(panels.askedDestinations, SizeIs(1));
     EXPECT_THAT(read(place("A.kelvane")).clips, IsEmpty());
     EXPECT_FALSE(editor->isDirty());
@@ -242,8 +244,8 @@ TEST_F(Save, ANewProjectAsksForItsPlaceOnce) {
 TEST_F(Save, SaveAsOfAFileProjectTakesItsMediaAlong) {
     makeFileProject();
     panels.destinations = {place("A.kelvane"), place("B.kelvane")};
-    editor->saveProject(false);
-    editor->saveProject(true);
+    save(false);
+    save(true);
     EXPECT_EQ(panels.askedDestinations[1].proposedName, "A.kelvane");
     EXPECT_EQ(editor->projectURL(), place("B.kelvane"));
     EXPECT_EQ(editor->clips()[0].url, source);
@@ -257,9 +259,9 @@ TEST_F(Save, SaveAsOfAFileProjectTakesItsMediaAlong) {
 TEST_F(Save, OnlyALoadTurnsToTheCopies) {
     makeFileProject();
     panels.destinations = {place("B.kelvane")};
-    editor->saveProject(true);
+    save(true);
     ASSERT_EQ(editor->clips()[0].url, source);
-    ASSERT_TRUE(editor->loadProject(place("B.kelvane")));
+    ASSERT_TRUE(load(place("B.kelvane")));
     EXPECT_TRUE(editor->clips()[0].url.path().starts_with(place("B.media").path() + "/"));
     EXPECT_EQ(editor->clips()[0].originalURL, source);
 }
@@ -267,8 +269,8 @@ TEST_F(Save, OnlyALoadTurnsToTheCopies) {
 TEST_F(Save, APlainSaveAfterItWritesTheEditorsOwnPlaces) {
     makeFileProject();
     panels.destinations = {place("B.kelvane")};
-    editor->saveProject(true);
-    editor->saveProject(false);
+    save(true);
+    save(false);
     Project saved = read(place("B.kelvane"));
     EXPECT_EQ(saved.clips[0].url, source);
     EXPECT_EQ(saved.mediaRoot, std::nullopt);
@@ -279,7 +281,7 @@ TEST_F(Save, SaveAsOfALibraryProjectWritesACopyAndStays) {
     makeLibraryProject();
     ASSERT_TRUE(editor->isDirty());
     panels.destinations = {place("Copy.kelvane")};
-    editor->saveProject(true);
+    save(true);
     EXPECT_EQ(panels.askedDestinations[0].proposedName, "Trailer.kelvane");
     EXPECT_TRUE(exists(place("Copy.media")));
     EXPECT_THAT(read(place("Copy.kelvane")).clips, SizeIs(2));
@@ -290,7 +292,7 @@ TEST_F(Save, SaveAsOfALibraryProjectWritesACopyAndStays) {
 
 TEST_F(Save, APlainSaveOfALibraryProjectIsNoRecentDocument) {
     makeLibraryProject();
-    editor->saveProject(false);
+    save(false);
     EXPECT_FALSE(editor->isDirty());
     EXPECT_THAT(panels.askedDestinations, IsEmpty());
     EXPECT_THAT(panels.recentDocuments, IsEmpty());
@@ -300,7 +302,7 @@ TEST_F(Save, APlainSaveOfALibraryProjectIsNoRecentDocument) {
 
 TEST_F(Save, ACancelledPanelDoesNothing) {
     makeFileProject();
-    editor->saveProject(false);
+    save(false);
     EXPECT_THAT(panels.askedDestinations, SizeIs(1));
     EXPECT_EQ(editor->projectURL(), std::nullopt);
     EXPECT_TRUE(editor->isDirty());
@@ -311,10 +313,11 @@ TEST_F(Save, ACancelledPanelDoesNothing) {
 TEST_F(Save, AnEditDuringThePanelIsSavedAlong) {
     makeFileProject();
     panels.hold = true;
-    editor->saveProject(false);
+    save(false);
     editor->commit({});
     panels.destinations.push_back(place("A.kelvane"));
     panels.release();
+    context.settle();
     EXPECT_THAT(read(place("A.kelvane")).clips, IsEmpty());
     EXPECT_FALSE(editor->isDirty());
 }
@@ -323,22 +326,23 @@ TEST_F(Save, APanelThatOutlivesTheEditorSavesNothing) {
     makeFileProject();
     panels.hold = true;
     panels.destinations.push_back(place("A.kelvane"));
-    editor->saveProject(false);
+    save(false);
     editor.reset();
     context.settle();
     panels.release();
+    context.settle();
     EXPECT_FALSE(exists(place("A.kelvane")));
 }
 
 TEST_F(Save, AProjectThatAnotherWindowHasOpenIsNotOverwritten) {
     makeFileProject();
     std::vector<FileURL> asked;
-    editor->canSaveToURL = [&asked](const FileURL& url) {
-        asked.push_back(url);
-        return false;
+    editor->canSaveToURL = [&asked](FileURL url) {
+        asked.push_back(std::move(url));
+        return refused();
     };
     panels.destinations.push_back(place("A.kelvane"));
-    editor->saveProject(false);
+    save(false);
     EXPECT_THAT(asked, ElementsAre(place("A.kelvane")));
     EXPECT_EQ(editor->error(),
               "This project is already open in another window. Choose a different name with Save Project As.");
@@ -352,7 +356,7 @@ TEST_F(Save, AFailedSaveIsToldAndLeavesEverything) {
     panels.destinations.push_back(place("Gone").appending("A.kelvane"));
     // The media folder can't be made where a file stands in the way.
     std::ofstream(place("Gone").path()) << "no folder";
-    editor->saveProject(false);
+    save(false);
     ASSERT_TRUE(editor->error());
     EXPECT_FALSE(editor->error()->empty());
     EXPECT_TRUE(editor->isDirty());
@@ -365,7 +369,7 @@ TEST_F(Save, AFailedWriteRemovesTheMediaThatWasCopied) {
     // A folder of the file's own name can't be replaced by a file.
     std::filesystem::create_directories(place("A.kelvane").appending("inside").path());
     panels.destinations.push_back(place("A.kelvane"));
-    editor->saveProject(false);
+    save(false);
     EXPECT_TRUE(editor->error());
     EXPECT_TRUE(editor->isDirty());
     EXPECT_TRUE(!exists(place("A.media")) || entries(place("A.media")).empty());
@@ -374,8 +378,8 @@ TEST_F(Save, AFailedWriteRemovesTheMediaThatWasCopied) {
 TEST_F(Save, NothingIsSavedWhileBusy) {
     makeFileProject();
     beBusy();
-    editor->saveProject(false);
-    editor->saveProject(true);
+    testing::finish(context, editor->saveProject(false));
+    testing::finish(context, editor->saveProject(true));
     EXPECT_THAT(panels.askedDestinations, IsEmpty());
 }
 
@@ -383,11 +387,11 @@ TEST_F(Save, AManagedWriteMarksSavedWhenAsked) {
     makeLibraryProject();
     editor->setSaveFailed(true);
     const FileURL other = library().appending("Other.kelvane");
-    ASSERT_TRUE(editor->writeManagedProject(other, false));
+    ASSERT_TRUE(writeManaged(other, false));
     EXPECT_EQ(editor->projectURL(), other);
     EXPECT_TRUE(editor->isDirty());
     EXPECT_TRUE(editor->saveFailed());
-    ASSERT_TRUE(editor->writeManagedProject(other, true));
+    ASSERT_TRUE(writeManaged(other, true));
     EXPECT_FALSE(editor->isDirty());
     EXPECT_FALSE(editor->saveFailed());
     const Project saved = read(other);
@@ -397,7 +401,7 @@ TEST_F(Save, AManagedWriteMarksSavedWhenAsked) {
 
 TEST_F(Save, AFailedManagedWriteIsAnswered) {
     makeLibraryProject();
-    const Result<void> written = editor->writeManagedProject(place("Gone").appending("A.kelvane"), true);
+    const Result<void> written = writeManaged(place("Gone").appending("A.kelvane"), true);
     ASSERT_FALSE(written);
     EXPECT_EQ(editor->projectURL(), projectFile());
     EXPECT_TRUE(editor->isDirty());
@@ -406,7 +410,7 @@ TEST_F(Save, AFailedManagedWriteIsAnswered) {
 
 TEST_F(Save, ASavedProjectCanBeUndoneIntoADirtyOne) {
     makeLibraryProject();
-    editor->saveProject(false);
+    save(false);
     editor->undo();
     EXPECT_TRUE(editor->isDirty());
     editor->redo();

@@ -102,13 +102,15 @@ TEST_F(AIAssistantSessionCommands, ProjectAnswersWhileAnImportRunsAndWritesDoNot
     EXPECT_EQ(refusal(perform("undo", {{"revision", "stale"}})), changedText);
 }
 
+QCoro::Task<Result<void>> answering(Result<void> answer) { co_return answer; }
+
 TEST_F(AIAssistantSessionCommands, RenamePassesTheNameOnAndKeepsTheRevision) {
     std::vector<std::string> names;
-    editor->onRenameProject = [&](const std::string& name) -> Result<void> {
+    editor->onRenameProject = [&](const std::string& name) {
         names.push_back(name);
-        if (name == " ") return fail("Name your project.");
+        if (name == " ") return answering(fail("Name your project."));
         editor->setLibraryName("Renamed");
-        return {};
+        return answering({});
     };
     const auto before = revision();
     const json reply = document(write("rename", {{"name", "  New name "}}));

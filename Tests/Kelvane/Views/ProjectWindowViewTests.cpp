@@ -41,7 +41,7 @@ protected:
                 .redo = view.canRedo()};
     }
     std::shared_ptr<Editor> openClip() {
-        auto editor = windows->open(projectWithClip("A"), workspace, false);
+        auto editor = open(projectWithClip("A"), workspace, false);
         context.settle();
         return editor;
     }
@@ -55,6 +55,7 @@ TEST_F(ProjectWindowViewTests, OnTheHomeNothingActsOnAProject) {
     EXPECT_EQ(enabled(), (Enabled{.home = true}));
     // Harmless all the same.
     view.save();
+    context.settle();
     view.undo();
     view.redo();
     view.importMedia();
@@ -66,16 +67,18 @@ TEST_F(ProjectWindowViewTests, OnTheHomeNothingActsOnAProject) {
     // Making and opening projects works from here.
     panels.names = {"New"};
     view.newProject();
+    context.settle();
     EXPECT_EQ(view.title(), "New");
     view.showHome();
     ASSERT_TRUE(ProjectFile::write(Project{}, folder.url("Chosen.kelvane")));
     panels.files.push_back({folder.url("Chosen.kelvane")});
     view.chooseProject();
+    context.settle();
     EXPECT_EQ(view.title(), "Chosen");
 }
 
 TEST_F(ProjectWindowViewTests, AProjectEnablesWhatItHasReasonFor) {
-    const auto empty = windows->open(project("Empty"), workspace, false);
+    const auto empty = open(project("Empty"), workspace, false);
     EXPECT_EQ(enabled(), (Enabled{.home = true, .import = true, .save = true})) << "no clips, no history";
     const auto editor = openClip();
     EXPECT_EQ(enabled(), (Enabled{.home = true, .import = true, .save = true, .exportVideo = true}));
@@ -101,6 +104,7 @@ TEST_F(ProjectWindowViewTests, AnImportKeepsEverythingOutUntilItEnds) {
     view.showHome();
     EXPECT_FALSE(view.showsHome());
     view.save();
+    context.settle();
     EXPECT_TRUE(editor->isDirty());
     context.settle();
     EXPECT_EQ(enabled(), before);
@@ -128,6 +132,7 @@ TEST_F(ProjectWindowViewTests, SavingWritesAtOnce) {
     EXPECT_TRUE(first.unsaved);
     EXPECT_EQ(view.status(), "Saving…");
     view.save();
+    context.settle();
     context.runPosted();
     EXPECT_FALSE(view.edited());
     EXPECT_FALSE(first.unsaved);
@@ -237,7 +242,9 @@ TEST_F(ProjectWindowSurfaceTests, ABusyWindowStaysOpenAndItsWayHomeIsShut) {
     EXPECT_TRUE(window()->isVisible());
     context.settle();
     EXPECT_TRUE(isEnabled("Projects"));
-    EXPECT_TRUE(window()->close());
+    EXPECT_FALSE(window()->close()) << "not before everything is saved";
+    EXPECT_TRUE(window()->isVisible());
+    context.settle();
     EXPECT_FALSE(window()->isVisible());
     EXPECT_FALSE(editor->isDirty()) << "closing saves";
     EXPECT_EQ(warnings, std::vector<std::string>());

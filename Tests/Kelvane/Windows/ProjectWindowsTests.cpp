@@ -18,7 +18,7 @@ class ProjectWindowsTests : public WindowsFixture {};
 TEST_F(ProjectWindowsTests, AProjectOpensInTheGivenWindowAndIsConnected) {
     const auto row = project("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     ASSERT_TRUE(editor);
     EXPECT_EQ(workspace->editor(), editor);
     EXPECT_EQ(editor->id(), row.id);
@@ -33,17 +33,17 @@ TEST_F(ProjectWindowsTests, WithoutATargetTheKeyWindowIsUsed) {
     const auto one = show(first);
     const auto two = show(second);
     second.active = true;
-    const auto editor = windows->open(project("A"), nullptr, false);
+    const auto editor = open(project("A"), nullptr, false);
     EXPECT_EQ(one->editor(), nullptr);
     EXPECT_EQ(two->editor(), editor);
 }
 
 TEST_F(ProjectWindowsTests, WithoutAnyWindowANewOneIsAskedForAndTakesTheEditorOver) {
     const auto row = project("A");
-    const auto editor = windows->open(row, nullptr, false);
+    const auto editor = open(row, nullptr, false);
     ASSERT_EQ(asked.size(), 1u);
     EXPECT_TRUE(editor->ai().isConnected());
-    EXPECT_EQ(windows->open(row, nullptr, true), editor) << "its window is on the way";
+    EXPECT_EQ(open(row, nullptr, true), editor) << "its window is on the way";
     EXPECT_EQ(asked.size(), 1u);
     const auto workspace = show(first, asked.front());
     EXPECT_EQ(workspace->id(), asked.front());
@@ -55,9 +55,9 @@ TEST_F(ProjectWindowsTests, AProjectThatAnotherWindowShowsComesForwardThere) {
     const auto row = project("A");
     const auto one = show(first);
     const auto two = show(second);
-    const auto editor = windows->open(row, one, false);
-    EXPECT_EQ(windows->open(row, two, false), editor);
-    EXPECT_EQ(windows->open(row, two, true), editor);
+    const auto editor = open(row, one, false);
+    EXPECT_EQ(open(row, two, false), editor);
+    EXPECT_EQ(open(row, two, true), editor);
     EXPECT_EQ(first.brought, 2);
     EXPECT_EQ(two->editor(), nullptr);
     EXPECT_TRUE(asked.empty());
@@ -65,9 +65,9 @@ TEST_F(ProjectWindowsTests, AProjectThatAnotherWindowShowsComesForwardThere) {
 
 TEST_F(ProjectWindowsTests, ABusyWindowIsNotTakenOver) {
     const auto workspace = show(first);
-    const auto busy = windows->open(projectWithClip("A"), workspace, false);
+    const auto busy = open(projectWithClip("A"), workspace, false);
     beginImport(*busy);
-    const auto other = windows->open(project("B"), workspace, false);
+    const auto other = open(project("B"), workspace, false);
     ASSERT_TRUE(other);
     EXPECT_EQ(workspace->editor(), busy);
     EXPECT_EQ(asked.size(), 1u);
@@ -77,14 +77,14 @@ TEST_F(ProjectWindowsTests, ABusyWindowIsNotTakenOver) {
 TEST_F(ProjectWindowsTests, AReplacedProjectIsSavedSuspendedAndKeptWithItsHistory) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     edit(*editor);
-    const auto other = windows->open(project("B"), workspace, false);
+    const auto other = open(project("B"), workspace, false);
     EXPECT_EQ(workspace->editor(), other);
     EXPECT_EQ(savedVolume(row), 0.5);
     EXPECT_FALSE(editor->ai().isConnected());
     EXPECT_EQ(windows->editors().size(), 2u);
-    EXPECT_EQ(windows->open(row, workspace, false), editor);
+    EXPECT_EQ(open(row, workspace, false), editor);
     EXPECT_EQ(editor->undoStack().size(), 1u);
     EXPECT_TRUE(editor->ai().isConnected());
 }
@@ -92,17 +92,17 @@ TEST_F(ProjectWindowsTests, AReplacedProjectIsSavedSuspendedAndKeptWithItsHistor
 TEST_F(ProjectWindowsTests, ASwitchStopsWhenTheOldProjectCantBeSaved) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     edit(*editor);
     breakDocument(row);
-    EXPECT_EQ(windows->open(project("B"), workspace, false), nullptr);
+    EXPECT_EQ(open(project("B"), workspace, false), nullptr);
     EXPECT_EQ(workspace->editor(), editor);
     EXPECT_TRUE(editor->ai().isConnected());
     EXPECT_TRUE(editor->saveFailed());
     ASSERT_TRUE(editor->error());
     EXPECT_TRUE(editor->error()->starts_with("Your changes could not be saved: ")) << *editor->error();
     mendDocument(row);
-    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_TRUE(flush(editor));
     EXPECT_FALSE(editor->saveFailed());
     EXPECT_EQ(savedVolume(row), 0.5);
 }
@@ -111,7 +111,7 @@ TEST_F(ProjectWindowsTests, AProjectThatDoesNotLoadSetsTheAlertAndOpensNothing) 
     const auto row = project("A");
     folder.write("Projects/" + row.id.upper() + "/Project.kelvane", "no JSON");
     const auto workspace = show(first);
-    EXPECT_EQ(windows->open(row, workspace, false), nullptr);
+    EXPECT_EQ(open(row, workspace, false), nullptr);
     EXPECT_TRUE(windows->error());
     EXPECT_EQ(workspace->editor(), nullptr);
     EXPECT_TRUE(windows->editors().empty());
@@ -126,9 +126,9 @@ TEST_F(ProjectWindowsTests, AnOutsideFileIsImportedOnce) {
     ASSERT_TRUE(ProjectFile::write(contents, file));
     std::filesystem::create_symlink(file.path(), folder.path("link.kelvane"));
     const auto workspace = show(first);
-    windows->openProject(file, workspace, false);
-    windows->openProject(file, workspace, false);
-    windows->openProject(folder.url("link.kelvane"), workspace, false);
+    openProject(file, workspace, false);
+    openProject(file, workspace, false);
+    openProject(folder.url("link.kelvane"), workspace, false);
     ASSERT_EQ(windows->library().projects().size(), 1u);
     const auto row = windows->library().projects().front();
     EXPECT_EQ(row.name, "Trailer");
@@ -142,14 +142,14 @@ TEST_F(ProjectWindowsTests, AnOutsideFileIsImportedOnce) {
 TEST_F(ProjectWindowsTests, ALibraryDocumentOpensAsItself) {
     const auto row = project("A");
     const auto workspace = show(first);
-    windows->openProject(windows->library().projectURL(row.id), workspace, false);
+    openProject(windows->library().projectURL(row.id), workspace, false);
     EXPECT_EQ(windows->library().projects().size(), 1u);
     ASSERT_TRUE(workspace->editor());
     EXPECT_EQ(workspace->editor()->id(), row.id);
 }
 
 TEST_F(ProjectWindowsTests, AnOutsideFileThatCantBeReadSetsTheAlert) {
-    windows->openProject(folder.url("missing.kelvane"), show(first), false);
+    openProject(folder.url("missing.kelvane"), show(first), false);
     ASSERT_TRUE(windows->error());
     EXPECT_NE(windows->error()->find("missing.kelvane"), std::string::npos) << *windows->error();
     EXPECT_TRUE(windows->library().projects().empty());
@@ -161,6 +161,7 @@ TEST_F(ProjectWindowsTests, ChosenProjectsOpenTheFirstHereAndTheOthersInNewWindo
         ASSERT_TRUE(ProjectFile::write(Project{}, folder.url(std::string(name) + ".kelvane")));
     panels.files.push_back({folder.url("One.kelvane"), folder.url("Two.kelvane"), folder.url("Three.kelvane")});
     windows->chooseProject(workspace);
+    context.settle();
     ASSERT_TRUE(workspace->editor());
     EXPECT_EQ(workspace->editor()->title(), "One");
     EXPECT_EQ(asked.size(), 2u);
@@ -173,12 +174,15 @@ TEST_F(ProjectWindowsTests, ANewProjectAsksForItsName) {
     const auto workspace = show(first);
     panels.names = {std::nullopt, "  Holiday ", "   "};
     windows->newProject(workspace);
+    context.settle();
     EXPECT_EQ(workspace->editor(), nullptr);
     windows->newProject(workspace);
+    context.settle();
     ASSERT_TRUE(workspace->editor());
     EXPECT_EQ(workspace->editor()->title(), "Holiday");
     EXPECT_EQ(panels.askedNames.front(), (FakePanels::NameQuestion{"New Project", "Untitled", "Create"}));
     windows->newProject(workspace);
+    context.settle();
     EXPECT_EQ(windows->error(), "Enter a project name.");
     EXPECT_EQ(windows->library().projects().size(), 1u);
     const auto saved = ProjectFile::read(windows->library().projectURL(windows->library().projects()[0].id));
@@ -188,16 +192,16 @@ TEST_F(ProjectWindowsTests, ANewProjectAsksForItsName) {
 
 TEST_F(ProjectWindowsTests, AChangeSavesItselfSixTenthsOfASecondAfterTheLastOne) {
     const auto row = projectWithClip("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     context.settle();
     edit(*editor);
-    context.advance(500ms);
+    advance(500ms);
     EXPECT_EQ(savedVolume(row), 1);
     edit(*editor);
-    context.advance(599ms);
+    advance(599ms);
     EXPECT_EQ(savedVolume(row), 1);
     EXPECT_TRUE(editor->isDirty());
-    context.advance(1ms);
+    advance(1ms);
     EXPECT_EQ(savedVolume(row), 0.25);
     EXPECT_FALSE(editor->isDirty());
     context.settle();
@@ -205,104 +209,106 @@ TEST_F(ProjectWindowsTests, AChangeSavesItselfSixTenthsOfASecondAfterTheLastOne)
 
 TEST_F(ProjectWindowsTests, AProjectThatIsNotDirtyIsNeverWritten) {
     const auto row = projectWithClip("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     breakDocument(row);
-    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_TRUE(flush(editor));
     EXPECT_FALSE(editor->saveFailed());
     mendDocument(row);
 }
 
 TEST_F(ProjectWindowsTests, ASaveRecordsLengthDateAndThePictureOfTheFirstClip) {
     const auto row = projectWithClip("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     context.settle();
     ASSERT_EQ(editor->thumbnails().size(), 1u);
     auto clips = editor->clips();
     clips.front().end = 4;
     editor->commit(clips);
-    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_TRUE(flush(editor));
     const auto saved = windows->library().find(row.id);
     EXPECT_EQ(saved->duration, 4);
     EXPECT_GT(saved->modified, row.modified);
     EXPECT_EQ(folder.read("Projects/" + row.id.upper() + "/Thumbnail.jpg").substr(0, 3), "\xFF\xD8\xFF");
     editor->commit({});
-    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_TRUE(flush(editor));
     EXPECT_TRUE(folder.exists("Projects/" + row.id.upper() + "/Thumbnail.jpg"))
         << "the pool's first asset still has one";
     editor->deleteAssets({editor->assets().front().id});
-    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_TRUE(flush(editor));
     EXPECT_FALSE(folder.exists("Projects/" + row.id.upper() + "/Thumbnail.jpg"));
 }
 
 TEST_F(ProjectWindowsTests, HomeKeepsTheEditorAndEndsItsSession) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     edit(*editor);
-    windows->showHome(workspace);
+    showHome(workspace);
     EXPECT_EQ(workspace->editor(), nullptr);
     EXPECT_FALSE(editor->ai().isConnected());
+    EXPECT_FALSE(editor->isShown()) << "it lets go of its player and its pictures";
     EXPECT_EQ(first.projectFile, std::nullopt);
     EXPECT_EQ(savedVolume(row), 0.5);
-    EXPECT_EQ(windows->open(row, workspace, false), editor);
+    EXPECT_EQ(open(row, workspace, false), editor);
     EXPECT_EQ(editor->undoStack().size(), 1u);
+    EXPECT_TRUE(editor->isShown());
 }
 
 TEST_F(ProjectWindowsTests, HomeAndCloseAreRefusedWhileBusyOrUnsaved) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     context.settle();
-    EXPECT_TRUE(windows->shouldClose(*workspace));
+    EXPECT_TRUE(confirmClose(workspace));
     beginImport(*editor);
-    windows->showHome(workspace);
+    showHome(workspace);
     EXPECT_EQ(workspace->editor(), editor);
-    EXPECT_FALSE(windows->shouldClose(*workspace));
-    EXPECT_FALSE(windows->confirmQuit());
+    EXPECT_FALSE(confirmClose(workspace));
+    EXPECT_FALSE(confirmQuit());
     EXPECT_EQ(windows->error(), std::nullopt) << "refused without a word";
     context.settle();
     breakDocument(row);
     edit(*editor);
-    windows->showHome(workspace);
+    showHome(workspace);
     EXPECT_EQ(workspace->editor(), editor);
-    EXPECT_FALSE(windows->shouldClose(*workspace));
-    EXPECT_FALSE(windows->confirmQuit());
+    EXPECT_FALSE(confirmClose(workspace));
+    EXPECT_FALSE(confirmQuit());
     EXPECT_TRUE(editor->error()->starts_with("Your changes could not be saved: "));
     mendDocument(row);
-    EXPECT_TRUE(windows->confirmQuit());
+    EXPECT_TRUE(confirmQuit());
     EXPECT_EQ(savedVolume(row), 0.5);
 }
 
 TEST_F(ProjectWindowsTests, AClosedWindowEndsTheSessionAndKeepsTheEditor) {
     const auto row = project("A");
     auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     windows->unregister(workspace);
     EXPECT_FALSE(editor->ai().isConnected());
     EXPECT_TRUE(windows->workspaces().empty());
     EXPECT_EQ(windows->editors().size(), 1u);
     const auto again = show(second);
-    EXPECT_EQ(windows->open(row, again, false), editor);
+    EXPECT_EQ(open(row, again, false), editor);
     EXPECT_TRUE(editor->ai().isConnected());
 }
 
 TEST_F(ProjectWindowsTests, QuittingSavesProjectsThatNoWindowShows) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
-    windows->showHome(workspace);
+    const auto editor = open(row, workspace, false);
+    showHome(workspace);
     edit(*editor);
-    EXPECT_TRUE(windows->confirmQuit());
+    EXPECT_TRUE(confirmQuit());
     EXPECT_EQ(savedVolume(row), 0.5);
 }
 
 TEST_F(ProjectWindowsTests, ARenameReachesTheOpenEditorTrimmed) {
     const auto row = project("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     ASSERT_TRUE(editor->onRenameProject);
-    EXPECT_TRUE(editor->onRenameProject("  New name "));
+    EXPECT_TRUE(finish(context, editor->onRenameProject("  New name ")));
     EXPECT_EQ(editor->title(), "New name");
-    const auto blank = windows->rename(row.id, " ");
+    const auto blank = rename(row.id, " ");
     ASSERT_FALSE(blank);
     EXPECT_EQ(blank.error().message, "Enter a project name.");
     EXPECT_EQ(windows->library().find(row.id)->name, "New name");
@@ -310,13 +316,13 @@ TEST_F(ProjectWindowsTests, ARenameReachesTheOpenEditorTrimmed) {
 
 TEST_F(ProjectWindowsTests, ADuplicateHoldsWhatWasNotSavedYet) {
     const auto row = projectWithClip("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     edit(*editor);
-    windows->duplicate(row.id);
+    duplicate(row.id);
     ASSERT_EQ(windows->library().projects().size(), 2u);
     for (const auto& copy : windows->library().projects()) EXPECT_EQ(savedVolume(copy), 0.5) << copy.name;
     beginImport(*editor);
-    windows->duplicate(row.id);
+    duplicate(row.id);
     EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before duplicating it.");
     EXPECT_EQ(windows->library().projects().size(), 2u);
     context.settle();
@@ -325,9 +331,9 @@ TEST_F(ProjectWindowsTests, ADuplicateHoldsWhatWasNotSavedYet) {
 TEST_F(ProjectWindowsTests, ADeletionIsAskedForAndEndsEverything) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     edit(*editor);
-    windows->remove(row.id);
+    remove(row.id);
     EXPECT_EQ(windows->library().projects().size(), 1u) << "cancelled";
     EXPECT_EQ(
         panels.askedConfirmations.front(),
@@ -337,32 +343,33 @@ TEST_F(ProjectWindowsTests, ADeletionIsAskedForAndEndsEverything) {
             "elsewhere will be kept.",
             "Cancel", "Delete"}));
     panels.confirmations = {true};
-    windows->remove(row.id);
+    remove(row.id);
     EXPECT_TRUE(windows->library().projects().empty());
     EXPECT_EQ(workspace->editor(), nullptr);
     EXPECT_FALSE(editor->ai().isConnected());
     EXPECT_TRUE(windows->editors().empty());
-    context.advance(2000ms);
+    advance(2000ms);
     EXPECT_FALSE(folder.exists("Projects/" + row.id.upper())) << "a pending save brought the folder back";
     EXPECT_TRUE(folder.exists("Sources/A.mov"));
 }
 
 TEST_F(ProjectWindowsTests, ABusyProjectIsNotDeleted) {
     const auto row = projectWithClip("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     context.settle();
     beginImport(*editor);
-    windows->remove(row.id);
+    remove(row.id);
     EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before deleting it.");
     EXPECT_TRUE(panels.askedConfirmations.empty());
     context.settle();
     // Work that starts while the question stands open counts as well.
     panels.hold = true;
     panels.confirmations = {true};
-    windows->remove(row.id);
+    remove(row.id);
     windows->setError(std::nullopt);
     editor->importURLs({folder.write("Sources/late2.mov")});
     panels.release();
+    context.settle();
     EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before deleting it.");
     EXPECT_EQ(windows->library().projects().size(), 1u);
     context.settle();
@@ -374,31 +381,31 @@ TEST_F(ProjectWindowsTests, ALinkOpensTheProjectAtItsStart) {
     first.active = true;
     int activated = 0;
     windows->activateApplication = [&activated] { ++activated; };
-    windows->openPreview(row.id);
+    openPreview(row.id);
     const auto editor = workspace->editor();
     ASSERT_TRUE(editor);
     EXPECT_EQ(editor->playhead(), 0);
     EXPECT_EQ(activated, 1);
     editor->seekPreview(3);
     editor->selectAssets({editor->assets().front().id});
-    windows->openPreview(row.id);
+    openPreview(row.id);
     EXPECT_EQ(editor->playhead(), 0);
     EXPECT_TRUE(editor->selectedAssetIDs().empty());
 }
 
 TEST_F(ProjectWindowsTests, ALinkIsRefusedForAnUnknownBusyOrHeldProject) {
-    windows->openPreview(uuid(77));
+    openPreview(uuid(77));
     EXPECT_EQ(windows->error(), "This project is no longer in your Kelvane library.");
     const auto row = projectWithClip("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     context.settle();
     editor->beginInteraction();
-    windows->openPreview(row.id);
+    openPreview(row.id);
     EXPECT_EQ(windows->error(), "Wait for this project’s current operation to finish before previewing it.");
     editor->endInteraction();
     windows->setError(std::nullopt);
     beginImport(*editor);
-    windows->openPreview(row.id);
+    openPreview(row.id);
     EXPECT_EQ(windows->error(), "Wait for this project’s current operation to finish before previewing it.");
     context.settle();
 }
@@ -406,16 +413,16 @@ TEST_F(ProjectWindowsTests, ALinkIsRefusedForAnUnknownBusyOrHeldProject) {
 TEST_F(ProjectWindowsTests, AnEditorMayNotSaveOverAnotherOpenProject) {
     const auto a = project("A");
     const auto b = project("B");
-    const auto editor = windows->open(a, show(first), false);
+    const auto editor = open(a, show(first), false);
     ASSERT_TRUE(editor->canSaveToURL);
-    EXPECT_TRUE(editor->canSaveToURL(folder.url("elsewhere.kelvane")));
-    EXPECT_TRUE(editor->canSaveToURL(windows->library().projectURL(a.id)));
-    EXPECT_FALSE(editor->canSaveToURL(windows->library().projectURL(b.id)));
+    EXPECT_TRUE(canSave(*editor, folder.url("elsewhere.kelvane")));
+    EXPECT_TRUE(canSave(*editor, windows->library().projectURL(a.id)));
+    EXPECT_FALSE(canSave(*editor, windows->library().projectURL(b.id)));
     const auto canSave = editor->canSaveToURL;
     const auto rename = editor->onRenameProject;
     windows.reset();
-    EXPECT_TRUE(canSave(folder.url("elsewhere.kelvane")));
-    const auto renamed = rename("x");
+    EXPECT_TRUE(finish(context, canSave(folder.url("elsewhere.kelvane"))));
+    const auto renamed = finish(context, rename("x"));
     ASSERT_FALSE(renamed);
     EXPECT_EQ(renamed.error().message, "The project library is closed.");
 }
@@ -423,14 +430,14 @@ TEST_F(ProjectWindowsTests, AnEditorMayNotSaveOverAnotherOpenProject) {
 TEST_F(ProjectWindowsTests, AProjectThatAnotherInstanceSavedMeanwhileIsReadAgain) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     edit(*editor);
-    windows->showHome(workspace);
+    showHome(workspace);
     auto elsewhere = ProjectFile::read(windows->library().projectURL(row.id));
     ASSERT_TRUE(elsewhere);
     elsewhere->clips.front().zoom = 3;
     ASSERT_TRUE(ProjectFile::write(*elsewhere, windows->library().projectURL(row.id)));
-    ASSERT_EQ(windows->open(row, workspace, false), editor);
+    ASSERT_EQ(open(row, workspace, false), editor);
     EXPECT_EQ(editor->clips().front().zoom, 3);
     EXPECT_FALSE(editor->isDirty());
     EXPECT_TRUE(editor->undoStack().empty()) << "history of another timeline";
@@ -439,12 +446,12 @@ TEST_F(ProjectWindowsTests, AProjectThatAnotherInstanceSavedMeanwhileIsReadAgain
 TEST_F(ProjectWindowsTests, AnIdOfTheListItselfSurvivesTheReload) {
     projectWithClip("A");
     const auto row = projectWithClip("B");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     ASSERT_EQ(windows->library().projects().front().id, row.id);
-    EXPECT_TRUE(windows->rename(windows->library().projects().front().id, "New"));
+    EXPECT_TRUE(rename(windows->library().projects().front().id, "New"));
     EXPECT_EQ(editor->title(), "New");
     edit(*editor);
-    windows->duplicate(windows->library().projects().front().id);
+    duplicate(windows->library().projects().front().id);
     EXPECT_EQ(windows->library().projects().front().name, "New Copy");
     EXPECT_EQ(windows->error(), std::nullopt);
 }
@@ -456,8 +463,10 @@ TEST_F(ProjectWindowsTests, AnAnswerForAClosedWindowOpensTheProjectInAnother) {
     panels.hold = true;
     panels.names = {"Late"};
     windows->newProject(closed);
+    context.settle();
     windows->unregister(closed);
     panels.release();
+    context.settle();
     EXPECT_EQ(closed->editor(), nullptr);
     ASSERT_TRUE(open->editor());
     EXPECT_EQ(open->editor()->title(), "Late");
@@ -467,30 +476,30 @@ TEST_F(ProjectWindowsTests, AnExportKeepsQuittingOutWithoutAWord) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
     first.active = true;
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     context.settle();
     panels.destinations = {folder.url("film.mp4")};
     editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
     ASSERT_TRUE(editor->isExporting());
-    EXPECT_FALSE(windows->confirmQuit());
-    EXPECT_FALSE(windows->shouldClose(*workspace));
+    EXPECT_FALSE(confirmQuit());
+    EXPECT_FALSE(confirmClose(workspace));
     EXPECT_EQ(windows->error(), std::nullopt);
     EXPECT_EQ(editor->error(), std::nullopt);
-    const auto other = windows->open(project("B"), nullptr, false);
+    const auto other = open(project("B"), nullptr, false);
     EXPECT_EQ(workspace->editor(), editor);
     EXPECT_EQ(asked.size(), 1u) << "the key window is busy";
     EXPECT_TRUE(other->ai().isConnected());
     context.settle();
-    EXPECT_TRUE(windows->confirmQuit());
+    EXPECT_TRUE(confirmQuit());
 }
 
 TEST_F(ProjectWindowsTests, ARefusedDeletionLeavesTheProjectInItsWindow) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     std::filesystem::rename(folder.path("Projects/" + row.id.upper()), folder.path("gone"));
     panels.confirmations = {true};
-    windows->remove(row.id);
+    remove(row.id);
     EXPECT_TRUE(windows->error());
     EXPECT_EQ(workspace->editor(), editor);
     EXPECT_FALSE(editor->ai().isConnected());
@@ -502,7 +511,7 @@ TEST_F(ProjectWindowsTests, AProjectThatAnotherInstanceServesIsNotShown) {
     const auto elsewhere = CLIProjectDiscovery::start(row.id, "/tmp/nowhere/control.sock");
     ASSERT_TRUE(elsewhere) << elsewhere.error().message;
     const auto workspace = show(first);
-    EXPECT_EQ(windows->open(row, workspace, false), nullptr);
+    EXPECT_EQ(open(row, workspace, false), nullptr);
     EXPECT_EQ(windows->error(), "This project is already connected in another Kelvane instance.");
     EXPECT_EQ(workspace->editor(), nullptr);
 }

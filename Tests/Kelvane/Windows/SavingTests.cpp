@@ -19,11 +19,12 @@ class SavingTests : public WindowsFixture {
 protected:
     /// A project that lives in a file of its own, outside the library.
     std::shared_ptr<Editor> freeStanding(const LibraryProject& row, FakeWindow& window, const FileURL& file) {
-        auto editor = windows->open(row, show(window), false);
+        auto editor = open(row, show(window), false);
         context.settle();
         editor->setLibraryName(std::nullopt);
         panels.destinations = {file};
-        editor->saveProject(true);
+        finish(context, editor->saveProject(true));
+        context.settle();
         EXPECT_EQ(editor->projectURL(), file);
         return editor;
     }
@@ -49,11 +50,11 @@ protected:
 
 TEST_F(SavingTests, ADuplicateStopsWhenItsProjectCantBeSaved) {
     const auto row = projectWithClip("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     context.settle();
     edit(*editor);
     breakDocument(row);
-    windows->duplicate(row.id);
+    duplicate(row.id);
     EXPECT_EQ(windows->library().projects().size(), 1U);
     EXPECT_EQ(windows->error(), std::nullopt) << "the editor shows the failure";
     EXPECT_TRUE(editor->saveFailed());
@@ -61,7 +62,7 @@ TEST_F(SavingTests, ADuplicateStopsWhenItsProjectCantBeSaved) {
     EXPECT_TRUE(editor->error()->starts_with(notSaved)) << *editor->error();
     EXPECT_TRUE(editor->isDirty());
     mendDocument(row);
-    windows->duplicate(row.id);
+    duplicate(row.id);
     EXPECT_EQ(windows->library().projects().size(), 2U);
     EXPECT_FALSE(editor->saveFailed());
 }
@@ -73,13 +74,13 @@ TEST_F(SavingTests, AProjectWithAFileOfItsOwnIsSavedThere) {
     const auto editor = freeStanding(row, first, file);
     edit(*editor);
     editor->setSaveFailed(true);
-    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_TRUE(flush(editor));
     EXPECT_FALSE(editor->saveFailed());
     EXPECT_EQ(volumeIn(file), 0.5);
     EXPECT_EQ(savedVolume(row), 1) << "the library's document is not its own any more";
     EXPECT_EQ(panels.askedDestinations.size(), 1U) << "the place is known";
     edit(*editor);
-    context.advance(600ms);
+    advance(600ms);
     EXPECT_EQ(volumeIn(file), 0.25);
 }
 
@@ -90,29 +91,29 @@ TEST_F(SavingTests, AFileOfItsOwnThatCantBeWrittenLeavesTheProjectDirty) {
     std::filesystem::remove(file.path());
     std::filesystem::create_directories(file.path() + "/in the way");
     edit(*editor);
-    EXPECT_FALSE(windows->flush(*editor));
+    EXPECT_FALSE(flush(editor));
     EXPECT_TRUE(editor->isDirty());
     ASSERT_TRUE(editor->error());
     EXPECT_NE(editor->error()->find("A.kelvane"), std::string::npos) << *editor->error();
-    EXPECT_FALSE(windows->confirmQuit());
+    EXPECT_FALSE(confirmQuit());
 }
 
 TEST_F(SavingTests, ARowThatCantBeRecordedLeavesTheProjectDirty) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     context.settle();
     edit(*editor);
     breakMetadata(row);
-    EXPECT_FALSE(windows->flush(*editor));
+    EXPECT_FALSE(flush(editor));
     EXPECT_TRUE(editor->isDirty());
     EXPECT_TRUE(editor->saveFailed());
     ASSERT_TRUE(editor->error());
     EXPECT_TRUE(editor->error()->starts_with(notSaved)) << *editor->error();
     EXPECT_EQ(savedVolume(row), 0.5) << "the document itself was written";
-    EXPECT_FALSE(windows->shouldClose(*workspace));
+    EXPECT_FALSE(confirmClose(workspace));
     mendMetadata(row);
-    EXPECT_TRUE(windows->shouldClose(*workspace));
+    EXPECT_TRUE(confirmClose(workspace));
     EXPECT_FALSE(editor->isDirty());
     EXPECT_FALSE(editor->saveFailed());
 }
@@ -122,17 +123,18 @@ TEST_F(SavingTests, AProjectMayNotBeSavedOverTheFileOfAnotherOpenOne) {
     std::filesystem::create_directories(folder.path("Outside"));
     std::filesystem::create_symlink(folder.path("Outside"), folder.path("Link"));
     const auto owner = freeStanding(projectWithClip("A"), first, file);
-    const auto other = windows->open(projectWithClip("B"), show(second), false);
+    const auto other = open(projectWithClip("B"), show(second), false);
     context.settle();
     for (const auto& place : {file, folder.url("Outside/../Outside/A.kelvane"), folder.url("Link/A.kelvane")}) {
-        EXPECT_FALSE(other->canSaveToURL(place)) << place.path();
-        EXPECT_TRUE(owner->canSaveToURL(place)) << place.path();
+        EXPECT_FALSE(canSave(*other, place)) << place.path();
+        EXPECT_TRUE(canSave(*owner, place)) << place.path();
     }
-    EXPECT_TRUE(other->canSaveToURL(folder.url("Outside/B.kelvane")));
+    EXPECT_TRUE(canSave(*other, folder.url("Outside/B.kelvane")));
     const auto before = folder.read("Outside/A.kelvane");
     edit(*other);
     panels.destinations = {folder.url("Link/A.kelvane")};
-    other->saveProject(true);
+    finish(context, other->saveProject(true));
+    context.settle();
     EXPECT_EQ(other->error(),
               "This project is already open in another window. Choose a different name with Save Project As.");
     EXPECT_EQ(folder.read("Outside/A.kelvane"), before);
@@ -141,56 +143,231 @@ TEST_F(SavingTests, AProjectMayNotBeSavedOverTheFileOfAnotherOpenOne) {
 
 TEST_F(SavingTests, ASaveOnAnotherPathTakesThePlaceOfThePendingOne) {
     const auto row = projectWithClip("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     context.settle();
     edit(*editor);
-    EXPECT_TRUE(windows->flush(*editor));
+    EXPECT_TRUE(flush(editor));
     const auto written = std::filesystem::last_write_time(windows->library().projectURL(row.id).path());
     std::filesystem::last_write_time(windows->library().projectURL(row.id).path(), written - 1h);
-    context.advance(2s);
+    advance(2s);
     EXPECT_EQ(std::filesystem::last_write_time(windows->library().projectURL(row.id).path()), written - 1h);
 }
 
 TEST_F(SavingTests, AnAutosaveThatFailsIsShownAndTriedAgainWithTheNextChange) {
     const auto row = projectWithClip("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     context.settle();
     breakDocument(row);
     edit(*editor);
-    context.advance(600ms);
+    advance(600ms);
     EXPECT_TRUE(editor->saveFailed());
     EXPECT_TRUE(editor->isDirty());
     mendDocument(row);
     edit(*editor);
-    context.advance(600ms);
+    advance(600ms);
     EXPECT_EQ(savedVolume(row), 0.25);
     EXPECT_FALSE(editor->saveFailed());
 }
 
+TEST_F(SavingTests, AFailedAutosaveIsTriedAgainAfterGrowingPausesAndToldOnce) {
+    const auto row = projectWithClip("A");
+    const auto editor = open(row, show(first), false);
+    context.settle();
+    breakDocument(row);
+    edit(*editor);
+    advance(600ms);
+    EXPECT_TRUE(editor->error());
+    ASSERT_EQ(told.size(), 1U);
+    EXPECT_TRUE(told[0].starts_with("Your changes to “A” could not be saved: ")) << told[0];
+    editor->setError(std::nullopt);
+    for (const auto pause : {1s, 2s, 4s, 8s, 16s, 30s}) {
+        mendDocument(row);
+        advance(pause - 1ms);
+        EXPECT_TRUE(editor->isDirty()) << "before " << pause.count() << " s";
+        breakDocument(row);
+        advance(1ms);
+        EXPECT_TRUE(editor->saveFailed());
+    }
+    EXPECT_EQ(editor->error(), std::nullopt) << "the alert isn't raised again";
+    EXPECT_EQ(told.size(), 1U);
+    mendDocument(row);
+    advance(30s - 1ms);
+    EXPECT_EQ(savedVolume(row), 1);
+    advance(1ms);
+    EXPECT_EQ(savedVolume(row), 0.5);
+    EXPECT_FALSE(editor->saveFailed());
+    breakDocument(row);
+    edit(*editor);
+    advance(600ms);
+    EXPECT_EQ(told.size(), 2U) << "a new run of failures";
+    mendDocument(row);
+    advance(1s);
+    EXPECT_FALSE(editor->isDirty()) << "the pauses begin anew";
+}
+
+TEST_F(SavingTests, AChangeDuringAWriteIsSavedInItsOwnTime) {
+    const auto row = projectWithClip("A");
+    const auto editor = open(row, show(first), false);
+    context.settle();
+    edit(*editor);
+    // The preview is built before the save begins.
+    advance(599ms);
+    context.advance(1ms);
+    ASSERT_EQ(context.waitingInBackground(), 1U);
+    edit(*editor);
+    context.settle();
+    EXPECT_EQ(savedVolume(row), 0.5);
+    EXPECT_TRUE(editor->isDirty());
+    advance(599ms);
+    EXPECT_EQ(savedVolume(row), 0.5);
+    advance(1ms);
+    EXPECT_EQ(savedVolume(row), 0.25);
+    EXPECT_FALSE(editor->isDirty());
+}
+
+TEST_F(SavingTests, AProjectHasOneWriteAtATime) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = open(row, workspace, false);
+    context.settle();
+    edit(*editor);
+    advance(599ms);
+    context.advance(1ms);
+    ASSERT_EQ(context.waitingInBackground(), 1U);
+    edit(*editor);
+    context.advance(600ms);
+    const std::size_t writeAndPreview = 2;
+    EXPECT_EQ(context.waitingInBackground(), writeAndPreview);
+    std::optional<bool> flushed;
+    std::optional<bool> closed;
+    std::optional<bool> quit;
+    const auto flushing = keep(windows->flush(editor), &flushed);
+    const auto closing = keep(windows->confirmClose(workspace), &closed);
+    const auto quitting = keep(windows->confirmQuit(), &quit);
+    context.runPosted();
+    EXPECT_EQ(context.waitingInBackground(), writeAndPreview);
+    EXPECT_FALSE(windows->mayClose(*workspace));
+    EXPECT_FALSE(flushed || closed || quit) << "who wants it saved waits for the write under way";
+    context.settle();
+    EXPECT_EQ(flushed, true);
+    EXPECT_EQ(closed, true);
+    EXPECT_EQ(quit, true);
+    EXPECT_TRUE(windows->mayClose(*workspace));
+    EXPECT_EQ(savedVolume(row), 0.25);
+}
+
+TEST_F(SavingTests, ARenameDuringASaveKeepsBothInTheRow) {
+    const auto row = projectWithClip("A");
+    const auto editor = open(row, show(first), false);
+    context.settle();
+    auto clips = editor->clips();
+    clips.front().end = 4;
+    editor->commit(clips);
+    context.advance(600ms);
+    EXPECT_TRUE(rename(row.id, "B"));
+    context.settle();
+    ProjectLibrary fresh(windows->library().root());
+    ASSERT_TRUE(fresh.find(row.id));
+    EXPECT_EQ(fresh.find(row.id)->name, "B");
+    EXPECT_EQ(fresh.find(row.id)->duration, 4);
+    EXPECT_EQ(windows->library().projects(), fresh.projects());
+}
+
+TEST_F(SavingTests, ASaveReadsNoOtherRow) {
+    const auto other = project("Other");
+    const auto row = projectWithClip("A");
+    const auto editor = open(row, show(first), false);
+    context.settle();
+    std::filesystem::remove_all(folder.path("Projects/" + other.id.upper()));
+    edit(*editor);
+    EXPECT_TRUE(flush(editor));
+    EXPECT_TRUE(windows->library().find(other.id));
+    EXPECT_EQ(windows->library().projects().front().id, row.id);
+    finish(context, windows->reload());
+    EXPECT_FALSE(windows->library().find(other.id));
+}
+
+TEST_F(SavingTests, ThePictureOfACardIsWrittenWhenItChangesAlone) {
+    const auto row = projectWithClip("A");
+    const auto editor = open(row, show(first), false);
+    context.settle();
+    const auto thumbnail = windows->library().thumbnailURL(row.id).path();
+    edit(*editor);
+    EXPECT_TRUE(flush(editor));
+    ASSERT_TRUE(std::filesystem::exists(thumbnail));
+    std::filesystem::remove(thumbnail);
+    edit(*editor);
+    EXPECT_TRUE(flush(editor));
+    EXPECT_FALSE(std::filesystem::exists(thumbnail)) << "the same picture again";
+    editor->commit({});
+    editor->deleteAssets({editor->assets().front().id});
+    EXPECT_TRUE(flush(editor));
+    editor->undo();
+    editor->undo();
+    EXPECT_TRUE(flush(editor));
+    EXPECT_TRUE(std::filesystem::exists(thumbnail)) << "the card had none meanwhile";
+}
+
+TEST_F(SavingTests, AFileOfItsOwnIsSavedOnceTheProjectIsNoLongerBusy) {
+    const auto file = folder.url("Outside/A.kelvane");
+    std::filesystem::create_directories(folder.path("Outside"));
+    const auto editor = freeStanding(projectWithClip("A"), first, file);
+    edit(*editor);
+    panels.destinations = {folder.url("film.mp4")};
+    editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
+    ASSERT_TRUE(editor->isExporting());
+    context.advance(600ms);
+    EXPECT_EQ(volumeIn(file), 1);
+    EXPECT_EQ(editor->error(), std::nullopt);
+    context.settle();
+    ASSERT_FALSE(editor->busy());
+    advance(600ms);
+    EXPECT_EQ(volumeIn(file), 0.5);
+    EXPECT_FALSE(editor->isDirty());
+}
+
+TEST_F(SavingTests, ARefusedQuitSaysWhy) {
+    const auto row = projectWithClip("A");
+    const auto editor = open(row, show(first), false);
+    context.settle();
+    beginImport(*editor);
+    EXPECT_FALSE(confirmQuit());
+    EXPECT_EQ(told, std::vector<std::string>{"Not quitting: “A” is importing media."});
+    context.settle();
+    breakDocument(row);
+    EXPECT_FALSE(confirmQuit());
+    ASSERT_EQ(told.size(), 3U);
+    EXPECT_TRUE(told[1].starts_with("Your changes to “A” could not be saved: ")) << told[1];
+    EXPECT_EQ(told[2], "Not quitting: “A” could not be saved.");
+    mendDocument(row);
+    EXPECT_TRUE(confirmQuit());
+    EXPECT_EQ(told.size(), 3U);
+}
+
 TEST_F(SavingTests, AProjectThatADeletionTookIsNotSavedByItsHolders) {
     const auto row = projectWithClip("A");
-    const auto editor = windows->open(row, show(first), false);
+    const auto editor = open(row, show(first), false);
     context.settle();
     panels.confirmations = {true};
-    windows->remove(row.id);
+    remove(row.id);
     edit(*editor);
-    context.advance(2s);
+    advance(2s);
     EXPECT_FALSE(folder.exists("Projects/" + row.id.upper()));
 }
 
 TEST_F(SavingTests, ASessionThatCantConnectLeavesTheShownProject) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
-    const auto editor = windows->open(row, workspace, false);
+    const auto editor = open(row, workspace, false);
     const auto other = project("B");
     const auto elsewhere = CLIProjectDiscovery::start(other.id, "/tmp/nowhere/control.sock");
     ASSERT_TRUE(elsewhere) << elsewhere.error().message;
-    EXPECT_EQ(windows->open(other, workspace, false), nullptr);
+    EXPECT_EQ(open(other, workspace, false), nullptr);
     EXPECT_EQ(windows->error(), "This project is already connected in another Kelvane instance.");
     EXPECT_EQ(workspace->editor(), editor);
     EXPECT_TRUE(editor->ai().isConnected());
     windows->setError(std::nullopt);
-    EXPECT_EQ(windows->open(other, workspace, true), nullptr);
+    EXPECT_EQ(open(other, workspace, true), nullptr);
     EXPECT_EQ(windows->error(), "This project is already connected in another Kelvane instance.");
     EXPECT_TRUE(asked.empty()) << "no window is asked for";
 }

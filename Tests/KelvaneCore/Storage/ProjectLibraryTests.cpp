@@ -137,11 +137,14 @@ TEST_F(Library, PassesOverWhatIsNoProject) {
     EXPECT_EQ(library.find(good.id), good);
 }
 
-TEST_F(Library, PassesOverFoldersThatMayNotBeRead) {
-    ProjectLibrary library = open();
-    const LibraryProject open = create(library, "Open");
-    const LibraryProject shut = create(library, "Shut");
-    const LibraryProject secret = create(library, "Secret");
+TEST_F(Library, PassesOverFoldersThatMayNotBeReadUnlessItKnewThem) {
+    ProjectLibrary known = open();
+    const LibraryProject open = create(known, "Open");
+    const LibraryProject shut = create(known, "Shut");
+    const LibraryProject secret = create(known, "Secret");
+    const Names all{"Secret", "Shut", "Open"};
+    ProjectLibrary library = ProjectLibrary::unread(root);
+    EXPECT_EQ(names(library), Names());
     for (const char* place : {"", "data", "data/Kelvane", "data/Kelvane/Projects"})
         chmod(folder.path(place).c_str(), 0755);
     chmod(library.folder(shut.id).path().c_str(), 0);
@@ -150,16 +153,27 @@ TEST_F(Library, PassesOverFoldersThatMayNotBeRead) {
         const UnprivilegedUser unprivileged;
         library.reload();
         EXPECT_EQ(names(library), Names{"Open"});
+        known.reload();
+        EXPECT_EQ(names(known), all);
     }
     chmod(root.path().c_str(), 0);
     {
         const UnprivilegedUser unprivileged;
+        ProjectLibrary unknown = ProjectLibrary::unread(root);
+        unknown.reload();
+        EXPECT_EQ(names(unknown), Names());
         library.reload();
-        EXPECT_TRUE(library.projects().empty());
+        EXPECT_EQ(names(library), Names{"Open"});
+        known.reload();
+        EXPECT_EQ(names(known), all);
     }
     chmod(root.path().c_str(), 0755);
     library.reload();
-    EXPECT_EQ(names(library), (Names{"Secret", "Shut", "Open"}));
+    EXPECT_EQ(names(library), all);
+    std::filesystem::remove_all(known.folder(shut.id).path());
+    std::filesystem::remove(known.projectURL(secret.id).path());
+    known.reload();
+    EXPECT_EQ(names(known), Names{"Open"}) << "what is known to be gone goes";
 }
 
 TEST_F(Library, ListsTheNewestFirstAndEqualDatesAsTheFolderDoes) {
@@ -173,6 +187,7 @@ TEST_F(Library, ListsTheNewestFirstAndEqualDatesAsTheFolderDoes) {
     const LibraryProject oldest = create(library, "Oldest");
     now = 600;
     const LibraryProject newest = create(library, "Newest");
+    library.reload();
     Names expected{newest.id.upper()};
     for (const std::string& name : rootEntries())
         if (name != newest.id.upper() && name != oldest.id.upper()) expected.push_back(name);

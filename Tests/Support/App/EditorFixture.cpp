@@ -85,7 +85,7 @@ void EditorFixture::load(std::vector<Clip> clips, std::optional<std::vector<Clip
     project.mediaRoot = editor->mediaDirectory();
     const Result<void> written = ProjectFile::write(project, projectFile());
     ASSERT_TRUE(written) << written.error().message;
-    const Result<void> loaded = editor->loadProject(projectFile());
+    const Result<void> loaded = load(projectFile());
     ASSERT_TRUE(loaded) << loaded.error().message;
 }
 
@@ -93,6 +93,11 @@ void EditorFixture::settlePreview() {
     context.settle();
     context.advance(std::chrono::milliseconds(180));
     context.settle();
+}
+
+void EditorFixture::save(bool saveAs) {
+    testing::finish(context, editor->saveProject(saveAs));
+    runUntil(context, [this] { return !context.hasWork() || panels.openQuestions() > 0; });
 }
 
 void EditorFixture::beBusy() {

@@ -12,17 +12,11 @@
 #include "FakeMainContext.h"
 #include "FakePanels.h"
 #include "FakePlayer.h"
+#include "FinishTask.h"
 #include "Support/FakeMediaPlatform.h"
 #include "Support/TempFolder.h"
 
 namespace kelvane::testing {
-
-/// Puts the answer of `task` into `place`, which must live until then.
-template <class Answer>
-QCoro::Task<void> keep(QCoro::Task<Answer> task, std::optional<Answer>* place) {
-    Answer answer = co_await task;
-    place->emplace(std::move(answer));
-}
 
 /// Runs an editor over fakes, with real files in a folder that goes when the test ends. Layout of the folder:
 /// "Sources" for media outside the project, "Library/Media" as the project's media folder.
@@ -59,6 +53,17 @@ protected:
     void load(std::vector<Clip> clips, std::optional<std::vector<Clip>> assets = std::nullopt);
     /// Runs everything that is ready, and the preview's pause.
     void settlePreview();
+    // Loads and saves to their end, with the answer of a panel that is open.
+    Result<void> load(const FileURL& file) { return answerOf(editor->loadProject(file)); }
+    void save(bool saveAs);
+    Result<void> writeManaged(const FileURL& file, bool markSaved) {
+        return answerOf(editor->writeManagedProject(file, markSaved));
+    }
+    /// Runs `task` to its end; other work stays under way where it is.
+    template <class Answer>
+    Answer answerOf(QCoro::Task<Answer> task) {
+        return testing::finish(context, std::move(task));
+    }
     /// Makes the editor busy with an import that goes on until `settle`.
     void beBusy();
     /// Runs what is ready until `task` is done, and gives its answer. A task that waits for a timer ends the program.

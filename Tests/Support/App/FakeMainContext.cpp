@@ -50,6 +50,18 @@ bool FakeMainContext::stepBackground() {
     return true;
 }
 
+bool FakeMainContext::stepNewestBackground() {
+    std::function<void()> work;
+    {
+        const std::scoped_lock lock(mutex_);
+        if (background_.empty()) return false;
+        work = std::move(background_.back().work);
+        background_.pop_back();
+    }
+    work();
+    return true;
+}
+
 void FakeMainContext::drain() {
     for (std::size_t left = waitingInBackground(); left > 0 && stepBackground(); --left) {
     }
@@ -84,6 +96,11 @@ std::size_t FakeMainContext::waitingInBackground() const {
 std::size_t FakeMainContext::waitingInBackground(Lane lane) const {
     const std::scoped_lock lock(mutex_);
     return static_cast<std::size_t>(std::ranges::count(background_, lane, &BackgroundWork::lane));
+}
+
+bool FakeMainContext::hasWork() const {
+    const std::scoped_lock lock(mutex_);
+    return !posted_.empty() || !background_.empty();
 }
 
 std::size_t FakeMainContext::pendingTimers() const {

@@ -28,6 +28,8 @@ public:
     void runPosted();
     /// Runs the oldest background work alone; false when there is none. Its result waits in the posted work.
     bool stepBackground();
+    /// The same with the newest.
+    bool stepNewestBackground();
     /// Runs the background work that is queued now, in order, without its results.
     void drain();
     /// Runs posted and background work until neither is left. No time passes.
@@ -41,6 +43,8 @@ public:
     [[nodiscard]] std::size_t waitingInBackground() const;
     /// The same of one lane. The order in which background work runs here doesn't depend on its lane.
     [[nodiscard]] std::size_t waitingInBackground(Lane lane) const;
+    /// Whether anything is posted or in the background.
+    [[nodiscard]] bool hasWork() const;
     /// Timers that neither ran nor were cancelled.
     [[nodiscard]] std::size_t pendingTimers() const;
 

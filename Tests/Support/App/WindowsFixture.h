@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "FakeMainContext.h"
 #include "FakePanels.h"
 #include "FakePlayer.h"
+#include "FinishTask.h"
 #include "Storage/ProjectFile.h"
 #include "Support/ClipBuilder.h"
 #include "Support/FakeMediaPlatform.h"
@@ -43,6 +45,8 @@ protected:
                            .panels = &panels,
                            .makePlayer = [] { return std::make_unique<FakePlayer>(); }},
             folder.url("Projects"));
+        context.settle();
+        windows->tell = [this](const std::string& sentence) { told.push_back(sentence); };
         windows->openWindow = [this](const UUID& id) { asked.push_back(id); };
     }
     ~WindowsFixture() override {
@@ -71,6 +75,34 @@ protected:
         auto created = windows->library().create(name, contents, std::nullopt);
         EXPECT_TRUE(created) << created.error().message;
         return *created;
+    }
+    // What the owner does, to its end. Other work stays under way where it is.
+    std::shared_ptr<Editor> open(const LibraryProject& row, const std::shared_ptr<Workspace>& workspace,
+                                 bool newWindow) {
+        return finish(context, windows->open(row, workspace, newWindow));
+    }
+    void openProject(const FileURL& file, const std::shared_ptr<Workspace>& workspace, bool newWindow) {
+        finish(context, windows->openProject(file, workspace, newWindow));
+    }
+    void openPreview(const UUID& id) { finish(context, windows->openPreview(id)); }
+    void showHome(const std::shared_ptr<Workspace>& workspace) { finish(context, windows->showHome(workspace)); }
+    bool confirmClose(const std::shared_ptr<Workspace>& workspace) {
+        return finish(context, windows->confirmClose(workspace));
+    }
+    bool flush(const std::shared_ptr<Editor>& editor) { return finish(context, windows->flush(editor)); }
+    bool confirmQuit() { return finish(context, windows->confirmQuit()); }
+    void duplicate(const UUID& id) { finish(context, windows->duplicate(id)); }
+    Result<void> rename(const UUID& id, const std::string& name) { return finish(context, windows->rename(id, name)); }
+    bool canSave(Editor& editor, const FileURL& file) { return finish(context, editor.canSaveToURL(file)); }
+    /// Asks for a deletion; what is confirmed comes to its end.
+    void remove(const UUID& id, bool toTheEnd = true) {
+        windows->remove(id);
+        if (toTheEnd) runUntil(context, [this] { return windows->work().empty(); });
+    }
+    /// Lets time pass, and what it brings come to its end.
+    void advance(std::chrono::milliseconds duration) {
+        context.advance(duration);
+        context.settle();
     }
     /// A change that makes the project dirty.
     static void edit(Editor& editor) {
@@ -106,6 +138,8 @@ protected:
     FakePanels panels;
     std::unique_ptr<ProjectWindows> windows;
     std::vector<UUID> asked;
+    /// What was told beside windows.
+    std::vector<std::string> told;
     FakeWindow first;
     FakeWindow second;
 };

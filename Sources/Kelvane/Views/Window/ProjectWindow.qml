@@ -40,6 +40,10 @@ ApplicationWindow {
     }
 
     onClosing: close => close.accepted = view.shouldClose()
+    Connections {
+        target: window.view
+        function onCloseConfirmed() { window.close() }
+    }
 
     Shortcut { sequences: [StandardKey.Undo]; enabled: view.canUndo; onActivated: view.undo() }
     Shortcut { sequences: [StandardKey.Redo]; enabled: view.canRedo; onActivated: view.redo() }

@@ -1,5 +1,6 @@
 #include "ProjectWindowView.h"
 
+#include <QPointer>
 #include <utility>
 
 #include "Timeline/TimeLabel.h"
@@ -32,7 +33,7 @@ void ProjectWindowView::followEditor() {
             connect(editor.get(), &Editor::workChanged, this, &ProjectWindowView::refreshWork),
         };
     } else {
-        windows_.library().reload();
+        windows_.reload();
     }
     refreshContent();
     refreshWork();
@@ -84,6 +85,7 @@ QString ProjectWindowView::status() const {
     if (!editor) return {};
     if (editor->isExporting()) return tr("Exporting %1").arg(text(editor->exportFormat()));
     if (editor->isImporting()) return tr("Importing…");
+    if (editor->isCopying()) return tr("Copying…");
     if (editor->saveFailed()) return tr("Not saved");
     return editor->isDirty() ? tr("Saving…") : tr("Saved");
 }
@@ -146,7 +148,7 @@ void ProjectWindowView::redo() {
 }
 
 void ProjectWindowView::save() {
-    if (canSave()) windows_.flush(*workspace_->editor());
+    if (canSave()) windows_.flush(workspace_->editor());
 }
 
 void ProjectWindowView::exportVideo() {
@@ -165,6 +167,17 @@ void ProjectWindowView::dismissError() {
         editor->setError(std::nullopt);
 }
 
-bool ProjectWindowView::shouldClose() { return windows_.shouldClose(*workspace_); }
+bool ProjectWindowView::shouldClose() {
+    if (windows_.mayClose(*workspace_)) return true;
+    closeWhenSaved();
+    return false;
+}
+
+QCoro::Task<void> ProjectWindowView::closeWhenSaved() {
+    const QPointer<ProjectWindowView> self(this);
+    auto asking = windows_.confirmClose(workspace_);
+    const bool mayClose = co_await asking;
+    if (mayClose && !self.isNull()) Q_EMIT closeConfirmed();
+}
 
 }  // namespace kelvane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QCoroTask>
 #include <QObject>
 #include <QString>
 #include <array>
@@ -69,6 +70,8 @@ public:
     Q_INVOKABLE void exportVideo();
     Q_INVOKABLE void cancelExport();
     Q_INVOKABLE void dismissError();
+    /// Whether the window may close now. Where changes are still to be saved it may not, and `closeConfirmed` follows
+    /// once they are.
     Q_INVOKABLE bool shouldClose();
     /// Asks for the end of the application.
     Q_INVOKABLE void quit() { Q_EMIT quitRequested(); }
@@ -85,6 +88,8 @@ Q_SIGNALS:
     void enablingChanged();
     void errorChanged();
     void quitRequested();
+    /// Everything is saved; the window that was asked to close may.
+    void closeConfirmed();
 
 private:
     /// What can be done.
@@ -98,6 +103,7 @@ private:
         bool operator==(const Enabling&) const = default;
     };
 
+    QCoro::Task<void> closeWhenSaved();
     void followEditor();
     void refreshContent();
     void refreshWork();
