@@ -13,28 +13,37 @@ bool samePath(const std::optional<FileURL>& a, const std::optional<FileURL>& b) 
 
 /// Copies into `directory` what the project uses from elsewhere, and keeps its file in step with the disk. Blocks.
 Result<Project> settledInto(const FileURL& directory, Project project, const FileURL& file, const std::stop_token& stop,
-                            const ProgressReport& report) {
-    ProjectMedia media(directory, report);
+                            const ProgressReport& report, UnfinishedWork* unfinished) {
+    ProjectMedia media(directory, report, unfinished);
     Result<Project> localized = media.localize(project, stop);
     if (!localized) return localized;
     // A media folder that is spelled with or without a trailing slash is the same.
     const bool changed = localized->clips != project.clips || localized->assets != project.assets ||
                          !samePath(localized->mediaRoot, project.mediaRoot);
     if (changed) {
-        if (Result<void> written = ProjectFile::write(*localized, file); !written)
-            return fail(written.error());
+        if (Result<void> written = ProjectFile::write(*localized, file); !written) return fail(written.error());
     }
     media.commit();
     return localized;
 }
 
+/// Writes a project file in a folder that isn't the library's, where no sweep would look for a half-written one.
+/// Blocks.
+Result<void> writeOutside(const Project& project, const FileURL& file, UnfinishedWork* unfinished) {
+    if (unfinished == nullptr) return ProjectFile::write(project, file);
+    const auto record = unfinished->begin({UnfinishedThing::Kind::writtenFolder, file.parentFolder()});
+    Result<void> written = ProjectFile::write(project, file);
+    unfinished->end({record});
+    return written;
+}
+
 /// Writes a project to a place of its own, with copies of its media in the folder beside it. Blocks.
 Result<void> writeWithMedia(Project project, const FileURL& file, const std::stop_token& stop,
-                            const ProgressReport& report) {
-    ProjectMedia media(file.replacingExtension("media"), report);
+                            const ProgressReport& report, UnfinishedWork* unfinished) {
+    ProjectMedia media(file.replacingExtension("media"), report, unfinished);
     Result<Project> localized = media.localize(std::move(project), stop);
     if (!localized) return fail(localized.error());
-    Result<void> written = ProjectFile::write(*localized, file);
+    Result<void> written = writeOutside(*localized, file, unfinished);
     if (written) media.commit();
     return written;
 }
@@ -43,10 +52,11 @@ Result<void> writeWithMedia(Project project, const FileURL& file, const std::sto
 
 QCoro::Task<Result<void>> Editor::loadProject(FileURL url, std::stop_token stop, ProgressReport report) {
     const auto self = shared_from_this();
-    auto work = [url, directory = mediaDirectory_, stop, report]() -> Result<Project> {
+    auto work = [url, directory = mediaDirectory_, stop, report,
+                 unfinished = services_.unfinished]() -> Result<Project> {
         Result<Project> project = ProjectFile::read(url);
         if (!project || !directory) return project;
-        return settledInto(*directory, *std::move(project), url, stop, report);
+        return settledInto(*directory, *std::move(project), url, stop, report, unfinished);
     };
     beginCopying();
     auto background = inBackground(*services_.context, std::move(work));
@@ -159,8 +169,10 @@ QCoro::Task<void> Editor::saveTo(FileURL destination, bool saveAs, bool firstSav
 }
 
 QCoro::Task<Result<void>> Editor::writeDocument(Content content, FileURL file) {
-    auto work = [content = std::move(content), root = mediaDirectory_, file = std::move(file)] {
-        return ProjectFile::write(Project{1, *content.clips, *content.assets, root}, file);
+    auto work = [content = std::move(content), root = mediaDirectory_, file = std::move(file),
+                 unfinished = services_.unfinished] {
+        const Project project{1, *content.clips, *content.assets, root};
+        return root ? ProjectFile::write(project, file) : writeOutside(project, file, unfinished);
     };
     auto background = inBackground(*services_.context, std::move(work), Lane::shortWork);
     co_return co_await background;
@@ -177,8 +189,8 @@ QCoro::Task<Result<void>> Editor::writeCopy(Content content, FileURL file) {
     };
     copyTask_ = std::stop_source();
     auto work = [content = std::move(content), root = mediaDirectory_, file = std::move(file),
-                 stop = copyTask_.get_token(), report] {
-        return writeWithMedia(Project{1, *content.clips, *content.assets, root}, file, stop, report);
+                 stop = copyTask_.get_token(), report, unfinished = services_.unfinished] {
+        return writeWithMedia(Project{1, *content.clips, *content.assets, root}, file, stop, report, unfinished);
     };
     beginCopying();
     auto background = inBackground(*services_.context, std::move(work));

@@ -45,7 +45,7 @@ QCoro::Task<bool> answered(bool answer) { co_return answer; }
 
 ProjectWindows::ProjectWindows(EditorServices services, std::optional<FileURL> libraryRoot)
     : services_(std::move(services)),
-      library_(ProjectLibrary::unread(std::move(libraryRoot))),
+      library_(ProjectLibrary::unread(std::move(libraryRoot), {}, services_.unfinished)),
       saving_(*services_.context, library_),
       opens_(*services_.context) {
     library_.onChange = [this] { Q_EMIT libraryChanged(); };
@@ -78,12 +78,6 @@ QCoro::Task<void> ProjectWindows::readLibrary() {
     // What opens next looks its project up in the rows.
     auto asked = opens_.next();
     const auto turn = co_await asked;
-    auto work = [store = library_.store()] {
-        store.sweep();
-        return true;
-    };
-    auto background = inBackground(*services_.context, std::move(work));
-    co_await background;
     if (self.isNull()) co_return;
     auto reading = reload();
     co_await reading;

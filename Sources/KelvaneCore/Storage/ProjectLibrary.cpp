@@ -19,8 +19,9 @@ double presentDate() {
     return std::chrono::duration<double>(now).count() - referenceDate;
 }
 
-ProjectStore storeAt(std::optional<FileURL> root) {
-    return ProjectStore(root ? *std::move(root) : FileURL::fromPath(applicationSupportFolder() + "/Kelvane/Projects"));
+ProjectStore storeAt(std::optional<FileURL> root, UnfinishedWork* unfinished = nullptr) {
+    return ProjectStore(root ? *std::move(root) : FileURL::fromPath(applicationSupportFolder() + "/Kelvane/Projects"),
+                        unfinished);
 }
 
 Error unknownProject() { return Error("The project is no longer in the library.", "NoSuchFile", 0); }
@@ -41,13 +42,12 @@ std::string applicationSupportFolder() {
 ProjectLibrary::ProjectLibrary(ProjectStore store, Now now)
     : store_(std::move(store)), now_(now ? std::move(now) : Now(presentDate)) {}
 
-ProjectLibrary ProjectLibrary::unread(std::optional<FileURL> root, Now now) {
-    return ProjectLibrary(storeAt(std::move(root)), std::move(now));
+ProjectLibrary ProjectLibrary::unread(std::optional<FileURL> root, Now now, UnfinishedWork* unfinished) {
+    return ProjectLibrary(storeAt(std::move(root), unfinished), std::move(now));
 }
 
 ProjectLibrary::ProjectLibrary(std::optional<FileURL> root, Now now)
     : ProjectLibrary(storeAt(std::move(root)), std::move(now)) {
-    store_.sweep();
     reload();
 }
 

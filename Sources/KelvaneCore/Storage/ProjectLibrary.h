@@ -24,9 +24,11 @@ public:
     /// Source of the present date, seconds since `referenceDate`; injected by tests.
     using Now = std::function<double()>;
 
-    /// `root` absent means "Kelvane/Projects" in `$XDG_DATA_HOME`, else in "~/.local/share". Reads nothing yet.
-    static ProjectLibrary unread(std::optional<FileURL> root = std::nullopt, Now now = {});
-    /// The same, swept of what earlier processes left, and read.
+    /// `root` absent means "Kelvane/Projects" in `$XDG_DATA_HOME`, else in "~/.local/share". Reads nothing yet. For
+    /// `unfinished` see ProjectStore.
+    static ProjectLibrary unread(std::optional<FileURL> root = std::nullopt, Now now = {},
+                                 UnfinishedWork* unfinished = nullptr);
+    /// The same, and read.
     explicit ProjectLibrary(std::optional<FileURL> root = std::nullopt, Now now = {});
 
     [[nodiscard]] const ProjectStore& store() const { return store_; }

@@ -1,11 +1,11 @@
 #include "ProjectStore.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -17,8 +17,10 @@
 #include "ProjectFile.h"
 #include "ProjectMedia.h"
 #include "Support/AtomicFile.h"
+#include "Support/LiveFile.h"
 #include "Support/Text.h"
 #include "Timeline/TimelineLayout.h"
+#include "UnfinishedSweep.h"
 
 namespace kelvane {
 
@@ -29,10 +31,6 @@ constexpr int blankNameCode = 2;
 /// which escaping makes six times as much.
 constexpr std::size_t metadataLimit = std::size_t{16} << 20;
 constexpr std::size_t thumbnailLimit = std::size_t{64} << 20;
-/// What the folder of a project is called while it is being deleted. No row has such a name.
-constexpr std::string_view deletedPrefix = ".deleted-";
-/// How old a half-written file is when its writer is surely gone: a write takes seconds.
-constexpr std::chrono::hours unfinishedAge{1};
 
 /// Names of the entries of a folder in the order that the system lists them; nothing when it can't be read.
 std::optional<std::vector<std::string>> listing(const std::string& path) {
@@ -49,38 +47,6 @@ bool isGone(const std::string& path) {
 }
 
 FileURL metadataURL(const FileURL& folder) { return folder.appending("Metadata.json"); }
-
-/// Everything of a new project's folder: its media, its document and its row.
-Result<void> fillFolder(const ProjectStore& store, const LibraryProject& row, const Project& project,
-                        const std::stop_token& stop, ProgressReport report) {
-    if (const auto made = makeFolders(store.folder(row.id).path()); !made) return fail(made.error());
-    ProjectMedia media(store.mediaDirectory(row.id), std::move(report));
-    const auto localized = media.localize(project, stop);
-    if (!localized) return fail(localized.error());
-    if (const auto written = ProjectFile::write(*localized, store.projectURL(row.id)); !written)
-        return fail(written.error());
-    if (stop.stop_requested()) return fail(Error::cancelled());
-    if (const auto written = store.writeRow(row); !written) return fail(written.error());
-    media.commit();
-    return {};
-}
-
-/// Whether `name` is `prefix` and a UUID.
-bool isRemains(std::string_view name, std::string_view prefix) {
-    return name.starts_with(prefix) && UUID::parse(name.substr(prefix.size()));
-}
-
-/// Removes the half-written files of a project's folder. Those of the last hour may be another instance's at work.
-void removeUnfinishedFiles(const std::string& folder) {
-    for (const std::string& name : listing(folder).value_or(std::vector<std::string>())) {
-        if (!isRemains(name, temporaryFilePrefix)) continue;
-        const std::filesystem::path path = folder + "/" + name;
-        std::error_code failed;
-        const auto changed = std::filesystem::last_write_time(path, failed);
-        if (failed || std::filesystem::file_time_type::clock::now() - changed < unfinishedAge) continue;
-        std::filesystem::remove(path, failed);
-    }
-}
 
 /// The files below a folder that are no folders themselves, as far as it can be read.
 std::vector<std::filesystem::path> filesBelow(const std::filesystem::path& folder) {
@@ -155,22 +121,28 @@ std::optional<LibraryProject> ProjectStore::owner(const FileURL& file, const std
     return row == rows.end() ? std::nullopt : std::optional(*row);
 }
 
-void ProjectStore::sweep() const {
-    for (const std::string& name : listing(root_.path()).value_or(std::vector<std::string>())) {
-        const std::string path = root_.appending(name).path();
-        std::error_code ignored;
-        if (isRemains(name, deletedPrefix)) std::filesystem::remove_all(path, ignored);
-        if (UUID::parse(name)) removeUnfinishedFiles(path);
-    }
+Result<void> ProjectStore::fill(const LibraryProject& row, const Project& project, const std::stop_token& stop,
+                                ProgressReport report) const {
+    if (const auto made = makeFolders(folder(row.id).path()); !made) return fail(made.error());
+    ProjectMedia media(mediaDirectory(row.id), std::move(report), unfinished_);
+    const auto localized = media.localize(project, stop);
+    if (!localized) return fail(localized.error());
+    if (const auto written = ProjectFile::write(*localized, projectURL(row.id)); !written) return fail(written.error());
+    if (stop.stop_requested()) return fail(Error::cancelled());
+    if (const auto written = writeRow(row); !written) return fail(written.error());
+    media.commit();
+    return {};
 }
 
 Result<void> ProjectStore::create(const LibraryProject& row, const Project& project, std::stop_token stop,
                                   ProgressReport report) const {
-    auto filled = fillFolder(*this, row, project, stop, std::move(report));
-    if (!filled) {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder(row.id).path(), ignored);
-    }
+    const UnfinishedThing made{UnfinishedThing::Kind::projectFolder, folder(row.id)};
+    const auto ticket = unfinished_ == nullptr ? 0 : unfinished_->begin(made);
+    const auto filled = fill(row, project, stop, std::move(report));
+    std::error_code failed;
+    if (!filled) std::filesystem::remove_all(made.place.path(), failed);
+    // What can't be removed stays recorded.
+    if (unfinished_ != nullptr && !failed) unfinished_->end({ticket});
     return filled;
 }
 
@@ -191,6 +163,9 @@ Result<void> ProjectStore::remove(const UUID& id, const std::string& name, std::
     const std::string doomed = root_.appending(std::string(deletedPrefix) + id.upper()).path();
     const auto failure = [&](int number) { return Error::posix(quotedName(name) + " could not be deleted", number); };
     if (stop.stop_requested()) return fail(Error::cancelled());
+    // Held while it is taken apart, so that no sweep of another process meets it; a folder that can't be opened isn't.
+    const FileDescriptor held = FileDescriptor::open(place, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+    if (held.isOpen()) std::ignore = holdWhileOpen(held, place);
     // Out of the library in one step: where the root can't be changed, nothing inside the project is lost.
     if (std::rename(place.c_str(), doomed.c_str()) != 0) return fail(failure(errno));
     if (const auto error = removeFolder(doomed, report)) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "LibraryProject.h"
+#include "Support/UnfinishedWork.h"
 #include "Timeline/Project.h"
 #include "TransferProgress.h"
 
@@ -16,7 +17,10 @@ namespace kelvane {
 /// two operations on one project take turns by their caller's care. Failures: the system's words unchanged.
 class ProjectStore {
 public:
-    explicit ProjectStore(FileURL root) : root_(std::move(root)) {}
+    /// What is made and not finished is recorded in `unfinished`, which outlives all copies of this value; without it
+    /// a sudden end of the process leaves it.
+    explicit ProjectStore(FileURL root, UnfinishedWork* unfinished = nullptr)
+        : root_(std::move(root)), unfinished_(unfinished) {}
 
     [[nodiscard]] const FileURL& root() const { return root_; }
     // Places; none of them asks the disk.
@@ -32,8 +36,6 @@ public:
     /// The row of `rows` that owns a project file, compared with links resolved.
     [[nodiscard]] std::optional<LibraryProject> owner(const FileURL& file,
                                                       const std::vector<LibraryProject>& rows) const;
-    /// Removes what deletions and writes left that were cut off.
-    void sweep() const;
 
     /// Makes the folder of a new project: copies of its media, its document and its row. Nothing is left of it after a
     /// failure or a stop.
@@ -54,7 +56,12 @@ public:
     void removeThumbnail(const UUID& id) const;
 
 private:
+    /// Everything of a new project's folder: its media, its document and its row.
+    [[nodiscard]] Result<void> fill(const LibraryProject& row, const Project& project, const std::stop_token& stop,
+                                    ProgressReport report) const;
+
     FileURL root_;
+    UnfinishedWork* unfinished_;
 };
 
 /// The trimmed name of a project, or domain "Kelvane", code 2, "Enter a project name." for a blank one.

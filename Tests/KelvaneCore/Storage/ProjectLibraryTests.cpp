@@ -420,31 +420,6 @@ TEST_F(Library, LosesNothingOfAProjectThatCannotBeRemoved) {
     EXPECT_FALSE(called);
 }
 
-TEST_F(Library, FinishesADeletionThatWasCutOff) {
-    const std::string remains = "data/Kelvane/Projects/.deleted-" + uuid(1).upper();
-    folder.write(remains + "/Media/a.mov");
-    folder.write("data/Kelvane/Projects/.deleted-other/kept");
-    const ProjectLibrary library = open();
-    EXPECT_FALSE(folder.exists(remains));
-    EXPECT_TRUE(folder.exists("data/Kelvane/Projects/.deleted-other/kept"));
-}
-
-TEST_F(Library, SweepsHalfWrittenFilesOfLongAgo) {
-    const std::string project = "data/Kelvane/Projects/" + uuid(1).upper() + "/";
-    const std::string old = project + ".kelvane-" + uuid(2).lower();
-    const std::string fresh = project + ".kelvane-" + uuid(3).lower();
-    const std::string other = project + ".kelvane-notes";
-    const std::string outside = "data/Kelvane/Projects/Mine/.kelvane-" + uuid(2).lower();
-    const auto longAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(2);
-    for (const std::string& name : {old, fresh, other, outside}) {
-        folder.write(name);
-        if (name != fresh) std::filesystem::last_write_time(folder.path(name), longAgo);
-    }
-    const ProjectLibrary library = open();
-    EXPECT_FALSE(folder.exists(old));
-    for (const std::string& name : {fresh, other, outside}) EXPECT_TRUE(folder.exists(name)) << name;
-}
-
 TEST_F(Library, TellsWhichProjectOwnsAFile) {
     ProjectLibrary library = open();
     const LibraryProject row = create(library, "A");

@@ -4,9 +4,11 @@
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <set>
 
 #include "Storage/ProjectFile.h"
 #include "Storage/ProjectMedia.h"
+#include "Storage/ProjectStore.h"
 #include "Storage/UnfinishedSweep.h"
 #include "Support/AtomicFile.h"
 #include "Support/ClipBuilder.h"
@@ -261,7 +263,7 @@ protected:
     /// Runs `operation` to each of its steps in a child, on the places that `prepare` makes, and lets `check` look at
     /// them after the sweep of a next start.
     void run(const std::function<void()>& prepare, const std::function<bool(UnfinishedWork&)>& operation,
-             const std::function<void()>& check) {
+             const std::function<void()>& check, int leastSteps = 10) {
         for (int step = 1;; ++step) {
             SCOPED_TRACE("killed before step " + std::to_string(step));
             clear(folder);
@@ -278,7 +280,7 @@ protected:
             check();
             if (HasFailure()) return;
             if (ended == ChildEnd::done) {
-                EXPECT_GT(step, 10) << "no steps were seen";
+                EXPECT_GT(step, leastSteps) << "no steps were seen";
                 return;
             }
         }
@@ -376,6 +378,77 @@ TEST_F(KilledAtEachStep, AnEndedOperationThatRollsBackLeavesNothing) {
             return media.copy(folder.url("card/a.mov")) && !media.copy(folder.url("card/none.mov"));
         },
         [&] { EXPECT_FALSE(folder.exists("there/Film.media")); });
+}
+
+/// The same with the folders of the library.
+class KilledLibrary : public KilledAtEachStep {
+protected:
+    static LibraryProject row(std::uint64_t number) {
+        return {testing::uuid(number), "Film " + std::to_string(number), 0, 10, std::nullopt};
+    }
+    [[nodiscard]] Project film() const {
+        return {
+            .version = 1,
+            .clips = {videoClip(1, folder.url("card/a.mov"))},
+            .assets = std::vector<Clip>{videoClip(1, folder.url("card/a.mov")), audioClip(2, folder.url("card/b.wav"))},
+            .mediaRoot = std::nullopt};
+    }
+    void prepareSources() const {
+        source("a.mov");
+        source("b.wav");
+    }
+    /// The ids of the projects, each of which is whole; nothing else is in the library.
+    [[nodiscard]] std::vector<UUID> wholeProjects() const {
+        const ProjectStore store(root);
+        std::vector<UUID> ids;
+        for (const LibraryProject& found : store.scan({})) {
+            EXPECT_EQ(found, row(found.id == testing::uuid(1) ? 1 : 2));
+            EXPECT_TRUE(ProjectFile::read(store.projectURL(found.id)));
+            EXPECT_EQ(copiesIn("Kelvane/Projects/" + found.id.upper() + "/Media"), 2u);
+            EXPECT_EQ(folderEntries(store.folder(found.id).path()).size(), 3u);
+            ids.push_back(found.id);
+        }
+        EXPECT_EQ(folderEntries(root.path()).size(), ids.size());
+        std::ranges::sort(ids);
+        return ids;
+    }
+
+    std::set<std::size_t> seen;
+};
+
+TEST_F(KilledLibrary, HasANewProjectWholeOrNotAtAll) {
+    run([&] { prepareSources(); },
+        [&](UnfinishedWork& work) { return ProjectStore(root, &work).create(row(1), film()).has_value(); },
+        [&] { seen.insert(wholeProjects().size()); });
+    EXPECT_EQ(seen, (std::set<std::size_t>{0, 1}));
+}
+
+TEST_F(KilledLibrary, HasADuplicateWholeOrNotAtAllAndItsOriginal) {
+    run(
+        [&] {
+            prepareSources();
+            ASSERT_TRUE(ProjectStore(root).create(row(1), film()));
+            std::filesystem::remove_all(folder.path("card"));
+        },
+        [&](UnfinishedWork& work) { return ProjectStore(root, &work).duplicate(testing::uuid(1), row(2)).has_value(); },
+        [&] {
+            const auto projects = wholeProjects();
+            ASSERT_FALSE(projects.empty());
+            EXPECT_EQ(projects.front(), testing::uuid(1));
+            seen.insert(projects.size());
+        });
+    EXPECT_EQ(seen, (std::set<std::size_t>{1, 2}));
+}
+
+TEST_F(KilledLibrary, HasADeletedProjectWholeOrNotAtAll) {
+    run(
+        [&] {
+            prepareSources();
+            ASSERT_TRUE(ProjectStore(root).create(row(1), film()));
+        },
+        [&](UnfinishedWork& work) { return ProjectStore(root, &work).remove(testing::uuid(1), "Film 1").has_value(); },
+        [&] { seen.insert(wholeProjects().size()); }, 5);
+    EXPECT_EQ(seen, (std::set<std::size_t>{0, 1}));
 }
 
 TEST_F(KilledAtEachStep, ADocumentIsTheOldOrTheNewOneAndNothingElseIsThere) {
