@@ -17,8 +17,18 @@ namespace {
 constexpr std::int64_t cutOff = 1 << 20;
 /// The demuxer looks no deeper either.
 constexpr int deepest = 12;
-/// Samples of a chunk of plain sound that become one entry of the index, at the fewest.
-constexpr std::int64_t chunkShare = 160;
+/// Samples of a chunk of plain sound that become one entry of the index, unless its description tells of frames with
+/// this many samples or more.
+constexpr std::int64_t fewestInFrame = 160;
+constexpr std::int64_t chunkShare = 1024;
+/// As that, for frames of fewer samples: the largest share that is whole frames, for the worst length of a frame.
+constexpr std::int64_t wholeFramesShare = 882;
+/// Sample descriptions that are looked into in a file; behind so many, the worst is taken for granted.
+constexpr int mostDescriptions = 1024;
+/// Samples that a byte of sound can hold: a bit each.
+constexpr std::int64_t samplesInByte = 8;
+/// Larger claims are all one: far more than any limit, and no sum of them overflows.
+constexpr std::int64_t countless = std::int64_t{1} << 56;
 /// Bytes of a sample description that are looked through; real ones have some hundred.
 constexpr std::int64_t longestDescription = 1 << 20;
 
@@ -35,17 +45,33 @@ struct Range {
     [[nodiscard]] std::int64_t length() const { return end - begin; }
 };
 
+std::int64_t capped(__int128 count) { return static_cast<std::int64_t>(std::min<__int128>(count, countless)); }
+
 /// What the boxes of one track claim; of several boxes of a kind, the most.
 struct Track {
     std::int64_t listed = 0;
     std::int64_t unlisted = 0;
     std::int64_t chunks = 0;
+    /// Samples of a chunk at the most, and of all chunks before the last run of chunks of one size.
     std::int64_t chunkSamples = 0;
+    std::int64_t samplesInRuns = 0;
+    /// The last run's first chunk, from 1 on, and the samples of each chunk in it.
+    std::int64_t runBegin = 0;
+    std::int64_t runSamples = 0;
+    bool runsInOrder = true;
+    /// Samples of plain sound that become one entry of the index, at the fewest.
+    std::int64_t entryShare = chunkShare;
     std::int64_t edits = 0;
     bool isSound = false;
     bool isOther = false;
     /// Every sample lasts one tick, as plain sound's do.
     bool evenTicks = true;
+
+    /// Samples of all chunks.
+    [[nodiscard]] std::int64_t samplesInChunks() const {
+        if (!runsInOrder) return capped(__int128{chunks} * chunkSamples);
+        return capped(__int128{std::max<std::int64_t>(chunks - runBegin + 1, 0)} * runSamples + samplesInRuns);
+    }
 };
 
 class Walk {
@@ -67,6 +93,7 @@ private:
     void track(Range inside, int depth);
     void metadata(Range inside, int depth);
     void descriptions(Range inside);
+    void soundDescriptions(Range inside);
     void sizes(Range inside);
     void edits(Range inside);
     void chunkSizes(Range inside);
@@ -87,6 +114,7 @@ private:
     Track* track_ = nullptr;
     std::int64_t listed_ = 0;
     std::int64_t unlisted_ = 0;
+    int descriptionsSeen_ = 0;
     /// The piece of the file that was read last: headers lie close together.
     std::vector<std::uint8_t> piece_ = std::vector<std::uint8_t>(4096);
     std::int64_t pieceBegin_ = 0;
@@ -187,8 +215,31 @@ void Walk::metadata(Range inside, int depth) {
 /// Boxes lie behind headers of many kinds in here, so every byte may begin one.
 void Walk::descriptions(Range inside) {
     bounded_ = bounded_ && inside.length() <= longestDescription;
-    for (std::int64_t at = inside.begin; at + 4 <= inside.end && !ended(); ++at)
+    soundDescriptions(inside);
+    for (std::int64_t at = inside.begin; at + 4 <= inside.end && !ended(); ++at) {
+        if (number(at) == code("stsd")) soundDescriptions({at + 4, inside.end});
         if (table(number(at), {at + 4, inside.end})) ++at;
+    }
+}
+
+/// How many samples of plain sound become one entry of the index: the demuxer keeps frames together that the
+/// description tells of.
+void Walk::soundDescriptions(Range inside) {
+    if (track_ == nullptr) return;
+    for (std::int64_t at = inside.begin + 8; at + 36 <= inside.end && !ended();) {
+        if (++descriptionsSeen_ > mostDescriptions) {
+            track_->entryShare = fewestInFrame;
+            return;
+        }
+        const std::uint32_t format = number(at + 4);
+        const std::uint32_t version = number(at + 16) >> 16;
+        std::int64_t frame = version == 1 ? number(at + 36) : version == 2 ? number(at + 68) : 1;
+        // GSM's frames go without saying.
+        if (format == code("agsm") || format >> 16 == code("ms\0\0") >> 16) frame = fewestInFrame;
+        const std::int64_t share = frame <= 1 ? chunkShare : frame < fewestInFrame ? wholeFramesShare : frame;
+        track_->entryShare = std::min(track_->entryShare, share);
+        at += std::max<std::int64_t>(number(at), 8);
+    }
 }
 
 void Walk::track(Range inside, int depth) {
@@ -198,8 +249,10 @@ void Walk::track(Range inside, int depth) {
     track_ = outer;
     // Plain sound is indexed by chunks, everything else by samples.
     if (track.isSound && !track.isOther && track.evenTicks) {
-        track.listed = track.chunks;
-        track.unlisted = track.chunks * (track.chunkSamples / chunkShare);
+        const std::int64_t samples = track.samplesInChunks();
+        const bool isThere = samples / samplesInByte <= size_;
+        track.listed = track.chunks + (isThere ? samples / track.entryShare : 0);
+        track.unlisted = isThere ? 0 : samples / track.entryShare;
     }
     const std::int64_t samples = std::max(track.listed, track.unlisted);
     bounded_ = bounded_ && (track.edits <= 1 || samples <= mostEdited / track.edits);
@@ -300,7 +353,13 @@ void Walk::chunkSizes(Range inside) {
     for (std::int64_t i = 0; i < count && !ended(); ++i) {
         const std::int64_t at = inside.begin + 8 + i * 12;
         if (at >= size_) break;
-        track_->chunkSamples = std::max<std::int64_t>(track_->chunkSamples, number(at + 4));
+        const std::int64_t first = number(at);
+        const std::int64_t samples = number(at + 4);
+        track_->runsInOrder = track_->runsInOrder && first > track_->runBegin;
+        track_->samplesInRuns = capped(__int128{first - track_->runBegin} * track_->runSamples + track_->samplesInRuns);
+        track_->runBegin = first;
+        track_->runSamples = samples;
+        track_->chunkSamples = std::max(track_->chunkSamples, samples);
     }
 }
 

@@ -11,7 +11,8 @@ namespace MovieClaims {
 
 /// Samples of all tracks and fragments: 24 hours at 60 frames a second with sound. Room for one takes some 50 bytes.
 inline constexpr std::int64_t mostSamples = 12'582'912;
-/// Those among them that no table in the file lists one by one.
+/// Those among them that no table in the file lists one by one, and that aren't plain sound within the file: of that,
+/// the demuxer makes room for one in some thousand.
 inline constexpr std::int64_t mostUnlisted = 4'194'304;
 /// Samples that the edits of a track show, were each edit to show all: the demuxer lists a sample once for each edit.
 inline constexpr std::int64_t mostEdited = 16'777'216;

@@ -42,12 +42,16 @@ struct Claims {
     std::string behind;
     bool sound = false;
     bool bounded = false;
+    /// Samples of a frame of sound as the description tells them; 0 for a description without.
+    std::uint32_t soundFrame = 0;
 };
 
 std::string movieOf(const Claims& claims) {
     const std::string video = words({0, 1}) + std::string(16, '\0') + words({0x00400030, 0x00480000, 0x00480000, 0}) +
                               std::string("\0\1", 2) + std::string(32, '\0') + std::string("\0\x18\xff\xff", 4);
-    const std::string audio = words({0, 1, 0, 0, 0x00010008, 0, 8000U << 16});
+    const bool framed = claims.soundFrame > 0;
+    const std::string audio = words({0, 1, framed ? 0x10000U : 0U, 0, 0x00010008, 0, 8000U << 16}) +
+                              (framed ? words({claims.soundFrame, claims.soundFrame, claims.soundFrame, 1}) : "");
     const std::string entry = box(claims.sound ? "sowt" : "jpeg", claims.sound ? audio : video);
     const std::string stbl =
         box("stbl", box("stsd", words({0, 1}) + entry) + box("stts", word(0) + claims.times) +
@@ -165,6 +169,51 @@ TEST(MovieClaims, OnlyHeadersCount) {
     std::ofstream(folder.path("a.mov"), std::ios::binary) << movieOf(modest);
     const auto track = firstTrack(folder.url("a.mov"), MediaType::video);
     EXPECT_TRUE(track);
+}
+
+/// A movie of `tracks` hours of plain sound at 192 kHz, in chunks of a second that lie in a file of holes.
+FileURL longSound(const TempFolder& folder, std::uint32_t frame) {
+    constexpr std::uint32_t second = 192'000;
+    Claims claims{.name = "",
+                  .times = words({1, 3600 * second, 1}),
+                  .chunks = words({2, 1, second, 1, 3600, second / 2, 1}),
+                  .offsets = word(3600),
+                  .sizes = words({1, 3600 * second}),
+                  .sound = true,
+                  .soundFrame = frame};
+    for (std::uint32_t i = 0; i < 3600; ++i) claims.offsets += word(1'000'000 + i * second);
+    std::ofstream(folder.path("a.mov"), std::ios::binary) << movieOf(claims);
+    std::filesystem::resize_file(folder.path("a.mov"), 1'000'000 + 3600ULL * second);
+    return folder.url("a.mov");
+}
+
+TEST(MovieClaims, LongPlainSoundIsNoDanger) {
+    const TempFolder folder;
+    for (const std::uint32_t frame : {0U, 1U, 64U, 960U}) {
+        const FileURL file = longSound(folder, frame);
+        EXPECT_LT(memoryToOpen(file), 64) << "megabytes";
+        const auto track = firstTrack(file, MediaType::audio);
+        ASSERT_TRUE(track) << frame;
+        EXPECT_GT(track->facts().timeRange.duration.seconds(), 3599) << frame;
+    }
+}
+
+TEST(MovieClaims, ChunksOfSoundThatIsNotThereAreCounted) {
+    // The same claims in a file that ends behind its header.
+    const TempFolder folder;
+    const FileURL file = longSound(folder, 0);
+    const auto areBounded = [&](std::int64_t size) {
+        const int descriptor = ::open(file.path().c_str(), O_RDONLY | O_CLOEXEC);
+        const bool bounded = MovieClaims::areBounded(descriptor, size, [] { return false; });
+        ::close(descriptor);
+        return bounded;
+    };
+    EXPECT_TRUE(areBounded(691'000'000));
+    EXPECT_TRUE(areBounded(1'000'000));
+    // With frames of 160 samples, each an entry.
+    longSound(folder, 160);
+    EXPECT_TRUE(areBounded(691'000'000));
+    EXPECT_FALSE(areBounded(1'000'000));
 }
 
 class FarStamps : public ::testing::Test {
