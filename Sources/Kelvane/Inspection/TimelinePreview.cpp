@@ -67,7 +67,7 @@ public:
         std::vector<std::size_t> slots;
         for (std::size_t i = 0; i < exact->size(); ++i) {
             if (stop.stop_requested()) return fail(Error::cancelled());
-            const MediaTime time = std::min((*exact)[i], last);
+            const MediaTime time = picturedTime(*media, std::min((*exact)[i], last));
             if (position(time.seconds(), clips_, spans_)) {
                 pictured.push_back(time);
                 slots.push_back(i);

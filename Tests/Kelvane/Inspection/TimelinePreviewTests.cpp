@@ -187,6 +187,18 @@ TEST_F(Preview, AsksForNothingPastTheEnd) {
     EXPECT_EQ(platform.requests, std::vector<std::string>{"timeline within 1280x1280: 2999/600 2999/600 2999/600"});
 }
 
+TEST_F(Preview, OfASliverThatRoundingLeftShowsTheFrameBeforeIt) {
+    // Lengths that come to 1,380 units one by one and to 1,381 in all.
+    clips.clear();
+    for (const double length : {0.296, 0.455, 0.394, 0.478, 0.269, 0.409})
+        clips.push_back(videoClip(clips.size() + 1, "/media/a.mov", 100).stretch(1, 1 + length));
+    const auto document = render({2.3, 7});
+    ASSERT_TRUE(document) << document.error().message;
+    EXPECT_EQ(platform.requests, std::vector<std::string>{"timeline within 1280x1280: 1379/600 1379/600"});
+    EXPECT_EQ(document->raw("frames").find("black"), std::string::npos);
+    EXPECT_NE(document->raw("frames").find(R"("clipIndex":6)"), std::string::npos);
+}
+
 TEST_F(Preview, LooksUpTheFrameThatWasShown) {
     // The frame lies across the cut from the time asked for.
     platform.still = [](std::size_t, MediaTime) {

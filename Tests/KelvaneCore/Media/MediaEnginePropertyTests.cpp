@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "Media/MediaEngine.h"
@@ -189,6 +190,71 @@ TEST_P(BuildPropertyTest, EveryTrackThatSoundsHasItsGainsInTheMix) {
         }
         EXPECT_EQ(mixed, audible);
     }
+}
+
+/// Where the last sound of a timeline ends.
+MediaTime soundEnd(const EditedMedia& media) {
+    MediaTime end;
+    for (const CompositionTrack& track : media.composition.tracks())
+        for (const CompositionSegment& segment : track.segments)
+            if (track.type == MediaType::audio && !segment.isEmpty()) end = std::max(end, segment.target.end());
+    return end;
+}
+
+/// Checks each picture of the movie that a timeline makes at one frame rate.
+void expectPicturesUnlessSoundOutlasts(const EditedMedia& media) {
+    MediaTime pictureEnd;
+    for (const VideoInstruction& instruction : media.video.instructions)
+        if (!instruction.layers.empty()) pictureEnd = instruction.timeRange.end();
+    const MediaTime frame = media.video.frameDuration;
+    const MediaTime end = media.composition.duration();
+    const bool isBlack = soundEnd(media) > pictureEnd && end - pictureEnd >= frame;
+    for (std::int64_t n = 0; MediaTime{n * frame.value, frame.timescale} < end; ++n) {
+        const MediaTime time{n * frame.value, frame.timescale};
+        const MediaTime pictured = picturedTime(media, time);
+        if (time < pictureEnd) {
+            EXPECT_EQ(pictured, time);
+            continue;
+        }
+        const VideoInstruction* shown = media.video.instructionAt(pictured);
+        EXPECT_EQ(shown == nullptr || shown->layers.empty(), isBlack)
+            << "frame " << n << " of " << end.seconds() << " s, pictures end at " << pictureEnd.seconds();
+        if (!isBlack) EXPECT_LT((pictureEnd - pictured).seconds(), frame.seconds() + 0.002);
+    }
+}
+
+TEST_P(BuildPropertyTest, AMovieEndsInItsLastPictureUnlessSoundOutlastsIt) {
+    Timelines timelines(GetParam());
+    for (const MediaTime frame : {MediaTime{1, 24}, MediaTime{1001, 30000}, MediaTime{1, 30}, MediaTime{1, 60}}) {
+        for (int round = 0; round < 20; ++round) {
+            std::vector<Clip> clips = timelines.next();
+            if (round % 2 == 0) std::erase_if(clips, [](const Clip& clip) { return clip.isAudio(); });
+            if (std::ranges::all_of(clips, &Clip::isAudio)) continue;
+            expectPicturesUnlessSoundOutlasts(**MediaEngine::build(platform_, clips, Framing::size, frame, {}));
+        }
+    }
+}
+
+TEST_P(BuildPropertyTest, ManyClipsWhoseLengthsAreRoundedDownEndInTheLastPicture) {
+    // Each loses up to 0.49/600 s: together many frames.
+    std::mt19937 random(GetParam());
+    std::vector<Clip> clips;
+    for (std::uint64_t id = 1; id <= 1000; ++id) {
+        const double units = static_cast<double>(std::uniform_int_distribution(20, 80)(random));
+        const double lost = std::uniform_real_distribution(0.0, 0.49)(random);
+        clips.push_back(videoClip(id, "/media/silent.mov", sourceSeconds).stretch(1, 1 + (units + lost) / 600));
+    }
+    const EditedMedia media = **MediaEngine::build(platform_, clips, Framing::size, {1, 30}, {});
+    const MediaTimeRange tail = media.video.instructions.back().timeRange;
+    ASSERT_GT(tail.duration, (MediaTime{1, 30}));
+    ASSERT_TRUE(media.video.instructions.back().layers.empty());
+    expectPicturesUnlessSoundOutlasts(media);
+    // The same stretch stays black where sound goes on in it.
+    ASSERT_LT(tail.end().seconds(), sourceSeconds);
+    clips.push_back(audioClip(2000, "/media/sound.wav", sourceSeconds).stretch(0, tail.end().seconds()));
+    const Result<EditedMediaPtr> sounding = MediaEngine::build(platform_, clips, Framing::size, {1, 30}, {});
+    ASSERT_TRUE(sounding) << sounding.error().message;
+    expectPicturesUnlessSoundOutlasts(**sounding);
 }
 
 }  // namespace

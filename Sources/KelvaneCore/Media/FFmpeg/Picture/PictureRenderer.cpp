@@ -42,6 +42,7 @@ struct PictureRenderer::State {
 };
 
 std::optional<PictureOrigin> PictureRenderer::originOf(const EditedMedia& media, MediaTime time) {
+    time = picturedTime(media, time);
     const VideoInstruction* instruction = media.video.instructionAt(time);
     if (instruction == nullptr) return std::nullopt;
     for (const VideoLayerInstruction& layer : instruction->layers) {

@@ -38,7 +38,7 @@ public:
     PictureRenderer(EditedMediaPtr media, PictureRendererOptions options = {});
     ~PictureRenderer();
 
-    /// Where the picture at `time` comes from; nothing where it is black.
+    /// Where the picture at `time` comes from, by `picturedTime`; nothing where it is black.
     static std::optional<PictureOrigin> originOf(const EditedMedia& media, MediaTime time);
 
     /// The picture at `time`: 8-bit 4:2:0 limited-range Rec. 709 at the render size. Times in order cost one pass over

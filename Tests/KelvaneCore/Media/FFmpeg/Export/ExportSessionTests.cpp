@@ -12,8 +12,11 @@
 
 #include "KelvaneCore/Media/FFmpeg/Sound/SoundTestFiles.h"
 #include "Media/FFmpeg/Export/FFmpegExportSession.h"
+#include "Media/FFmpeg/FFmpegPlatform.h"
 #include "Media/FFmpeg/Sound/SoundRenderer.h"
+#include "Media/MediaEngine.h"
 #include "Media/MediaError.h"
+#include "Support/ClipBuilder.h"
 #include "Support/TempFolder.h"
 
 namespace kelvane {
@@ -133,6 +136,25 @@ TEST_F(ExportSessionTest, EveryPictureAndSampleIsWhereTheTimelineSays) {
         const auto expected = [&](std::int64_t i) { return testSound(static_cast<double>(i) / 48000 + shift, 0); };
         EXPECT_EQ(bestShift(out.sound, from + 600, 20000, expected), 0) << from;
         EXPECT_LT(deviation(out.sound, from + 1200, 20000, expected), 0.04) << from;
+    }
+}
+
+TEST_F(ExportSessionTest, LengthsThatRoundingShortensEndInTheLastPicture) {
+    const FileURL file = FileURL::fromPath(movie("a.mp4", numbered(0, 120)));
+    std::vector<Clip> clips;
+    for (const double length : {0.296, 0.455, 0.394, 0.478, 0.269, 0.409})
+        clips.push_back(videoClip(clips.size() + 1, file.path(), 4).stretch(1, 1 + length));
+    FFmpegPlatform platform;
+    const auto media = MediaEngine::build(platform, clips, {144, 256}, {1, 30}, {});
+    ASSERT_TRUE(media) << media.error().message;
+    ASSERT_TRUE((*media)->video.instructions.back().layers.empty());
+    for (const char* name : {"out.mp4", "out.mov"}) {
+        const auto out = parts(**media, name);
+        ASSERT_EQ(out.pictures.size(), 70U);
+        std::vector<int> last;
+        for (std::size_t n = 66; n < 70; ++n) last.push_back(out.pictures[n].number);
+        // The sixth clip begins 1,135 units in; the last picture lies on the sliver.
+        EXPECT_EQ(last, (std::vector{39, 40, 41, 42})) << name;
     }
 }
 

@@ -172,6 +172,25 @@ TEST_F(PictureRendererTest, TimesWithoutAPictureAreBlack) {
     EXPECT_TRUE(isBlack(*pictureAt(*std::make_unique<PictureRenderer>(Timeline().media), {0, 30})));
 }
 
+TEST_F(PictureRendererTest, ASliverWithoutAPictureShowsTheFrameBeforeIt) {
+    const auto source = videoTrack(movie("a.mp4", {.frames = 60}));
+    Timeline timeline;
+    timeline.clip(source, 0, 0.5);
+    timeline.gap(0.03, false);
+    timeline.clip(source, 1, 1.5);
+    timeline.gap(1.0 / 600, false);
+    PictureRenderer renderer(timeline.media);
+    const auto numberAt = [&](MediaTime time) {
+        return shownNumber(*pictureAt(renderer, time), {320, 180}, timeline.transform);
+    };
+    EXPECT_EQ(numberAt({299, 600}), 14);
+    // Not the source's next frame, which was cut off.
+    for (const int unit : {300, 309, 317}) EXPECT_EQ(numberAt({unit, 600}), 14) << unit;
+    EXPECT_EQ(numberAt({318, 600}), 30);
+    EXPECT_EQ(numberAt({618, 600}), 44);
+    EXPECT_TRUE(isBlack(*pictureAt(renderer, {619, 600})));
+}
+
 TEST_F(PictureRendererTest, ATrackThatStartsLateIsBlackUntilThen) {
     const auto late = videoTrack(movie("late.mkv", {.frames = 30, .soundSeconds = 1.5, .soundDelay = -0.5}));
     Timeline timeline;
