@@ -36,7 +36,16 @@ struct Found {
     int index = 0;
     MediaType type = MediaType::video;
     FFmpegMeasure::StreamSpan span;
+    /// The first track of its type: clips play no other, so that the others tell nothing of the asset's times.
+    bool isUsed = false;
 };
+
+void markUsed(std::vector<Found>& tracks) {
+    for (const MediaType type : {MediaType::video, MediaType::audio}) {
+        const auto first = std::ranges::find(tracks, type, &Found::type);
+        if (first != tracks.end()) first->isUsed = true;
+    }
+}
 
 /// Whether the container's own times count from the asset's beginning, so that a track that starts later starts late.
 bool countsFromZero(const SourceFile& file) {
@@ -64,16 +73,16 @@ struct Stamp {
     AVRational timeBase{1, 1};
 };
 
-/// Time zero of the file: where its first track starts, for containers whose clock runs from anywhere.
+/// Time zero of the file: where the first of its used tracks starts, for containers whose clock runs from anywhere.
 Stamp zeroOf(const SourceFile& file, const std::vector<Found>& tracks) {
-    Stamp zero;
-    if (countsFromZero(file) || tracks.empty()) return zero;
-    for (std::size_t i = 0; i < tracks.size(); ++i) {
-        const AVRational timeBase = file.context()->streams[tracks[i].index]->time_base;
-        if (i == 0 || av_compare_ts(tracks[i].span.first, timeBase, zero.value, zero.timeBase) < 0)
-            zero = {tracks[i].span.first, timeBase};
+    std::optional<Stamp> zero;
+    for (const Found& track : tracks) {
+        if (!track.isUsed || countsFromZero(file)) continue;
+        const AVRational timeBase = file.context()->streams[track.index]->time_base;
+        if (!zero || av_compare_ts(track.span.first, timeBase, zero->value, zero->timeBase) < 0)
+            zero = {track.span.first, timeBase};
     }
-    return zero;
+    return zero.value_or(Stamp());
 }
 
 FFmpegTrack::Facts factsOf(const SourceFile& file, const FileURL& url, const Found& track, Stamp zero) {
@@ -116,11 +125,17 @@ void settleEnd(FFmpegTrack::Facts& facts, const FFmpegMeasure::StreamSpan& span,
     if (settled > facts.timeRange.start) facts.timeRange.duration = settled - facts.timeRange.start;
 }
 
-/// The container's length where the tracks bear it out, else the end of the track that ends last.
-double durationOf(const std::vector<FFmpegTrack::Facts>& tracks, double container) {
+/// The container's length where the used tracks bear it out, else the end of the used track that ends last.
+double durationOf(const std::vector<Found>& found, const std::vector<FFmpegTrack::Facts>& tracks, double container) {
     double end = 0;
-    for (const FFmpegTrack::Facts& facts : tracks) end = std::max(end, facts.timeRange.end().seconds());
-    return container > 0 && std::abs(container - end) <= lengthTolerance ? container : end;
+    double unused = 0;
+    for (std::size_t i = 0; i < tracks.size(); ++i) {
+        double& last = found[i].isUsed ? end : unused;
+        last = std::max(last, tracks[i].timeRange.end().seconds());
+    }
+    // The container ends with the track that ends last.
+    const bool isOfOthers = unused > end;
+    return container > 0 && !isOfOthers && std::abs(container - end) <= lengthTolerance ? container : end;
 }
 
 /// A file of sound alone begins with its first track's silence, and ends with that track.
@@ -155,6 +170,7 @@ Result<std::shared_ptr<const FFmpegAsset>> FFmpegAsset::open(const FileURL& url,
     for (Found& track : found) track.span = (*spans)[track.index];
     std::erase_if(found, [](const Found& track) { return track.span.isEmpty() || track.span.encrypted; });
 
+    markUsed(found);
     const Stamp zero = zeroOf(file, found);
     std::vector<FFmpegTrack::Facts> facts;
     bool picture = false;
@@ -163,7 +179,7 @@ Result<std::shared_ptr<const FFmpegAsset>> FFmpegAsset::open(const FileURL& url,
         picture = picture || track.type == MediaType::video;
         if (file.isFormat("mov") && container > 0) settleEnd(facts.back(), track.span, container);
     }
-    const double duration = picture ? durationOf(facts, container) : settleSoundOnly(facts);
+    const double duration = picture ? durationOf(found, facts, container) : settleSoundOnly(facts);
     Tracks tracks;
     for (FFmpegTrack::Facts& entry : facts) tracks.push_back(std::make_shared<const FFmpegTrack>(std::move(entry)));
     return std::make_shared<const FFmpegAsset>(std::move(tracks), duration, holdsCoverPicture(*file.context()));

@@ -72,6 +72,47 @@ TEST_F(Asset, ListsTracksInTheFilesOrder) {
     EXPECT_EQ(tracks[1]->facts().naturalSize, (Size{640, 360}));
 }
 
+TEST_F(Asset, IsAsLongAsTheTracksThatClipsPlay) {
+    SampleMovie movie;
+    movie.soundSeconds = 2;
+    const FileURL shown = make("shown.mp4", movie);
+    movie.soundSeconds = 3;
+    movie.frames = 150;
+    const FileURL other = make("other.mp4", movie);
+    struct Row {
+        const char* name;
+        std::vector<std::string> words;
+        double duration;
+    };
+    for (const Row& row :
+         {Row{"pictures.mov", {"-map", "0", "-map", "1:v"}, 2}, Row{"pictures.mkv", {"-map", "0", "-map", "1:v"}, 2},
+          Row{"sounds.mp4", {"-map", "0", "-map", "1:a"}, 2}, Row{"both.ts", {"-map", "0", "-map", "1"}, 2},
+          Row{"first.mp4", {"-map", "0:v", "-map", "1:a", "-map", "0:a"}, 3}}) {
+        std::vector<std::string> words{"-i", shown.path(), "-i", other.path()};
+        words.insert(words.end(), row.words.begin(), row.words.end());
+        words.insert(words.end(), {"-c", "copy", path(row.name).path()});
+        runSampleTool(words);
+        const auto asset = openSource(path(row.name));
+        ASSERT_TRUE(asset);
+        EXPECT_GE(tracksOf(*asset, MediaType::video).size() + tracksOf(*asset, MediaType::audio).size(), 3U);
+        // AAC in a transport stream keeps its encoder's delay.
+        EXPECT_NEAR(*asset->loadDuration(), row.duration, 0.06) << row.name;
+    }
+}
+
+TEST_F(Asset, BeginsWithTheTracksThatClipsPlay) {
+    // A transport stream's clock runs from anywhere, here from the second picture's beginning.
+    const FileURL file = make("a.mp4", {.frames = 30});
+    const FileURL late = path("late.ts");
+    runSampleTool(
+        {"-itsoffset", "2", "-i", file.path(), "-i", file.path(), "-map", "0", "-map", "1", "-c", "copy", late.path()});
+    const auto asset = openSource(late);
+    ASSERT_TRUE(asset);
+    ASSERT_EQ(tracksOf(*asset, MediaType::video).size(), 2U);
+    EXPECT_NEAR(*asset->loadDuration(), 1, 0.05);
+    EXPECT_EQ(tracksOf(*asset, MediaType::video)[0]->facts().timeRange.start, MediaTime());
+}
+
 TEST_F(Asset, WidensByThePixelAspect) {
     SampleMovie movie;
     movie.videoFilter = "setsar=4/3";
