@@ -10,15 +10,16 @@ namespace kelvane::testing {
 
 namespace {
 
-/// Appends to `file`, or makes it when `fresh`; an existing fresh file is refused.
-Result<void> append(const FileURL& file, std::string_view data, bool fresh) {
+/// Appends to `file`, or makes it when `fresh`; an existing fresh file is refused. Failures call it `name`.
+Result<void> append(const FileURL& file, const std::string& name, std::string_view data, bool fresh) {
     const std::string path = file.path();
+    const std::string what = fmt::format("“{}” could not be written", name);
     const int descriptor = ::open(path.c_str(), fresh ? O_WRONLY | O_CREAT | O_EXCL : O_WRONLY | O_APPEND, 0644);
-    if (descriptor < 0) return fail(Error::posix(fmt::format("“{}” could not be written", file.fileName()), errno));
+    if (descriptor < 0) return fail(Error::posix(what, errno));
     const bool written = ::write(descriptor, data.data(), data.size()) == static_cast<ssize_t>(data.size());
     const int number = errno;
     ::close(descriptor);
-    if (!written) return fail(Error::posix(fmt::format("“{}” could not be written", file.fileName()), number));
+    if (!written) return fail(Error::posix(what, number));
     return {};
 }
 
@@ -80,11 +81,12 @@ private:
         if (cancel.stop_requested()) return fail(Error::cancelled());
         const std::string_view contents = script_.contents;
         const std::size_t half = contents.size() / 2;
-        if (Result<void> begun = append(file, contents.substr(0, half), true); !begun) return begun;
+        const std::string name = shownName.empty() ? file.fileName() : shownName;
+        if (Result<void> begun = append(file, name, contents.substr(0, half), true); !begun) return begun;
         if (Result<void> passed = platform_.exportGate.pass(cancel.get_token()); !passed) return passed;
         if (cancel.stop_requested()) return fail(Error::cancelled());
         if (script_.failure) return fail(*script_.failure);
-        if (Result<void> ended = append(file, contents.substr(half), false); !ended) return ended;
+        if (Result<void> ended = append(file, name, contents.substr(half), false); !ended) return ended;
         if (script_.onFileWritten) script_.onFileWritten(file);
         return {};
     }

@@ -268,8 +268,9 @@ Result<void> FakeMediaPlatform::timelineStills(const EditedMediaPtr& media, cons
     return {};
 }
 
-Result<void> FakeMediaPlatform::readSamples(const MediaTrackPtr& track, double start, std::optional<double> end,
-                                            const SampleConsumer& consume, std::stop_token stop) {
+Result<void> FakeMediaPlatform::readSamples(const MediaTrackPtr& track, const std::string&, double start,
+                                            std::optional<double> end, const SampleConsumer& consume,
+                                            std::stop_token stop) {
     const auto& fake = dynamic_cast<const FakeMediaTrack&>(*track);
     const Result<void> recorded = journal_->record([&] {
         return fmt::format("readSamples {} from {} to {}", fake.name(), start,

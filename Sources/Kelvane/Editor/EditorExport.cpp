@@ -29,13 +29,6 @@ struct ExportFormat {
     }
 };
 
-/// A failure of the hidden file that is written first tells of the file that was asked for.
-void nameAsAsked(Error& error, const FileURL& hidden, const FileURL& asked) {
-    const std::string name = hidden.fileName();
-    const auto at = error.message.find(name);
-    if (at != std::string::npos) error.message.replace(at, name.size(), asked.fileName());
-}
-
 /// Removes the hidden file, where there still is one, and its record. A file that can't be removed stays recorded.
 /// Blocks.
 bool removeHidden(const FileURL& file, UnfinishedWork* unfinished, UnfinishedWork::Ticket record) {
@@ -135,7 +128,6 @@ QCoro::Task<Result<void>> Editor::exportMedia(FileURL destination, bool overwrit
         co_await clearing;
     }
     leaveExport();
-    if (!ended) nameAsAsked(ended.error(), job->temporary, job->destination);
     co_return ended;
 }
 
@@ -215,6 +207,8 @@ QCoro::Task<Result<void>> Editor::encodeExport(ExportJobPtr job) {
     // The encoder would speak of the hidden file, and only after its start.
     if (Result<void> accepted = checkFolderAccepts(job->destination); !accepted) co_return accepted;
     exportSession_ = std::move(*made);
+    // The movie is written under a hidden name, which tells nobody anything.
+    exportSession_->shownName = job->destination.fileName();
     pollExportProgress();
     auto encode = [session = exportSession_, unfinished = services_.unfinished, job] {
         if (unfinished != nullptr) job->record = unfinished->begin({UnfinishedThing::Kind::exportFile, job->temporary});

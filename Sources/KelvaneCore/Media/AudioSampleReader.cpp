@@ -125,9 +125,8 @@ Result<bool> readBlocks(MediaPlatform& platform, const FileURL& url, double star
     }
     Folder folder(start, end, soundOnly, consume);
     const auto take = [&folder](const SampleBlock& block) { folder.take(block); };
-    const auto done = platform.readSamples(sounds->front(), start, end, take, std::move(stop));
-    // Here a file is named in full; the engine names one that changed without its extension.
-    if (!done && done.error() == MediaError::invalidClip(url.baseName())) return invalid();
+    const std::string name = url.fileName();
+    const auto done = platform.readSamples(sounds->front(), name, start, end, take, std::move(stop));
     if (!done) return fail(done.error());
     if (folder.isBroken()) return invalid();
     return true;

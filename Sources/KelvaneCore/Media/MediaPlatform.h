@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <stop_token>
+#include <string>
 #include <vector>
 
 #include "EditedMedia.h"
@@ -34,6 +35,9 @@ public:
     bool indexAtHead = false;
     std::optional<ExportContainer> outputFileType;
     std::optional<MediaTimeRange> timeRange;
+    /// What failures call the movie; its file's own name when empty. A movie that takes its name when it is finished is
+    /// called by that one.
+    std::string shownName;
 
     /// Encodes to `file`, which must not exist, and returns when the file is finished and synced to disk. Blocks; call
     /// off the main thread. Ends as cancelled within 0.2 s of a stop request or of `cancelExport`, before a run as well
@@ -95,10 +99,11 @@ public:
     /// [`start`, `end`), or all behind `start`, as far as there is sound; the first may begin before it and the last
     /// end behind it. Positions are those of the file: an encoder's delay is removed, a late start is kept, and holes
     /// are not filled. Stretches that don't decode are passed over. Memory doesn't grow with the length. Fails when
-    /// nothing of the track decodes and when the file changes, is replaced or goes meanwhile. `start` is finite and at
-    /// least 0.
-    virtual Result<void> readSamples(const MediaTrackPtr& track, double start, std::optional<double> end,
-                                     const SampleConsumer& consume, std::stop_token stop) = 0;
+    /// nothing of the track decodes, and with MediaError::invalidClip of `name` when the file changes, is replaced or
+    /// goes meanwhile. `start` is finite and at least 0.
+    virtual Result<void> readSamples(const MediaTrackPtr& track, const std::string& name, double start,
+                                     std::optional<double> end, const SampleConsumer& consume,
+                                     std::stop_token stop) = 0;
     /// A session on the composition, at the one quality of the program; none when the platform has no encoder.
     virtual std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) = 0;
 

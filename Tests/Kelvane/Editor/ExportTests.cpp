@@ -284,6 +284,15 @@ TEST_F(Export, ACancelEndsEachStep) {
     }
 }
 
+TEST_F(Export, AFailureOfTheHiddenFileTellsOfTheMovieThatWasAskedFor) {
+    // The folder goes while the movie is being written.
+    std::filesystem::create_directory(place("Movies").path());
+    whenCalled("exportTo", [this] { std::filesystem::remove_all(place("Movies").path()); });
+    const Result<void> ended = run(place("Movies").appending("Film.mp4"));
+    ASSERT_FALSE(ended);
+    EXPECT_EQ(ended.error().message, "“Film.mp4” could not be written: No such file or directory.");
+}
+
 TEST_F(Export, ACancelDuringTheEncodeRemovesTheHalfFile) {
     whenCalled("exportTo", [this] { editor->cancelExport(); });
     const Result<void> ended = run(place("Film.mp4"));

@@ -59,9 +59,9 @@ public:
                                 std::stop_token stop) override {
         return fake.image(asset, time, maximum, stop);
     }
-    Result<void> readSamples(const MediaTrackPtr& track, double start, std::optional<double> end,
-                             const SampleConsumer& consume, std::stop_token stop) override {
-        return fake.readSamples(track, start, end, consume, stop);
+    Result<void> readSamples(const MediaTrackPtr& track, const std::string& name, double start,
+                             std::optional<double> end, const SampleConsumer& consume, std::stop_token stop) override {
+        return fake.readSamples(track, name, start, end, consume, stop);
     }
     std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) override {
         return fake.makeExportSession(std::move(media));

@@ -20,8 +20,8 @@ public:
                               const StillConsumer& consume, std::stop_token stop) override;
     Result<void> timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times, Size maximum,
                                 const StillConsumer& consume, std::stop_token stop) override;
-    Result<void> readSamples(const MediaTrackPtr& track, double start, std::optional<double> end,
-                             const SampleConsumer& consume, std::stop_token stop) override;
+    Result<void> readSamples(const MediaTrackPtr& track, const std::string& name, double start,
+                             std::optional<double> end, const SampleConsumer& consume, std::stop_token stop) override;
     std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) override;
 
     /// How many files were opened and probed so far; for tests and benchmarks.

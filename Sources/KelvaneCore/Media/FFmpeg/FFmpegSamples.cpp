@@ -94,6 +94,13 @@ void handOver(const PlacedSound& sound, std::vector<float>& buffer, const Sample
              samples.subspan(first, last - first)});
 }
 
+/// The track as this engine's own.
+std::shared_ptr<const FFmpegTrack> soundTrack(const MediaTrackPtr& track) {
+    auto source = std::dynamic_pointer_cast<const FFmpegTrack>(track);
+    check(source && source->type() == MediaType::audio, "sound is read from a sound track of this engine");
+    return source;
+}
+
 /// Whether the path still leads to the file that was probed.
 bool isInPlace(const FFmpegTrack::Facts& facts) {
     const auto identity = FileIdentity::of(facts.url);
@@ -102,12 +109,12 @@ bool isInPlace(const FFmpegTrack::Facts& facts) {
 
 }  // namespace
 
-Result<void> FFmpegPlatform::readSamples(const MediaTrackPtr& track, double start, std::optional<double> end,
-                                         const SampleConsumer& consume, std::stop_token stop) {
-    const auto source = std::dynamic_pointer_cast<const FFmpegTrack>(track);
-    check(source && source->type() == MediaType::audio, "sound is read from a sound track of this engine");
+Result<void> FFmpegPlatform::readSamples(const MediaTrackPtr& track, const std::string& name, double start,
+                                         std::optional<double> end, const SampleConsumer& consume,
+                                         std::stop_token stop) {
+    const auto source = soundTrack(track);
     const FFmpegTrack::Facts& facts = source->facts();
-    auto frames = SoundFrames::open(source, stop);
+    auto frames = SoundFrames::open(source, name, stop);
     if (!frames) return fail(frames.error());
     if (start > facts.timeRange.end().seconds() + endSlack) return {};
     if (start > 0) {
@@ -118,7 +125,7 @@ Result<void> FFmpegPlatform::readSamples(const MediaTrackPtr& track, double star
         auto sound = (*frames)->next(stop);
         if (!sound) return fail(sound.error());
         if (!*sound || count % identityInterval == 0) {
-            if (!isInPlace(facts)) return fail(MediaError::invalidClip(facts.url.baseName()));
+            if (!isInPlace(facts)) return fail(MediaError::invalidClip(name));
         }
         if (!*sound) break;
         // One frame more than asked for, so that no rounding of the product leaves one out.

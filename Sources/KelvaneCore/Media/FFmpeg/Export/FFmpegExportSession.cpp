@@ -27,7 +27,7 @@ public:
         : plan_(std::move(plan)), run_(std::move(run)), progress_(std::move(progress)) {}
 
     /// Opens the encoders and creates the file.
-    Result<void> open(const FileURL& file, ExportContainer container, bool indexAtHead);
+    Result<void> open(const FileURL& file, const ExportSession& session, ExportContainer container);
     /// Makes the movie; once, after `open`.
     Result<void> make();
 
@@ -67,14 +67,15 @@ Result<void> MovieRun::openEncoders() {
     return {};
 }
 
-Result<void> MovieRun::open(const FileURL& file, ExportContainer container, bool indexAtHead) {
+Result<void> MovieRun::open(const FileURL& file, const ExportSession& session, ExportContainer container) {
     if (auto opened = openEncoders(); !opened) return opened;
-    const MovieLayout layout{.container = container,
+    const MovieLayout layout{.name = session.shownName,
+                             .container = container,
                              .picture = pictureEncoder_ ? &pictureEncoder_->context() : nullptr,
                              .sound = soundEncoder_ ? &soundEncoder_->context() : nullptr,
                              .pictureCount = plan_.pictureCount,
                              .soundLength = plan_.soundLength,
-                             .indexAtHead = indexAtHead};
+                             .indexAtHead = session.indexAtHead};
     auto writer = MovieWriter::create(file, layout, run_->token());
     if (!writer) return fail(writer.error());
     writer_ = std::move(*writer);
@@ -151,7 +152,7 @@ public:
         if (!plan) return fail(plan.error());
         auto movie = std::make_shared<MovieRun>(std::move(*plan), run, progress_);
         // The file is there, or not, before anything is left to a thread.
-        if (auto opened = movie->open(file, container, indexAtHead); !opened) return opened;
+        if (auto opened = movie->open(file, *this, container); !opened) return opened;
         auto made = doBeside<void>(run, [movie = std::move(movie)] { return movie->make(); });
         if (made) progress_->store(1);
         return made;

@@ -156,7 +156,6 @@ std::int64_t MovieWriter::State::seekBytes(void* opaque, std::int64_t offset, in
 }
 
 Result<void> MovieWriter::State::open(const FileURL& url) {
-    name = url.fileName();
     file = FileDescriptor::open(url.path(), O_RDWR | O_CREAT | O_EXCL, 0644);
     if (!file.isOpen()) {
         failed = errno;
@@ -210,6 +209,7 @@ Result<std::unique_ptr<MovieWriter>> MovieWriter::create(const FileURL& file, co
                                                          std::stop_token stop) {
     auto state = std::make_unique<State>();
     state->stop = std::move(stop);
+    state->name = layout.name.empty() ? file.fileName() : layout.name;
     if (auto opened = state->open(file); !opened) return fail(opened.error());
     if (auto begun = state->begin(layout); !begun) return fail(begun.error());
     return std::unique_ptr<MovieWriter>(new MovieWriter(std::move(state)));

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <stop_token>
+#include <string>
 
 #include "Media/ExportSettings.h"
 #include "Media/FFmpeg/Source/Handles.h"
@@ -11,6 +12,8 @@ namespace kelvane {
 
 /// What a movie will hold, known before its first byte is written.
 struct MovieLayout {
+    /// What failures call the movie; its file's own name when empty.
+    std::string name;
     ExportContainer container = ExportContainer::mp4;
     /// The encoders, opened; null for a track that the movie doesn't have.
     const AVCodecContext* picture = nullptr;

@@ -61,7 +61,8 @@ std::vector<double> stereoMatrix(const AVChannelLayout& layout) {
 
 Result<std::unique_ptr<SoundDecoder>> SoundDecoder::open(std::shared_ptr<const FFmpegTrack> track,
                                                          std::stop_token stop) {
-    auto frames = SoundFrames::open(std::move(track), std::move(stop));
+    const std::string name = track->url().baseName();
+    auto frames = SoundFrames::open(std::move(track), name, std::move(stop));
     if (!frames) return fail(frames.error());
     return std::unique_ptr<SoundDecoder>(new SoundDecoder(std::move(*frames)));
 }

@@ -47,8 +47,9 @@ bool isUsable(const AVFrame& frame) {
 SoundFrames::SoundFrames(std::shared_ptr<const FFmpegTrack> track, std::unique_ptr<SourceDemuxer> demuxer)
     : track_(std::move(track)), demuxer_(std::move(demuxer)), frame_(av_frame_alloc()) {}
 
-Result<std::unique_ptr<SoundFrames>> SoundFrames::open(std::shared_ptr<const FFmpegTrack> track, std::stop_token stop) {
-    auto demuxer = SourceDemuxer::open(*track, std::move(stop));
+Result<std::unique_ptr<SoundFrames>> SoundFrames::open(std::shared_ptr<const FFmpegTrack> track, std::string name,
+                                                       std::stop_token stop) {
+    auto demuxer = SourceDemuxer::open(*track, std::move(name), std::move(stop));
     if (!demuxer) return fail(demuxer.error());
     std::unique_ptr<SoundFrames> frames(new SoundFrames(std::move(track), std::move(*demuxer)));
     frames->openCodec();

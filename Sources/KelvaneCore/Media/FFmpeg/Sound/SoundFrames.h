@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <stop_token>
+#include <string>
 #include <utility>
 
 #include "Media/FFmpeg/Source/FFmpegAsset.h"
@@ -34,9 +35,9 @@ struct PlacedSound {
 /// holes between them are silence. One thread at a time.
 class SoundFrames {
 public:
-    /// Opens the file of `track`. A file that was replaced or has gone fails with MediaError::invalidClip; a track
-    /// whose codec can't be opened gives a decoder that is at its end from the start.
-    static Result<std::unique_ptr<SoundFrames>> open(std::shared_ptr<const FFmpegTrack> track,
+    /// Opens the file of `track`. A file that was replaced, changes or has gone fails with MediaError::invalidClip of
+    /// `name`; a track whose codec can't be opened gives a decoder that is at its end from the start.
+    static Result<std::unique_ptr<SoundFrames>> open(std::shared_ptr<const FFmpegTrack> track, std::string name,
                                                      std::stop_token stop = {});
 
     /// Goes to `seconds` of the asset, and half a second before it, so that decoders which carry state from packet to

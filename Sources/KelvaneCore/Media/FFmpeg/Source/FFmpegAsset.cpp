@@ -149,7 +149,7 @@ double settleSoundOnly(std::vector<FFmpegTrack::Facts>& tracks) {
 
 Result<std::shared_ptr<const FFmpegAsset>> FFmpegAsset::open(const FileURL& url, std::stop_token stop) {
     using Tracks = std::vector<std::shared_ptr<const FFmpegTrack>>;
-    auto opened = SourceFile::open(url);
+    auto opened = SourceFile::open(url, url.fileName());
     if (!opened) return fail(opened.error());
     SourceFile& file = **opened;
     file.setStop(std::move(stop));

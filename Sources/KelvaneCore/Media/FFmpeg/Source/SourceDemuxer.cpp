@@ -17,10 +17,10 @@ constexpr double shortIndex = 2;
 }  // namespace
 
 struct SourceDemuxer::State {
-    State(std::unique_ptr<SourceFile> sourceFile, const FFmpegTrack::Facts& facts)
+    State(std::unique_ptr<SourceFile> sourceFile, const FFmpegTrack::Facts& facts, std::string shownName)
         : file(std::move(sourceFile)),
           streamIndex(facts.streamIndex),
-          url(facts.url),
+          name(std::move(shownName)),
           trackEnd(facts.timeRange.end()) {}
 
     Result<void> start();
@@ -34,11 +34,12 @@ struct SourceDemuxer::State {
         brokenOff = true;
         return file->failure().value_or(changed());
     }
-    [[nodiscard]] Error changed() const { return MediaError::invalidClip(url.baseName()); }
+    [[nodiscard]] Error changed() const { return MediaError::invalidClip(name); }
 
     std::unique_ptr<SourceFile> file;
     int streamIndex;
-    FileURL url;
+    /// What failures call the file.
+    std::string name;
     MediaTime trackEnd;
     /// Nothing was read since the start, so that the beginning needs no seek.
     bool atBeginning = false;
@@ -116,12 +117,17 @@ SourceDemuxer::SourceDemuxer(std::unique_ptr<State> state) : state_(std::move(st
 SourceDemuxer::~SourceDemuxer() = default;
 
 Result<std::unique_ptr<SourceDemuxer>> SourceDemuxer::open(const FFmpegTrack& track, std::stop_token stop) {
+    return open(track, track.facts().url.baseName(), std::move(stop));
+}
+
+Result<std::unique_ptr<SourceDemuxer>> SourceDemuxer::open(const FFmpegTrack& track, std::string name,
+                                                           std::stop_token stop) {
     if (stop.stop_requested()) return fail(Error::cancelled());
     const FFmpegTrack::Facts& facts = track.facts();
-    auto file = SourceFile::open(facts.url);
+    auto file = SourceFile::open(facts.url, name);
     if (!file && isShortage(file.error())) return fail(file.error());
-    if (!file || (*file)->identity() != facts.identity) return fail(MediaError::invalidClip(facts.url.baseName()));
-    auto state = std::make_unique<State>(std::move(*file), facts);
+    if (!file || (*file)->identity() != facts.identity) return fail(MediaError::invalidClip(name));
+    auto state = std::make_unique<State>(std::move(*file), facts, std::move(name));
     state->file->setStop(std::move(stop));
     if (auto started = state->start(); !started)
         return fail(started.error().isCancelled() ? started.error() : state->changed());

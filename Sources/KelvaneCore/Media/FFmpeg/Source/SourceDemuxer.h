@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <stop_token>
+#include <string>
 
 #include "FFmpegAsset.h"
 
@@ -12,7 +13,10 @@ namespace kelvane {
 class SourceDemuxer {
 public:
     /// Opens the file of `track`, within `openingLimit`. A file that changed since it was probed fails with
-    /// MediaError::invalidClip, as does one that can no longer be read. `stop` counts until `setStop`.
+    /// MediaError::invalidClip of `name`, as does one that can no longer be read. `stop` counts until `setStop`.
+    static Result<std::unique_ptr<SourceDemuxer>> open(const FFmpegTrack& track, std::string name,
+                                                       std::stop_token stop = {});
+    /// With the file's name without its extension, as clips are called.
     static Result<std::unique_ptr<SourceDemuxer>> open(const FFmpegTrack& track, std::stop_token stop = {});
     ~SourceDemuxer();
 

@@ -72,8 +72,11 @@ Result<FileIdentity> FileIdentity::of(const FileURL& url) {
     return identityOf(path, status);
 }
 
-SourceFile::SourceFile(FileDescriptor descriptor, FileIdentity identity, const FileURL& url)
-    : descriptor_(std::move(descriptor)), identity_(std::move(identity)), url_(url) {}
+SourceFile::SourceFile(FileDescriptor descriptor, FileIdentity identity, const FileURL& url, std::string shownName)
+    : descriptor_(std::move(descriptor)),
+      identity_(std::move(identity)),
+      url_(url),
+      shownName_(std::move(shownName)) {}
 
 SourceFile::~SourceFile() { closeFormat(); }
 
@@ -85,7 +88,7 @@ void SourceFile::closeFormat() {
 
 bool isShortage(const Error& error) { return error.domain == "POSIX" && isShortage(error.code); }
 
-Result<std::unique_ptr<SourceFile>> SourceFile::open(const FileURL& url) {
+Result<std::unique_ptr<SourceFile>> SourceFile::open(const FileURL& url, std::string shownName) {
     if (!url.isFile()) return fail(quoted(url) + " is not a file on this computer.");
     const std::string path = url.path();
     // Without O_NONBLOCK, opening a pipe that nobody writes to would wait for ever.
@@ -94,7 +97,8 @@ Result<std::unique_ptr<SourceFile>> SourceFile::open(const FileURL& url) {
     if (!descriptor.isOpen() || ::fstat(descriptor.get(), &status) != 0)
         return fail(Error::posix(quoted(url) + " could not be opened", errno));
     if (auto kind = checkKind(url, status); !kind) return fail(kind.error());
-    return std::unique_ptr<SourceFile>(new SourceFile(std::move(descriptor), identityOf(path, status), url));
+    return std::unique_ptr<SourceFile>(
+        new SourceFile(std::move(descriptor), identityOf(path, status), url, std::move(shownName)));
 }
 
 void SourceFile::setTimeLimit(std::optional<std::chrono::milliseconds> limit) {
@@ -166,7 +170,7 @@ bool SourceFile::isUnchanged() {
 
 std::optional<Error> SourceFile::failure() const {
     if (stop_.stop_requested()) return Error::cancelled();
-    if (changed_) return MediaError::invalidClip(url_.baseName());
+    if (changed_) return MediaError::invalidClip(shownName_);
     if (readError_ != 0) return Error::posix(quoted(url_) + " could not be read", readError_);
     if (timeIsOver()) return Error(quoted(url_) + " takes too long to read.");
     return std::nullopt;

@@ -18,7 +18,8 @@ bool isShortage(const Error& error);
 class SourceFile {
 public:
     /// Opens the descriptor. A folder, a pipe, a device or a file that can't be read fails in words with its name.
-    static Result<std::unique_ptr<SourceFile>> open(const FileURL& url);
+    /// `shownName` is what a file that changes is called.
+    static Result<std::unique_ptr<SourceFile>> open(const FileURL& url, std::string shownName);
     ~SourceFile();
     SourceFile(const SourceFile&) = delete;
     SourceFile& operator=(const SourceFile&) = delete;
@@ -63,7 +64,7 @@ public:
     [[nodiscard]] std::optional<Error> failure() const;
 
 private:
-    SourceFile(FileDescriptor descriptor, FileIdentity identity, const FileURL& url);
+    SourceFile(FileDescriptor descriptor, FileIdentity identity, const FileURL& url, std::string shownName);
     static int read(void* opaque, std::uint8_t* buffer, int size);
     static std::int64_t seek(void* opaque, std::int64_t offset, int whence);
     Result<const AVInputFormat*> probe();
@@ -73,6 +74,7 @@ private:
     FileDescriptor descriptor_;
     FileIdentity identity_;
     FileURL url_;
+    std::string shownName_;
     std::stop_token stop_;
     std::optional<std::chrono::steady_clock::time_point> deadline_;
     std::int64_t position_ = 0;

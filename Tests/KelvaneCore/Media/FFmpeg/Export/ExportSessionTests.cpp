@@ -322,6 +322,15 @@ TEST_F(ExportSessionTest, AFileThatMayNotGrowFailsInWords) {
     EXPECT_EQ(result.error().message, "“out.mp4” could not be written: File too large.");
 }
 
+TEST_F(ExportSessionTest, AMovieThatIsToHaveAnotherNameIsCalledByThat) {
+    const auto media = timeline({{movie("a.mp4", numbered()), 0, 1}});
+    auto hidden = session(media);
+    hidden->shownName = "Film.mp4";
+    const auto result = hidden->exportTo(folder_.url("no such folder/.hidden.mp4"), ExportContainer::mp4, {});
+    ASSERT_FALSE(result);
+    EXPECT_EQ(result.error().message, "“Film.mp4” could not be written: No such file or directory.");
+}
+
 TEST_F(ExportSessionTest, AFullDiskFailsInWords) {
     folder_.makeFolder("small");
     if (mount("tmpfs", folder_.path("small").c_str(), "tmpfs", 0, "size=128k") != 0)
