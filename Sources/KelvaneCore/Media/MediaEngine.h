@@ -24,7 +24,8 @@ struct ImportedClip {
 };
 
 /// Opens a file, decides whether it is a video or an audio asset, measures it and takes a picture. Fails with
-/// MediaError::invalidClip, named with the extension, for a file that is neither or too short.
+/// MediaError::invalidClip, named with the extension, for a file that is neither or too short, and for one of sound
+/// alone of which nothing decodes. A video of which no picture decodes has none.
 Result<ImportedClip> importClip(MediaPlatform& platform, const FileURL& url, std::stop_token stop);
 
 /// What the automatic export choices resolve to.

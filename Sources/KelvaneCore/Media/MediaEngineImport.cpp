@@ -49,6 +49,18 @@ Result<Footage> loadFootage(MediaPlatform& platform, const Clip& clip, const std
     return Footage{*naturalSize, *transform, *rate};
 }
 
+/// Refuses a file without pictures of which nothing can be heard either.
+Result<void> checkSound(MediaPlatform& platform, const MediaAsset& asset, const FileURL& url,
+                        const std::stop_token& stop) {
+    const std::string name = url.fileName();
+    const Result<std::vector<MediaTrackPtr>> tracks = asset.loadTracks(MediaType::audio);
+    if (!tracks) return fail(tracks.error());
+    if (tracks->empty()) return fail(MediaError::invalidClip(name));
+    const Result<bool> sounds = platform.yieldsSound(tracks->front(), name, stop);
+    if (!sounds) return fail(sounds.error());
+    return *sounds ? Result<void>() : fail(MediaError::invalidClip(name));
+}
+
 }  // namespace
 
 Result<ImportedClip> importClip(MediaPlatform& platform, const FileURL& url, std::stop_token stop) {
@@ -59,9 +71,8 @@ Result<ImportedClip> importClip(MediaPlatform& platform, const FileURL& url, std
     if (!videoTracks) return fail(videoTracks.error());
     const bool isVideo = !videoTracks->empty();
     if (!isVideo) {
-        const Result<std::vector<MediaTrackPtr>> audioTracks = (*asset)->loadTracks(MediaType::audio);
-        if (!audioTracks) return fail(audioTracks.error());
-        if (audioTracks->empty()) return fail(MediaError::invalidClip(url.fileName()));
+        const Result<void> heard = checkSound(platform, **asset, url, stop);
+        if (!heard) return fail(heard.error());
     }
     const Result<double> seconds = (*asset)->loadDuration();
     if (!seconds) return fail(seconds.error());

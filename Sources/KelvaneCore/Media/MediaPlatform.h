@@ -104,6 +104,11 @@ public:
     virtual Result<void> readSamples(const MediaTrackPtr& track, const std::string& name, double start,
                                      std::optional<double> end, const SampleConsumer& consume,
                                      std::stop_token stop) = 0;
+    /// Whether anything of an audio track decodes. Looks for the first sample: of a good file that costs its head, of a
+    /// broken one a pass. Fails with MediaError::invalidClip of `name` as `readSamples` does. By itself, yes.
+    virtual Result<bool> yieldsSound(const MediaTrackPtr&, const std::string& /*name*/, std::stop_token) {
+        return true;
+    }
     /// A session on the composition, at the one quality of the program; none when the platform has no encoder.
     virtual std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) = 0;
 

@@ -22,6 +22,7 @@ public:
                                 const StillConsumer& consume, std::stop_token stop) override;
     Result<void> readSamples(const MediaTrackPtr& track, const std::string& name, double start,
                              std::optional<double> end, const SampleConsumer& consume, std::stop_token stop) override;
+    Result<bool> yieldsSound(const MediaTrackPtr& track, const std::string& name, std::stop_token stop) override;
     std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) override;
 
     /// How many files were opened and probed so far; for tests and benchmarks.

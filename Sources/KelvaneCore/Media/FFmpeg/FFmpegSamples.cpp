@@ -136,4 +136,12 @@ Result<void> FFmpegPlatform::readSamples(const MediaTrackPtr& track, const std::
     return {};
 }
 
+Result<bool> FFmpegPlatform::yieldsSound(const MediaTrackPtr& track, const std::string& name, std::stop_token stop) {
+    auto frames = SoundFrames::open(soundTrack(track), name, stop);
+    if (!frames) return fail(frames.error());
+    const auto first = (*frames)->next(std::move(stop));
+    if (!first) return fail(first.error());
+    return first->has_value();
+}
+
 }  // namespace kelvane

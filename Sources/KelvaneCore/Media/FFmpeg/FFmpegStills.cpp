@@ -46,7 +46,7 @@ public:
         // Before a late start there is nothing to see: the nearest picture is the first.
         auto frame = reader_->frame(std::max(request.sourceTime, track_->facts().timeRange.start), stop);
         if (!frame) return fail(frame.error());
-        if (!*frame) return fail("“" + track_->url().fileName() + "” has no picture that can be decoded.");
+        if (!*frame) return fail(reader_->undecodable());
         if (*frame != shown_) {
             auto image = print(**frame);
             if (!image) return fail(image.error());

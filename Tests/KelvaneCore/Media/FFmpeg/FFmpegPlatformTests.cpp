@@ -1,7 +1,12 @@
+#include <fstream>
+#include <functional>
+#include <random>
 #include <thread>
 
 #include "KelvaneCore/Media/FFmpeg/Source/SourceFixture.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
+#include "Media/MediaEngine.h"
+#include "Media/MediaError.h"
 
 namespace kelvane::testing {
 namespace {
@@ -108,6 +113,66 @@ TEST_F(Platform, TakesTheFirstPictureOfATrackThatStartsLater) {
     const auto image = platform_.image(*asset, {300, 600}, {1024, 1024}, {});
     ASSERT_TRUE(image) << image.error().message;
     EXPECT_EQ(numberOfStill(**image), 0);
+}
+
+/// Overwrites what lies in a movie's box of samples, the index of which stays whole.
+void overwriteSamples(const FileURL& file, const std::function<char()>& byte) {
+    std::ifstream input(file.path(), std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(input)), {});
+    const auto name = bytes.find("mdat");
+    ASSERT_NE(name, std::string::npos);
+    std::size_t length = 0;
+    for (std::size_t i = name - 4; i < name; ++i) length = length << 8 | static_cast<unsigned char>(bytes[i]);
+    for (std::size_t i = name + 4; i < name - 4 + length; ++i) bytes[i] = byte();
+    std::ofstream(file.path(), std::ios::binary) << bytes;
+}
+
+TEST_F(Platform, ImportsNoSoundOfWhichNothingDecodes) {
+    std::mt19937 random(1);
+    const std::vector<std::pair<const char*, std::function<char()>>> damages{
+        {"noise.m4a", [&] { return static_cast<char>(random()); }}, {"zeros.m4a", [] { return '\0'; }}};
+    for (const auto& [name, byte] : damages) {
+        const FileURL file = makeSampleSound(folder_.path(), name, 3);
+        EXPECT_TRUE(MediaEngine::importClip(platform_, file, {})) << name;
+        overwriteSamples(file, byte);
+        const auto imported = MediaEngine::importClip(platform_, file, {});
+        ASSERT_FALSE(imported) << name;
+        EXPECT_EQ(imported.error(), MediaError::invalidClip(name));
+    }
+}
+
+TEST_F(Platform, ImportsSoundWhoseBeginningAloneDoesNotDecode) {
+    const FileURL file = makeSampleSound(folder_.path(), "a.m4a", 60);
+    std::mt19937 random(1);
+    std::ifstream input(file.path(), std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(input)), {});
+    const auto begin = bytes.find("mdat") + 4;
+    ASSERT_GT(bytes.size(), begin + 200'000);
+    for (std::size_t i = begin; i < begin + 100'000; ++i) bytes[i] = static_cast<char>(random());
+    std::ofstream(file.path(), std::ios::binary) << bytes;
+    const auto imported = MediaEngine::importClip(platform_, file, {});
+    ASSERT_TRUE(imported) << imported.error().message;
+    EXPECT_TRUE(imported->clip.isAudio());
+}
+
+TEST_F(Platform, ImportsAVideoWhosePictureNeverDecodesAndExportsNoBlackFilmOfIt) {
+    SampleMovie movie;
+    movie.soundSeconds = 2;
+    const FileURL file = make("a.mp4", movie);
+    overwriteSamples(file, [] { return '\0'; });
+    const auto imported = MediaEngine::importClip(platform_, file, {});
+    ASSERT_TRUE(imported) << imported.error().message;
+    EXPECT_EQ(imported->picture, nullptr);
+    EXPECT_FALSE(imported->clip.isAudio());
+    EXPECT_NEAR(imported->clip.sourceDuration, 2, 0.05);
+    const std::vector<Clip> clips{imported->clip};
+    const auto media = MediaEngine::build(platform_, clips, {180, 320}, {1, 30}, {});
+    ASSERT_TRUE(media) << media.error().message;
+    const auto session = MediaEngine::exporter(platform_, *media, ExportContainer::mp4);
+    ASSERT_TRUE(session);
+    const auto exported = (*session)->exportTo(folder_.url("out.mp4"), ExportContainer::mp4, {});
+    ASSERT_FALSE(exported);
+    EXPECT_EQ(exported.error().message, "“a.mp4” has no picture that can be decoded.");
 }
 
 TEST_F(Platform, HasNoStillOfSound) {

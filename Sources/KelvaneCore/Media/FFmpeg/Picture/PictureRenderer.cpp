@@ -101,6 +101,8 @@ Result<SharedFrame> PictureRenderer::State::draw(const PictureOrigin& shot, std:
     if (!frame) return fail(stop.stop_requested() ? Error::cancelled() : frame.error());
     const SharedFrame& shown = *frame;
     if (!shown) return black();
+    // A film that is black from end to end would tell nobody why.
+    if (!shown && source.reader->isUndecodable()) return fail(source.reader->undecodable());
     if (shown == source.frame && source.drawn && shot.transform == source.transform) return source.drawn;
 
     const auto natural = shot.track->loadNaturalSize();

@@ -43,7 +43,8 @@ public:
 
     /// The picture at `time`: 8-bit 4:2:0 limited-range Rec. 709 at the render size. Times in order cost one pass over
     /// each source. The same pointer comes back while nothing changed. A source that can't be opened any more, or
-    /// changes while it is read, fails with MediaError::invalidClip and its base name.
+    /// changes while it is read, fails with MediaError::invalidClip and its base name; one of which no picture decodes
+    /// fails in words with its name.
     Result<SharedFrame> picture(MediaTime time, std::stop_token stop);
     /// As VideoFrameReader::decodingStart, of the source shown at `time`; fails as `picture` does.
     Result<std::optional<std::int64_t>> decodingStart(MediaTime time, std::stop_token stop);

@@ -117,6 +117,7 @@ struct VideoFrameReader::State {
     void take(FramePtr frame);
     Result<TimedFrame> decode(std::int64_t limit);
     void forget();
+    void goOnBehindErrors();
     Result<void> restart(std::int64_t timestamp);
     Result<void> seek(std::int64_t limit, std::int64_t before = INT64_MAX);
     [[nodiscard]] bool shouldJump(std::int64_t limit) const;
@@ -266,6 +267,17 @@ void VideoFrameReader::State::forget() {
     avcodec_flush_buffers(decoder.get());
 }
 
+/// Behind a stretch that was given up, decodes on from the next key frame.
+void VideoFrameReader::State::goOnBehindErrors() {
+    gaveUpAt = AV_NOPTS_VALUE;
+    drained = false;
+    passedOver = errors = 0;
+    while (!packets.empty() && (packets.front()->flags & AV_PKT_FLAG_KEY) == 0) packets.pop_front();
+    waitsForKey = packets.empty();
+    owed.restart();
+    avcodec_flush_buffers(decoder.get());
+}
+
 Result<void> VideoFrameReader::State::restart(std::int64_t timestamp) {
     forget();
     fromBeginning = timestamp == INT64_MIN;
@@ -290,6 +302,11 @@ Result<void> VideoFrameReader::State::seek(std::int64_t limit, std::int64_t befo
         // A key frame that shows too late is known by its packet; decoding it would be for nothing.
         if (fromBeginning || key == AV_NOPTS_VALUE || (key <= limit && start < before)) {
             auto found = decode(limit);
+            // What is to be shown of a track is its first frame, however late that comes.
+            while (fromBeginning && found && !found->frame && gaveUpAt != AV_NOPTS_VALUE) {
+                goOnBehindErrors();
+                found = decode(limit);
+            }
             if (!found) return fail(found.error());
             keysAreFalse = keysAreFalse || (!fromBeginning && owed.beganInBetween());
             const bool bad = !betterStartsAreVain && owed.beganBadly() && ++badStarts <= badStartLimit;
@@ -487,6 +504,12 @@ Result<SharedFrame> VideoFrameReader::frame(MediaTime time, std::stop_token stop
 }
 
 const FFmpegTrack& VideoFrameReader::track() const { return *state_->track; }
+
+bool VideoFrameReader::isUndecodable() const { return state_->hopeless; }
+
+Error VideoFrameReader::undecodable() const {
+    return Error("“" + track().url().fileName() + "” has no picture that can be decoded.");
+}
 
 std::optional<std::int64_t> VideoFrameReader::decodingStart(MediaTime time) const {
     const State& state = *state_;

@@ -29,14 +29,19 @@ public:
     /// The last frame whose presentation time is at most `time` (seconds of the asset), give or take less than a tick
     /// of the file's clock where that is 2 ms or finer. Behind the last frame, the last frame. Before the first frame:
     /// nullptr when the track starts more than 0.1 s late (it shows black until then), else the first frame. Damaged
-    /// frames are passed over; a track of which no frame decodes gives nullptr as well. Interlaced frames come
-    /// deinterlaced. The frame is as decoded: stored size, its own pixel format and colour tags. The same pointer comes
-    /// back while the frame stays the same. Fails as cancelled, or as `SourceDemuxer::next` does.
+    /// frames are passed over; a track of which no frame decodes gives nullptr as well, and `isUndecodable` from then
+    /// on. Interlaced frames come deinterlaced. The frame is as decoded: stored size, its own pixel format and colour
+    /// tags. The same pointer comes back while the frame stays the same. Fails as cancelled, or as
+    /// `SourceDemuxer::next` does.
     Result<SharedFrame> frame(MediaTime time, std::stop_token stop);
     [[nodiscard]] const FFmpegTrack& track() const;
 
     /// Where decoding starts for the frame at `time`, in ticks of the file: times of equal starts are served by one run
     /// of the decoder. Nothing when the file doesn't list all of its key frames.
+    /// Whether the decoder can't be opened, or a pass over the whole track gave no frame.
+    [[nodiscard]] bool isUndecodable() const;
+    /// "“<file>” has no picture that can be decoded."
+    [[nodiscard]] Error undecodable() const;
     [[nodiscard]] std::optional<std::int64_t> decodingStart(MediaTime time) const;
     /// How many packets the decoder was given so far; for tests and benchmarks.
     [[nodiscard]] std::int64_t packetsDecoded() const;

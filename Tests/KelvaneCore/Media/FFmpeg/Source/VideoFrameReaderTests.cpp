@@ -459,6 +459,27 @@ TEST_F(FrameReader, ShowsNothingOfATrackThatDoesNotDecode) {
     ASSERT_TRUE(reader);
     EXPECT_EQ(numberAt(*reader, {0, 30}), -1);
     EXPECT_EQ(numberAt(*reader, {30, 30}), -1);
+    EXPECT_TRUE(reader->isUndecodable());
+    EXPECT_EQ(reader->undecodable().message, "“a.mp4” has no picture that can be decoded.");
+}
+
+TEST_F(FrameReader, ShowsTheFirstFrameThatDecodesBehindALongDamagedBeginning) {
+    SampleMovie movie;
+    movie.width = 64;
+    movie.height = 48;
+    movie.frames = 1200;
+    movie.video = x264("keyint=1");
+    const FileURL file = make("a.mp4", movie);
+    wipeFrames(file, 0, 1149);
+    for (const bool endFirst : {true, false}) {
+        const auto reader = openReader(file);
+        ASSERT_TRUE(reader);
+        if (endFirst) EXPECT_EQ(numberAt(*reader, {1160, 30}), 1160);
+        EXPECT_EQ(numberAt(*reader, {0, 30}), 1150);
+        EXPECT_EQ(numberAt(*reader, {700, 30}), 1150);
+        EXPECT_EQ(numberAt(*reader, {1199, 30}), 1199);
+        EXPECT_FALSE(reader->isUndecodable());
+    }
 }
 
 TEST_F(FrameReader, RefusesAFileThatWasReplaced) {

@@ -473,26 +473,32 @@ TEST_F(Stills, OfTimelinesShowWhatTheEditSays) {
     }
 }
 
-TEST_F(Stills, OfTimelinesWithASourceThatDoesNotDecodeAreBlackAsInTheExport) {
+TEST_F(Stills, OfTimelinesWithASourceThatDoesNotDecodeFailAsTheExportDoes) {
     const FileURL good = make("good.mp4", movieOf(x264("keyint=15")));
     const FileURL broken = make("broken.mp4", movieOf(x264("keyint=1")));
-    const EditedMediaPtr before = edit({clip(good, 0, 1)}, {180, 320});
     wipeFrames(broken, 0, 89);
     const EditedMediaPtr media = edit({clip(good, 0, 1), clip(broken, 0, 1)}, {180, 320});
     ASSERT_TRUE(media);
-    std::vector<int> brightest(2, -1);
-    const auto done = platform_.timelineStills(media, {{3, 2}, {1, 2}}, large,
-                                               [&](std::size_t index, const TimedStill& still) -> Result<void> {
-                                                   brightest[index] = 0;
-                                                   for (std::size_t p = 0; p < still.image->pixels.size(); p += 4)
-                                                       brightest[index] =
-                                                           std::max<int>(brightest[index], still.image->pixels[p + 1]);
-                                                   return {};
-                                               },
-                                               {});
-    ASSERT_TRUE(done) << done.error().message;
-    EXPECT_EQ(brightest[0], 0);
-    EXPECT_GT(brightest[1], 100);
+    int brightest = 0;
+    const auto stills = [&](const std::vector<MediaTime>& times) {
+        return platform_.timelineStills(media, times, large,
+                                        [&](std::size_t, const TimedStill& still) -> Result<void> {
+                                            for (std::size_t p = 0; p < still.image->pixels.size(); p += 4)
+                                                brightest = std::max<int>(brightest, still.image->pixels[p + 1]);
+                                            return {};
+                                        },
+                                        {});
+    };
+    // What shows the good one alone comes.
+    ASSERT_TRUE(stills({{1, 2}, {3, 4}}));
+    EXPECT_GT(brightest, 100);
+    const Error failure("“broken.mp4” has no picture that can be decoded.");
+    EXPECT_EQ(stills({{3, 2}, {1, 2}}), std::unexpected(failure));
+    auto session = platform_.makeExportSession(media);
+    session->videoComposition = media->video;
+    EXPECT_EQ(session->exportTo(folder_.url("out.mp4"), ExportContainer::mp4, {}), std::unexpected(failure));
+    session->outputFileType = ExportContainer::mp4;
+    EXPECT_EQ(session->estimateOutputFileLength({}), std::unexpected(failure));
 }
 
 }  // namespace
