@@ -14,6 +14,14 @@ namespace {
 
 using TrackPtr = std::shared_ptr<const FFmpegTrack>;
 
+/// Memory of stills besides the pictures that one decoder needs at least. A sheet may have it all for threads, or for a
+/// second decoder: eight pictures, as streams at their level's largest size refer to six at the most.
+constexpr std::int64_t stillBytesAhead = 64'000'000;
+constexpr std::int64_t secondDecoderBytes = 100'000'000;
+constexpr std::int64_t picturesOfDecoder = 8;
+
+int mostArtists(std::int64_t pictureBytes) { return pictureBytes * picturesOfDecoder <= secondDecoderBytes ? 2 : 1; }
+
 /// `size` fitted into `maximum` without enlarging, to the nearest whole pixels.
 Size fitted(Size size, Size maximum) {
     const double scale = std::min({1.0, maximum.width / size.width, maximum.height / size.height});
@@ -33,8 +41,8 @@ Result<TrackPtr> pictureTrack(const MediaAssetPtr& asset, const std::string& fil
 /// Draws stills of one source in its own framing.
 class SourceArtist final : public StillArtist {
 public:
-    SourceArtist(TrackPtr track, Size maximum, int threads)
-        : track_(std::move(track)), maximum_(maximum), threads_(threads) {}
+    SourceArtist(TrackPtr track, Size maximum, VideoFrameReaderOptions options)
+        : track_(std::move(track)), maximum_(maximum), options_(options) {}
 
     Result<std::optional<std::int64_t>> decodingStart(const StillRequest& request, std::stop_token stop) override {
         if (auto opened = open(std::move(stop)); !opened) return fail(opened.error());
@@ -59,7 +67,7 @@ public:
 private:
     Result<void> open(std::stop_token stop) {
         if (reader_) return {};
-        auto reader = VideoFrameReader::open(track_, {.threads = threads_, .skipUnneeded = true}, std::move(stop));
+        auto reader = VideoFrameReader::open(track_, options_, std::move(stop));
         if (!reader) return fail(reader.error());
         reader_ = std::move(*reader);
         return {};
@@ -81,7 +89,7 @@ private:
 
     TrackPtr track_;
     Size maximum_;
-    int threads_;
+    VideoFrameReaderOptions options_;
     std::unique_ptr<VideoFrameReader> reader_;
     PictureScaler scaler_;
     SharedFrame shown_;
@@ -93,8 +101,11 @@ class TimelineArtist final : public StillArtist {
 public:
     TimelineArtist(EditedMediaPtr media, const std::vector<MediaTime>& times, Size canvas, int threads)
         : times_(times),
-          renderer_(std::move(media),
-                    {.decoderThreads = threads, .openSources = 1, .skipUnneeded = true, .canvas = canvas}) {}
+          renderer_(std::move(media), {.decoderThreads = threads,
+                                       .bytesAhead = stillBytesAhead,
+                                       .openSources = 1,
+                                       .skipUnneeded = true,
+                                       .canvas = canvas}) {}
 
     Result<std::optional<std::int64_t>> decodingStart(const StillRequest& request, std::stop_token stop) override {
         return renderer_.decodingStart(times_[request.index], std::move(stop));
@@ -141,13 +152,24 @@ std::vector<StillGroup> bySource(const EditedMedia& media, const std::vector<Med
     return groups;
 }
 
+/// Bytes of the largest picture that is shown at these times.
+std::int64_t largestPicture(const EditedMedia& media, const std::vector<MediaTime>& times) {
+    std::int64_t largest = 0;
+    for (const MediaTime time : times)
+        if (const auto origin = PictureRenderer::originOf(media, time))
+            largest = std::max(largest, origin->track->facts().pictureBytes);
+    return largest;
+}
+
 }  // namespace
 
 Result<StillImagePtr> FFmpegPlatform::image(const MediaAssetPtr& asset, MediaTime time, Size maximum,
                                             std::stop_token stop) {
     auto track = pictureTrack(asset, "The file");
     if (!track) return fail(track.error());
-    auto still = SourceArtist(*track, maximum, 0).draw({0, time}, std::move(stop));
+    // One picture by itself is soon decoded; threads would only take memory.
+    auto still = SourceArtist(*track, maximum, {.threads = 1, .bytesAhead = 0, .skipUnneeded = true})
+                     .draw({0, time}, std::move(stop));
     if (!still) return fail(still.error());
     return still->image;
 }
@@ -161,16 +183,22 @@ Result<void> FFmpegPlatform::sourceStills(const FileURL& url, const std::vector<
     StillGroup group;
     for (std::size_t i = 0; i < times.size(); ++i) group.push_back({i, times[i]});
     sortByTime(group);
-    const auto artist = [&](int threads) { return std::make_unique<SourceArtist>(*track, maximum, threads); };
+    const auto artist = [&](int threads) {
+        return std::make_unique<SourceArtist>(
+            *track, maximum,
+            VideoFrameReaderOptions{.threads = threads, .bytesAhead = stillBytesAhead, .skipUnneeded = true});
+    };
     if (group.empty()) return {};
-    return drawStills({std::move(group)}, artist, consume, std::move(stop));
+    return drawStills({std::move(group)}, artist, consume, std::move(stop),
+                      mostArtists((*track)->facts().pictureBytes));
 }
 
 Result<void> FFmpegPlatform::timelineStills(const EditedMediaPtr& media, const std::vector<MediaTime>& times,
                                             Size maximum, const StillConsumer& consume, std::stop_token stop) {
     const Size canvas = fitted(media->video.renderSize, maximum);
     const auto artist = [&](int threads) { return std::make_unique<TimelineArtist>(media, times, canvas, threads); };
-    return drawStills(bySource(*media, times), artist, consume, std::move(stop));
+    return drawStills(bySource(*media, times), artist, consume, std::move(stop),
+                      mostArtists(largestPicture(*media, times)));
 }
 
 }  // namespace kelvane

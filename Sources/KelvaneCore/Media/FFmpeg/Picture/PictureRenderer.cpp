@@ -82,8 +82,9 @@ Result<OpenSource*> PictureRenderer::State::sourceFor(const PictureOrigin& shot,
     // Before the new one opens, so that no more than `openSources` decoders ever hold memory.
     while (!sources.empty() && sources.size() >= static_cast<std::size_t>(std::max(options.openSources, 1)))
         sources.pop_back();
-    auto reader = VideoFrameReader::open(
-        shot.track, {.threads = options.decoderThreads, .skipUnneeded = options.skipUnneeded}, std::move(stop));
+    VideoFrameReaderOptions decoding{.threads = options.decoderThreads, .skipUnneeded = options.skipUnneeded};
+    decoding.bytesAhead = options.bytesAhead.value_or(decoding.bytesAhead);
+    auto reader = VideoFrameReader::open(shot.track, decoding, std::move(stop));
     if (!reader) {
         if (reader.error().isCancelled() || isShortage(reader.error())) return fail(reader.error());
         return fail(MediaError::invalidClip(shot.track->url().baseName()));
@@ -100,9 +101,9 @@ Result<SharedFrame> PictureRenderer::State::draw(const PictureOrigin& shot, std:
     auto frame = source.reader->frame(shot.time, stop);
     if (!frame) return fail(stop.stop_requested() ? Error::cancelled() : frame.error());
     const SharedFrame& shown = *frame;
-    if (!shown) return black();
     // A film that is black from end to end would tell nobody why.
     if (!shown && source.reader->isUndecodable()) return fail(source.reader->undecodable());
+    if (!shown) return black();
     if (shown == source.frame && source.drawn && shot.transform == source.transform) return source.drawn;
 
     const auto natural = shot.track->loadNaturalSize();

@@ -14,6 +14,8 @@ namespace kelvane {
 struct PictureRendererOptions {
     /// Decoder threads for each source; 0 lets the decoder use all cores.
     int decoderThreads = 0;
+    /// As VideoFrameReaderOptions::bytesAhead; none for what that has by default.
+    std::optional<std::int64_t> bytesAhead;
     /// Sources kept open at once; the one used longest ago closes first.
     int openSources = 2;
     /// Don't decode what nothing refers to unless it is asked for: on the way from a key frame, and between the

@@ -104,6 +104,7 @@ FFmpegTrack::Facts factsOf(const SourceFile& file, const FileURL& url, const Fou
         facts.naturalSize = FFmpegProbe::naturalSize(context, stream);
         facts.orientation = FFmpegProbe::orientation(stream, facts.naturalSize);
         facts.nominalFrameRate = static_cast<float>(track.span.frameRate);
+        facts.pictureBytes = FFmpegProbe::pictureBytes(stream);
     } else {
         facts.sampleRate = stream.codecpar->sample_rate;
         facts.channels = stream.codecpar->ch_layout.nb_channels;
@@ -169,8 +170,8 @@ Result<std::shared_ptr<const FFmpegAsset>> FFmpegAsset::open(const FileURL& url,
     if (!spans) return fail(spans.error());
     for (Found& track : found) track.span = (*spans)[track.index];
     std::erase_if(found, [](const Found& track) { return track.span.isEmpty() || track.span.encrypted; });
-
     markUsed(found);
+
     const Stamp zero = zeroOf(file, found);
     std::vector<FFmpegTrack::Facts> facts;
     bool picture = false;

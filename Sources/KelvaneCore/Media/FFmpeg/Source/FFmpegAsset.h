@@ -37,6 +37,8 @@ public:
         Size naturalSize;
         AffineTransform orientation;
         float nominalFrameRate = 0;
+        /// What one decoded picture takes in memory.
+        std::int64_t pictureBytes = 0;
         MediaTimeRange timeRange;
         int sampleRate = 0;
         int channels = 0;

@@ -8,6 +8,7 @@
 
 extern "C" {
 #include <libavutil/dict.h>
+#include <libavutil/imgutils.h>
 }
 
 #include "FFmpegVersions.h"
@@ -84,6 +85,15 @@ bool isPlayable(const AVStream& stream, MediaType type) {
     if (!video) return parameters.sample_rate > 0 && parameters.ch_layout.nb_channels > 0;
     return (stream.disposition & pictureOnly) == 0 && parameters.width > 0 && parameters.height > 0 &&
            std::int64_t{parameters.width} * parameters.height <= maximumPixels;
+}
+
+std::int64_t pictureBytes(const AVStream& stream) {
+    const AVCodecParameters& parameters = *stream.codecpar;
+    // Decoders' rows are aligned to as many bytes.
+    constexpr int alignment = 64;
+    const auto format = parameters.format < 0 ? AV_PIX_FMT_YUV420P10 : static_cast<AVPixelFormat>(parameters.format);
+    const int bytes = av_image_get_buffer_size(format, parameters.width, parameters.height, alignment);
+    return bytes > 0 ? bytes : std::int64_t{parameters.width} * parameters.height * 3;
 }
 
 Size naturalSize(AVFormatContext& context, AVStream& stream) {

@@ -10,6 +10,8 @@ bool isPictureFile(const SourceFile& file);
 /// Whether the stream is a track of the given type that can be decoded: no cover picture, a known codec with its
 /// parameters, not encrypted.
 bool isPlayable(const AVStream& stream, MediaType type);
+/// What one decoded picture takes in memory, bytes. Without a known format, as if it had ten bits and 4:2:0.
+std::int64_t pictureBytes(const AVStream& stream);
 /// Stored height, and stored width times the pixel aspect, pixels.
 Size naturalSize(AVFormatContext& context, AVStream& stream);
 /// The stream's display matrix as a map whose image of the natural-size rectangle starts at (0, 0). A turn that is no

@@ -252,6 +252,8 @@ Result<void> SourceFile::findStreams() {
         av_dict_set(&entry, "skip_frame", "nokey", 0);
         av_dict_set(&entry, "skip_loop_filter", "all", 0);
     }
+    // MP4's index tells the rates; measuring them here would decode key frame after key frame.
+    if (isFormat("mov")) context_->fps_probe_size = 0;
     // What isn't known afterwards is judged stream by stream.
     avformat_find_stream_info(context_.get(), options.empty() ? nullptr : options.data());
     for (AVDictionary*& entry : options) av_dict_free(&entry);

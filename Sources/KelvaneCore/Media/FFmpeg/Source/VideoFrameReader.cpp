@@ -5,13 +5,13 @@
 #include <utility>
 
 extern "C" {
-#include <libavutil/cpu.h>
 #include <libavutil/mathematics.h>
 }
 
 #include "Deinterlacer.h"
 #include "FrameLight.h"
 #include "OwedFrames.h"
+#include "PictureDecoder.h"
 #include "SourceFile.h"
 #include "TrackClock.h"
 
@@ -43,20 +43,10 @@ constexpr int triesElsewhere = 2;
 /// Frames not at the end that no try has brought, one after another, after which they are taken for lost.
 constexpr int vainLimit = 3;
 
-/// Pixels of all the pictures that a decoder's threads work at: sixteen of 3840 × 2160, three of the largest ones.
-constexpr std::int64_t pixelsInWork = std::int64_t{16} * 3840 * 2160;
-
 struct TimedFrame {
     std::int64_t pts = 0;
     SharedFrame frame;
 };
-
-/// Threads for pictures of this size: each one keeps a picture of its own in memory.
-int decoderThreads(const AVCodecParameters& stream, int wanted) {
-    const std::int64_t pixels = std::max<std::int64_t>(std::int64_t{stream.width} * stream.height, 1);
-    const auto most = static_cast<int>(std::clamp<std::int64_t>(pixelsInWork / pixels, 2, 16));
-    return std::min(wanted > 0 ? wanted : av_cpu_count(), most);
-}
 
 std::int64_t shownAt(const AVPacket& packet) { return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts; }
 
@@ -134,24 +124,11 @@ struct VideoFrameReader::State {
 };
 
 void VideoFrameReader::State::openDecoder() {
-    hopeless = true;
     const AVStream& stream = demuxer->stream();
-    const AVCodec* codec = avcodec_find_decoder(stream.codecpar->codec_id);
-    if (codec == nullptr) return;
-    decoder.reset(avcodec_alloc_context3(codec));
-    if (!decoder || avcodec_parameters_to_context(decoder.get(), stream.codecpar) < 0) return;
-    decoder->pkt_timebase = stream.time_base;
-    decoder->framerate = stream.avg_frame_rate;
-    decoder->max_pixels = maximumPixels;
-    // Unless told to follow the standard, H.264's decoder guesses at how far a stream that doesn't say so reorders its
-    // frames, and drops the first ones when it guessed too low.
-    if (codec->id == AV_CODEC_ID_H264) {
-        decoder->strict_std_compliance = FF_COMPLIANCE_STRICT;
-        owed.letKeysHide();
-    }
-    decoder->thread_count = decoderThreads(*stream.codecpar, options.threads);
-    decoder->thread_type = FF_THREAD_FRAME | FF_THREAD_SLICE;
-    hopeless = avcodec_open2(decoder.get(), codec, nullptr) < 0;
+    const std::int64_t bytes = track->facts().pictureBytes;
+    decoder = openPictureDecoder(stream, pictureDecoderThreads(bytes, options.threads, options.bytesAhead));
+    hopeless = decoder == nullptr;
+    if (stream.codecpar->codec_id == AV_CODEC_ID_H264) owed.letKeysHide();
 }
 
 /// Reads ahead to `wanted` packets; false when there is none at all.
@@ -504,9 +481,7 @@ Result<SharedFrame> VideoFrameReader::frame(MediaTime time, std::stop_token stop
 }
 
 const FFmpegTrack& VideoFrameReader::track() const { return *state_->track; }
-
 bool VideoFrameReader::isUndecodable() const { return state_->hopeless; }
-
 Error VideoFrameReader::undecodable() const {
     return Error("“" + track().url().fileName() + "” has no picture that can be decoded.");
 }

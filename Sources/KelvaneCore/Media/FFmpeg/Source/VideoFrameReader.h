@@ -10,8 +10,11 @@
 namespace kelvane {
 
 struct VideoFrameReaderOptions {
-    /// Decoder threads; 0 for all cores. Fewer for pictures above 3840 × 2160, so that memory stays bounded.
+    /// Decoder threads; 0 for all cores. Fewer where the pictures that they work at would take more than `bytesAhead`.
     int threads = 0;
+    /// Memory for the pictures that threads decode ahead, besides the one that is due and those that it refers to; 0
+    /// for one thread. By default enough for sixteen threads at 3840 × 2160 in 8 bits.
+    std::int64_t bytesAhead = 600'000'000;
     /// Skip frames that nothing refers to when they are not asked for.
     bool skipUnneeded = false;
 };
@@ -35,13 +38,13 @@ public:
     /// `SourceDemuxer::next` does.
     Result<SharedFrame> frame(MediaTime time, std::stop_token stop);
     [[nodiscard]] const FFmpegTrack& track() const;
-
-    /// Where decoding starts for the frame at `time`, in ticks of the file: times of equal starts are served by one run
-    /// of the decoder. Nothing when the file doesn't list all of its key frames.
     /// Whether the decoder can't be opened, or a pass over the whole track gave no frame.
     [[nodiscard]] bool isUndecodable() const;
     /// "“<file>” has no picture that can be decoded."
     [[nodiscard]] Error undecodable() const;
+
+    /// Where decoding starts for the frame at `time`, in ticks of the file: times of equal starts are served by one run
+    /// of the decoder. Nothing when the file doesn't list all of its key frames.
     [[nodiscard]] std::optional<std::int64_t> decodingStart(MediaTime time) const;
     /// How many packets the decoder was given so far; for tests and benchmarks.
     [[nodiscard]] std::int64_t packetsDecoded() const;

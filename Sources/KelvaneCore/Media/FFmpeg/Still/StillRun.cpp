@@ -126,15 +126,15 @@ private:
 }  // namespace
 
 Result<void> drawStills(std::vector<StillGroup> groups, const StillArtistFactory& makeArtist,
-                        const StillConsumer& consume, std::stop_token stop) {
+                        const StillConsumer& consume, std::stop_token stop, int mostArtists) {
     if (stop.stop_requested()) return fail(Error::cancelled());
     if (groups.empty()) return {};
     Studio studio(std::move(groups), consume);
     const std::stop_callback passOn(stop, [&] { studio.stop().request_stop(); });
 
+    std::size_t shares = mostArtists > 1 ? studio.groups().size() : 1;
     std::unique_ptr<StillArtist> artist = makeArtist(1);
-    std::size_t shares = studio.groups().size();
-    if (shares == 1) {
+    if (shares == 1 && mostArtists > 1) {
         const auto runs = studio.groups().front().plan(*artist, studio.stop().get_token());
         if (!runs) return fail(runs.error());
         shares = *runs;

@@ -36,9 +36,9 @@ using StillArtistFactory = std::function<std::unique_ptr<StillArtist>(int thread
 /// Draws the stills of all groups. Two artists work side by side, one from the first group on and one from the last
 /// back, until they meet: two decoders with a thread each are faster than one with two. Stills that share their
 /// decoding start stay together, so that nothing is decoded twice; when all do, one artist has all the threads.
-/// `consume` is called as MediaPlatform promises. The first failure ends the run and is returned; a stop request ends
-/// it as cancelled.
+/// With `mostArtists` 1, one artist draws them all with all the threads. `consume` is called as MediaPlatform promises.
+/// The first failure ends the run and is returned; a stop request ends it as cancelled.
 Result<void> drawStills(std::vector<StillGroup> groups, const StillArtistFactory& makeArtist,
-                        const StillConsumer& consume, std::stop_token stop);
+                        const StillConsumer& consume, std::stop_token stop, int mostArtists = 2);
 
 }  // namespace kelvane
