@@ -115,6 +115,7 @@ TEST_F(KelvaneAppTests, TheKeyForAnImportOpensTheChooserAndEscapeClosesIt) {
 
 TEST_F(KelvaneAppTests, TheKeyForItEndsTheApplicationUnlessItIsBusy) {
     start({projectFile("Trailer")}, true);
+    ASSERT_TRUE(becomesTitled("Trailer"));
     auto* view = shown().front()->property("view").value<ProjectWindowView*>();
     ASSERT_NE(view, nullptr);
     const int refused = 7;
