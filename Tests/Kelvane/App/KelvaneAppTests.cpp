@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
+#include <qtestsupport_core.h>
 
 #include <QGuiApplication>
 #include <QTest>
 #include <QTimer>
-#include <qtestsupport_core.h>
 
 #include "App/KelvaneApp.h"
 #include "Storage/ProjectFile.h"

@@ -124,6 +124,26 @@ TEST_F(ProjectWindowViewTests, AnExportKeepsEverythingOutUntilItIsCancelled) {
     EXPECT_TRUE(view.error().isEmpty());
 }
 
+TEST_F(ProjectWindowViewTests, CopiesAreShownWithWhatIsCopiedAndHowFar) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    ProjectWindowView view(*windows, workspace);
+    std::vector<std::string> texts;
+    std::vector<double> values;
+    QObject::connect(&view, &ProjectWindowView::copyingChanged, [&] {
+        if (view.copying().isEmpty()) return;
+        texts.push_back(view.copying().toStdString());
+        values.push_back(view.copyingProgress());
+    });
+    EXPECT_EQ(view.copying(), "");
+    duplicate(row.id);
+    ASSERT_FALSE(texts.empty());
+    EXPECT_TRUE(texts.front().starts_with("Duplicating “A”… 0 bytes of ")) << texts.front();
+    EXPECT_EQ(values.back(), 1);
+    EXPECT_EQ(view.copying(), "") << "it is done";
+    EXPECT_EQ(windows->library().projects().size(), 2U);
+}
+
 TEST_F(ProjectWindowViewTests, SavingWritesAtOnce) {
     const auto editor = openClip();
     edit(*editor);

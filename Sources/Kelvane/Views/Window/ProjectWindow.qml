@@ -164,7 +164,7 @@ ApplicationWindow {
     }
 
     footer: ToolBar {
-        visible: !window.view.showsHome
+        visible: !window.view.showsHome || window.view.copying.length > 0
         implicitHeight: 36
         background: Rectangle { color: "#1f2126" }
         RowLayout {
@@ -172,7 +172,17 @@ ApplicationWindow {
             anchors.leftMargin: 16
             anchors.rightMargin: 16
             Label { text: window.view.summary; color: "#9aa0ab"; Layout.fillWidth: true; elide: Text.ElideRight }
-            Label { text: window.view.status; color: "#9aa0ab" }
+            Label { text: window.view.copying.length > 0 ? window.view.copying : window.view.status; textFormat: Text.PlainText; color: "#9aa0ab" }
+            ProgressBar {
+                visible: window.view.copying.length > 0
+                from: 0
+                to: 1
+                value: window.view.copyingProgress
+                palette.dark: "#3d7eff"
+                palette.midlight: "#3a3e47"
+                Layout.preferredWidth: 160
+            }
+            Button { visible: window.view.copying.length > 0; text: "Cancel"; implicitHeight: 26; onClicked: window.view.cancelCopying() }
             ProgressBar {
                 visible: window.view.exporting
                 from: 0

@@ -1,5 +1,6 @@
 #include "ProjectWindowView.h"
 
+#include <QLocale>
 #include <QPointer>
 #include <utility>
 
@@ -20,6 +21,7 @@ ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Wo
     : windows_(windows), workspace_(std::move(workspace)) {
     connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
     connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::refreshDerived);
+    connect(&windows_, &ProjectWindows::workChanged, this, &ProjectWindowView::copyingChanged);
     connect(&windows_, &ProjectWindows::libraryChanged, this, &ProjectWindowView::refreshProjects);
     refreshProjects();
     followEditor();
@@ -48,6 +50,7 @@ void ProjectWindowView::refreshContent() {
 }
 
 void ProjectWindowView::refreshWork() {
+    Q_EMIT copyingChanged();
     Q_EMIT workChanged();
     refreshDerived();
 }
@@ -116,6 +119,53 @@ bool ProjectWindowView::canExport() const {
 bool ProjectWindowView::canSave() const { return !showsHome() && !busy(); }
 bool ProjectWindowView::canImport() const { return !showsHome() && !busy(); }
 bool ProjectWindowView::canShowHome() const { return !busy(); }
+
+TransferProgress ProjectWindowView::shownProgress() const {
+    // What opens without copies is there before anybody could read about it.
+    for (const auto& work : windows_.work())
+        if (work->progress.totalItems > 0) return work->progress;
+    return workspace_->editor() ? workspace_->editor()->copyProgress() : TransferProgress();
+}
+
+QString ProjectWindowView::copying() const {
+    const TransferProgress progress = shownProgress();
+    if (progress.totalItems == 0) return {};
+    QString what = tr("Copying media…");
+    for (const auto& work : windows_.work()) {
+        if (work->progress.totalItems == 0) continue;
+        const QString name = text(work->name);
+        switch (work->kind) {
+            case ProjectWork::Kind::opening:
+                what = tr("Opening “%1”…").arg(name);
+                break;
+            case ProjectWork::Kind::importing:
+                what = tr("Importing “%1”…").arg(name);
+                break;
+            case ProjectWork::Kind::duplicating:
+                what = tr("Duplicating “%1”…").arg(name);
+                break;
+            case ProjectWork::Kind::deleting:
+                return tr("Deleting “%1”…").arg(name);
+        }
+        break;
+    }
+    const QLocale locale;
+    return what + " " +
+           tr("%1 of %2")
+               .arg(locale.formattedDataSize(progress.bytes, 1, QLocale::DataSizeSIFormat),
+                    locale.formattedDataSize(progress.totalBytes, 1, QLocale::DataSizeSIFormat));
+}
+
+double ProjectWindowView::copyingProgress() const {
+    const TransferProgress progress = shownProgress();
+    if (progress.totalBytes > 0) return static_cast<double>(progress.bytes) / static_cast<double>(progress.totalBytes);
+    return progress.totalItems > 0 ? static_cast<double>(progress.items) / static_cast<double>(progress.totalItems) : 0;
+}
+
+void ProjectWindowView::cancelCopying() {
+    windows_.cancelWork();
+    if (const auto editor = workspace_->editor()) editor->cancelCopying();
+}
 
 QString ProjectWindowView::error() const {
     if (windows_.error()) return text(*windows_.error());

@@ -29,6 +29,10 @@ class ProjectWindowView final : public QObject {
     Q_PROPERTY(bool canSave READ canSave NOTIFY enablingChanged)
     Q_PROPERTY(bool canImport READ canImport NOTIFY enablingChanged)
     Q_PROPERTY(bool canShowHome READ canShowHome NOTIFY enablingChanged)
+    /// What is copied or removed, and how far that is; empty when there is nothing to wait for.
+    Q_PROPERTY(QString copying READ copying NOTIFY copyingChanged)
+    /// The same from 0 to 1.
+    Q_PROPERTY(double copyingProgress READ copyingProgress NOTIFY copyingChanged)
     /// Text of the alert "Unable to Complete"; empty when there is none.
     Q_PROPERTY(QString error READ error NOTIFY errorChanged)
     Q_PROPERTY(QAbstractItemModel* clips READ clips CONSTANT)
@@ -53,6 +57,8 @@ public:
     [[nodiscard]] bool canSave() const;
     [[nodiscard]] bool canImport() const;
     [[nodiscard]] bool canShowHome() const;
+    [[nodiscard]] QString copying() const;
+    [[nodiscard]] double copyingProgress() const;
     [[nodiscard]] QString error() const;
     [[nodiscard]] QAbstractItemModel* clips() { return &clips_; }
     [[nodiscard]] QAbstractItemModel* projects() { return &projects_; }
@@ -69,6 +75,8 @@ public:
     Q_INVOKABLE void save();
     Q_INVOKABLE void exportVideo();
     Q_INVOKABLE void cancelExport();
+    /// Stops what `copying` tells of, as far as it can be stopped.
+    Q_INVOKABLE void cancelCopying();
     Q_INVOKABLE void dismissError();
     /// Whether the window may close now. Where changes are still to be saved it may not, and `closeConfirmed` follows
     /// once they are.
@@ -86,12 +94,15 @@ Q_SIGNALS:
     // Those that content and work both bear on are sent when their values are others.
     void statusChanged();
     void enablingChanged();
+    void copyingChanged();
     void errorChanged();
     void quitRequested();
     /// Everything is saved; the window that was asked to close may.
     void closeConfirmed();
 
 private:
+    /// How far the copies are that are shown; zeros when there are none.
+    [[nodiscard]] TransferProgress shownProgress() const;
     /// What can be done.
     struct Enabling {
         bool undo = false;
