@@ -83,6 +83,11 @@ TEST_P(MediaTable, WhatIsImportedExports) {
         ASSERT_TRUE(session) << session.error().message;
         const auto movie = folder.path("movie.mp4");
         const auto done = (*session)->exportTo(FileURL::fromPath(movie), ExportContainer::mp4, {});
+        if (!clip.isAudio() && !imported->picture) {
+            // Nothing of it decodes: no movie is made of black.
+            EXPECT_EQ(done, Result<void>(fail("“" + row.name + "” has no picture that can be decoded.")));
+            continue;
+        }
         ASSERT_TRUE(done) << done.error().message;
         EXPECT_NEAR(lengthOf(movie), length, 0.07);
         std::filesystem::remove(movie);

@@ -190,12 +190,19 @@ TEST_F(DeadServers, LoseHalfWrittenRecords) {
 TEST_F(DeadServers, DontKeepALivingOneFromServing) {
     ASSERT_EQ(mkdir(registry.c_str(), 0700), 0);
     const std::string dead = R"({"projectID":")" + projectID.upper() + R"(","socketPath":"/tmp/none/control.sock"})";
-    std::atomic<bool> isOver = false;
+    const int rounds = 300;
+    // One sweep beside each start, as when two applications start at once.
+    std::atomic<int> begun = 0;
     std::thread sweeper([&] {
-        while (!isOver) sweep();
+        for (int swept = 0; swept < rounds; ++swept) {
+            begun.wait(swept);
+            sweep();
+        }
     });
-    for (int round = 0; round < 300; ++round) {
+    for (int round = 1; round <= rounds; ++round) {
         folder.write("registry/" + record, dead);
+        begun = round;
+        begun.notify_one();
         const auto discovery = start(folder.path("sockets/live/control.sock"));
         EXPECT_TRUE(discovery) << discovery.error().message;
         EXPECT_EQ(CLIProjectDiscovery::publishedSocketPath(projectID, registry),
@@ -204,7 +211,6 @@ TEST_F(DeadServers, DontKeepALivingOneFromServing) {
         // A second server is refused as ever.
         EXPECT_FALSE(start("/tmp/second/control.sock"));
     }
-    isOver = true;
     sweeper.join();
 }
 
