@@ -10,8 +10,8 @@
 /// How anything outside the program points at one project. Any thread.
 namespace kelvane::KelvaneProjectLink {
 
-/// The desktop's program that hands a URL to the application that is registered for its scheme; xdg-utils brings it on
-/// Debian and Ubuntu.
+/// The desktop's program that hands a URL to the application that is registered for its scheme; on Debian
+/// xdg-utils brings it.
 inline constexpr std::string_view openerProgram = "/usr/bin/open";
 
 /// "kelvane://project/<UUID>", the UUID in upper case. Pure.

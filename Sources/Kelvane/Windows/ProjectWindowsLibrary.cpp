@@ -4,6 +4,7 @@
 
 #include "ProjectWindows.h"
 #include "Session/AIAssistantSession.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
@@ -122,7 +123,7 @@ void ProjectWindows::remove(UUID id) {
     }
     const QPointer<ProjectWindows> self(this);
     services_.panels->confirm(
-        "Delete “" + project->name + "”?",
+        "Delete " + quotedName(project->name) + "?",
         "This permanently deletes the project, its media copies, and voice-over recordings. Files "
         "imported from elsewhere will be kept.",
         "Cancel", "Delete", [self, row = *project](bool confirmed) {

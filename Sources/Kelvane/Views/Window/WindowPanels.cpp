@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Support/Error.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
@@ -115,7 +116,7 @@ void WindowPanels::confirmReplacing(const FileURL& file, std::function<void(std:
         answer(file);
         return;
     }
-    confirm("“" + file.fileName() + "” already exists. Do you want to replace it?",
+    confirm(quotedName(file.fileName()) + " already exists. Do you want to replace it?",
             "Replacing it overwrites its present contents.", "Cancel", "Replace",
             [file, answer = std::move(answer)](bool replace) { answer(replace ? std::optional(file) : std::nullopt); });
 }

@@ -7,6 +7,7 @@
 #include "FFmpegPlatform.h"
 #include "Media/FFmpeg/Sound/SoundFrames.h"
 #include "Media/MediaError.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
@@ -132,7 +133,8 @@ Result<void> FFmpegPlatform::readSamples(const MediaTrackPtr& track, const std::
         if (end && static_cast<double>((*sound)->position) > *end * (*sound)->rate + 1) break;
         handOver(**sound, buffer, consume);
     }
-    if ((*frames)->isUndecodable()) return fail("“" + facts.url.fileName() + "” has no sound that can be decoded.");
+    if ((*frames)->isUndecodable())
+        return fail(quotedName(facts.url.fileName()) + " has no sound that can be decoded.");
     return {};
 }
 

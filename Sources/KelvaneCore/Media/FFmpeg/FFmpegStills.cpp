@@ -7,6 +7,7 @@
 #include "Media/FFmpeg/Picture/PictureScaler.h"
 #include "Media/FFmpeg/Source/VideoFrameReader.h"
 #include "Media/FFmpeg/Still/StillRun.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
@@ -178,7 +179,7 @@ Result<void> FFmpegPlatform::sourceStills(const FileURL& url, const std::vector<
                                           const StillConsumer& consume, std::stop_token stop) {
     auto asset = openAsset(url, stop);
     if (!asset) return fail(asset.error());
-    auto track = pictureTrack(*asset, "“" + url.fileName() + "”");
+    auto track = pictureTrack(*asset, quotedName(url.fileName()));
     if (!track) return fail(track.error());
     StillGroup group;
     for (std::size_t i = 0; i < times.size(); ++i) group.push_back({i, times[i]});

@@ -18,6 +18,7 @@ extern "C" {
 #include "Media/FFmpeg/Source/FFmpegVersions.h"
 #include "Media/MediaError.h"
 #include "Support/FileDescriptor.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
@@ -98,7 +99,7 @@ MovieWriter::~MovieWriter() = default;
 
 Error MovieWriter::State::failure(int code) const {
     if (stop.stop_requested()) return Error::cancelled();
-    const std::string what = "“" + name + "” could not be written";
+    const std::string what = quotedName(name) + " could not be written";
     return failed != 0 ? Error::posix(what, failed) : Error(what + ": " + ffmpegErrorText(code) + ".");
 }
 

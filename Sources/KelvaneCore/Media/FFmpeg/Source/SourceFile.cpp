@@ -18,6 +18,7 @@ extern "C" {
 
 #include "Media/MediaError.h"
 #include "MovieClaims.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
@@ -39,7 +40,7 @@ constexpr std::chrono::microseconds lookInterval{50};
 /// Streams past this number are an attack or damage.
 constexpr const char* streamLimit = "64";
 
-std::string quoted(const FileURL& url) { return "“" + url.fileName() + "”"; }
+std::string quoted(const FileURL& url) { return quotedName(url.fileName()); }
 
 FileIdentity identityOf(const std::string& path, const struct stat& status) {
     FileIdentity identity;
@@ -73,10 +74,7 @@ Result<FileIdentity> FileIdentity::of(const FileURL& url) {
 }
 
 SourceFile::SourceFile(FileDescriptor descriptor, FileIdentity identity, const FileURL& url, std::string shownName)
-    : descriptor_(std::move(descriptor)),
-      identity_(std::move(identity)),
-      url_(url),
-      shownName_(std::move(shownName)) {}
+    : descriptor_(std::move(descriptor)), identity_(std::move(identity)), url_(url), shownName_(std::move(shownName)) {}
 
 SourceFile::~SourceFile() { closeFormat(); }
 

@@ -1,19 +1,14 @@
 #include "VideoFrameReader.h"
 
 #include <algorithm>
-#include <deque>
 #include <utility>
 
 extern "C" {
 #include <libavutil/mathematics.h>
 }
 
-#include "Deinterlacer.h"
-#include "FrameLight.h"
-#include "OwedFrames.h"
-#include "PictureDecoder.h"
-#include "SourceFile.h"
-#include "TrackClock.h"
+#include "Support/Text.h"
+#include "VideoFrameReaderState.h"
 
 namespace kelvane {
 
@@ -22,16 +17,8 @@ namespace {
 /// A track that starts later than this shows black before its first frame; an earlier one shows that frame, because
 /// encoders shift a track's start by a frame or two without meaning it. Seconds.
 constexpr double lateStart = 0.1;
-/// Decoding errors in a row after which a stretch is given up.
-constexpr int errorLimit = 500;
-/// Errors that are passed over while a decoder gives back what it holds: more than it has threads.
-constexpr int threadErrors = 64;
-/// Packets that are passed over in search of a key frame; a stream without marks is decoded as it comes.
-constexpr int keySearchLimit = 600;
 /// In a file without a full index, jumps over more than this seek, seconds.
 constexpr double jumpDistance = 4;
-/// Packets known ahead when frames may be skipped: the longest reordering of the standards.
-constexpr std::size_t skipLookahead = 16;
 /// First step back, seconds, when a key frame shows later than the frame that is wanted; doubled each time.
 constexpr double firstStepBack = 0.5;
 /// Steps back from key frames that fail or aren't any: as far as two minutes.
@@ -43,223 +30,7 @@ constexpr int triesElsewhere = 2;
 /// Frames not at the end that no try has brought, one after another, after which they are taken for lost.
 constexpr int vainLimit = 3;
 
-struct TimedFrame {
-    std::int64_t pts = 0;
-    SharedFrame frame;
-};
-
-std::int64_t shownAt(const AVPacket& packet) { return packet.pts != AV_NOPTS_VALUE ? packet.pts : packet.dts; }
-
 }  // namespace
-
-struct VideoFrameReader::State {
-    std::shared_ptr<const FFmpegTrack> track;
-    VideoFrameReaderOptions options;
-    std::unique_ptr<SourceDemuxer> demuxer;
-    CodecContextPtr decoder;
-    Deinterlacer deinterlacer;
-    OwedFrames owed;
-
-    /// Packets read and not decoded yet.
-    std::deque<PacketPtr> packets;
-    bool packetsEnded = false;
-    /// Frames decoded and not asked for yet.
-    std::deque<FramePtr> ready;
-    bool drained = false;
-    /// No key frame has come since the seek.
-    bool waitsForKey = true;
-    int passedOver = 0;
-    int errors = 0;
-    std::int64_t lastPts = AV_NOPTS_VALUE;
-    /// Where a stretch was given up for its errors.
-    std::int64_t gaveUpAt = AV_NOPTS_VALUE;
-    std::int64_t lastFed = AV_NOPTS_VALUE;
-    std::int64_t packetsDecoded = 0;
-    /// How much later than its place in the index, which is in decoding order, the last key frame read is shown.
-    std::int64_t keyLag = 0;
-
-    /// The decoder stands somewhere: `current` and `next` are frames that follow one another.
-    bool positioned = false;
-    /// The run began with the file, and its first frame was this one.
-    bool fromBeginning = false;
-    std::int64_t firstPts = AV_NOPTS_VALUE;
-    TimedFrame current;
-    TimedFrame next;
-    /// Nothing in this track can be decoded.
-    bool hopeless = false;
-    /// Jumps by distance lead further back than where they started: the key frames lie too far apart.
-    bool jumpsAreVain = false;
-    /// The file marks frames as key frames that lean on others.
-    bool keysAreFalse = false;
-    /// A frame was lost or damaged in this run: what would be passed over could be the answer, or change what follows.
-    bool skipsNothing = false;
-    /// No step back led to a run that began well.
-    bool betterStartsAreVain = false;
-    int vainTries = 0;
-
-    [[nodiscard]] AVRational timeBase() const { return track->facts().timeBase; }
-    [[nodiscard]] TrackClock clock() const { return TrackClock(track->facts()); }
-    void openDecoder();
-    Result<bool> fillPackets(std::size_t wanted);
-    Result<void> feed(std::int64_t limit);
-    [[nodiscard]] bool isUnneeded(const AVPacket& packet, std::int64_t limit) const;
-    void countError();
-    void take(FramePtr frame);
-    Result<TimedFrame> decode(std::int64_t limit);
-    void forget();
-    void goOnBehindErrors();
-    Result<void> restart(std::int64_t timestamp);
-    Result<void> seek(std::int64_t limit, std::int64_t before = INT64_MAX);
-    [[nodiscard]] bool shouldJump(std::int64_t limit) const;
-    Result<void> skipToKey(std::int64_t limit);
-    Result<void> advance(std::int64_t limit);
-    [[nodiscard]] bool isAtEnd() const;
-    [[nodiscard]] bool mayStartEarlier(std::int64_t lost, int tries) const;
-    Result<void> goBefore(std::int64_t start, std::int64_t limit);
-    Result<void> beginBetter(std::int64_t limit);
-    Result<void> skipNothingInDamage(std::int64_t limit);
-    Result<void> recover(std::int64_t limit);
-    Result<void> approach(std::int64_t limit);
-    Result<void> reach(std::int64_t limit);
-};
-
-void VideoFrameReader::State::openDecoder() {
-    const AVStream& stream = demuxer->stream();
-    const std::int64_t bytes = track->facts().pictureBytes;
-    decoder = openPictureDecoder(stream, pictureDecoderThreads(bytes, options.threads, options.bytesAhead));
-    hopeless = decoder == nullptr;
-    if (stream.codecpar->codec_id == AV_CODEC_ID_H264) owed.letKeysHide();
-}
-
-/// Reads ahead to `wanted` packets; false when there is none at all.
-Result<bool> VideoFrameReader::State::fillPackets(std::size_t wanted) {
-    while (packets.size() < wanted && !packetsEnded) {
-        auto packet = demuxer->next();
-        if (!packet) return fail(packet.error());
-        if (!*packet) {
-            packetsEnded = true;
-            break;
-        }
-        const bool key = ((*packet)->flags & AV_PKT_FLAG_KEY) != 0;
-        if (waitsForKey && !key && ++passedOver <= keySearchLimit) continue;
-        waitsForKey = false;
-        if (key && (*packet)->pts != AV_NOPTS_VALUE && (*packet)->dts != AV_NOPTS_VALUE)
-            keyLag = std::max<std::int64_t>(0, (*packet)->pts - (*packet)->dts);
-        packets.push_back(std::move(*packet));
-    }
-    return !packets.empty();
-}
-
-/// Whether a later frame is known to be due by `limit`, so that this one can't be the answer.
-bool VideoFrameReader::State::isUnneeded(const AVPacket& packet, std::int64_t limit) const {
-    if (!options.skipUnneeded || skipsNothing || deinterlacer.isActive() || packet.pts == AV_NOPTS_VALUE) return false;
-    return std::any_of(packets.begin(), packets.end(), [&](const PacketPtr& other) {
-        return other->pts != AV_NOPTS_VALUE && (other->flags & AV_PKT_FLAG_DISCARD) == 0 && other->pts > packet.pts &&
-               other->pts <= limit && !owed.isGivenUp(other->pts);
-    });
-}
-
-Result<void> VideoFrameReader::State::feed(std::int64_t limit) {
-    auto filled = fillPackets(options.skipUnneeded ? skipLookahead : 1);
-    if (!filled) return fail(filled.error());
-    if (!*filled) {
-        avcodec_send_packet(decoder.get(), nullptr);
-        return {};
-    }
-    const PacketPtr packet = std::move(packets.front());
-    packets.pop_front();
-    lastFed = shownAt(*packet);
-    const bool unneeded = isUnneeded(*packet, limit);
-    decoder->skip_frame = unneeded ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
-    owed.feed(*packet, unneeded);
-    ++packetsDecoded;
-    if (avcodec_send_packet(decoder.get(), packet.get()) < 0) countError();
-    return {};
-}
-
-void VideoFrameReader::State::countError() {
-    ++errors;
-    owed.refuse();
-}
-
-/// Gives a decoded frame its time stamp and hands it on; a damaged one is dropped.
-void VideoFrameReader::State::take(FramePtr frame) {
-    if ((frame->flags & AV_FRAME_FLAG_CORRUPT) != 0 || frame->decode_error_flags != 0) return owed.refuse();
-    errors = 0;
-    owed.come(*frame);
-    std::int64_t pts = frame->best_effort_timestamp;
-    if (pts == AV_NOPTS_VALUE) {
-        const double rate = track->facts().nominalFrameRate;
-        const std::int64_t step = clock().ticks(rate > 0 ? 1 / rate : 0.04);
-        pts = lastPts == AV_NOPTS_VALUE ? track->facts().zero : lastPts + step;
-    }
-    lastPts = pts;
-    frame->pts = pts;
-    addLight(*frame, demuxer->stream());
-    deinterlacer.feed(std::move(frame), timeBase(), ready);
-}
-
-/// The next frame, or one without a picture at the end.
-Result<TimedFrame> VideoFrameReader::State::decode(std::int64_t limit) {
-    while (ready.empty() && !drained) {
-        FramePtr frame(av_frame_alloc());
-        const int code = avcodec_receive_frame(decoder.get(), frame.get());
-        const bool gaveUp = gaveUpAt != AV_NOPTS_VALUE;
-        if (code == 0) {
-            take(std::move(frame));
-        } else if (code == AVERROR_EOF || (gaveUp && (code == AVERROR(EAGAIN) || errors > errorLimit + threadErrors))) {
-            deinterlacer.feed(nullptr, timeBase(), ready);
-            drained = true;
-        } else {
-            if (code != AVERROR(EAGAIN)) countError();
-            // Each of the decoder's threads may still tell of damage before the good frames come.
-            if (gaveUp) continue;
-            if (errors > errorLimit) {
-                // The decoder may still hold good frames from before the damage.
-                gaveUpAt = lastFed;
-                avcodec_send_packet(decoder.get(), nullptr);
-                continue;
-            }
-            if (auto fed = feed(limit); !fed) return fail(fed.error());
-        }
-    }
-    if (ready.empty()) return TimedFrame{};
-    const std::shared_ptr<AVFrame> frame = std::move(ready.front());
-    ready.pop_front();
-    return TimedFrame{frame->pts, frame};
-}
-
-/// Empties the decoder and what was read ahead.
-void VideoFrameReader::State::forget() {
-    positioned = fromBeginning = false;
-    current = next = {};
-    packets.clear();
-    ready.clear();
-    packetsEnded = drained = false;
-    waitsForKey = true;
-    passedOver = errors = 0;
-    lastPts = gaveUpAt = lastFed = AV_NOPTS_VALUE;
-    deinterlacer.reset();
-    owed.restart();
-    avcodec_flush_buffers(decoder.get());
-}
-
-/// Behind a stretch that was given up, decodes on from the next key frame.
-void VideoFrameReader::State::goOnBehindErrors() {
-    gaveUpAt = AV_NOPTS_VALUE;
-    drained = false;
-    passedOver = errors = 0;
-    while (!packets.empty() && (packets.front()->flags & AV_PKT_FLAG_KEY) == 0) packets.pop_front();
-    waitsForKey = packets.empty();
-    owed.restart();
-    avcodec_flush_buffers(decoder.get());
-}
-
-Result<void> VideoFrameReader::State::restart(std::int64_t timestamp) {
-    forget();
-    fromBeginning = timestamp == INT64_MIN;
-    return demuxer->seek(timestamp);
-}
 
 /// Finds a place from which the frame of `limit` decodes, a key frame earlier than `before`: `current` becomes a frame
 /// at or before `limit`, or else the first.
@@ -483,7 +254,7 @@ Result<SharedFrame> VideoFrameReader::frame(MediaTime time, std::stop_token stop
 const FFmpegTrack& VideoFrameReader::track() const { return *state_->track; }
 bool VideoFrameReader::isUndecodable() const { return state_->hopeless; }
 Error VideoFrameReader::undecodable() const {
-    return Error("“" + track().url().fileName() + "” has no picture that can be decoded.");
+    return Error(quotedName(track().url().fileName()) + " has no picture that can be decoded.");
 }
 
 std::optional<std::int64_t> VideoFrameReader::decodingStart(MediaTime time) const {
