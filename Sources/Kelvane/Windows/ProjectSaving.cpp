@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 #include "Platform/ImageEncoding.h"
@@ -22,15 +23,11 @@ constexpr std::chrono::seconds longestRetry{30};
 
 /// What a save does to the picture on a project's card.
 struct CardPicture {
-    /// To be stored, unless it equals `present`.
+    /// To be stored, unless it is the one that the card shows.
     StillImagePtr wanted;
-    StillImagePtr present;
+    PictureMark present;
     bool isRemoved = false;
 };
-
-bool samePicture(const StillImagePtr& a, const StillImagePtr& b) {
-    return a == b || (a && b && a->width == b->width && a->height == b->height && a->pixels == b->pixels);
-}
 
 /// The picture of the first clip, or of the first asset where there is no clip.
 StillImagePtr cardPicture(const Editor& editor) {
@@ -40,14 +37,18 @@ StillImagePtr cardPicture(const Editor& editor) {
     return picture == editor.thumbnails().end() ? nullptr : picture->second;
 }
 
-/// Writes the row of a project and the picture of its card. Blocks.
-Result<void> record(const ProjectStore& store, const LibraryProject& row, const CardPicture& picture) {
-    if (auto written = store.writeRow(row); !written) return written;
-    if (picture.isRemoved) store.removeThumbnail(row.id);
-    if (picture.wanted && !samePicture(picture.wanted, picture.present)) {
-        if (const auto bytes = jpegData(*picture.wanted)) store.storeThumbnail(row.id, *bytes);
+/// Writes the row of a project and the picture of its card. Answers the picture that the card shows then. Blocks.
+Result<PictureMark> record(const ProjectStore& store, const LibraryProject& row, const CardPicture& picture) {
+    if (auto written = store.writeRow(row); !written) return fail(written.error());
+    if (picture.isRemoved) {
+        store.removeThumbnail(row.id);
+        return PictureMark();
     }
-    return {};
+    if (!picture.wanted) return picture.present;
+    const PictureMark wanted = PictureMark::of(picture.wanted);
+    if (wanted != picture.present)
+        if (const auto bytes = jpegData(*picture.wanted)) store.storeThumbnail(row.id, *bytes);
+    return wanted;
 }
 
 }  // namespace
@@ -58,6 +59,12 @@ DocumentStamp DocumentStamp::of(const FileURL& file) {
     return {.size = status.st_size,
             .modified = status.st_mtim.tv_sec * 1'000'000'000LL + status.st_mtim.tv_nsec,
             .inode = status.st_ino};
+}
+
+PictureMark PictureMark::of(const StillImagePtr& picture) {
+    if (!picture) return {};
+    const std::string_view bytes(reinterpret_cast<const char*>(picture->pixels.data()), picture->pixels.size());
+    return {.width = picture->width, .height = picture->height, .pixels = std::hash<std::string_view>()(bytes)};
 }
 
 ProjectSaving::ProjectSaving(MainContext& context, ProjectLibrary& library) : context_(context), library_(library) {}
@@ -178,14 +185,14 @@ QCoro::Task<Result<void>> ProjectSaving::saveManaged(std::shared_ptr<Editor> edi
     auto work = [store = library_.store(), row, picture, id] {
         // The document is written in any case, and known by what it is now.
         const auto stamp = DocumentStamp::of(store.projectURL(id));
-        return std::pair(stamp, row ? record(store, *row, picture) : Result<void>(fail(row.error())));
+        return std::pair(stamp, row ? record(store, *row, picture) : Result<PictureMark>(fail(row.error())));
     };
     auto background = inBackground(context_, std::move(work), Lane::shortWork);
     auto [stamp, recorded] = co_await background;
     if (self.isNull()) co_return fail(Error::cancelled());
     stamps_[id] = stamp;
-    if (!recorded) co_return std::move(recorded);
-    if (picture.wanted || picture.isRemoved) pictures_[id] = picture.wanted;
+    if (!recorded) co_return fail(recorded.error());
+    pictures_[id] = *recorded;
     library_.adopt(*row);
     editor->markProjectSaved(written);
     co_return Result<void>();

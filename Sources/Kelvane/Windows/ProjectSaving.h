@@ -4,6 +4,8 @@
 #include <QObject>
 #include <QPointer>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -25,6 +27,18 @@ struct DocumentStamp {
 
     /// The stamp of a file, or the default where there is none. Blocks; any thread.
     static DocumentStamp of(const FileURL& file);
+};
+
+/// What tells one picture from another without keeping it; all 0 for no picture.
+struct PictureMark {
+    int width = 0;
+    int height = 0;
+    /// A hash of the pixels.
+    std::size_t pixels = 0;
+    bool operator==(const PictureMark&) const = default;
+
+    /// Reads all pixels; any thread.
+    static PictureMark of(const StillImagePtr& picture);
 };
 
 /// Saves open projects: each change by itself after a pause, and at once where something waits for it. What is written
@@ -76,7 +90,7 @@ private:
     std::map<UUID, TurnQueue> turns_;
     std::map<UUID, DocumentStamp> stamps_;
     /// The picture that a project's card shows, as of the last save.
-    std::map<UUID, StillImagePtr> pictures_;
+    std::map<UUID, PictureMark> pictures_;
     /// How long the last pause before a next try was; only of projects whose last save failed.
     std::map<UUID, std::chrono::milliseconds> pauses_;
 };

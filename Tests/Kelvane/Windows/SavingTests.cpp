@@ -289,7 +289,8 @@ TEST_F(SavingTests, ASaveReadsNoOtherRow) {
 
 TEST_F(SavingTests, ThePictureOfACardIsWrittenWhenItChangesAlone) {
     const auto row = projectWithClip("A");
-    const auto editor = open(row, show(first), false);
+    const auto workspace = show(first);
+    const auto editor = open(row, workspace, false);
     context.settle();
     const auto thumbnail = windows->library().thumbnailURL(row.id).path();
     edit(*editor);
@@ -299,6 +300,12 @@ TEST_F(SavingTests, ThePictureOfACardIsWrittenWhenItChangesAlone) {
     edit(*editor);
     EXPECT_TRUE(flush(editor));
     EXPECT_FALSE(std::filesystem::exists(thumbnail)) << "the same picture again";
+    showHome(workspace);
+    open(row, workspace, false);
+    context.settle();
+    edit(*editor);
+    EXPECT_TRUE(flush(editor));
+    EXPECT_FALSE(std::filesystem::exists(thumbnail)) << "the same picture, made anew";
     editor->commit({});
     editor->deleteAssets({editor->assets().front().id});
     EXPECT_TRUE(flush(editor));

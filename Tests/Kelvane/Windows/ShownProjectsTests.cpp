@@ -46,9 +46,13 @@ TEST_F(ShownProjects, TheHomeAndAClosedWindowShowNone) {
     expectShown(*editor, false);
     open(row, workspace);
     expectShown(*editor, true);
+    edit(*editor);
+    EXPECT_TRUE(testing::finish(context, windows->flush(editor)));
+    const std::weak_ptr<const StillImage> onTheCard = editor->thumbnails().begin()->second;
     windows->unregister(workspace);
     context.settle();
     expectShown(*editor, false);
+    EXPECT_TRUE(onTheCard.expired()) << "what was saved keeps no picture";
 }
 
 TEST_F(ShownProjects, AWindowOnItsWayCounts) {
