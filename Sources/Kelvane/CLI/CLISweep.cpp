@@ -29,13 +29,8 @@ constexpr std::string_view recordSuffix = ".json";
 /// Far above any record.
 constexpr std::size_t recordLimit = 65'536;
 
-bool isUUID(std::string_view name) {
-    const auto id = UUID::parse(name);
-    return id && id->upper() == name;
-}
-
 bool isSocketFolderName(std::string_view name) {
-    return name.starts_with(socketFolderPrefix) && isUUID(name.substr(socketFolderPrefix.size()));
+    return name.starts_with(socketFolderPrefix) && UUID::parseUpper(name.substr(socketFolderPrefix.size()));
 }
 
 bool isThere(const std::string& path) {
@@ -101,7 +96,7 @@ void sweepRegistry(const std::string& registry) {
     for (const std::string& name : folderEntries(registry)) {
         if (!name.ends_with(recordSuffix)) continue;
         const std::string stem = name.substr(0, name.size() - recordSuffix.size());
-        if (isUUID(stem)) sweepRecord(registry, *UUID::parse(stem));
+        if (const auto project = UUID::parseUpper(stem)) sweepRecord(registry, *project);
     }
 }
 

@@ -32,8 +32,7 @@ ProjectMedia::~ProjectMedia() { finish(); }
 void ProjectMedia::finish() {
     std::vector<UnfinishedWork::Ticket> tickets;
     for (const Created& created : std::exchange(createdFolders_, {})) {
-        std::error_code failed;
-        if (!committed_) std::filesystem::remove_all(created.folder.path(), failed);
+        const std::error_code failed = committed_ ? std::error_code() : removeFolder(created.folder.path());
         // What can't be removed stays recorded.
         if (!failed) tickets.push_back(created.ticket);
     }
@@ -74,7 +73,7 @@ Result<FileURL> ProjectMedia::makeCopy(const FileURL& source, const std::stop_to
     if (!file) return fail(file.error());
     count(source, file->size());
     const FileURL folder = directory_.appending(UUID::random().upper());
-    if (createdFolders_.empty() && access(directory_.path().c_str(), F_OK) != 0)
+    if (createdFolders_.empty() && !fileExists(directory_.path()))
         createdDirectory_ = record(UnfinishedThing::Kind::mediaFolder, directory_);
     createdFolders_.push_back(record(UnfinishedThing::Kind::mediaCopy, folder));
     if (const auto made = makeFolders(folder.path()); !made) return fail(made.error());

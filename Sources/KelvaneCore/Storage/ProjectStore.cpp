@@ -1,14 +1,11 @@
 #include "ProjectStore.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
-#include <memory>
 #include <numeric>
 #include <system_error>
 #include <tuple>
@@ -32,47 +29,12 @@ constexpr int blankNameCode = 2;
 constexpr std::size_t metadataLimit = std::size_t{16} << 20;
 constexpr std::size_t thumbnailLimit = std::size_t{64} << 20;
 
-/// Names of the entries of a folder in the order that the system lists them; nothing when it can't be read.
-std::optional<std::vector<std::string>> listing(const std::string& path) {
-    std::vector<std::string> names;
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
-    if (!folder) return std::nullopt;
-    while (const dirent* entry = readdir(folder.get())) names.emplace_back(entry->d_name);
-    return names;
-}
-
 /// Whether the disk says that there is no such file; a disk that can't tell says nothing.
 bool isGone(const std::string& path) {
     return access(path.c_str(), F_OK) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
 FileURL metadataURL(const FileURL& folder) { return folder.appending("Metadata.json"); }
-
-/// The files below a folder that are no folders themselves, as far as it can be read.
-std::vector<std::filesystem::path> filesBelow(const std::filesystem::path& folder) {
-    std::vector<std::filesystem::path> files;
-    std::error_code failed;
-    for (std::filesystem::recursive_directory_iterator entry(folder, failed), end; !failed && entry != end;
-         entry.increment(failed)) {
-        std::error_code unknown;
-        if (!entry->is_directory(unknown) || entry->is_symlink(unknown)) files.push_back(entry->path());
-    }
-    return files;
-}
-
-/// Removes a folder with everything in it, file by file. What stands in the way of one file is told by the folder.
-std::error_code removeFolder(const std::filesystem::path& folder, const ProgressReport& report) {
-    const auto files = filesBelow(folder);
-    TransferProgress progress{.totalItems = files.size()};
-    std::error_code failed;
-    for (const auto& file : files) {
-        if (report) report(progress);
-        std::filesystem::remove(file, failed);
-        ++progress.items;
-    }
-    std::filesystem::remove_all(folder, failed);
-    return failed;
-}
 
 }  // namespace
 
@@ -87,14 +49,14 @@ std::vector<LibraryProject> ProjectStore::scan(const std::vector<LibraryProject>
         const auto row = std::ranges::find(known, id, &LibraryProject::id);
         return row == known.end() ? std::nullopt : std::optional(*row);
     };
-    const auto names = listing(root_.path());
+    const auto names = readableEntries(root_.path());
     // A root that can't be listed hides no project that was there before.
     if (!names && !isGone(root_.path())) return known;
     std::vector<LibraryProject> rows;
     for (const std::string& name : names.value_or(std::vector<std::string>())) {
         // A row stands only in the folder of its own id, so that no other entry need be opened.
-        const auto id = UUID::parse(name);
-        if (!id || id->upper() != name) continue;
+        const auto id = UUID::parseUpper(name);
+        if (!id) continue;
         const std::string metadata = metadataURL(folder(*id)).path();
         if (isGone(metadata) || isGone(projectURL(*id).path())) continue;
         if (const auto data = readFile(metadata, metadataLimit)) {
@@ -140,7 +102,7 @@ Result<void> ProjectStore::create(const LibraryProject& row, const Project& proj
     const auto ticket = unfinished_ == nullptr ? 0 : unfinished_->begin(made);
     const auto filled = fill(row, project, stop, std::move(report));
     std::error_code failed;
-    if (!filled) std::filesystem::remove_all(made.place.path(), failed);
+    if (!filled) failed = removeFolder(made.place.path());
     // What can't be removed stays recorded.
     if (unfinished_ != nullptr && !failed) unfinished_->end({ticket});
     return filled;
@@ -168,7 +130,10 @@ Result<void> ProjectStore::remove(const UUID& id, const std::string& name, std::
     if (held.isOpen()) std::ignore = holdWhileOpen(held, place);
     // Out of the library in one step: where the root can't be changed, nothing inside the project is lost.
     if (std::rename(place.c_str(), doomed.c_str()) != 0) return fail(failure(errno));
-    if (const auto error = removeFolder(doomed, report)) {
+    const auto tell = [&report](std::size_t removed, std::size_t total) {
+        report({.items = removed, .totalItems = total});
+    };
+    if (const auto error = removeFolder(doomed, report ? RemovalReport(tell) : RemovalReport())) {
         std::rename(doomed.c_str(), place.c_str());
         return fail(failure(error.value()));
     }

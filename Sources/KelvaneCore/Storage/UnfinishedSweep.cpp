@@ -4,9 +4,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 #include <string_view>
-#include <system_error>
+#include <tuple>
 
 #include "Support/AtomicFile.h"
 #include "Support/FileDescriptor.h"
@@ -35,17 +34,9 @@ bool isGone(const FileURL& place, int unmade = 0) {
     return isFolder(above.path());
 }
 
-bool isUUID(std::string_view name) {
-    const auto id = UUID::parse(name);
-    return id && id->upper() == name;
-}
-
 /// Removes what lies in a folder and the folder, which the work made in one that it may have made.
-bool removeFolder(const FileURL& folder) {
-    if (!isFolder(folder.path())) return isGone(folder, 1);
-    std::error_code failed;
-    std::filesystem::remove_all(folder.path(), failed);
-    return !failed;
+bool settleByRemoval(const FileURL& folder) {
+    return isFolder(folder.path()) ? !removeFolder(folder.path()) : isGone(folder, 1);
 }
 
 enum class Named { no, yes, unknown };
@@ -64,10 +55,10 @@ Named namedByADocument(const std::string& name, const std::string& folder) {
 
 bool settleCopy(const FileURL& copy) {
     const std::string name = copy.fileName();
-    if (!isUUID(name) || !isFolder(copy.path())) return isGone(copy, 1);
+    if (!UUID::parseUpper(name) || !isFolder(copy.path())) return isGone(copy, 1);
     switch (namedByADocument(name, copy.parentFolder().parentFolder().path())) {
         case Named::no:
-            return removeFolder(copy);
+            return settleByRemoval(copy);
         case Named::yes:
             return true;
         case Named::unknown:
@@ -90,8 +81,8 @@ bool settleExport(const FileURL& file) {
 
 bool settleProject(const FileURL& folder) {
     // The row is the last that is written.
-    const bool isWhole = access(folder.appending("Metadata.json").path().c_str(), F_OK) == 0;
-    return isWhole || (isUUID(folder.fileName()) && removeFolder(folder));
+    const bool isWhole = fileExists(folder.appending("Metadata.json").path());
+    return isWhole || (UUID::parseUpper(folder.fileName()) && settleByRemoval(folder));
 }
 
 bool settle(const UnfinishedThing& thing) {
@@ -123,7 +114,8 @@ void sweepProject(const std::string& folder) {
 
 /// A deletion holds its folder for as long as it lives.
 void sweepDeletion(const FileURL& folder) {
-    if (const FileDescriptor left = takeAbandoned(folder.path(), S_IFDIR); left.isOpen()) removeFolder(folder);
+    if (const FileDescriptor left = takeAbandoned(folder.path(), S_IFDIR); left.isOpen())
+        std::ignore = removeFolder(folder.path());
 }
 
 }  // namespace
@@ -139,7 +131,7 @@ void sweepUnfinishedWork(const FileURL& libraryRoot, const std::stop_token& stop
         const FileURL folder = libraryRoot.appending(name);
         if (name.starts_with(deletedPrefix) && UUID::parse(name.substr(deletedPrefix.size())))
             sweepDeletion(folder);
-        else if (isUUID(name) && isFolder(folder.path()))
+        else if (UUID::parseUpper(name) && isFolder(folder.path()))
             sweepProject(folder.path());
     }
 }

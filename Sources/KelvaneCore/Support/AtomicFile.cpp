@@ -3,8 +3,10 @@
 #include <dirent.h>
 #include <limits.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <tuple>
@@ -21,6 +23,8 @@ namespace {
 /// As many links as the kernel follows in one path.
 constexpr int maximumLinks = 40;
 constexpr std::size_t readStep = std::size_t{1} << 16;
+/// How often a removal tells of itself: each time a whole percent at the most, as nobody sees less.
+constexpr std::size_t removalReports = 100;
 
 /// A file that is removed at the end of its life unless it was kept.
 class TemporaryFile {
@@ -80,6 +84,18 @@ bool inheritOwnerAndPermission(int file, const struct stat& old) {
         if (fchown(file, old.st_uid, old.st_gid) != 0 && errno != EPERM && errno != EINVAL) return false;
     }
     return fchmod(file, old.st_mode & 07777) == 0;
+}
+
+/// The files below a folder that are no folders themselves, as far as it can be read.
+std::vector<std::filesystem::path> filesBelow(const std::filesystem::path& folder) {
+    std::vector<std::filesystem::path> files;
+    std::error_code failed;
+    for (std::filesystem::recursive_directory_iterator entry(folder, failed), end; !failed && entry != end;
+         entry.increment(failed)) {
+        std::error_code unknown;
+        if (!entry->is_directory(unknown) || entry->is_symlink(unknown)) files.push_back(entry->path());
+    }
+    return files;
 }
 
 }  // namespace
@@ -159,14 +175,32 @@ void removeHalfWrittenFiles(const std::string& folder) {
 }
 
 std::vector<std::string> folderEntries(const std::string& path) {
+    return readableEntries(path).value_or(std::vector<std::string>());
+}
+
+std::optional<std::vector<std::string>> readableEntries(const std::string& path) {
     std::vector<std::string> names;
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
-    if (!folder) return names;
+    if (!folder) return std::nullopt;
     while (const dirent* entry = readdir(folder.get())) {
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..") names.emplace_back(name);
     }
     return names;
+}
+
+std::error_code removeFolder(const std::string& path, const RemovalReport& report) {
+    const auto files = report ? filesBelow(path) : std::vector<std::filesystem::path>();
+    const std::size_t pace = std::max<std::size_t>(1, files.size() / removalReports);
+    std::error_code failed;
+    for (std::size_t removed = 0; removed < files.size(); ++removed) {
+        if (removed % pace == 0) report(removed, files.size());
+        // What stands in the way of one file is told by the folder.
+        std::filesystem::remove(files[removed], failed);
+    }
+    std::filesystem::remove_all(path, failed);
+    if (report && !failed) report(files.size(), files.size());
+    return failed;
 }
 
 Result<void> makeFolders(const std::string& path) {

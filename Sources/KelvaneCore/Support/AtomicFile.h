@@ -1,8 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "Error.h"
@@ -39,6 +43,15 @@ void removeHalfWrittenFiles(const std::string& folder);
 /// Names of the entries of a folder, without "." and "..", in the order that the system lists them; none when it can't
 /// be read.
 std::vector<std::string> folderEntries(const std::string& path);
+/// The same, but nothing when it can't be read.
+std::optional<std::vector<std::string>> readableEntries(const std::string& path);
+
+/// Told how many of how many files are removed.
+using RemovalReport = std::function<void(std::size_t removed, std::size_t total)>;
+/// Removes a folder with everything in it, or whatever else is at `path`; nothing there is no failure. Links are
+/// removed and not followed. Answers what kept the folder from going. `report`, where there is one, is told before the
+/// first file, about a hundred times on the way and at the end; the files are counted for it beforehand.
+std::error_code removeFolder(const std::string& path, const RemovalReport& report = {});
 
 /// Makes the folder at `path` with all the folders above it; one that is there already is fine, and new
 /// names are synced.

@@ -59,6 +59,11 @@ std::optional<UUID> UUID::parse(std::string_view text) {
     return id;
 }
 
+std::optional<UUID> UUID::parseUpper(std::string_view text) {
+    auto id = parse(text);
+    return id && id->upper() == text ? id : std::nullopt;
+}
+
 std::string UUID::upper() const {
     std::string out;
     appendUpper(out);

@@ -18,6 +18,8 @@ struct UUID {
     static UUID random();
     /// Reads the canonical 8-4-4-4-12 form, in upper or lower case; anything else gives nothing.
     static std::optional<UUID> parse(std::string_view text);
+    /// The same in upper case alone: what names a file or folder of the program's own.
+    static std::optional<UUID> parseUpper(std::string_view text);
 
     /// Canonical text in upper case, the form of files, URLs and documents.
     [[nodiscard]] std::string upper() const;

@@ -319,6 +319,60 @@ TEST(SyncFolder, SaysWhichFolderIsGone) {
               "The folder “none” could not be synced: No such file or directory.");
 }
 
+TEST(FolderEntries, AnUnreadableFolderIsToldFromAnEmptyOne) {
+    const TempFolder folder;
+    folder.makeFolder("Empty");
+    folder.write("Full/a");
+    EXPECT_EQ(readableEntries(folder.path("Empty")), std::vector<std::string>());
+    EXPECT_EQ(readableEntries(folder.path("Full")), std::vector<std::string>{"a"});
+    for (const char* name : {"Absent", "Full/a"}) {
+        EXPECT_EQ(readableEntries(folder.path(name)), std::nullopt) << name;
+        EXPECT_EQ(folderEntries(folder.path(name)), std::vector<std::string>()) << name;
+    }
+}
+
+TEST(RemoveFolder, RemovesEverythingInItAndNothingBehindLinks) {
+    const TempFolder folder;
+    folder.write("Kept/a");
+    folder.write("Doomed/b/c/d");
+    std::filesystem::create_directory_symlink(folder.path("Kept"), folder.path("Doomed/b/link"));
+    std::filesystem::create_symlink("nowhere", folder.path("Doomed/dangling"));
+    std::vector<std::pair<std::size_t, std::size_t>> told;
+    EXPECT_FALSE(
+        removeFolder(folder.path("Doomed"), [&](auto removed, auto total) { told.emplace_back(removed, total); }));
+    EXPECT_EQ(folder.entries(), (std::vector<std::string>{"Kept", "Kept/a"}));
+    EXPECT_EQ(told, (std::vector<std::pair<std::size_t, std::size_t>>{{0, 3}, {1, 3}, {2, 3}, {3, 3}}));
+    EXPECT_FALSE(removeFolder(folder.path("Doomed"))) << "nothing there is no failure";
+}
+
+TEST(RemoveFolder, TellsOfManyFilesAtAPace) {
+    const TempFolder folder;
+    for (int i = 0; i < 1050; ++i) folder.write("Doomed/" + std::to_string(i));
+    std::vector<std::size_t> told;
+    EXPECT_FALSE(
+        removeFolder(folder.path("Doomed"), [&](std::size_t removed, std::size_t) { told.push_back(removed); }));
+    ASSERT_EQ(told.size(), 106U);
+    for (std::size_t i = 0; i < 105; ++i) EXPECT_EQ(told[i], 10 * i);
+    EXPECT_EQ(told.back(), 1050U);
+}
+
+TEST(RemoveFolder, SaysWhatKeptItFromGoing) {
+    const TempFolder folder;
+    folder.write("Doomed/inside/a");
+    for (const char* place : {"", "Doomed"}) chmod(folder.path(place).c_str(), 0777);
+    chmod(folder.path("Doomed/inside").c_str(), 0555);
+    std::vector<std::size_t> told;
+    {
+        const UnprivilegedUser unprivileged;
+        const auto failed =
+            removeFolder(folder.path("Doomed"), [&](std::size_t removed, std::size_t) { told.push_back(removed); });
+        EXPECT_EQ(failed, std::errc::permission_denied);
+    }
+    EXPECT_EQ(told, std::vector<std::size_t>{0}) << "the end is not told of what stays";
+    EXPECT_TRUE(folder.exists("Doomed/inside/a"));
+    chmod(folder.path("Doomed/inside").c_str(), 0755);
+}
+
 TEST(FileExists, FollowsLinksAndRefusesWhatCannotBeAsked) {
     const TempFolder folder;
     EXPECT_FALSE(fileExists(folder.path("none")));

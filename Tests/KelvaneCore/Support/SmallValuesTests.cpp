@@ -38,6 +38,14 @@ TEST(UUID, RefusesEveryOtherText) {
     }
 }
 
+TEST(UUID, ReadsUpperCaseAlone) {
+    const auto id = UUID::parse("8e7c6c0b-7e5b-4c0d-9d2d-0f1c7a6e1b11");
+    ASSERT_TRUE(id);
+    EXPECT_EQ(UUID::parseUpper(id->upper()), id);
+    for (const std::string& text : {id->lower(), id->upper().substr(1), std::string()})
+        EXPECT_EQ(UUID::parseUpper(text), std::nullopt) << text;
+}
+
 TEST(UUID, RandomOnesAreOfVersionFourAndDiffer) {
     std::unordered_set<UUID> ids;
     for (int i = 0; i < 1000; ++i) {
