@@ -15,8 +15,8 @@ namespace kelvane {
 /// carries one request and one reply, each a line of at most 1,048,576 bytes. Only processes of the same user are
 /// heard, and at most eight at a time; others are closed without a word.
 ///
-/// One thread accepts; each connection has a thread of its own, which blocks. `start`, `cancel` and the destructor
-/// belong to one thread, the owner's.
+/// One thread accepts; each connection has a thread of its own, which blocks. `start` blocks for as long as its folder
+/// takes to be made; it runs anywhere. An instance belongs to one thread at a time.
 class LocalCLIConnection {
 public:
     /// Sends the reply to one request. Called at most once, from any thread; later calls are ignored. When every copy

@@ -33,52 +33,11 @@ Result<std::string> requiredOption(const CLIRequest& request, const char* name) 
 Error projectClosed() { return CLIError("The Kelvane project is closed."); }
 
 AIAssistantSession::AIAssistantSession(MainContext* context, MediaPlatform* media)
-    : context_(context), media_(media), door_(std::make_shared<RequestDoor>(context)) {}
+    : context_(context), media_(media), connecting_(*context), door_(std::make_shared<RequestDoor>(context)) {}
 
 AIAssistantSession::~AIAssistantSession() { door_->shut(); }
 
 void AIAssistantSession::setEditor(std::weak_ptr<Editor> editor) { editor_ = std::move(editor); }
-
-Result<std::string> AIAssistantSession::connect() {
-    context_->checkMainThread();
-    if (connection_) return connection_->socketPath();
-    const auto editor = editor_.lock();
-    if (!editor) return fail(projectClosed());
-
-    auto handler = [session = weak_from_this(), door = door_, project = editor->id(), epoch = generation_](
-                       std::string message, LocalCLIConnection::Reply reply) {
-        auto request = decodeCLIRequest(message);
-        if (!request) return reply(failureReply(request.error()));
-        auto work = [session, project, epoch, reply, request = *std::move(request)]() mutable {
-            serve(session, std::move(request), project, epoch, std::move(reply));
-        };
-        if (!door->post(std::move(work))) reply(failureReply(projectClosed()));
-    };
-    auto connection = LocalCLIConnection::start(std::move(handler));
-    if (!connection) return fail(connection.error());
-    // When the registry refuses, the connection's end takes its folder along.
-    auto discovery = CLIProjectDiscovery::start(editor->id(), (*connection)->socketPath(), registryPath);
-    if (!discovery) return fail(discovery.error());
-
-    discovery_ = *std::move(discovery);
-    connection_ = *std::move(connection);
-    return connection_->socketPath();
-}
-
-void AIAssistantSession::suspend() {
-    context_->checkMainThread();
-    generation_ = UUID::random();
-    period_.request_stop();
-    period_ = std::stop_source();
-    if (discovery_) {
-        discovery_->stop();
-        discovery_.reset();
-    }
-    if (connection_) {
-        connection_->cancel();
-        connection_.reset();
-    }
-}
 
 QCoro::Task<void> AIAssistantSession::serve(std::weak_ptr<AIAssistantSession> session, CLIRequest request, UUID project,
                                             UUID epoch, LocalCLIConnection::Reply reply) {

@@ -13,6 +13,7 @@
 #include "CLI/LocalCLIConnection.h"
 #include "Media/MediaPlatform.h"
 #include "Platform/MainContext.h"
+#include "Platform/TurnQueue.h"
 #include "RequestDoor.h"
 #include "Support/JSON.h"
 #include "Timeline/Clip.h"
@@ -37,12 +38,18 @@ public:
     /// Folder of the registry of live connections; another one is there for tests. Read by `connect`.
     std::string registryPath = CLIProjectDiscovery::registryPath();
 
-    /// Starts serving and gives the socket's path; the same path while connected. The socket answers before the
-    /// registry names it. Fails with "The Kelvane project is closed." or in the words of the connection and the
-    /// registry; nothing is left behind then.
-    Result<std::string> connect();
+    /// Starts serving, in the background, and gives the socket's path; the same path, in the same turn of the event
+    /// loop, while connected. The socket answers before the registry names it. Who asks while the session connects
+    /// waits for that. Fails with "The Kelvane project is closed." or in the words of the connection and the registry,
+    /// or as cancelled where the period of serving ended meanwhile; nothing is left behind then.
+    QCoro::Task<Result<std::string>> connect();
     /// Ends the period of serving; harmless when not connected. Requests under way are refused at their next check, and
     /// the long work that they wait for is told to stop.
+    ///
+    /// The record, the lock and the socket are gone when it returns, so that another instance can serve the project at
+    /// once and a process that ends next leaves nothing. That is done here and not in the background: it is three names
+    /// taken out of "/tmp", none of them synced, and an accept thread that ends when it is woken; nothing in it waits
+    /// for a peer or another process. A session that connects just now withdraws what it began as soon as that is made.
     void suspend();
     [[nodiscard]] bool isConnected() const { return connection_ != nullptr; }
     /// Identity of the present period of serving; a fresh one from each `suspend` on.
@@ -88,6 +95,8 @@ private:
         bool wantsPreview = false;
     };
 
+    /// What answers the messages to the socket of the present period of serving.
+    [[nodiscard]] LocalCLIConnection::Handler requestHandler(const UUID& project);
     static QCoro::Task<void> serve(std::weak_ptr<AIAssistantSession> session, CLIRequest request, UUID project,
                                    UUID epoch, LocalCLIConnection::Reply reply);
 
@@ -112,6 +121,7 @@ private:
     std::weak_ptr<Editor> editor_;
     std::unique_ptr<LocalCLIConnection> connection_;
     std::unique_ptr<CLIProjectDiscovery> discovery_;
+    TurnQueue connecting_;
     std::shared_ptr<RequestDoor> door_;
     UUID generation_ = UUID::random();
     /// Ends the work that the period of serving `generation_` asked for.

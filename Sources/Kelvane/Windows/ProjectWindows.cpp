@@ -210,12 +210,20 @@ std::shared_ptr<Workspace> ProjectWindows::activeWorkspace() const {
     return nullptr;
 }
 
-bool ProjectWindows::connectSession(Editor& editor) {
-    if (auto connected = editor.ai().connect(); !connected) {
-        setError(connected.error().message);
-        return false;
-    }
-    return true;
+QCoro::Task<bool> ProjectWindows::connectSession(EditorPtr editor) {
+    const QPointer<ProjectWindows> self(this);
+    if (!editors_.contains(editor->id()) || isBeingDeleted(editor->id())) co_return false;
+    auto connecting = editor->ai().connect();
+    const Result<std::string> connected = co_await connecting;
+    if (self.isNull()) co_return false;
+    if (!connected) showError(connected.error());
+    co_return connected.has_value();
+}
+
+bool ProjectWindows::isBeingDeleted(const UUID& projectID) const {
+    return std::ranges::any_of(work_, [&projectID](const WorkPtr& work) {
+        return work->kind == ProjectWork::Kind::deleting && work->projectID == projectID;
+    });
 }
 
 QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::open(LibraryProject project, WorkspacePtr workspace,
@@ -244,34 +252,41 @@ QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::openInTurn(LibraryProject p
         if (const auto window = windows_.find(showing->id()); window != windows_.end()) window->second->bringToFront();
         co_return showing->editor();
     }
-    const auto isBeingDeleted = [&project](const WorkPtr& work) {
-        return work->kind == ProjectWork::Kind::deleting && work->projectID == project.id;
-    };
-    if (std::ranges::any_of(work_, isBeingDeleted)) {
+    if (isBeingDeleted(project.id)) {
         setError("This project is no longer in your Kelvane library.");
         co_return EditorPtr();
     }
     auto loading = loadEditor(project);
     const EditorPtr editor = co_await loading;
     if (self.isNull() || !editor) co_return EditorPtr();
-    if (!editors_.contains(project.id)) co_return EditorPtr();
     const auto given = present(workspace);
     const auto target = newWindow ? nullptr : (given ? given : activeWorkspace());
-    if (!target) co_return showInNewWindow(editor);
-    auto showing = showIn(target, editor);
+    auto showing = target ? showIn(target, editor) : showInNewWindow(editor);
     co_return co_await showing;
 }
 
 QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::showIn(WorkspacePtr target, EditorPtr editor) {
     const QPointer<ProjectWindows> self(this);
-    if (target->editor() && !target->editor()->busy()) {
-        auto saving = flush(target->editor());
-        const bool saved = co_await saving;
-        if (self.isNull() || !saved) co_return EditorPtr();
-    }
-    // Neither a busy window is taken over nor one that closed meanwhile.
-    if (!present(target) || (target->editor() && target->editor()->busy())) co_return showInNewWindow(editor);
-    if (!connectSession(*editor)) co_return EditorPtr();
+    do {
+        if (target->editor() && !target->editor()->busy()) {
+            auto saving = flush(target->editor());
+            const bool saved = co_await saving;
+            if (self.isNull()) co_return EditorPtr();
+            if (!saved) {
+                editor->ai().suspend();
+                co_return EditorPtr();
+            }
+        }
+        // Neither a busy window is taken over nor one that closed meanwhile.
+        if (!present(target) || (target->editor() && target->editor()->busy())) {
+            auto showing = showInNewWindow(editor);
+            co_return co_await showing;
+        }
+        auto connecting = connectSession(editor);
+        const bool isConnected = co_await connecting;
+        if (self.isNull() || !isConnected) co_return EditorPtr();
+        // The project that is shown there may have changed while this one was connected.
+    } while (!present(target) || !mayClose(*target));
     leaveEditor(*target);
     editor->setShown(true);
     target->setEditor(editor);
@@ -279,13 +294,16 @@ QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::showIn(WorkspacePtr target,
     co_return editor;
 }
 
-std::shared_ptr<Editor> ProjectWindows::showInNewWindow(const EditorPtr& editor) {
-    if (!connectSession(*editor)) return nullptr;
+QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::showInNewWindow(EditorPtr editor) {
+    const QPointer<ProjectWindows> self(this);
+    auto connecting = connectSession(editor);
+    const bool isConnected = co_await connecting;
+    if (self.isNull() || !isConnected) co_return EditorPtr();
     const auto window = UUID::random();
     pendingWindows_[window] = editor;
     editor->setShown(true);
     if (openWindow) openWindow(window);
-    return editor;
+    co_return editor;
 }
 
 QCoro::Task<void> ProjectWindows::openProject(FileURL file, WorkspacePtr workspace, bool newWindow) {

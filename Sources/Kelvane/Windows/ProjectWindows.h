@@ -107,7 +107,7 @@ private:
     QCoro::Task<void> readLibrary();
     QCoro::Task<EditorPtr> openInTurn(LibraryProject project, WorkspacePtr workspace, bool newWindow);
     QCoro::Task<EditorPtr> showIn(WorkspacePtr target, EditorPtr editor);
-    EditorPtr showInNewWindow(const EditorPtr& editor);
+    QCoro::Task<EditorPtr> showInNewWindow(EditorPtr editor);
     QCoro::Task<EditorPtr> loadEditor(LibraryProject project);
     /// Reads a project again that another instance has saved while it was not served here.
     QCoro::Task<bool> refreshEditor(EditorPtr editor);
@@ -118,7 +118,9 @@ private:
     [[nodiscard]] WorkspacePtr present(const WorkspacePtr& workspace) const;
     [[nodiscard]] WorkspacePtr workspaceShowing(const UUID& projectID) const;
     [[nodiscard]] WorkspacePtr activeWorkspace() const;
-    bool connectSession(Editor& editor);
+    /// Answers whether the project is served, and to be shown, then.
+    QCoro::Task<bool> connectSession(EditorPtr editor);
+    [[nodiscard]] bool isBeingDeleted(const UUID& projectID) const;
     void leaveEditor(Workspace& workspace);
     /// Why the application may not end now; nothing when nothing is busy.
     [[nodiscard]] std::optional<std::string> reasonToStay() const;

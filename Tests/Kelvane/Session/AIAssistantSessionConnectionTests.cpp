@@ -1,3 +1,5 @@
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -15,6 +17,8 @@
 #include "CLI/CLIProjectDiscovery.h"
 #include "CLI/LocalCLIConnection.h"
 #include "SessionFixture.h"
+#include "Support/App/FinishTask.h"
+#include "Support/FileDescriptor.h"
 
 namespace kelvane::testing {
 namespace {
@@ -110,14 +114,27 @@ protected:
         return ask(
             [path = path, text = encodeCLIRequest(request)] { return LocalCLIConnection::request(text, path, 30); });
     }
+    Result<std::string> connected() { return testing::finish(context, session().connect()); }
+    /// Has begun to connect, and what it made is there; its result isn't taken in yet.
+    std::optional<Result<std::string>>& beginToConnect() {
+        connecting_ = keep(session().connect(), &answer_);
+        EXPECT_TRUE(context.stepBackground());
+        EXPECT_TRUE(CLIProjectDiscovery::publishedSocketPath(editor->id(), registry));
+        EXPECT_FALSE(answer_);
+        return answer_;
+    }
     void connect() {
-        const auto connected = session().connect();
+        const auto connected = this->connected();
         ASSERT_TRUE(connected.has_value()) << connected.error().message;
         path = *connected;
     }
 
     std::string registry;
     std::string path;
+
+private:
+    std::optional<Result<std::string>> answer_;
+    std::optional<QCoro::Task<void>> connecting_;
 };
 
 TEST_F(AIAssistantSessionConnection, AReplyIsTheDocumentWithSortedKeysAndPlainSlashes) {
@@ -173,10 +190,77 @@ TEST_F(AIAssistantSessionConnection, AnEditOverTheSocketIsOneUndoStep) {
 TEST_F(AIAssistantSessionConnection, ConnectTwiceIsOneConnection) {
     connect();
     const auto open = openDescriptors();
-    EXPECT_EQ(session().connect(), path);
+    EXPECT_EQ(connected(), path);
     EXPECT_EQ(openDescriptors(), open);
     EXPECT_TRUE(session().isConnected());
     EXPECT_EQ(CLIProjectDiscovery::publishedSocketPath(editor->id(), registry), path);
+}
+
+TEST_F(AIAssistantSessionConnection, ConnectingWaitsForNothingOnTheMainThread) {
+    // As a sweep has it, for as long as it needs it.
+    const auto lock = FileDescriptor::open(registry + "/" + editor->id().upper() + ".lock", O_RDWR | O_CREAT, 0600);
+    ASSERT_EQ(flock(lock.get(), LOCK_SH), 0);
+    std::optional<Result<std::string>> answer;
+    const auto connecting = keep(session().connect(), &answer);
+    context.runPosted();
+    EXPECT_EQ(entries(FileURL::fromPath(registry)), std::vector<std::string>{editor->id().upper() + ".lock"});
+    EXPECT_EQ(context.waitingInBackground(Lane::shortWork), 1U);
+    EXPECT_FALSE(answer);
+    ASSERT_EQ(flock(lock.get(), LOCK_UN), 0);
+    context.settle();
+    ASSERT_TRUE(answer && *answer);
+    EXPECT_TRUE(session().isConnected());
+}
+
+TEST_F(AIAssistantSessionConnection, TwoThatConnectAtOnceGetOneConnection) {
+    std::optional<Result<std::string>> first;
+    std::optional<Result<std::string>> second;
+    const auto connecting = keep(session().connect(), &first);
+    const auto joining = keep(session().connect(), &second);
+    context.settle();
+    ASSERT_TRUE(first && *first) << "the first";
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(CLIProjectDiscovery::publishedSocketPath(editor->id(), registry), *first);
+}
+
+TEST_F(AIAssistantSessionConnection, ASessionThatEndsWhileItConnectsLeavesNothing) {
+    const auto before = deadFolders();
+    const auto open = openDescriptors();
+    const auto& answer = beginToConnect();
+    session().suspend();
+    context.settle();
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(*answer, Result<std::string>(fail(Error::cancelled())));
+    EXPECT_FALSE(session().isConnected());
+    EXPECT_EQ(entries(FileURL::fromPath(registry)), std::vector<std::string>{editor->id().upper() + ".lock"});
+    EXPECT_EQ(leftBehind(before), std::set<std::string>());
+    EXPECT_EQ(openDescriptors(), open);
+}
+
+TEST_F(AIAssistantSessionConnection, WhoConnectsAfterAnEndGetsAConnectionOfTheNextPeriod) {
+    const auto& late = beginToConnect();
+    session().suspend();
+    std::optional<Result<std::string>> next;
+    const auto connecting = keep(session().connect(), &next);
+    context.settle();
+    ASSERT_TRUE(late && next);
+    EXPECT_FALSE(*late);
+    ASSERT_TRUE(*next) << next->error().message;
+    path = **next;
+    EXPECT_EQ(CLIProjectDiscovery::publishedSocketPath(editor->id(), registry), path);
+    EXPECT_EQ(json::parse(request({"project", {}, editor->id()}).value())["ok"], true);
+}
+
+TEST_F(AIAssistantSessionConnection, AnEditorThatGoesWhileItsSessionConnectsLeavesNothing) {
+    const auto before = deadFolders();
+    const UUID id = editor->id();
+    const auto& answer = beginToConnect();
+    makeEditor();
+    context.settle();
+    ASSERT_TRUE(answer);
+    EXPECT_FALSE(*answer);
+    EXPECT_FALSE(CLIProjectDiscovery::publishedSocketPath(id, registry));
+    EXPECT_EQ(leftBehind(before), std::set<std::string>());
 }
 
 TEST_F(AIAssistantSessionConnection, SuspendWithdrawsTheRecordAndTheSocket) {
@@ -239,10 +323,10 @@ TEST_F(AIAssistantSessionConnection, TwoInstancesDoNotServeOneProject) {
     ASSERT_TRUE(other.has_value());
     const auto before = deadFolders();
     const auto open = openDescriptors();
-    const auto connected = session().connect();
+    const auto refused = connected();
     EXPECT_EQ(leftBehind(before), std::set<std::string>());
-    ASSERT_FALSE(connected.has_value());
-    EXPECT_EQ(connected.error().message, "This project is already connected in another Kelvane instance.");
+    ASSERT_FALSE(refused.has_value());
+    EXPECT_EQ(refused.error().message, "This project is already connected in another Kelvane instance.");
     EXPECT_FALSE(session().isConnected());
     // Closing the listener and removing its folder are one step.
     EXPECT_EQ(openDescriptors(), open);
@@ -257,7 +341,7 @@ TEST_F(AIAssistantSessionConnection, ARegistryThatIsNotPrivateRefuses) {
     std::filesystem::permissions(registry, std::filesystem::perms::group_read, std::filesystem::perm_options::add);
     const auto before = deadFolders();
     const auto open = openDescriptors();
-    EXPECT_EQ(session().connect().error().message, "The Kelvane connection registry is not private.");
+    EXPECT_EQ(connected().error().message, "The Kelvane connection registry is not private.");
     EXPECT_FALSE(session().isConnected());
     EXPECT_EQ(openDescriptors(), open);
     EXPECT_EQ(leftBehind(before), std::set<std::string>());
@@ -267,7 +351,7 @@ TEST_F(AIAssistantSessionConnection, AClosedProjectIsNotServed) {
     const auto kept = session().shared_from_this();
     editor.reset();
     context.settle();
-    EXPECT_EQ(kept->connect().error().message, closedText);
+    EXPECT_EQ(testing::finish(context, kept->connect()).error().message, closedText);
     makeEditor();
 }
 

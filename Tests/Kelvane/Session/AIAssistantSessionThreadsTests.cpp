@@ -10,6 +10,7 @@
 #include "CLI/LocalCLIConnection.h"
 #include "Platform/QtMainContext.h"
 #include "SessionFixture.h"
+#include "Support/App/FinishTask.h"
 
 namespace kelvane::testing {
 namespace {
@@ -65,7 +66,7 @@ protected:
 
     /// Lets callers read and write while this thread is the main one, and closes the project under the last of them.
     void exercise(MainContext& context, const std::function<void()>& turn) {
-        serve(context);
+        serve(context, turn);
         while (!isDone_) turn();
         import_.join();
         for (int caller = 0; caller < callers; ++caller)
@@ -89,7 +90,7 @@ protected:
     }
 
 private:
-    void serve(MainContext& context) {
+    void serve(MainContext& context, const std::function<void()>& turn) {
         EditorServices services;
         services.context = &context;
         services.media = &media_;
@@ -99,7 +100,10 @@ private:
         folder_.makeFolder("Registry");
         std::filesystem::permissions(folder_.path("Registry"), std::filesystem::perms::owner_all);
         editor_->ai().registryPath = folder_.path("Registry");
-        path_ = editor_->ai().connect().value();
+        std::optional<Result<std::string>> connected;
+        const auto keeper = keep(editor_->ai().connect(), &connected);
+        while (!connected) turn();
+        path_ = connected->value();
 
         media_.addFileNamed("film.mov", FakeFile::video(10));
         const auto film = folder_.write("film.mov");
