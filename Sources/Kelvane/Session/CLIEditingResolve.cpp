@@ -38,8 +38,10 @@ class EntryReader {
 public:
     EntryReader(const nlohmann::json& object, std::size_t index) : object_(object), index_(index) {}
 
-    void read(const char* name, UUID& value) {
-        std::optional<UUID> found;
+    /// A member that must be there.
+    template <class Value>
+    void read(const char* name, Value& value) {
+        std::optional<Value> found;
         read(name, found);
         if (found)
             value = *found;
@@ -52,14 +54,6 @@ public:
         const auto* text = member->get_ptr<const nlohmann::json::string_t*>();
         if (text != nullptr) value = UUID::parse(*text);
         if (!value) refuse(std::string(name) + " must be a UUID.");
-    }
-    void read(const char* name, double& value) {
-        std::optional<double> found;
-        read(name, found);
-        if (found)
-            value = *found;
-        else
-            refuse(std::string(name) + " is missing.");
     }
     void read(const char* name, std::optional<double>& value) {
         const auto member = object_.find(name);

@@ -50,22 +50,23 @@ AxisMap rising(double scale, double offset, int canvas, bool& mirrored) {
     return mirrored ? AxisMap{-scale, canvas - offset} : AxisMap{scale, offset};
 }
 
-}  // namespace
-
-Rect PictureOrientation::apply(const Rect& rect, double width, double height) const {
-    Rect out = turned ? Rect{rect.y, rect.x, rect.height, rect.width} : rect;
-    if (turned) std::swap(width, height);
-    if (mirrorX) out.x = width - out.x - out.width;
-    if (mirrorY) out.y = height - out.y - out.height;
+template <class AnyRect, class Length>
+AnyRect oriented(const PictureOrientation& orientation, const AnyRect& rect, Length width, Length height) {
+    AnyRect out = orientation.turned ? AnyRect{rect.y, rect.x, rect.height, rect.width} : rect;
+    if (orientation.turned) std::swap(width, height);
+    if (orientation.mirrorX) out.x = width - out.x - out.width;
+    if (orientation.mirrorY) out.y = height - out.y - out.height;
     return out;
 }
 
+}  // namespace
+
+Rect PictureOrientation::apply(const Rect& rect, double width, double height) const {
+    return oriented(*this, rect, width, height);
+}
+
 PixelRect PictureOrientation::apply(const PixelRect& rect, int width, int height) const {
-    PixelRect out = turned ? PixelRect{rect.y, rect.x, rect.height, rect.width} : rect;
-    if (turned) std::swap(width, height);
-    if (mirrorX) out.x = width - out.x - out.width;
-    if (mirrorY) out.y = height - out.y - out.height;
-    return out;
+    return oriented(*this, rect, width, height);
 }
 
 PicturePlacement placePicture(int storedWidth, int storedHeight, Size naturalSize, const AffineTransform& transform,

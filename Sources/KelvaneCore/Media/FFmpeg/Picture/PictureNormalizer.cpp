@@ -11,6 +11,18 @@ namespace kelvane {
 
 namespace {
 
+/// A picture of `format` as large as `like`, whose pixels are yet to be written.
+Result<FramePtr> emptyPicture(AVPixelFormat format, const AVFrame& like) {
+    FramePtr picture(av_frame_alloc());
+    check(picture != nullptr, "no memory for a frame");
+    picture->format = format;
+    picture->width = like.width;
+    picture->height = like.height;
+    if (const int code = av_frame_get_buffer(picture.get(), planeAlignment); code < 0)
+        return fail("A picture could not be unpacked: " + ffmpegErrorText(code) + ".");
+    return picture;
+}
+
 /// True for formats whose planes can be read as they stand: luma, then colour differences, then alpha, each in a plane
 /// of its own, in whole bytes of this machine's order.
 bool isPlain(const AVPixFmtDescriptor& format) {
@@ -106,13 +118,9 @@ SampleGrid chromaGrid(const AVFrame& frame, int log2Width, int log2Height) {
 void PictureNormalizer::RepackerDeleter::operator()(SwsContext* context) const { sws_freeContext(context); }
 
 Result<FramePtr> PictureNormalizer::withoutPalette(const AVFrame& frame) {
-    FramePtr out(av_frame_alloc());
-    check(out != nullptr, "no memory for a frame");
-    out->format = AV_PIX_FMT_RGB32;
-    out->width = frame.width;
-    out->height = frame.height;
-    if (const int code = av_frame_get_buffer(out.get(), planeAlignment); code < 0)
-        return fail("A picture could not be unpacked: " + ffmpegErrorText(code) + ".");
+    auto made = emptyPicture(AV_PIX_FMT_RGB32, frame);
+    if (!made) return made;
+    FramePtr out = *std::move(made);
     out->color_primaries = frame.color_primaries;
     out->color_trc = frame.color_trc;
     if (frame.data[1] == nullptr) return fail("A picture without its palette can't be shown.");
@@ -146,13 +154,9 @@ Result<const AVFrame*> PictureNormalizer::repacked(const AVFrame& frame, Picture
 
     if (!repacked_ || repacked_->format != target || repacked_->width != frame.width ||
         repacked_->height != frame.height) {
-        repacked_.reset(av_frame_alloc());
-        check(repacked_ != nullptr, "no memory for a frame");
-        repacked_->format = target;
-        repacked_->width = frame.width;
-        repacked_->height = frame.height;
-        if (const int code = av_frame_get_buffer(repacked_.get(), planeAlignment); code < 0)
-            return fail("A picture could not be unpacked: " + ffmpegErrorText(code) + ".");
+        auto made = emptyPicture(target, frame);
+        if (!made) return fail(made.error());
+        repacked_ = *std::move(made);
     }
     const int rows =
         sws_scale(repacker_.get(), frame.data, frame.linesize, 0, frame.height, repacked_->data, repacked_->linesize);
