@@ -46,7 +46,7 @@ void ApplicationWindow::setProjectFile(const std::optional<FileURL>& url) {
 }
 
 KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
-    : unfinished_(unfinishedFolder(FileURL::fromPath(applicationSupportFolder() + "/Kelvane/Projects"))),
+    : unfinished_(unfinishedFolder(ProjectStore::defaultRoot())),
       panels_(hasDisplay),
       projects_({.context = &context_,
                  .media = &media_,

@@ -45,7 +45,7 @@ QCoro::Task<bool> answered(bool answer) { co_return answer; }
 
 ProjectWindows::ProjectWindows(EditorServices services, std::optional<FileURL> libraryRoot)
     : services_(std::move(services)),
-      library_(ProjectLibrary::unread(std::move(libraryRoot), {}, services_.unfinished)),
+      library_(ProjectStore(libraryRoot.value_or(ProjectStore::defaultRoot()), services_.unfinished)),
       saving_(*services_.context, library_),
       opens_(*services_.context) {
     library_.onChange = [this] { Q_EMIT libraryChanged(); };

@@ -30,7 +30,8 @@ class ProjectWindows final : public QObject {
     Q_OBJECT
 
 public:
-    /// `services` outlive this object. Reads the library in the background.
+    /// `services` outlive this object. Reads the library in the background; its root absent means
+    /// ProjectStore::defaultRoot().
     ProjectWindows(EditorServices services, std::optional<FileURL> libraryRoot = std::nullopt);
     ~ProjectWindows() override;
 

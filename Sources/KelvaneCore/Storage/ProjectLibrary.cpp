@@ -1,55 +1,35 @@
 #include "ProjectLibrary.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <utility>
 
-#include "Timeline/TimelineLayout.h"
+#include "Support/Text.h"
 
 namespace kelvane {
 
 namespace {
+
+constexpr int blankNameCode = 2;
 
 double presentDate() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration<double>(now).count() - referenceDate;
 }
 
-ProjectStore storeAt(std::optional<FileURL> root, UnfinishedWork* unfinished = nullptr) {
-    return ProjectStore(root ? *std::move(root) : FileURL::fromPath(applicationSupportFolder() + "/Kelvane/Projects"),
-                        unfinished);
-}
-
 Error unknownProject() { return Error("The project is no longer in the library.", "NoSuchFile", 0); }
+
+/// The trimmed name of a project.
+Result<std::string> validatedProjectName(std::string_view name) {
+    const std::string_view trimmed = trimmedText(name);
+    if (trimmed.empty()) return fail(Error("Enter a project name.", "Kelvane", blankNameCode));
+    return std::string(trimmed);
+}
 
 }  // namespace
 
-std::string applicationSupportFolder() {
-    const char* data = std::getenv("XDG_DATA_HOME");
-    if (data != nullptr && *data == '/') return data;
-    const char* home = std::getenv("HOME");
-    if (home == nullptr || *home != '/') {
-        const passwd* user = getpwuid(getuid());
-        home = user != nullptr ? user->pw_dir : "/";
-    }
-    return std::string(home) + "/.local/share";
-}
-
 ProjectLibrary::ProjectLibrary(ProjectStore store, Now now)
     : store_(std::move(store)), now_(now ? std::move(now) : Now(presentDate)) {}
-
-ProjectLibrary ProjectLibrary::unread(std::optional<FileURL> root, Now now, UnfinishedWork* unfinished) {
-    return ProjectLibrary(storeAt(std::move(root), unfinished), std::move(now));
-}
-
-ProjectLibrary::ProjectLibrary(std::optional<FileURL> root, Now now)
-    : ProjectLibrary(storeAt(std::move(root)), std::move(now)) {
-    reload();
-}
 
 std::optional<LibraryProject> ProjectLibrary::find(const UUID& id) const {
     const auto row = std::ranges::find(projects_, id, &LibraryProject::id);
@@ -100,7 +80,7 @@ void ProjectLibrary::adopt(LibraryProject row) {
     tellChange();
 }
 
-void ProjectLibrary::forget(const UUID& id) {
+void ProjectLibrary::forget(UUID id) {
     std::erase_if(projects_, [&id](const LibraryProject& row) { return row.id == id; });
     tellChange();
 }
@@ -108,61 +88,6 @@ void ProjectLibrary::forget(const UUID& id) {
 void ProjectLibrary::tellChange() {
     ++revision_;
     if (onChange) onChange();
-}
-
-void ProjectLibrary::reload() { replaceRows(store_.scan(projects_)); }
-
-std::optional<LibraryProject> ProjectLibrary::record(const FileURL& file) const {
-    return store_.owner(file, projects_);
-}
-
-Result<LibraryProject> ProjectLibrary::create(std::string_view name, const Project& project,
-                                              const std::optional<FileURL>& importedFrom) {
-    auto row = newRow(name, TimelineLayout::duration(project.clips), importedFrom);
-    if (!row) return row;
-    if (auto created = store_.create(*row, project); !created) return fail(created.error());
-    adopt(*row);
-    return row;
-}
-
-Result<void> ProjectLibrary::rename(const UUID& id, std::string_view name) {
-    auto row = renamedRow(id, name);
-    if (!row) return fail(row.error());
-    if (auto written = store_.writeRow(*row); !written) return written;
-    adopt(*std::move(row));
-    return {};
-}
-
-Result<LibraryProject> ProjectLibrary::duplicate(const UUID& id) {
-    auto row = copyRow(id);
-    if (!row) return row;
-    auto copy = store_.duplicate(id, *std::move(row));
-    if (copy) adopt(*copy);
-    return copy;
-}
-
-Result<void> ProjectLibrary::remove(const UUID& id) {
-    const auto row = find(id);
-    if (auto removed = store_.remove(id, row ? row->name : id.upper()); !removed) return removed;
-    // The id may lie in the list.
-    forget(UUID(id));
-    return {};
-}
-
-Result<void> ProjectLibrary::update(const UUID& id, double duration, const std::optional<std::string>& thumbnailData) {
-    auto row = savedRow(id, duration);
-    if (!row) return fail(row.error());
-    if (auto written = store_.writeRow(*row); !written) return written;
-    if (thumbnailData)
-        store_.storeThumbnail(row->id, *thumbnailData);
-    else if (duration == 0)
-        store_.removeThumbnail(row->id);
-    adopt(*std::move(row));
-    return {};
-}
-
-void ProjectLibrary::cacheThumbnail(std::string_view data, const UUID& id) {
-    if (find(id)) store_.storeThumbnail(id, data);
 }
 
 }  // namespace kelvane

@@ -1,11 +1,13 @@
 #include "ProjectStore.h"
 
 #include <fcntl.h>
+#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <numeric>
 #include <system_error>
 #include <tuple>
@@ -23,7 +25,6 @@ namespace kelvane {
 
 namespace {
 
-constexpr int blankNameCode = 2;
 /// Largest metadata that is read, bytes. A name has no limit of its own: it comes in messages of 1 MiB at most, of
 /// which escaping makes six times as much.
 constexpr std::size_t metadataLimit = std::size_t{16} << 20;
@@ -36,12 +37,22 @@ bool isGone(const std::string& path) {
 
 FileURL metadataURL(const FileURL& folder) { return folder.appending("Metadata.json"); }
 
+/// The folder for the application's data.
+std::string applicationSupportFolder() {
+    const char* data = std::getenv("XDG_DATA_HOME");
+    if (data != nullptr && *data == '/') return data;
+    const char* home = std::getenv("HOME");
+    if (home == nullptr || *home != '/') {
+        const passwd* user = getpwuid(getuid());
+        home = user != nullptr ? user->pw_dir : "/";
+    }
+    return std::string(home) + "/.local/share";
+}
+
 }  // namespace
 
-Result<std::string> validatedProjectName(std::string_view name) {
-    const std::string_view trimmed = trimmedText(name);
-    if (trimmed.empty()) return fail(Error("Enter a project name.", "Kelvane", blankNameCode));
-    return std::string(trimmed);
+FileURL ProjectStore::defaultRoot() {
+    return FileURL::fromPath(applicationSupportFolder()).appending("Kelvane/Projects");
 }
 
 std::vector<LibraryProject> ProjectStore::scan(const std::vector<LibraryProject>& known) const {

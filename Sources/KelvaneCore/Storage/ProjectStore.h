@@ -22,6 +22,10 @@ public:
     explicit ProjectStore(FileURL root, UnfinishedWork* unfinished = nullptr)
         : root_(std::move(root)), unfinished_(unfinished) {}
 
+    /// Where a person's projects are: "Kelvane/Projects" in `$XDG_DATA_HOME` when that is an absolute path, else in
+    /// "~/.local/share".
+    [[nodiscard]] static FileURL defaultRoot();
+
     [[nodiscard]] const FileURL& root() const { return root_; }
     // Places; none of them asks the disk.
     [[nodiscard]] FileURL folder(const UUID& id) const { return root_.appending(id.upper()); }
@@ -63,8 +67,5 @@ private:
     FileURL root_;
     UnfinishedWork* unfinished_;
 };
-
-/// The trimmed name of a project, or domain "Kelvane", code 2, "Enter a project name." for a blank one.
-Result<std::string> validatedProjectName(std::string_view name);
 
 }  // namespace kelvane

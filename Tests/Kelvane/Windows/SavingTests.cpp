@@ -37,12 +37,12 @@ protected:
     }
     /// The library can't record anything about the project while a folder that isn't empty stands in its row's place.
     void breakMetadata(const LibraryProject& row) {
-        const auto path = windows->library().folder(row.id).path() + "/Metadata.json";
+        const auto path = windows->library().store().folder(row.id).path() + "/Metadata.json";
         std::filesystem::rename(path, path + ".kept");
         std::filesystem::create_directories(path + "/in the way");
     }
     void mendMetadata(const LibraryProject& row) {
-        const auto path = windows->library().folder(row.id).path() + "/Metadata.json";
+        const auto path = windows->library().store().folder(row.id).path() + "/Metadata.json";
         std::filesystem::remove_all(path);
         std::filesystem::rename(path + ".kept", path);
     }
@@ -116,6 +116,46 @@ TEST_F(SavingTests, ARowThatCantBeRecordedLeavesTheProjectDirty) {
     EXPECT_TRUE(confirmClose(workspace));
     EXPECT_FALSE(editor->isDirty());
     EXPECT_FALSE(editor->saveFailed());
+}
+
+TEST_F(SavingTests, ARowThatCantBeRecordedKeepsThePictureAndItsPlaceInTheList) {
+    const auto row = projectWithClip("A");
+    const auto editor = open(row, show(first), false);
+    context.settle();
+    edit(*editor);
+    EXPECT_TRUE(flush(editor));
+    const auto saved = windows->library().projects();
+    const auto thumbnail = windows->library().store().thumbnailURL(row.id).path();
+    const auto picture = readFile(thumbnail);
+    ASSERT_TRUE(picture);
+    breakMetadata(row);
+    editor->commit({});
+    editor->deleteAssets({editor->assets().front().id});
+    EXPECT_FALSE(flush(editor));
+    EXPECT_EQ(editor->error(), notSaved + "“Metadata.json” is a folder, not a file.");
+    EXPECT_EQ(readFile(thumbnail), picture);
+    const auto renamed = rename(row.id, "B");
+    ASSERT_FALSE(renamed);
+    EXPECT_EQ(renamed.error().message, "“Metadata.json” is a folder, not a file.");
+    EXPECT_EQ(windows->library().projects(), saved);
+    mendMetadata(row);
+    EXPECT_TRUE(flush(editor));
+    EXPECT_FALSE(readFile(thumbnail));
+}
+
+TEST_F(SavingTests, AProjectWithoutAPictureOfItsOwnKeepsTheOneOnItsCard) {
+    const auto row = projectWithClip("A");
+    const auto editor = open(row, show(first), false);
+    context.settle();
+    edit(*editor);
+    EXPECT_TRUE(flush(editor));
+    const auto thumbnail = windows->library().store().thumbnailURL(row.id).path();
+    ASSERT_TRUE(fileExists(thumbnail));
+    media.addFileNamed("talk.wav", FakeFile::audio(5));
+    editor->commit({audioClip(7, folder.write("Sources/talk.wav"), 5).at(0)});
+    EXPECT_TRUE(flush(editor));
+    EXPECT_EQ(windows->library().find(row.id)->duration, 5);
+    EXPECT_TRUE(fileExists(thumbnail));
 }
 
 TEST_F(SavingTests, AProjectMayNotBeSavedOverTheFileOfAnotherOpenOne) {
@@ -266,11 +306,11 @@ TEST_F(SavingTests, ARenameDuringASaveKeepsBothInTheRow) {
     context.advance(600ms);
     EXPECT_TRUE(rename(row.id, "B"));
     context.settle();
-    ProjectLibrary fresh(windows->library().root());
-    ASSERT_TRUE(fresh.find(row.id));
-    EXPECT_EQ(fresh.find(row.id)->name, "B");
-    EXPECT_EQ(fresh.find(row.id)->duration, 4);
-    EXPECT_EQ(windows->library().projects(), fresh.projects());
+    const auto rows = windows->library().store().scan({});
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_EQ(rows[0].name, "B");
+    EXPECT_EQ(rows[0].duration, 4);
+    EXPECT_EQ(windows->library().projects(), rows);
 }
 
 TEST_F(SavingTests, ASaveReadsNoOtherRow) {
@@ -292,7 +332,7 @@ TEST_F(SavingTests, ThePictureOfACardIsWrittenWhenItChangesAlone) {
     const auto workspace = show(first);
     const auto editor = open(row, workspace, false);
     context.settle();
-    const auto thumbnail = windows->library().thumbnailURL(row.id).path();
+    const auto thumbnail = windows->library().store().thumbnailURL(row.id).path();
     edit(*editor);
     EXPECT_TRUE(flush(editor));
     ASSERT_TRUE(std::filesystem::exists(thumbnail));

@@ -17,6 +17,7 @@
 #include "Support/ClipBuilder.h"
 #include "Support/FakeMediaPlatform.h"
 #include "Support/TempFolder.h"
+#include "Timeline/TimelineLayout.h"
 #include "Windows/ProjectWindows.h"
 
 namespace kelvane::testing {
@@ -60,11 +61,15 @@ protected:
         windows->attach(workspace, &window);
         return workspace;
     }
-    LibraryProject project(const std::string& name) {
-        auto created = windows->library().create(name, Project{}, std::nullopt);
+    LibraryProject project(const std::string& name, const Project& contents) {
+        auto& library = windows->library();
+        const auto row = library.newRow(name, TimelineLayout::duration(contents.clips), std::nullopt);
+        const auto created = library.store().create(*row, contents);
         EXPECT_TRUE(created) << created.error().message;
-        return *created;
+        library.adopt(*row);
+        return *row;
     }
+    LibraryProject project(const std::string& name) { return project(name, Project{}); }
     /// A project whose one clip lies in its media folder.
     LibraryProject projectWithClip(const std::string& name) {
         const auto source = folder.write("Sources/" + name + ".mov");
@@ -72,9 +77,7 @@ protected:
         Project contents;
         contents.clips = {videoClip(1, source)};
         contents.assets = {{videoClip(2, source)}};
-        auto created = windows->library().create(name, contents, std::nullopt);
-        EXPECT_TRUE(created) << created.error().message;
-        return *created;
+        return project(name, contents);
     }
     // What the owner does, to its end. Other work stays under way where it is.
     std::shared_ptr<Editor> open(const LibraryProject& row, const std::shared_ptr<Workspace>& workspace,
