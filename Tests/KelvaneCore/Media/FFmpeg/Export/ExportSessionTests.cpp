@@ -6,10 +6,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cmath>
+#include <functional>
 #include <thread>
 
+#include "KelvaneCore/Media/FFmpeg/PacketWatch.h"
 #include "KelvaneCore/Media/FFmpeg/Sound/SoundTestFiles.h"
 #include "Media/FFmpeg/Export/FFmpegExportSession.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
@@ -17,6 +20,7 @@
 #include "Media/MediaEngine.h"
 #include "Media/MediaError.h"
 #include "Support/ClipBuilder.h"
+#include "Support/Gate.h"
 #include "Support/TempFolder.h"
 
 namespace kelvane {
@@ -371,22 +375,25 @@ TEST_F(ExportSessionTest, ASessionCancelledBeforeItsRunEndsAtOnce) {
     EXPECT_FALSE(folder_.exists("out.mp4"));
 }
 
-/// Runs `work` on a thread, calls `end` once `reached` says so, and gives what the work came to.
-template <class Work, class Reached, class End>
-auto interrupted(Work work, Reached reached, End end) {
-    std::optional<decltype(work())> result;
-    std::atomic<bool> done = false;
-    std::jthread thread([&] {
-        result = work();
-        done = true;
+/// Runs `work` on a thread, calls `end` while the source's packet is held back that is the first one for which `isDue`
+/// answers yes, and gives what the work came to.
+template <class Work, class Due, class End>
+auto interrupted(Work work, Due isDue, End end) {
+    Gate gate;
+    gate.close();
+    std::atomic<bool> isHeld = false;
+    const PacketWatch watch([&](int number) {
+        if (isDue(number) && !isHeld.exchange(true)) (void)gate.pass({});
     });
-    while (!done && !reached()) std::this_thread::yield();
-    const auto asked = std::chrono::steady_clock::now();
+    std::optional<decltype(work())> result;
+    std::jthread thread([&] { result = work(); });
+    EXPECT_TRUE(gate.waitForArrivals());
     end();
+    const int before = watch.count();
+    gate.open();
     thread.join();
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - asked;
-    // A tenth of what is aimed for on an idle machine would do; a busy one is given more.
-    EXPECT_LT(took.count(), 2.0);
+    // One that is under way for the pictures, one for the sound.
+    EXPECT_LE(watch.count(), before + 2);
     return *result;
 }
 
@@ -399,7 +406,7 @@ TEST_F(ExportSessionTest, ARunIsCancelledInTheMiddleByEitherWay) {
         const std::string name = byToken ? "token.mp4" : "call.mp4";
         const auto result =
             interrupted([&] { return made->exportTo(folder_.url(name), ExportContainer::mp4, stop.get_token()); },
-                        [&] { return made->progress() > 0.1F; },
+                        [&](int) { return made->progress() > 0.1F; },
                         [&] {
                             if (byToken)
                                 stop.request_stop();
@@ -407,43 +414,54 @@ TEST_F(ExportSessionTest, ARunIsCancelledInTheMiddleByEitherWay) {
                                 made->cancelExport();
                         });
         EXPECT_EQ(result, std::unexpected(Error::cancelled()));
+        EXPECT_GT(made->progress(), 0.1F);
         EXPECT_LT(made->progress(), 1.0F);
     }
 }
 
+/// How many packets `work` reads when nothing stops it.
+int packetsOf(const std::function<void()>& work) {
+    const PacketWatch watch;
+    work();
+    return watch.count();
+}
+
 TEST_F(ExportSessionTest, AnEstimateIsCancelledInTheMiddle) {
-    const auto media =
-        timeline({{movie("a.mp4", numbered()), 0, 3}, {folder_.path("a.mp4"), 0, 3}}, {1, 60}, {720, 1280});
-    auto made = session(media);
-    std::stop_source stop;
-    const auto started = std::chrono::steady_clock::now();
-    const auto result =
-        interrupted([&] { return made->estimateOutputFileLength(stop.get_token()); },
-                    [&] { return std::chrono::steady_clock::now() - started > std::chrono::milliseconds(30); },
-                    [&] { stop.request_stop(); });
-    EXPECT_EQ(result, std::unexpected(Error::cancelled()));
+    const auto media = timeline({{movie("a.mp4", numbered()), 0, 3}, {folder_.path("a.mp4"), 0, 3}}, {1, 60});
+    const int packets = packetsOf([&] { EXPECT_TRUE(session(media)->estimateOutputFileLength({})); });
+    // Amid the sound, which comes first, and amid the pictures.
+    for (const int packet : {packets / 10, packets * 9 / 10}) {
+        auto made = session(media);
+        std::stop_source stop;
+        const auto result = interrupted([&] { return made->estimateOutputFileLength(stop.get_token()); },
+                                        [&](int number) { return number == packet; }, [&] { stop.request_stop(); });
+        EXPECT_EQ(result, std::unexpected(Error::cancelled()));
+    }
 }
 
 TEST_F(ExportSessionTest, ProgressRisesToOne) {
-    const auto media = timeline({{movie("a.mp4", numbered()), 0, 3}}, {1, 60}, {360, 640});
+    const auto media = timeline({{movie("a.mp4", numbered()), 0, 3, 0}}, {1, 60}, {360, 640});
+    const int packets = packetsOf([&] { EXPECT_TRUE(exported(media)); });
     auto made = session(media);
     EXPECT_EQ(made->progress(), 0.0F);
-    std::atomic<bool> done = false;
-    std::jthread thread([&] {
-        EXPECT_TRUE(made->exportTo(folder_.url("out.mp4"), ExportContainer::mp4, {}));
-        done = true;
-    });
     float last = 0;
-    int steps = 0;
-    while (!done) {
-        const float now = made->progress();
-        ASSERT_GE(now, last);
-        steps += now > last ? 1 : 0;
-        last = now;
-        std::this_thread::yield();
-    }
+    const auto look = [&] {
+        EXPECT_GE(made->progress(), last);
+        last = made->progress();
+    };
+    float amid = 0;
+    const PacketWatch watch([&](int number) {
+        look();
+        if (number != packets) return;
+        // The run goes on to write what the packets so far gave.
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+        while (last < 0.4F && std::chrono::steady_clock::now() < end) look();
+        amid = last;
+    });
+    EXPECT_TRUE(made->exportTo(folder_.url("again.mp4"), ExportContainer::mp4, {}));
+    EXPECT_GE(amid, 0.4F);
+    EXPECT_LT(amid, 1.0F);
     EXPECT_EQ(made->progress(), 1.0F);
-    EXPECT_GT(steps, 3);
 }
 
 }  // namespace
