@@ -3,6 +3,7 @@
 #include <string>
 
 #include "CLIProjectDiscovery.h"
+#include "LocalCLIConnection.h"
 
 namespace kelvane {
 
@@ -11,6 +12,6 @@ namespace kelvane {
 /// belongs to another user, is not as a server makes it, or is in use stays. Says nothing. Blocks, for the pool; may
 /// run beside living servers, starting ones and other sweeps. Other places are there for tests.
 void sweepDeadServers(const std::string& registry = CLIProjectDiscovery::registryPath(),
-                      const std::string& socketFolders = "/tmp");
+                      const std::string& socketFolders = LocalCLIConnection::socketFolders);
 
 }  // namespace kelvane

@@ -30,6 +30,8 @@ public:
 
     /// Seconds that one receive from a connected peer may take before the peer is dropped.
     static constexpr double requestTimeout = 120;
+    /// Where each connection makes the folder of its socket.
+    static constexpr const char* socketFolders = "/tmp";
 
     /// Creates "/tmp/kelvane-<fresh UUID>/control.sock" (modes 0700 and 0600) and listens before it returns. Fails
     /// with "Could not create the Kelvane CLI connection.", "Invalid CLI socket path.", "Could not start the Kelvane
@@ -37,7 +39,7 @@ public:
     /// LiveFile) for as long as it is there. `receiveTimeout` and `parent`, in the place of "/tmp", are there for
     /// tests.
     static Result<std::unique_ptr<LocalCLIConnection>> start(Handler handler, double receiveTimeout = requestTimeout,
-                                                             const std::string& parent = "/tmp");
+                                                             const std::string& parent = socketFolders);
 
     /// The path of the listening socket. Names nothing any more once cancelled.
     [[nodiscard]] const std::string& socketPath() const { return socketPath_; }

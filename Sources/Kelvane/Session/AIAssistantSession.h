@@ -37,6 +37,8 @@ public:
     void setEditor(std::weak_ptr<Editor> editor);
     /// Folder of the registry of live connections; another one is there for tests. Read by `connect`.
     std::string registryPath = CLIProjectDiscovery::registryPath();
+    /// Where the folder of the socket is made; another place is there for tests. Read by `connect`.
+    std::string socketFolders = LocalCLIConnection::socketFolders;
 
     /// Starts serving, in the background, and gives the socket's path; the same path, in the same turn of the event
     /// loop, while connected. The socket answers before the registry names it. Who asks while the session connects

@@ -21,8 +21,9 @@ struct Serving {
 
 /// The socket first, so that the registry names one that answers. Blocks, where a sweep has the project's lock for as
 /// long as that takes.
-Result<Serving> beginServing(LocalCLIConnection::Handler handler, const UUID& project, const std::string& registry) {
-    auto connection = LocalCLIConnection::start(std::move(handler));
+Result<Serving> beginServing(LocalCLIConnection::Handler handler, const UUID& project, const std::string& registry,
+                             const std::string& socketFolders) {
+    auto connection = LocalCLIConnection::start(std::move(handler), LocalCLIConnection::requestTimeout, socketFolders);
     if (!connection) return fail(connection.error());
     // When the registry refuses, the connection's end takes its folder along.
     auto discovery = CLIProjectDiscovery::start(project, (*connection)->socketPath(), registry);
@@ -59,8 +60,9 @@ QCoro::Task<Result<std::string>> AIAssistantSession::connect() {
     // A session that connects must not keep a closed project alive.
     editor.reset();
 
-    auto begin = [handler = requestHandler(project), project, registry = registryPath]() mutable {
-        return beginServing(std::move(handler), project, registry);
+    auto begin = [handler = requestHandler(project), project, registry = registryPath,
+                  folders = socketFolders]() mutable {
+        return beginServing(std::move(handler), project, registry, folders);
     };
     auto beginning = inBackground(*context_, std::move(begin), Lane::shortWork);
     Result<Serving> serving = co_await beginning;

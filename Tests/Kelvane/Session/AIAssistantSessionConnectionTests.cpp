@@ -4,15 +4,11 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <future>
 #include <iterator>
-#include <set>
-#include <thread>
 
 #include "CLI/CLIProjectDiscovery.h"
 #include "CLI/LocalCLIConnection.h"
@@ -62,34 +58,6 @@ std::size_t openDescriptors() {
     return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
 }
 
-/// Folders of connections that no process listens in.
-std::set<std::string> deadFolders() {
-    std::set<std::string> folders;
-    for (const auto& entry : std::filesystem::directory_iterator("/tmp")) {
-        const std::string name = entry.path().filename().string();
-        if (name.starts_with("kelvane-") && UUID::parse(name.substr(8))) folders.insert(entry.path().string());
-    }
-    std::ifstream sockets("/proc/net/unix");
-    for (std::string line; std::getline(sockets, line);) {
-        const auto path = line.rfind(" /");
-        if (path != std::string::npos && line.ends_with("/control.sock"))
-            folders.erase(std::filesystem::path(line.substr(path + 1)).parent_path().string());
-    }
-    return folders;
-}
-
-/// Folders that stay behind and were not among `before`. Another process's connection comes to life, or goes, within
-/// moments.
-std::set<std::string> leftBehind(const std::set<std::string>& before) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    while (true) {
-        std::set<std::string> left;
-        std::ranges::set_difference(deadFolders(), before, std::inserter(left, left.end()));
-        if (left.empty() || std::chrono::steady_clock::now() > end) return left;
-        std::this_thread::yield();
-    }
-}
-
 class AIAssistantSessionConnection : public SessionFixture {
 protected:
     AIAssistantSessionConnection() { useRegistry(); }
@@ -102,6 +70,7 @@ protected:
         std::filesystem::create_directory(registry);
         std::filesystem::permissions(registry, std::filesystem::perms::owner_all);
         session().registryPath = registry;
+        session().socketFolders = socketFolders.path();
     }
     /// Asks on another thread while this one plays the main thread.
     template <class Ask>
@@ -129,6 +98,7 @@ protected:
         path = *connected;
     }
 
+    TempFolder socketFolders;
     std::string registry;
     std::string path;
 
@@ -224,7 +194,6 @@ TEST_F(AIAssistantSessionConnection, TwoThatConnectAtOnceGetOneConnection) {
 }
 
 TEST_F(AIAssistantSessionConnection, ASessionThatEndsWhileItConnectsLeavesNothing) {
-    const auto before = deadFolders();
     const auto open = openDescriptors();
     const auto& answer = beginToConnect();
     session().suspend();
@@ -233,7 +202,7 @@ TEST_F(AIAssistantSessionConnection, ASessionThatEndsWhileItConnectsLeavesNothin
     EXPECT_EQ(*answer, Result<std::string>(fail(Error::cancelled())));
     EXPECT_FALSE(session().isConnected());
     EXPECT_EQ(entries(FileURL::fromPath(registry)), std::vector<std::string>{editor->id().upper() + ".lock"});
-    EXPECT_EQ(leftBehind(before), std::set<std::string>());
+    EXPECT_EQ(socketFolders.entries(), std::vector<std::string>());
     EXPECT_EQ(openDescriptors(), open);
 }
 
@@ -252,7 +221,6 @@ TEST_F(AIAssistantSessionConnection, WhoConnectsAfterAnEndGetsAConnectionOfTheNe
 }
 
 TEST_F(AIAssistantSessionConnection, AnEditorThatGoesWhileItsSessionConnectsLeavesNothing) {
-    const auto before = deadFolders();
     const UUID id = editor->id();
     const auto& answer = beginToConnect();
     makeEditor();
@@ -260,7 +228,7 @@ TEST_F(AIAssistantSessionConnection, AnEditorThatGoesWhileItsSessionConnectsLeav
     ASSERT_TRUE(answer);
     EXPECT_FALSE(*answer);
     EXPECT_FALSE(CLIProjectDiscovery::publishedSocketPath(id, registry));
-    EXPECT_EQ(leftBehind(before), std::set<std::string>());
+    EXPECT_EQ(socketFolders.entries(), std::vector<std::string>());
 }
 
 TEST_F(AIAssistantSessionConnection, SuspendWithdrawsTheRecordAndTheSocket) {
@@ -321,10 +289,9 @@ TEST_F(AIAssistantSessionConnection, ARequestThatOutlivesItsProjectIsToldSo) {
 TEST_F(AIAssistantSessionConnection, TwoInstancesDoNotServeOneProject) {
     const auto other = CLIProjectDiscovery::start(editor->id(), "/tmp/other.sock", registry);
     ASSERT_TRUE(other.has_value());
-    const auto before = deadFolders();
     const auto open = openDescriptors();
     const auto refused = connected();
-    EXPECT_EQ(leftBehind(before), std::set<std::string>());
+    EXPECT_EQ(socketFolders.entries(), std::vector<std::string>());
     ASSERT_FALSE(refused.has_value());
     EXPECT_EQ(refused.error().message, "This project is already connected in another Kelvane instance.");
     EXPECT_FALSE(session().isConnected());
@@ -335,16 +302,16 @@ TEST_F(AIAssistantSessionConnection, TwoInstancesDoNotServeOneProject) {
     (*other)->stop();
     connect();
     EXPECT_TRUE(session().isConnected());
+    EXPECT_EQ(socketFolders.entries().size(), 2U) << "a folder and its socket";
 }
 
 TEST_F(AIAssistantSessionConnection, ARegistryThatIsNotPrivateRefuses) {
     std::filesystem::permissions(registry, std::filesystem::perms::group_read, std::filesystem::perm_options::add);
-    const auto before = deadFolders();
     const auto open = openDescriptors();
     EXPECT_EQ(connected().error().message, "The Kelvane connection registry is not private.");
     EXPECT_FALSE(session().isConnected());
     EXPECT_EQ(openDescriptors(), open);
-    EXPECT_EQ(leftBehind(before), std::set<std::string>());
+    EXPECT_EQ(socketFolders.entries(), std::vector<std::string>());
 }
 
 TEST_F(AIAssistantSessionConnection, AClosedProjectIsNotServed) {

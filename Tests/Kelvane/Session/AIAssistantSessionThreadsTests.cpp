@@ -11,6 +11,7 @@
 #include "Platform/QtMainContext.h"
 #include "SessionFixture.h"
 #include "Support/App/FinishTask.h"
+#include "Support/Gate.h"
 
 namespace kelvane::testing {
 namespace {
@@ -67,6 +68,7 @@ protected:
     /// Lets callers read and write while this thread is the main one, and closes the project under the last of them.
     void exercise(MainContext& context, const std::function<void()>& turn) {
         serve(context, turn);
+        importFilm();
         while (!isDone_) turn();
         import_.join();
         for (int caller = 0; caller < callers; ++caller)
@@ -89,7 +91,6 @@ protected:
         late.join();
     }
 
-private:
     void serve(MainContext& context, const std::function<void()>& turn) {
         EditorServices services;
         services.context = &context;
@@ -104,7 +105,15 @@ private:
         const auto keeper = keep(editor_->ai().connect(), &connected);
         while (!connected) turn();
         path_ = connected->value();
+    }
+    void close() { editor_.reset(); }
+    /// The state's reply, of which nothing is asked twice; absent after a minute.
+    [[nodiscard]] Result<std::string> askOnce() const {
+        return LocalCLIConnection::request(encodeCLIRequest({"project", {}, {}}), path_, 60);
+    }
 
+private:
+    void importFilm() {
         media_.addFileNamed("film.mov", FakeFile::video(10));
         const auto film = folder_.write("film.mov");
         import_ = std::thread([this, film] {
@@ -159,6 +168,29 @@ TEST_F(AIAssistantSessionThreads, SevenCallersReadAndWriteOneProject) {
     PlainContext context;
     exercise(context, [&] { context.turn(); });
     context.join();
+}
+
+/// Someone waits for a reply, whatever else is at work.
+TEST_F(AIAssistantSessionThreads, AReplyFindsAThreadBesideSixteenLongWorks) {
+    Gate gate;
+    QtMainContext context;
+    const auto turn = [] { QCoreApplication::processEvents(QEventLoop::AllEvents, 1); };
+    serve(context, turn);
+    gate.close();
+    for (int i = 0; i < 20; ++i) context.runInBackground([&gate] { (void)gate.pass({}); }, Lane::longWork);
+    ASSERT_TRUE(gate.waitForArrivals(16));
+    std::atomic<bool> isAnswered = false;
+    Result<std::string> reply = fail("No reply came.");
+    std::thread caller([&] {
+        reply = askOnce();
+        isAnswered = true;
+    });
+    while (!isAnswered) turn();
+    caller.join();
+    EXPECT_TRUE(reply) << reply.error().message;
+    EXPECT_EQ(gate.waiting(), 16);
+    gate.open();
+    close();
 }
 
 TEST_F(AIAssistantSessionThreads, SevenCallersReadAndWriteOverQt) {
