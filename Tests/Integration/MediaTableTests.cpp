@@ -2,8 +2,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "Footage.h"
 #include "LiveApplication.h"
@@ -13,26 +11,6 @@
 
 namespace kelvane::testing {
 namespace {
-
-/// One row of the collection's manifest: a file and what an editor should make of it.
-struct MediaRow {
-    std::string name;
-    std::string expectation;
-};
-
-std::vector<MediaRow> mediaRows() {
-    std::vector<MediaRow> rows;
-    std::ifstream manifest(mediaFolder() + "/manifest.tsv");
-    std::string line;
-    std::getline(manifest, line);
-    while (std::getline(manifest, line)) {
-        std::vector<std::string> fields;
-        std::istringstream text(line);
-        for (std::string field; std::getline(text, field, '\t');) fields.push_back(field);
-        if (fields.size() > 3) rows.push_back({fields[0], fields[3]});
-    }
-    return rows;
-}
 
 /// Length of a movie's tracks as another reader sees it, seconds.
 double lengthOf(const std::string& movie) {

@@ -177,6 +177,12 @@ void runSampleTool(const std::vector<std::string>& words) {
     check(false, "a sample could not be made");
 }
 
+const std::vector<std::string>& plainColorWords() {
+    static const std::vector<std::string> words{"-color_primaries", "bt709", "-color_trc",   "bt709",
+                                                "-colorspace",      "bt709", "-color_range", "tv"};
+    return words;
+}
+
 FileURL makeSampleMovie(const std::string& folder, const std::string& name, const SampleMovie& movie) {
     const std::string base = folder + "/" + name;
     const std::string pictures = base + ".y4m";

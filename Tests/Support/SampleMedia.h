@@ -23,6 +23,12 @@ int runTool(const std::vector<std::string>& words, std::string* output = nullptr
 /// success.
 void runSampleTool(const std::vector<std::string>& words);
 
+/// A filter that states what plain footage is, BT.709 in limited range, and the encoder words that go with it: versions
+/// of the tool differ in what they take and write for pictures that don't say.
+inline constexpr const char* plainColorFilter =
+    "setparams=range=tv:color_primaries=bt709:color_trc=bt709:colorspace=bt709";
+const std::vector<std::string>& plainColorWords();
+
 /// What a sample movie is made of.
 struct SampleMovie {
     int width = 320;

@@ -88,9 +88,21 @@ TEST_F(Platform, TakesTheStillOfItsTime) {
 
 TEST_F(Platform, TakesAStillOfOddSidesPixelByPixel) {
     const FileURL file = FileURL::fromPath(folder_.path("odd.mp4"));
-    runSampleTool({"-f", "lavfi", "-i",
-                   "color=gray:s=161x121:r=30:d=1,format=yuv444p,geq=lum='if(mod(X+Y,2),200,50)':cb=128:cr=128", "-c:v",
-                   "libx264", "-qp", "0", "-pix_fmt", "yuv444p", file.path()});
+    std::vector<std::string> words{
+        "-f",
+        "lavfi",
+        "-i",
+        std::string("color=gray:s=161x121:r=30:d=1,format=yuv444p,geq=lum='if(mod(X+Y,2),200,50)':cb=128:cr=128,") +
+            plainColorFilter,
+        "-c:v",
+        "libx264",
+        "-qp",
+        "0",
+        "-pix_fmt",
+        "yuv444p"};
+    words.insert(words.end(), plainColorWords().begin(), plainColorWords().end());
+    words.push_back(file.path());
+    runSampleTool(words);
     const auto asset = platform_.openAsset(file, {});
     ASSERT_TRUE(asset);
     const auto image = platform_.image(*asset, {300, 600}, {1280, 1280}, {});

@@ -58,9 +58,17 @@ protected:
     static void SetUpTestSuite() {
         if (!hasSampleTool()) return;
         folder_ = new TempFolder;
-        runSampleTool({"-f", "lavfi", "-i", "color=c=gray:s=4096x2304:r=24,format=yuv420p10le", "-frames:v", "10",
-                       "-c:v", "libx265", "-preset", "ultrafast", "-x265-params",
-                       "log-level=none:ref=4:bframes=3:b-adapt=0:keyint=60", "-tag:v", "hvc1", file().path()});
+        std::vector<std::string> words{
+            "-f",           "lavfi",
+            "-i",           std::string("color=c=gray:s=4096x2304:r=24,format=yuv420p10le,") + plainColorFilter,
+            "-frames:v",    "10",
+            "-c:v",         "libx265",
+            "-preset",      "ultrafast",
+            "-x265-params", "log-level=none:ref=4:bframes=3:b-adapt=0:keyint=60",
+            "-tag:v",       "hvc1"};
+        words.insert(words.end(), plainColorWords().begin(), plainColorWords().end());
+        words.push_back(file().path());
+        runSampleTool(words);
     }
     static void TearDownTestSuite() {
         delete folder_;

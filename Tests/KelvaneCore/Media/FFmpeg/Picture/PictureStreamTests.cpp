@@ -96,6 +96,18 @@ TEST(PictureStream, UntaggedGrayOfTheStandardsCodecsIsLimited) {
     }
 }
 
+/// Room for side data of a whole stream, as the muxer reads it.
+std::uint8_t* addSideData(AVStream& stream, AVPacketSideDataType type, std::size_t size) {
+#if LIBAVFORMAT_VERSION_MAJOR >= 61
+    AVCodecParameters& parameters = *stream.codecpar;
+    AVPacketSideData* const data =
+        av_packet_side_data_new(&parameters.coded_side_data, &parameters.nb_coded_side_data, type, size, 0);
+    return data != nullptr ? data->data : nullptr;
+#else
+    return av_stream_new_side_data(&stream, type, size);
+#endif
+}
+
 /// Copies a movie's packets into `to`, whose container tells the stream's brightest light.
 void copyWithLight(const FileURL& from, const FileURL& to, unsigned contentPeak, int displayPeak) {
     AVFormatContext* in = nullptr;
@@ -109,11 +121,11 @@ void copyWithLight(const FileURL& from, const FileURL& to, unsigned contentPeak,
     stream->time_base = in->streams[0]->time_base;
     if (contentPeak > 0) {
         auto* light = reinterpret_cast<AVContentLightMetadata*>(
-            av_stream_new_side_data(stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL, sizeof(AVContentLightMetadata)));
+            addSideData(*stream, AV_PKT_DATA_CONTENT_LIGHT_LEVEL, sizeof(AVContentLightMetadata)));
         *light = {contentPeak, 100};
     }
     auto* display = reinterpret_cast<AVMasteringDisplayMetadata*>(
-        av_stream_new_side_data(stream, AV_PKT_DATA_MASTERING_DISPLAY_METADATA, sizeof(AVMasteringDisplayMetadata)));
+        addSideData(*stream, AV_PKT_DATA_MASTERING_DISPLAY_METADATA, sizeof(AVMasteringDisplayMetadata)));
     *display = {};
     display->has_luminance = 1;
     display->max_luminance = {displayPeak, 1};
@@ -142,10 +154,13 @@ TEST(PictureStream, LightThatTheContainerTellsCountsForEveryFrame) {
     skipWithoutTool();
     const TempFolder folder;
     const FileURL plain = folder.url("plain.mkv");
-    runSampleTool({"-f", "lavfi", "-i", "testsrc=s=160x96:d=2:r=10", "-vf",
-                   "setparams=color_primaries=bt2020:color_trc=smpte2084:colorspace=bt2020nc", "-c:v", "libx265",
-                   "-pix_fmt", "yuv420p10le", "-x265-params", "log-level=none:keyint=10:colorprim=9:transfer=16",
-                   plain.path()});
+    runSampleTool({"-f", "lavfi", "-i", "testsrc=s=160x96:d=2:r=10,format=rgb24", "-vf",
+                   "scale=out_color_matrix=bt2020:out_range=tv,format=yuv420p10le,"
+                   "setparams=range=tv:color_primaries=bt2020:color_trc=smpte2084:colorspace=bt2020nc",
+                   "-c:v", "libx265", "-x265-params",
+                   "log-level=none:keyint=10:colorprim=bt2020:transfer=smpte2084:colormatrix=bt2020nc:range=limited",
+                   "-color_primaries", "bt2020", "-color_trc", "smpte2084", "-colorspace", "bt2020nc", "-color_range",
+                   "tv", plain.path()});
     const auto untold = openReader(plain);
     ASSERT_TRUE(untold);
     EXPECT_EQ(colorAt(*untold, {0, 600}).peakNits, 1000);

@@ -6,10 +6,6 @@
 namespace kelvane::testing {
 namespace {
 
-std::vector<std::string> x264(const std::string& parameters) {
-    return {"-c:v", "libx264", "-preset", "veryfast", "-qp", "16", "-pix_fmt", "yuv420p", "-x264-params", parameters};
-}
-
 /// Footage with frames before the file's zero, and one way to store it.
 struct EarlyFootage {
     const char* name;

@@ -287,8 +287,12 @@ TEST(LargePictures, AreDecodedUpToTheHighestLevelsSize) {
     };
     for (const Row& row : {Row{"8192x4352", 1}, Row{"4352x8192", 1}, Row{"8192x4368", 0}}) {
         const FileURL file = folder.url("a.mov");
-        runSampleTool({"-f", "lavfi", "-i", std::string("color=c=gray:r=1:d=1:s=") + row.size, "-c:v", "mjpeg",
-                       "-pix_fmt", "yuvj420p", file.path()});
+        // As JPEG has it: BT.601's matrix in full range.
+        runSampleTool({"-f", "lavfi", "-i",
+                       std::string("color=c=gray:r=1:d=1:s=") + row.size +
+                           ",scale=out_color_matrix=bt601:out_range=pc,format=yuvj420p,"
+                           "setparams=range=pc:colorspace=bt470bg",
+                       "-c:v", "mjpeg", "-color_range", "pc", "-colorspace", "bt470bg", file.path()});
         const auto asset = openSource(file);
         ASSERT_TRUE(asset);
         EXPECT_EQ(tracksOf(*asset, MediaType::video).size(), row.tracks) << row.size;

@@ -1,6 +1,4 @@
-#include <fstream>
 #include <map>
-#include <sstream>
 
 #include "Media/FFmpeg/FFmpegPlatform.h"
 #include "Media/MediaEngine.h"
@@ -9,30 +7,6 @@
 
 namespace kelvane::testing {
 namespace {
-
-/// The columns of the collection's manifest that are compared.
-struct MediaRow {
-    std::string name;
-    std::string expect;
-};
-
-std::vector<MediaRow> mediaRows() {
-    std::vector<MediaRow> rows;
-    std::ifstream manifest(mediaFolder() + "/manifest.tsv");
-    std::string line;
-    std::getline(manifest, line);
-    while (std::getline(manifest, line)) {
-        std::istringstream fields(line);
-        MediaRow row;
-        std::string ignored;
-        std::getline(fields, row.name, '\t');
-        std::getline(fields, ignored, '\t');
-        std::getline(fields, ignored, '\t');
-        std::getline(fields, row.expect, '\t');
-        rows.push_back(row);
-    }
-    return rows;
-}
 
 class RealMedia : public ::testing::Test {
 protected:
@@ -49,17 +23,17 @@ TEST_F(RealMedia, IsImportedOrRefusedAsItsRowSays) {
         ++rows;
         const auto imported = MediaEngine::importClip(platform_, file(row.name), {});
         const std::string kind = !imported ? "refuse" : imported->clip.audioOnly == true ? "audio" : "video";
-        if (row.expect.starts_with("refuse,")) {
-            EXPECT_TRUE(kind == "refuse" || row.expect.find("as " + kind) != std::string::npos ||
-                        row.expect.find("silent " + kind) != std::string::npos)
+        if (row.expectation.starts_with("refuse,")) {
+            EXPECT_TRUE(kind == "refuse" || row.expectation.find("as " + kind) != std::string::npos ||
+                        row.expectation.find("silent " + kind) != std::string::npos)
                 << row.name << " came as " << kind;
-        } else if (row.expect.starts_with("audio only if its length is measured")) {
+        } else if (row.expectation.starts_with("audio only if its length is measured")) {
             EXPECT_EQ(kind, "audio") << row.name;
         } else {
-            EXPECT_EQ(kind, row.expect) << row.name;
+            EXPECT_EQ(kind, row.expectation) << row.name;
         }
         if (!imported) EXPECT_EQ(imported.error(), MediaError::invalidClip(row.name));
-        if (kind == "video" && row.expect == "video") EXPECT_TRUE(imported->picture) << row.name;
+        if (kind == "video" && row.expectation == "video") EXPECT_TRUE(imported->picture) << row.name;
     }
     EXPECT_GT(rows, 90);
 }
@@ -67,7 +41,7 @@ TEST_F(RealMedia, IsImportedOrRefusedAsItsRowSays) {
 /// Whole tracks, read in order and then at places out of order: the same frames.
 TEST_F(RealMedia, ShowsTheSameFramesInAndOutOfOrder) {
     for (const MediaRow& row : mediaRows()) {
-        if (row.expect != "video" || row.name == "corrupted.mp4") continue;
+        if (row.expectation != "video" || row.name == "corrupted.mp4") continue;
         const auto asset = FFmpegAsset::open(file(row.name), {});
         ASSERT_TRUE(asset) << row.name;
         const auto track = tracksOf(**asset, MediaType::video).front();

@@ -54,10 +54,6 @@ protected:
         movie.output = std::move(output);
         return movie;
     }
-    static std::vector<std::string> x264(const std::string& parameters) {
-        return {"-c:v", "libx264",  "-preset", "veryfast",     "-qp",
-                "16",   "-pix_fmt", "yuv420p", "-x264-params", parameters};
-    }
     /// What the stills of a source show, in the order of `times`.
     std::vector<Seen> seen(const FileURL& file, const std::vector<MediaTime>& times) {
         std::vector<Seen> all(times.size());
@@ -338,10 +334,23 @@ private:
 TEST_F(Stills, OfTimelinesEqualTheExportedFrames) {
     const auto footage = [&](const std::string& name, const std::string& size, int seed) {
         const FileURL file = FileURL::fromPath(folder_.path(name));
-        runSampleTool({"-f", "lavfi", "-i",
-                       "testsrc2=s=" + size + ":r=30:d=0.6,noise=alls=12:allf=t:all_seed=" + std::to_string(seed) +
-                           ",gblur=1.2,format=yuv420p",
-                       "-c:v", "libx264", "-preset", "veryfast", "-crf", "18", "-bf", "2", file.path()});
+        std::vector<std::string> words{
+            "-f",
+            "lavfi",
+            "-i",
+            "testsrc2=s=" + size + ":r=30:d=0.6,format=yuv420p,noise=alls=12:allf=t:all_seed=" + std::to_string(seed) +
+                ",gblur=1.2," + plainColorFilter,
+            "-c:v",
+            "libx264",
+            "-preset",
+            "veryfast",
+            "-crf",
+            "18",
+            "-bf",
+            "2"};
+        words.insert(words.end(), plainColorWords().begin(), plainColorWords().end());
+        words.push_back(file.path());
+        runSampleTool(words);
         return file;
     };
     const FileURL landscape = footage("landscape.mp4", "1920x1080", 1);
