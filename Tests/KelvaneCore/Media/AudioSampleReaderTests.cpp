@@ -248,12 +248,10 @@ TEST_F(SampleReaderTest, AMovieIsReadToItsLengthAndASoundFileToItsEnd) {
     EXPECT_EQ(platform_.calls(),
               (Lines{"openAsset take 1.wav", "loadTracks take 1.wav audio", "loadTracks take 1.wav video",
                      "loadDuration take 1.wav", "readSamples take 1.wav audio from 0 to 0.5"}));
-    platform_.clearCalls();
+    // What the file says of its length doesn't matter.
+    platform_.failOn("loadDuration", "It has no length.");
     EXPECT_EQ(read(sound({ramp()}, 0.5)), true);
     EXPECT_EQ(frames_.size(), 10);
-    EXPECT_EQ(platform_.calls(),
-              (Lines{"openAsset take 1.wav", "loadTracks take 1.wav audio", "loadTracks take 1.wav video",
-                     "readSamples take 1.wav audio from 0 to the end"}));
 }
 
 TEST_F(SampleReaderTest, ACoverPictureMakesAMovieOfASoundFile) {
