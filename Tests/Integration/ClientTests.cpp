@@ -16,6 +16,7 @@
 #include <sstream>
 #include <thread>
 
+#include "Support/TempFolder.h"
 #include "Support/TestData.h"
 #include "Support/UUID.h"
 
@@ -115,11 +116,6 @@ Outcome client(Words words, const std::string& input = {}, Streams streams = Str
 
 class Client : public ::testing::Test {
 protected:
-    Client() {
-        char name[] = "/tmp/test-client-XXXXXX";
-        folder_ = mkdtemp(name);
-        socketPath_ = folder_ + "/control.sock";
-    }
     ~Client() override {
         if (listener_ >= 0) {
             shutdown(listener_, SHUT_RDWR);
@@ -127,8 +123,6 @@ protected:
             close(listener_);
         }
         if (!record_.empty()) unlink(record_.c_str());
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
     }
 
     /// Answers every connection with `bytes` as they stand and closes.
@@ -188,8 +182,8 @@ protected:
         std::ofstream(record_, std::ios::binary) << record;
     }
 
-    std::string folder_;
-    std::string socketPath_;
+    testing::TempFolder folder_;
+    std::string socketPath_ = folder_.path("control.sock");
     std::string record_;
     const UUID project_ = UUID::random();
 
@@ -343,7 +337,7 @@ TEST_F(Client, FindsTheProjectThroughItsRecord) {
     EXPECT_EQ(client(words), notConnected);
     publish("junk");
     EXPECT_EQ(client(words), notConnected);
-    publish(R"({"projectID":")" + project_.upper() + R"(","socketPath":")" + folder_ + "/gone\"}");
+    publish(R"({"projectID":")" + project_.upper() + R"(","socketPath":")" + folder_.path("gone") + "\"}");
     EXPECT_EQ(client(words),
               refused("Kelvane is not connected. Reopen the project in Kelvane and use --project <projectID> to "
                       "discover its current connection."));
@@ -417,7 +411,7 @@ TEST_F(Client, LoadsNothingOfTheApplication) {
 }
 
 TEST_F(Client, TheExecutableAloneSaysThatTheApplicationsLibraryIsMissing) {
-    const std::string copy = folder_ + "/kelvane";
+    const std::string copy = folder_.path("kelvane");
     std::filesystem::copy_file(KELVANE_EXECUTABLE, copy);
     const Outcome missing{"", "Kelvane cannot start: its library libkelvane-app.so is missing; reinstall it.\n", 1};
     EXPECT_EQ(runAt(copy, {}), missing);
@@ -425,8 +419,8 @@ TEST_F(Client, TheExecutableAloneSaysThatTheApplicationsLibraryIsMissing) {
     EXPECT_EQ(runAt(copy, {"CLI", "help"}), missing);
     EXPECT_EQ(runAt(copy, {"cli", "help"}).status, 0);
 
-    std::filesystem::create_directories(folder_ + "/lib/kelvane");
-    std::ofstream(folder_ + "/lib/kelvane/libkelvane-app.so") << "no library";
+    std::filesystem::create_directories(folder_.path("lib/kelvane"));
+    std::ofstream(folder_.path("lib/kelvane/libkelvane-app.so")) << "no library";
     const Outcome broken = runAt(copy, {});
     EXPECT_EQ(broken.status, 1);
     EXPECT_TRUE(broken.errors.starts_with("Kelvane cannot start: ")) << broken.errors;

@@ -4,9 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <future>
-#include <thread>
 
 #include "Footage.h"
 #include "LiveApplication.h"
@@ -16,19 +14,8 @@
 namespace kelvane::testing {
 namespace {
 
-using namespace std::chrono_literals;
 using nlohmann::json;
 using Names = std::vector<std::string>;
-
-/// Asks until the answer is yes; false after a time that no healthy machine needs.
-bool eventually(const std::function<bool()>& isSo) {
-    const auto end = std::chrono::steady_clock::now() + 60s;
-    while (!isSo()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
 
 /// The real application, killed amid its work and started again.
 class KilledApplication : public ::testing::Test {

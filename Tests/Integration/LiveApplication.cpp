@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <thread>
 
+#include "Support/Patience.h"
+
 extern char** environ;
 
 namespace kelvane::testing {
@@ -46,6 +48,15 @@ std::vector<std::string> currentEnvironment() {
 }
 
 }  // namespace
+
+bool eventually(const std::function<bool()>& isSo) {
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (!isSo()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::sleep_for(5ms);
+    }
+    return true;
+}
 
 ProcessResult runProcess(const std::vector<std::string>& arguments, const std::string& input) {
     int in[2], out[2], err[2];
@@ -111,12 +122,12 @@ bool LiveApplication::isRunning() {
     return !status_;
 }
 
-std::optional<int> LiveApplication::wait(std::chrono::milliseconds limit) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (isRunning()) {
-        if (std::chrono::steady_clock::now() >= end) return std::nullopt;
-        std::this_thread::sleep_for(5ms);
-    }
+bool LiveApplication::tells(const std::string& sentence) const {
+    return eventually([&] { return folder_.read("application.log").find(sentence) != std::string::npos; });
+}
+
+std::optional<int> LiveApplication::wait() {
+    (void)eventually([this] { return !isRunning(); });
     return status_;
 }
 
@@ -128,17 +139,18 @@ std::optional<int> LiveApplication::quit() {
 }
 
 bool LiveApplication::waitForProject() {
-    const auto end = std::chrono::steady_clock::now() + 30s;
     const std::filesystem::path projects = folder_.path("Kelvane/Projects");
-    while (isRunning() && std::chrono::steady_clock::now() < end) {
+    bool answers = false;
+    (void)eventually([&] {
         std::error_code none;
         for (const auto& entry : std::filesystem::directory_iterator(projects, none)) {
             project_ = entry.path().filename().string();
-            if (command({"project"}).status == 0) return true;
+            answers = command({"project"}).status == 0;
+            if (answers) break;
         }
-        std::this_thread::sleep_for(20ms);
-    }
-    return false;
+        return answers || !isRunning();
+    });
+    return answers;
 }
 
 FileURL LiveApplication::projectFile() const {

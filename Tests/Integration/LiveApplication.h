@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -13,6 +14,9 @@
 #include "Support/UUID.h"
 
 namespace kelvane::testing {
+
+/// Asks until the answer is yes; false where patience ends first.
+bool eventually(const std::function<bool()>& isSo);
 
 /// How a process ended and what it wrote.
 struct ProcessResult {
@@ -39,6 +43,8 @@ public:
     [[nodiscard]] FileURL projectFile() const;
     [[nodiscard]] bool isRunning();
     [[nodiscard]] pid_t pid() const { return pid_; }
+    /// Whether it has told this sentence on standard error, or tells it soon.
+    [[nodiscard]] bool tells(const std::string& sentence) const;
 
     /// One command on the remembered project.
     ProcessResult command(std::vector<std::string> arguments, const std::string& input = {}) const;
@@ -50,8 +56,8 @@ public:
     [[nodiscard]] std::string revision() const;
 
     void signal(int number) const;
-    /// Waits for the end; the exit status, or nothing when it still runs after `limit`.
-    std::optional<int> wait(std::chrono::milliseconds limit = std::chrono::seconds(20));
+    /// Waits for the end; the exit status, or nothing where patience ends first.
+    std::optional<int> wait();
     /// SIGTERM, and the exit status.
     std::optional<int> quit();
 

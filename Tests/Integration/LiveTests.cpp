@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
+#include <sys/inotify.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -9,12 +12,38 @@
 #include "Footage.h"
 #include "LiveApplication.h"
 #include "Storage/ProjectFile.h"
+#include "Support/FileDescriptor.h"
+#include "Support/Patience.h"
 
 namespace kelvane::testing {
 namespace {
 
-using namespace std::chrono_literals;
 using nlohmann::json;
+
+/// Counts what happens to the files of a folder: made, written, closed, renamed, removed.
+class FolderChanges {
+public:
+    explicit FolderChanges(const std::string& folder) : queue_(inotify_init1(IN_CLOEXEC)) {
+        constexpr auto kinds = IN_CREATE | IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE;
+        EXPECT_GE(inotify_add_watch(queue_.get(), folder.c_str(), kinds), 0) << folder;
+    }
+    /// Waits until there were this many; false after a time that no healthy machine needs.
+    [[nodiscard]] bool waitFor(int count) const {
+        int seen = 0;
+        while (seen < count) {
+            pollfd waiting{queue_.get(), POLLIN, 0};
+            if (poll(&waiting, 1, static_cast<int>(patience.count())) <= 0) return false;
+            alignas(inotify_event) char events[4096];
+            const ssize_t size = read(queue_.get(), events, sizeof events);
+            for (ssize_t at = 0; at < size; ++seen)
+                at += static_cast<ssize_t>(sizeof(inotify_event) + reinterpret_cast<inotify_event*>(events + at)->len);
+        }
+        return true;
+    }
+
+private:
+    FileDescriptor queue_;
+};
 
 /// The real application on a new, empty project, with one clip of footage in its folder.
 class LiveTests : public ::testing::Test {
@@ -32,14 +61,14 @@ protected:
     }
     /// The document, once it has saved itself with this many clips and assets.
     Project saved(std::size_t clips, std::size_t assets) {
-        const auto end = std::chrono::steady_clock::now() + 10s;
-        while (std::chrono::steady_clock::now() < end) {
-            const auto project = ProjectFile::read(app->projectFile());
-            if (project && project->clips.size() == clips && project->assets->size() == assets) return *project;
-            std::this_thread::sleep_for(20ms);
-        }
-        ADD_FAILURE() << "the project did not save itself";
-        return {.version = 1, .clips = {}, .assets = std::vector<Clip>(), .mediaRoot = std::nullopt};
+        Project project{.version = 1, .clips = {}, .assets = std::vector<Clip>(), .mediaRoot = std::nullopt};
+        const bool isSaved = eventually([&] {
+            const auto read = ProjectFile::read(app->projectFile());
+            if (read) project = *read;
+            return read && read->clips.size() == clips && read->assets->size() == assets;
+        });
+        EXPECT_TRUE(isSaved) << "the project did not save itself";
+        return project;
     }
     json setTimeline(const json& entries) {
         return app->result({"timeline", "--revision", app->revision(), "--json", entries.dump()});
@@ -130,16 +159,13 @@ TEST_F(LiveTests, AnExportKeepsWritersAndQuittingOutAndReadersIn) {
     ProcessResult exported;
     std::thread exporter(
         [&] { exported = app->command({"export", "--revision", revision, "--path", movie, "--resolution", "1080p"}); });
-    const auto end = std::chrono::steady_clock::now() + 20s;
-    bool busy = false;
-    while (!busy && std::chrono::steady_clock::now() < end) busy = app->result({"project"}).value("busy", false);
-    EXPECT_TRUE(busy);
+    EXPECT_TRUE(eventually([&] { return app->result({"project"}).value("busy", false); }));
     EXPECT_EQ(app->refusal({"rename", "--revision", revision, "--name", "B"}),
               "Kelvane is busy. Finish importing, exporting or the current timeline interaction.");
     EXPECT_EQ(app->refusal({"undo", "--revision", "old"}),
               "Kelvane is busy. Finish importing, exporting or the current timeline interaction.");
     app->signal(SIGTERM);
-    EXPECT_EQ(app->wait(500ms), std::nullopt) << "a quit is refused while exporting";
+    EXPECT_TRUE(app->tells("kelvane: Not quitting: “First Film” is being exported.\n"));
     exporter.join();
     EXPECT_EQ(exported.status, 0) << exported.output << exported.errors;
     EXPECT_EQ(app->result({"project"}).value("busy", true), false);
@@ -156,9 +182,10 @@ TEST_F(LiveTests, ADocumentIsWholeWheneverTheApplicationIsKilled) {
         const auto before = app->result({"project"});
         json clips = json::array();
         for (int i = 0; i <= round * 50; ++i) clips.push_back({{"assetID", asset}, {"start", 0}, {"end", 0.5}});
+        const FolderChanges changes(app->projectFile().parentFolder().path());
         setTimeline(clips);
-        // Somewhere around the moment at which the change saves itself.
-        std::this_thread::sleep_for(std::chrono::milliseconds(590 + 7 * round));
+        // Before anything is written, and a step farther into the saving of the change each time.
+        EXPECT_TRUE(changes.waitFor(round));
         app->signal(SIGKILL);
         ASSERT_TRUE(app->wait());
         const auto kept = ProjectFile::read(app->projectFile());
@@ -174,8 +201,9 @@ TEST_F(LiveTests, ADocumentIsWholeWheneverTheApplicationIsKilled) {
 TEST_F(LiveTests, ASecondInstanceIsToldAndGoesOn) {
     start();
     LiveApplication second(folder, {"kelvane://project/" + app->project(), "kelvane://project/not-an-id"});
-    EXPECT_EQ(second.wait(1500ms), std::nullopt) << "an alert neither ends nor blocks it";
-    EXPECT_EQ(second.quit(), 0);
+    EXPECT_TRUE(second.tells("kelvane: This project is already connected in another Kelvane instance.\n"));
+    EXPECT_TRUE(second.isRunning());
+    EXPECT_EQ(second.quit(), 0) << "the alert neither ended nor blocked it";
     EXPECT_EQ(app->result({"project"}).value("name", ""), "First Film") << "the first one still serves";
 }
 
@@ -212,10 +240,7 @@ TEST_F(LiveTests, AClientThatGoesAwayLeavesItsEditStanding) {
     const auto sent =
         runProcess({"bash", "-c", "exec socat -u - UNIX-CONNECT:" + endpoint.value("socketPath", "")}, request + "\n");
     if (sent.status == 127) GTEST_SKIP() << "socat is not installed";
-    const auto end = std::chrono::steady_clock::now() + 10s;
-    std::size_t clips = 0;
-    while (clips == 0 && std::chrono::steady_clock::now() < end) clips = app->result({"project"})["timeline"].size();
-    EXPECT_EQ(clips, 1u);
+    EXPECT_TRUE(eventually([&] { return app->result({"project"})["timeline"].size() == 1; }));
 }
 
 TEST_F(LiveTests, AnUnreadableImportSaysWhichFileAndChangesNothing) {

@@ -1,6 +1,6 @@
 #include "Gate.h"
 
-#include <chrono>
+#include "Patience.h"
 
 namespace kelvane::testing {
 
@@ -22,7 +22,7 @@ int Gate::waiting() const {
 
 bool Gate::waitForArrivals(int count) const {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return waiting_ >= count; });
+    return changed_.wait_for(lock, patience, [&] { return waiting_ >= count; });
 }
 
 void Gate::setStoppable(bool stoppable) {

@@ -17,7 +17,7 @@ public:
     void open();
     /// How many calls wait at the gate now. For tests that must run an event loop meanwhile.
     [[nodiscard]] int waiting() const;
-    /// Blocks until `count` calls wait at the gate; false when they didn't come within ten seconds.
+    /// Blocks until `count` calls wait at the gate; false when they didn't come (see patience).
     [[nodiscard]] bool waitForArrivals(int count = 1) const;
     /// When false, `pass` stays blocked although a stop was requested: the late result of work that can't stop.
     void setStoppable(bool stoppable);

@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <future>
 #include <memory>
 
 #include "Platform/QtMainContext.h"
 #include "Support/Gate.h"
+#include "Support/Patience.h"
 
 namespace kelvane::testing {
 namespace {
@@ -33,7 +33,7 @@ protected:
         auto ran = std::make_shared<std::promise<void>>();
         auto end = ran->get_future();
         context->runInBackground([ran] { ran->set_value(); }, Lane::shortWork);
-        return end.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+        return end.wait_for(patience) == std::future_status::ready;
     }
 
     std::unique_ptr<QtMainContext> context = std::make_unique<QtMainContext>();

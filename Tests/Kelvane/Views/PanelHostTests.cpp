@@ -4,6 +4,7 @@
 #include <QQuickWindow>
 #include <QTest>
 
+#include "Support/Patience.h"
 #include "Views/Window/PanelHost.h"
 
 namespace kelvane::testing {
@@ -38,10 +39,14 @@ protected:
     }
     ~PanelHostTests() override { EXPECT_THAT(failures, IsEmpty()); }
 
+    template <class Question>
+    static bool becomes(Question isSo) {
+        return QTest::qWaitFor(isSo, static_cast<int>(patience.count()));
+    }
     static void activate(Window& shown) {
         shown.window.show();
         shown.window.requestActivate();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(&shown.window));
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&shown.window, static_cast<int>(patience.count())));
         // What waits for the focus is in the queue behind it.
         QCoreApplication::processEvents();
     }
@@ -54,10 +59,10 @@ protected:
     }
     /// Waits until a window asks the question whose turn it is.
     void expectShown(const Window& shown) {
-        ASSERT_TRUE(QTest::qWaitFor(
+        ASSERT_TRUE(becomes(
             [&] { return panels.question() != nullptr && panels.question()->stage() == PanelQuestion::Stage::shown; }));
         ASSERT_NE(shown.host->panel(), nullptr);
-        EXPECT_TRUE(QTest::qWaitFor([&] { return shown.host->panel()->property("opened").toBool(); }));
+        EXPECT_TRUE(becomes([&] { return shown.host->panel()->property("opened").toBool(); }));
     }
     /// The button of the open panel with this text.
     static QQuickItem* button(const Window& shown, const QString& text) {
@@ -81,7 +86,7 @@ TEST_F(PanelHostTests, ANameIsTypedAndReturnAgrees) {
     for (const char letter : std::string("film")) QTest::keyClick(&first->window, letter);
     QTest::keyClick(&first->window, Qt::Key_Return);
     EXPECT_THAT(answers, ElementsAre("film")) << "the proposed name was selected";
-    EXPECT_TRUE(QTest::qWaitFor([this] { return first->host->panel() == nullptr; }));
+    EXPECT_TRUE(becomes([this] { return first->host->panel() == nullptr; }));
 }
 
 TEST_F(PanelHostTests, EscapeDeclines) {
@@ -145,7 +150,7 @@ TEST_F(PanelHostTests, AQuestionThatIsAnsweredElsewhereTakesItsPanelAlong) {
     confirm();
     expectShown(*first);
     panels.question()->cancel();
-    EXPECT_TRUE(QTest::qWaitFor([this] { return first->host->panel() == nullptr; }));
+    EXPECT_TRUE(becomes([this] { return first->host->panel() == nullptr; }));
     askName("New Project");
     expectShown(*first);
     QTest::keyClick(&first->window, Qt::Key_Escape);

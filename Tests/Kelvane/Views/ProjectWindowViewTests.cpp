@@ -7,6 +7,7 @@
 #include <QTest>
 
 #include "Support/App/WindowsFixture.h"
+#include "Support/Patience.h"
 #include "Views/Window/PanelHost.h"
 #include "Views/Window/ProjectWindowView.h"
 
@@ -272,7 +273,7 @@ TEST_F(ProjectWindowSurfaceTests, ABusyWindowStaysOpenAndItsWayHomeIsShut) {
 
 TEST_F(ProjectWindowSurfaceTests, TheKeyForItAsksForTheEndOfTheApplication) {
     window()->show();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window()));
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window(), static_cast<int>(patience.count())));
     int asked = 0;
     QObject::connect(&view, &ProjectWindowView::quitRequested, &view, [&asked] { ++asked; });
     QTest::keyClick(window(), Qt::Key_Q, Qt::ControlModifier);
