@@ -7,6 +7,7 @@
 
 #include "App/KelvaneApp.h"
 #include "Storage/ProjectFile.h"
+#include "Support/Quick/Keyboard.h"
 #include "Support/TempFolder.h"
 
 namespace kelvane::testing {
@@ -28,10 +29,10 @@ protected:
         app = std::make_unique<KelvaneApp>(hasDisplay, std::move(urls));
         ASSERT_TRUE(app->start());
     }
-    /// Presses a key in the window, once it is in front.
+    /// Presses a key where the keyboard is, once the application's window is in front.
     static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
         ASSERT_TRUE(QTest::qWaitForWindowActive(shown().front(), 20000));
-        QTest::keyClick(shown().front(), key, modifiers);
+        QTest::keyClick(keyboardWindow(shown().front()), key, modifiers);
     }
     /// A second of silence.
     [[nodiscard]] QUrl sound() const {

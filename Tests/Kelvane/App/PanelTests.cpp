@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "App/KelvaneApp.h"
+#include "Support/Quick/Keyboard.h"
 #include "Support/TempFolder.h"
 
 namespace kelvane::testing {
@@ -91,7 +92,7 @@ private:
         if (!QTest::qWaitFor([&] { return !app_->panels().question() || isOpen(); }, patience)) return "waiting ";
         if (!isOpen()) return "closed ";
         const auto isDeclined = [&] {
-            QTest::keyClick(window_, Qt::Key_Escape);
+            QTest::keyClick(keyboardWindow(window_), Qt::Key_Escape);
             return app_->panels().question() == nullptr;
         };
         return QTest::qWaitFor(isDeclined, patience) ? "open " : "stuck ";
