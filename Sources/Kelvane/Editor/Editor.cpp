@@ -154,7 +154,11 @@ void Editor::apply(ClipArray clips) {
     rebuildPreview();
 }
 
-bool Editor::isSaved() const { return same(clips_, savedClips_) && same(assets_, savedAssets_); }
+bool Editor::isSaved(const Content& content) const {
+    return same(content.clips, savedClips_) && same(content.assets, savedAssets_);
+}
+
+bool Editor::isSaved() const { return !isFileAhead_ && isSaved(content()); }
 
 void Editor::refreshDirty() { setDirty(!isSaved()); }
 

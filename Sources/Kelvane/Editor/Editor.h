@@ -14,14 +14,12 @@
 #include <utility>
 #include <vector>
 
+#include "EditorServices.h"
 #include "HistoryEntry.h"
 #include "Media/ExportSettings.h"
 #include "Media/MediaEngine.h"
-#include "Platform/MainContext.h"
-#include "Platform/Panels.h"
-#include "Platform/Player.h"
+#include "SelectionModifiers.h"
 #include "Storage/ProjectMedia.h"
-#include "Support/UnfinishedWork.h"
 #include "Thumbnails.h"
 #include "Timeline/Project.h"
 #include "Timeline/TimelinePlacement.h"
@@ -29,22 +27,6 @@
 namespace kelvane {
 
 class AIAssistantSession;
-
-/// Keyboard modifiers that a click's selection looks at.
-struct SelectionModifiers {
-    bool shift = false;
-    bool command = false;
-};
-
-/// What an editor needs of its surroundings. All outlive it.
-struct EditorServices {
-    MainContext* context = nullptr;
-    MediaPlatform* media = nullptr;
-    Panels* panels = nullptr;
-    std::function<std::unique_ptr<Player>()> makePlayer;
-    /// Where copies and exports are recorded while they are made; without it a sudden end leaves them.
-    UnfinishedWork* unfinished = nullptr;
-};
 
 /// The live state of one open project: arrays, selection, preview, running work and history. All changes of the
 /// timeline, from a drag in a view or from the command interface, go through the operations here, so that history,
@@ -81,7 +63,8 @@ public:
     void setSaveFailed(bool failed);
     /// The project's file; none before a first save or load.
     [[nodiscard]] const std::optional<FileURL>& projectURL() const { return projectURL_; }
-    /// Whether clips or assets differ by value from what was last saved or loaded.
+    /// Whether clips or assets differ by value from what was last saved or loaded, or the file does: from the start of
+    /// a save to its end, and behind one that ended half-way.
     [[nodiscard]] bool isDirty() const { return isDirty_; }
     /// Calls `onProjectChange` when `dirty` is true, whether or not it was before.
     void setDirty(bool dirty);
@@ -190,11 +173,17 @@ public:
     void setCopyProgress(const TransferProgress& progress);
     /// Stops a Save As under way; what it copied goes. Harmless when there is none.
     void cancelCopying();
+    /// Brackets of the last save before a project is left, during which nothing changes; they nest.
+    void beginSettling();
+    void endSettling();
+    [[nodiscard]] bool isSettling() const { return settlings_ > 0; }
     /// Importing, exporting, recording, preparing to record or being copied. A rebuild of the preview is not part of
     /// it.
-    [[nodiscard]] bool busy() const {
+    [[nodiscard]] bool isAtWork() const {
         return isImporting_ || isExporting_ || isRecording_ || isPreparingRecording_ || isCopying();
     }
+    /// At work or settling: nothing else changes the project, and nothing of that kind begins.
+    [[nodiscard]] bool busy() const { return isAtWork() || isSettling(); }
 
     // History.
     /// Oldest first, at most 100.
@@ -298,6 +287,10 @@ public:
     /// Saves to the project's own file, or to one that a person chooses. Failures land in `error`. Where a panel is
     /// asked, the task is done before it is answered.
     QCoro::Task<void> saveProject(bool saveAs);
+    /// Writes to `projectURL`, which must be there, even while busy. Fails with "This project is already open in
+    /// another window. Choose a different name with Save Project As." or in the words of the system. Nothing counts as
+    /// saved where a Save As took the project to another file meanwhile.
+    QCoro::Task<Result<void>> saveInPlace();
     /// Writes the content as it is at the call. With `markSaved` that content counts as saved.
     QCoro::Task<Result<void>> writeManagedProject(FileURL url, bool markSaved);
     /// `written` is in the file: a project that still looks so is clean.
@@ -399,11 +392,16 @@ private:
     // EditorSave.cpp
     /// Takes a project that was read into the editor.
     void show(Project project, const FileURL& url);
-    QCoro::Task<void> saveTo(FileURL destination, bool saveAs, bool firstSave);
+    /// Saves to a place that is new to the project, with its media.
+    QCoro::Task<void> saveTo(FileURL destination, bool saveAs);
+    /// Nothing where the project may be saved there.
+    QCoro::Task<Result<void>> admitSave(FileURL destination);
+    /// Writes the project's own file.
     QCoro::Task<Result<void>> writeDocument(Content content, FileURL file);
-    /// The same with copies of the media in the folder beside the file.
-    QCoro::Task<Result<void>> writeCopy(Content content, FileURL file);
+    /// Writes what stands when the place is admitted, with copies of the media in the folder beside the file.
+    QCoro::Task<Result<Content>> writeCopy(FileURL file);
     void markSaved(const Content& written);
+    [[nodiscard]] bool isSaved(const Content& content) const;
     [[nodiscard]] bool isSaved() const;
     /// Drops the pictures, and loads them anew where a window shows them.
     void reloadThumbnails();
@@ -449,6 +447,8 @@ private:
     mutable ClipArray placedClips_;
     ClipArray savedClips_;
     ClipArray savedAssets_;
+    /// The file holds, or is about to hold, something else than what was last saved.
+    bool isFileAhead_ = false;
     std::set<UUID> selectedAssetIDs_;
     std::set<UUID> selectedClipIDs_;
     std::optional<UUID> timelineSelectionAnchor_;
@@ -471,6 +471,7 @@ private:
     bool isRecording_ = false;
     bool isPreparingRecording_ = false;
     int copies_ = 0;
+    int settlings_ = 0;
     TransferProgress copyProgress_;
     /// Of a Save As under way.
     std::stop_source copyTask_{std::nostopstate};

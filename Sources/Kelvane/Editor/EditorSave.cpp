@@ -43,6 +43,8 @@ Result<void> writeWithMedia(Project project, const FileURL& file, const std::sto
     ProjectMedia media(file.replacingExtension("media"), report, unfinished);
     Result<Project> localized = media.localize(std::move(project), stop);
     if (!localized) return fail(localized.error());
+    // Where nothing is copied, nobody has asked yet.
+    if (stop.stop_requested()) return fail(Error::cancelled());
     Result<void> written = writeOutside(*localized, file, unfinished);
     if (written) media.commit();
     return written;
@@ -72,6 +74,7 @@ void Editor::show(Project project, const FileURL& url) {
     savedClips_ = std::make_shared<const std::vector<Clip>>(std::move(project.clips));
     savedAssets_ = std::make_shared<const std::vector<Clip>>(std::move(project.assets).value_or(std::vector<Clip>()));
     assets_ = savedAssets_;
+    isFileAhead_ = false;
     undoStack_.clear();
     redoStack_.clear();
     // A gesture on the project before has nothing to go back to.
@@ -126,60 +129,110 @@ void Editor::setCopyProgress(const TransferProgress& progress) { set(copyProgres
 
 void Editor::cancelCopying() { copyTask_.request_stop(); }
 
+void Editor::beginSettling() {
+    ++settlings_;
+    announce(State::work);
+}
+
+void Editor::endSettling() {
+    check(settlings_ > 0, "a settling that ends has begun");
+    --settlings_;
+    announce(State::work);
+}
+
 Editor::Content Editor::content() const { return {clips_, assets_}; }
 
 QCoro::Task<void> Editor::saveProject(bool saveAs) {
     if (busy()) co_return;
     const auto self = shared_from_this();
     if (projectURL_ && !saveAs) {
-        auto saving = saveTo(FileURL(*projectURL_), false, false);
-        co_await saving;
+        auto saving = saveInPlace();
+        Result<void> saved = co_await saving;
+        if (!saved) setError(std::move(saved.error().message));
         co_return;
     }
     services_.panels->chooseDestination(PanelContent::project, title() + ".kelvane", "",
                                         [weak = weak_from_this(), saveAs](std::optional<FileURL> destination) {
                                             const auto self = weak.lock();
-                                            if (self && destination)
-                                                self->saveTo(*std::move(destination), saveAs, true);
+                                            if (self && destination) self->saveTo(*std::move(destination), saveAs);
                                         });
 }
 
-QCoro::Task<void> Editor::saveTo(FileURL destination, bool saveAs, bool firstSave) {
+QCoro::Task<Result<void>> Editor::admitSave(FileURL destination) {
+    if (!canSaveToURL) co_return Result<void>();
+    auto asked = canSaveToURL(std::move(destination));
+    const bool allowed = co_await asked;
+    if (!allowed)
+        co_return fail("This project is already open in another window. Choose a different name with Save Project As.");
+    co_return Result<void>();
+}
+
+QCoro::Task<Result<void>> Editor::saveInPlace() {
+    check(projectURL_.has_value(), "a project that is saved in place has one");
     const auto self = shared_from_this();
-    if (canSaveToURL) {
-        auto asked = canSaveToURL(destination);
-        const bool allowed = co_await asked;
-        if (!allowed) {
-            setError("This project is already open in another window. Choose a different name with Save Project As.");
-            co_return;
-        }
-    }
+    const FileURL file = *projectURL_;
+    const auto isElsewhere = [this, &file] { return projectURL_ != file; };
+    auto admitting = admitSave(file);
+    const Result<void> admitted = co_await admitting;
+    if (!admitted || isElsewhere()) co_return admitted;
     // What is written is what stands now; a change that comes later is still to be saved.
     const Content written = content();
-    auto writing = firstSave ? writeCopy(written, destination) : writeDocument(written, destination);
+    auto writing = writeDocument(written, file);
     Result<void> done = co_await writing;
-    if (!done) {
-        if (!done.error().isCancelled()) setError(std::move(done.error().message));
+    if (isElsewhere()) co_return Result<void>();
+    if (!done) co_return done;
+    markSaved(written);
+    if (!libraryName_) services_.panels->noteRecentDocument(file);
+    announce(State::content);
+    co_return done;
+}
+
+QCoro::Task<void> Editor::saveTo(FileURL destination, bool saveAs) {
+    const auto self = shared_from_this();
+    if (isCopying()) {
+        setError("Wait until this project has been copied before saving it elsewhere.");
+        co_return;
+    }
+    copyTask_ = std::stop_source();
+    // From the first question on, so that the project is neither left nor removed before its copy stands.
+    beginCopying();
+    auto copying = writeCopy(destination);
+    Result<Content> written = co_await copying;
+    endCopying();
+    if (!written) {
+        if (!written.error().isCancelled()) setError(std::move(written.error().message));
         co_return;
     }
     if (!libraryName_) projectURL_ = destination;
-    if (!libraryName_ || !saveAs) markSaved(written);
-    if (!libraryName_ || saveAs) services_.panels->noteRecentDocument(destination);
+    if (!libraryName_ || !saveAs) markSaved(*written);
+    services_.panels->noteRecentDocument(destination);
     announce(State::content);
 }
 
 QCoro::Task<Result<void>> Editor::writeDocument(Content content, FileURL file) {
+    const auto self = shared_from_this();
+    const bool wasAhead = isFileAhead_;
+    // What is undone during the write is still to be saved again.
+    isFileAhead_ = wasAhead || !isSaved(content);
     auto work = [content = std::move(content), root = mediaDirectory_, file = std::move(file),
                  unfinished = services_.unfinished] {
         const Project project{1, *content.clips, *content.assets, root};
         return root ? ProjectFile::write(project, file) : writeOutside(project, file, unfinished);
     };
     auto background = inBackground(*services_.context, std::move(work), Lane::shortWork);
-    co_return co_await background;
+    Result<void> written = co_await background;
+    if (!written) {
+        isFileAhead_ = wasAhead;
+        set(isDirty_, !isSaved(), State::content);
+    }
+    co_return written;
 }
 
-QCoro::Task<Result<void>> Editor::writeCopy(Content content, FileURL file) {
+QCoro::Task<Result<Editor::Content>> Editor::writeCopy(FileURL file) {
     const auto self = shared_from_this();
+    auto admitting = admitSave(file);
+    const Result<void> admitted = co_await admitting;
+    if (!admitted) co_return fail(admitted.error());
     // Told on the thread that copies.
     auto report = [weak = weak_from_this(), context = services_.context](const TransferProgress& progress) {
         context->post([weak, progress] {
@@ -187,15 +240,14 @@ QCoro::Task<Result<void>> Editor::writeCopy(Content content, FileURL file) {
             if (editor && editor->isCopying()) editor->setCopyProgress(progress);
         });
     };
-    copyTask_ = std::stop_source();
-    auto work = [content = std::move(content), root = mediaDirectory_, file = std::move(file),
-                 stop = copyTask_.get_token(), report, unfinished = services_.unfinished] {
-        return writeWithMedia(Project{1, *content.clips, *content.assets, root}, file, stop, report, unfinished);
+    const Content written = content();
+    auto work = [written, root = mediaDirectory_, file = std::move(file), stop = copyTask_.get_token(), report,
+                 unfinished = services_.unfinished] {
+        return writeWithMedia(Project{1, *written.clips, *written.assets, root}, file, stop, report, unfinished);
     };
-    beginCopying();
     auto background = inBackground(*services_.context, std::move(work));
-    Result<void> written = co_await background;
-    endCopying();
+    const Result<void> done = co_await background;
+    if (!done) co_return fail(done.error());
     co_return written;
 }
 
@@ -214,6 +266,7 @@ QCoro::Task<Result<void>> Editor::writeManagedProject(FileURL url, bool markSave
 void Editor::markSaved(const Content& written) {
     savedClips_ = written.clips;
     savedAssets_ = written.assets;
+    isFileAhead_ = false;
     // A change that came during the write has asked for its own save.
     set(isDirty_, !isSaved(), State::content);
 }
