@@ -46,9 +46,10 @@ Result<PictureMark> record(const ProjectStore& store, const LibraryProject& row,
     }
     if (!picture.wanted) return picture.present;
     const PictureMark wanted = PictureMark::of(picture.wanted);
-    if (wanted != picture.present)
-        if (const auto bytes = jpegData(*picture.wanted)) store.storeThumbnail(row.id, *bytes);
-    return wanted;
+    if (wanted == picture.present) return wanted;
+    const auto bytes = jpegData(*picture.wanted);
+    // What could not be stored, as on a full disk, the next save stores.
+    return bytes && store.storeThumbnail(row.id, *bytes) ? wanted : picture.present;
 }
 
 }  // namespace
@@ -100,6 +101,7 @@ void ProjectSaving::forget(const UUID& projectID) {
     stamps_.erase(projectID);
     pictures_.erase(projectID);
     pauses_.erase(projectID);
+    forgotten_.insert(projectID);
 }
 
 DocumentStamp ProjectSaving::stamp(const UUID& projectID) const {
@@ -113,60 +115,70 @@ QCoro::Task<bool> ProjectSaving::flush(std::shared_ptr<Editor> editor) {
 
 QCoro::Task<bool> ProjectSaving::save(std::shared_ptr<Editor> editor, Reason reason) {
     const QPointer<ProjectSaving> self(this);
+    const UUID id = editor->id();
+    if (forgotten_.contains(id)) co_return true;
     // The timer may be the caller; its state must outlive this call.
-    const auto pending = timers_.extract(editor->id());
-    auto asked = turns(editor->id()).next();
+    const auto pending = timers_.extract(id);
+    auto asked = turns(id).next();
     const TurnQueue::Turn turn = co_await asked;
     if (self.isNull()) co_return false;
-    while (editor->isDirty()) {
+    for (bool isFirst = true; editor->isDirty() && !forgotten_.contains(id); isFirst = false) {
+        // Changes that come as fast as they are saved would keep back who waits: the second write lets none in.
+        if (!isFirst) editor->beginSettling();
         auto writing = saveOnce(editor, reason);
         const bool saved = co_await writing;
+        if (!isFirst) editor->endSettling();
         if (self.isNull() || !saved) co_return false;
         // A change that came meanwhile has its own time; only who waits for the save wants it at once.
         if (reason == Reason::change) break;
     }
+    if (forgotten_.contains(id)) co_return true;
+    if (!editor->isDirty()) succeed(*editor);
     co_return !editor->isDirty();
 }
 
 QCoro::Task<bool> ProjectSaving::saveOnce(std::shared_ptr<Editor> editor, Reason reason) {
     const QPointer<ProjectSaving> self(this);
     if (!editor->libraryName()) {
-        auto saving = saveFreeStanding(editor);
+        auto saving = saveFreeStanding(editor, reason);
         co_return co_await saving;
     }
     auto saving = saveManaged(editor);
     const Result<void> saved = co_await saving;
     if (self.isNull()) co_return false;
     if (!saved) {
-        showFailure(*editor, saved.error(), reason);
-        retry(editor);
+        editor->setSaveFailed(true);
+        noteFailure(editor, "Your changes could not be saved: " + saved.error().message, saved.error(), reason);
         co_return false;
     }
-    pauses_.erase(editor->id());
-    editor->setSaveFailed(false);
+    succeed(*editor);
     co_return true;
 }
 
-QCoro::Task<bool> ProjectSaving::saveFreeStanding(std::shared_ptr<Editor> editor) {
+QCoro::Task<bool> ProjectSaving::saveFreeStanding(std::shared_ptr<Editor> editor, Reason reason) {
     const QPointer<ProjectSaving> self(this);
-    if (editor->busy()) {
-        // It refuses to save until its work is done.
+    if (editor->isAtWork()) {
+        // Nothing of its own is saved beside that.
         schedule(editor);
         co_return false;
     }
-    const auto before = editor->content();
-    auto saving = editor->saveProject(false);
-    co_await saving;
+    if (!editor->projectURL()) {
+        // A person is being asked for a place.
+        auto asking = editor->saveProject(false);
+        co_await asking;
+        if (!self.isNull()) editor->setSaveFailed(false);
+        co_return !self.isNull() && !editor->isDirty();
+    }
+    auto saving = editor->saveInPlace();
+    const Result<void> saved = co_await saving;
     if (self.isNull()) co_return false;
-    editor->setSaveFailed(false);
-    const bool changed = editor->clipArray() != before.clips || editor->assetArray() != before.assets;
-    const bool saved = !editor->isDirty() || changed;
-    // Without a file of its own a person is being asked for one.
-    if (saved)
-        pauses_.erase(editor->id());
-    else if (editor->projectURL())
-        retry(editor);
-    co_return saved;
+    if (!saved) {
+        editor->setSaveFailed(false);
+        noteFailure(editor, saved.error().message, saved.error(), reason);
+        co_return false;
+    }
+    succeed(*editor);
+    co_return true;
 }
 
 QCoro::Task<Result<void>> ProjectSaving::saveManaged(std::shared_ptr<Editor> editor) {
@@ -198,13 +210,19 @@ QCoro::Task<Result<void>> ProjectSaving::saveManaged(std::shared_ptr<Editor> edi
     co_return Result<void>();
 }
 
-void ProjectSaving::showFailure(Editor& editor, const Error& error, Reason reason) {
-    const bool isFirst = !pauses_.contains(editor.id());
-    editor.setSaveFailed(true);
+void ProjectSaving::noteFailure(const std::shared_ptr<Editor>& editor, std::string sentence, const Error& error,
+                                Reason reason) {
+    const bool isFirst = !pauses_.contains(editor->id());
     // Tries that nobody asked for don't raise the alert again and again; the state stays in view.
-    if (isFirst || reason == Reason::request) editor.setError("Your changes could not be saved: " + error.message);
+    if (isFirst || reason == Reason::request) editor->setError(std::move(sentence));
     if (isFirst && tell)
-        tell("Your changes to " + quotedName(editor.title()) + " could not be saved: " + error.message);
+        tell("Your changes to " + quotedName(editor->title()) + " could not be saved: " + error.message);
+    retry(editor);
+}
+
+void ProjectSaving::succeed(Editor& editor) {
+    pauses_.erase(editor.id());
+    editor.setSaveFailed(false);
 }
 
 }  // namespace kelvane

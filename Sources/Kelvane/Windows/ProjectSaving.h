@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "Editor/Editor.h"
@@ -58,7 +59,9 @@ public:
     /// Saves the project 0.6 seconds after the last of these calls.
     void schedule(const std::shared_ptr<Editor>& editor);
     /// Saves the project if it is dirty, and what changes meanwhile, behind a write under way; answers whether nothing
-    /// is left to save. Answers in the same turn of the event loop where nothing is to be done.
+    /// is left to save, as of a project that was forgotten nothing is. What changes during the first write is saved by
+    /// a second, during which the project settles: no stream of changes keeps the answer back. Answers in the same turn
+    /// of the event loop where nothing is to be done.
     QCoro::Task<bool> flush(std::shared_ptr<Editor> editor);
     /// Whether a write of the project is under way.
     [[nodiscard]] bool isWriting(const UUID& projectID) const;
@@ -66,7 +69,8 @@ public:
     [[nodiscard]] TurnQueue& turns(const UUID& projectID);
     /// Drops the save that is scheduled.
     void unschedule(const UUID& projectID) { timers_.erase(projectID); }
-    /// Drops all that is known and scheduled of a project that is gone.
+    /// Drops all that is known and scheduled of a project that is gone, and lets saves that wait for a turn end in
+    /// silence.
     void forget(const UUID& projectID);
 
     [[nodiscard]] DocumentStamp stamp(const UUID& projectID) const;
@@ -79,10 +83,13 @@ private:
     /// One write; answers whether it succeeded. A failure has been shown, and the next try is scheduled.
     QCoro::Task<bool> saveOnce(std::shared_ptr<Editor> editor, Reason reason);
     QCoro::Task<Result<void>> saveManaged(std::shared_ptr<Editor> editor);
-    QCoro::Task<bool> saveFreeStanding(std::shared_ptr<Editor> editor);
+    QCoro::Task<bool> saveFreeStanding(std::shared_ptr<Editor> editor, Reason reason);
     void after(std::chrono::milliseconds pause, const std::shared_ptr<Editor>& editor);
-    void showFailure(Editor& editor, const Error& error, Reason reason);
+    /// Shows a failure as `sentence`, and schedules the next try.
+    void noteFailure(const std::shared_ptr<Editor>& editor, std::string sentence, const Error& error, Reason reason);
     void retry(const std::shared_ptr<Editor>& editor);
+    /// Nothing is left to save: failures before are over.
+    void succeed(Editor& editor);
 
     MainContext& context_;
     ProjectLibrary& library_;
@@ -93,6 +100,8 @@ private:
     std::map<UUID, PictureMark> pictures_;
     /// How long the last pause before a next try was; only of projects whose last save failed.
     std::map<UUID, std::chrono::milliseconds> pauses_;
+    /// Projects that are gone. Their ids never come again.
+    std::set<UUID> forgotten_;
 };
 
 }  // namespace kelvane

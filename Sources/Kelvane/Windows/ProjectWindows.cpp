@@ -6,27 +6,11 @@
 
 #include "Session/AIAssistantSession.h"
 #include "Storage/ProjectFile.h"
-#include "Support/Text.h"
 #include "Timeline/TimelineLayout.h"
 
 namespace kelvane {
 
 namespace {
-
-/// Counts one more of something for as long as it lives, unless the owner of the count is gone.
-class Counted {
-public:
-    Counted(QPointer<QObject> owner, int& count) : owner_(std::move(owner)), count_(&count) { ++count; }
-    Counted(const Counted&) = delete;
-    Counted& operator=(const Counted&) = delete;
-    ~Counted() {
-        if (!owner_.isNull()) --*count_;
-    }
-
-private:
-    QPointer<QObject> owner_;
-    int* count_;
-};
 
 /// The row of the library that a project file belongs to: as its own document, or as what it was imported from. Blocks.
 std::optional<LibraryProject> rowOf(const FileURL& file, const ProjectStore& store,
@@ -85,17 +69,11 @@ QCoro::Task<void> ProjectWindows::readLibrary() {
 
 QCoro::Task<void> ProjectWindows::reload() {
     const QPointer<ProjectWindows> self(this);
-    for (;;) {
-        const auto revision = library_.revision();
-        auto work = [store = library_.store(), known = library_.projects()] { return store.scan(known); };
-        auto background = inBackground(*services_.context, std::move(work), Lane::shortWork);
-        auto rows = co_await background;
-        if (self.isNull()) co_return;
-        // What changed meanwhile may be newer than what was read.
-        if (revision != library_.revision()) continue;
-        library_.replaceRows(std::move(rows));
-        co_return;
-    }
+    const auto known = library_.projects();
+    auto work = [store = library_.store(), known] { return store.scan(known); };
+    auto background = inBackground(*services_.context, std::move(work), Lane::shortWork);
+    auto rows = co_await background;
+    if (!self.isNull()) library_.replaceRows(std::move(rows), known);
 }
 
 std::shared_ptr<Editor> ProjectWindows::makeEditor(const UUID& id) {
@@ -121,7 +99,7 @@ QCoro::Task<bool> ProjectWindows::canSave(UUID projectID, FileURL url) {
         return (!owner || owner->id == projectID) &&
                std::ranges::none_of(taken, [&](const FileURL& other) { return other.resolved() == place; });
     };
-    auto background = inBackground(*services_.context, std::move(work));
+    auto background = inBackground(*services_.context, std::move(work), Lane::shortWork);
     co_return co_await background;
 }
 
@@ -133,14 +111,14 @@ QCoro::Task<Result<void>> ProjectWindows::readProject(EditorPtr editor, std::str
     auto loading = editor->loadProject(document, work->stop.get_token(), report(work));
     Result<void> loaded = co_await loading;
     if (self.isNull()) co_return fail(Error::cancelled());
-    endWork(work);
-    if (!loaded) co_return loaded;
     // Loading may have written the document back.
     auto look = [document] { return DocumentStamp::of(document); };
     auto background = inBackground(*services_.context, std::move(look), Lane::shortWork);
     const DocumentStamp stamp = co_await background;
     if (self.isNull()) co_return fail(Error::cancelled());
-    saving_.noteStamp(id, stamp);
+    // Until the project is among those that are open, the work alone keeps a deletion out.
+    endWork(work);
+    if (loaded) saving_.noteStamp(id, stamp);
     co_return loaded;
 }
 
@@ -183,7 +161,7 @@ QCoro::Task<bool> ProjectWindows::refreshEditor(EditorPtr editor) {
     auto look = [document = library_.projectURL(editor->id())] { return DocumentStamp::of(document); };
     auto background = inBackground(*services_.context, std::move(look), Lane::shortWork);
     const DocumentStamp present = co_await background;
-    if (self.isNull()) co_return false;
+    if (self.isNull() || isBeingDeleted(editor->id()) || !editors_.contains(editor->id())) co_return false;
     if (isOurs() || present == saving_.stamp(editor->id())) co_return true;
     auto reading = readProject(editor, editor->title());
     const Result<void> read = co_await reading;
@@ -229,18 +207,39 @@ bool ProjectWindows::isBeingDeleted(const UUID& projectID) const {
 QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::open(LibraryProject project, WorkspacePtr workspace,
                                                           bool newWindow) {
     const QPointer<ProjectWindows> self(this);
-    const Counted counted(this, openCount_);
-    auto opening = openings_[project.id].lock();
-    const bool joins = opening != nullptr;
-    if (!joins) openings_[project.id] = opening = std::make_shared<Opening>();
+    const auto opening = beginOpening();
     auto asked = opens_.next();
     const auto turn = co_await asked;
-    // One that failed or was stopped is not begun again for those who waited for it.
-    if (self.isNull() || (joins && !opening->editor)) co_return EditorPtr();
+    if (self.isNull()) co_return EditorPtr();
+    opening->outcome->project = project.id;
+    if (opening->joinsFailed()) co_return EditorPtr();
     auto task = openInTurn(std::move(project), std::move(workspace), newWindow);
-    EditorPtr shown = co_await task;
-    opening->editor = shown;
+    // Both are to have it: what is returned from a variable that isn't const may be moved out of it.
+    const EditorPtr shown = co_await task;
+    opening->outcome->editor = shown;
     co_return shown;
+}
+
+std::shared_ptr<ProjectWindows::Opening> ProjectWindows::beginOpening() {
+    const auto opening = std::make_shared<Opening>();
+    std::erase_if(openings_, [](const auto& done) { return done.expired(); });
+    for (const auto& waiting : openings_)
+        if (const auto earlier = waiting.lock()) opening->earlier.push_back(earlier->outcome);
+    openings_.push_back(opening);
+    return opening;
+}
+
+bool ProjectWindows::isOpening() const {
+    return std::ranges::any_of(openings_, [](const auto& opening) { return !opening.expired(); });
+}
+
+bool ProjectWindows::Opening::joinsFailed() const {
+    const auto isSame = [this](const std::shared_ptr<Outcome>& other) {
+        return (outcome->project && other->project == outcome->project) ||
+               (outcome->file && other->file == outcome->file);
+    };
+    const auto last = std::ranges::find_if(earlier.rbegin(), earlier.rend(), isSame);
+    return last != earlier.rend() && !(*last)->editor;
 }
 
 QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::openInTurn(LibraryProject project, WorkspacePtr workspace,
@@ -268,7 +267,7 @@ QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::openInTurn(LibraryProject p
 QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::showIn(WorkspacePtr target, EditorPtr editor) {
     const QPointer<ProjectWindows> self(this);
     do {
-        if (target->editor() && !target->editor()->busy()) {
+        if (target->editor() && !target->editor()->isAtWork()) {
             auto saving = flush(target->editor());
             const bool saved = co_await saving;
             if (self.isNull()) co_return EditorPtr();
@@ -278,7 +277,7 @@ QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::showIn(WorkspacePtr target,
             }
         }
         // Neither a busy window is taken over nor one that closed meanwhile.
-        if (!present(target) || (target->editor() && target->editor()->busy())) {
+        if (!present(target) || (target->editor() && target->editor()->isAtWork())) {
             auto showing = showInNewWindow(editor);
             co_return co_await showing;
         }
@@ -308,14 +307,19 @@ QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::showInNewWindow(EditorPtr e
 
 QCoro::Task<void> ProjectWindows::openProject(FileURL file, WorkspacePtr workspace, bool newWindow) {
     const QPointer<ProjectWindows> self(this);
-    const Counted counted(this, openCount_);
+    const auto opening = beginOpening();
     auto asked = opens_.next();
     const auto turn = co_await asked;
     if (self.isNull()) co_return;
-    auto look = [file, store = library_.store(), rows = library_.projects()] { return rowOf(file, store, rows); };
+    auto look = [file, store = library_.store(), rows = library_.projects()] {
+        return std::pair(file.resolved(), rowOf(file, store, rows));
+    };
     auto background = inBackground(*services_.context, std::move(look), Lane::shortWork);
-    std::optional<LibraryProject> row = co_await background;
+    auto [place, row] = co_await background;
     if (self.isNull()) co_return;
+    opening->outcome->file = place;
+    if (row) opening->outcome->project = row->id;
+    if (opening->joinsFailed()) co_return;
     if (!row) {
         auto importing = importProject(file);
         Result<LibraryProject> imported = co_await importing;
@@ -325,9 +329,10 @@ QCoro::Task<void> ProjectWindows::openProject(FileURL file, WorkspacePtr workspa
             co_return;
         }
         row = *std::move(imported);
+        opening->outcome->project = row->id;
     }
-    auto opening = openInTurn(*std::move(row), std::move(workspace), newWindow);
-    co_await opening;
+    auto task = openInTurn(*std::move(row), std::move(workspace), newWindow);
+    opening->outcome->editor = co_await task;
 }
 
 QCoro::Task<Result<LibraryProject>> ProjectWindows::importProject(FileURL file) {
@@ -354,10 +359,12 @@ QCoro::Task<Result<LibraryProject>> ProjectWindows::importProject(FileURL file) 
 
 QCoro::Task<void> ProjectWindows::openPreview(UUID projectID) {
     const QPointer<ProjectWindows> self(this);
-    const Counted counted(this, openCount_);
+    const auto opening = beginOpening();
     auto asked = opens_.next();
     const auto turn = co_await asked;
     if (self.isNull()) co_return;
+    opening->outcome->project = projectID;
+    if (opening->joinsFailed()) co_return;
     auto reading = reload();
     co_await reading;
     if (self.isNull()) co_return;
@@ -371,8 +378,9 @@ QCoro::Task<void> ProjectWindows::openPreview(UUID projectID) {
         setError("Wait for this project’s current operation to finish before previewing it.");
         co_return;
     }
-    auto opening = openInTurn(*record, nullptr, false);
-    const EditorPtr editor = co_await opening;
+    auto task = openInTurn(*record, nullptr, false);
+    const EditorPtr editor = co_await task;
+    opening->outcome->editor = editor;
     if (self.isNull() || !editor || editor->busy()) co_return;
     editor->clearSelectedAssets();
     editor->showTimelinePreview();
@@ -398,94 +406,11 @@ void ProjectWindows::attach(const WorkspacePtr& workspace, PlatformWindow* windo
     updateWindow(*workspace, workspace->editor() && workspace->editor()->isDirty());
 }
 
-bool ProjectWindows::mayClose(const Workspace& workspace) const {
-    const auto& editor = workspace.editor();
-    return !editor || (!editor->busy() && !editor->isDirty() && !saving_.isWriting(editor->id()));
-}
-
-QCoro::Task<bool> ProjectWindows::confirmClose(WorkspacePtr workspace) {
-    const QPointer<ProjectWindows> self(this);
-    const EditorPtr editor = workspace->editor();
-    if (!editor) co_return true;
-    if (editor->busy()) co_return false;
-    auto saving = flush(editor);
-    const bool saved = co_await saving;
-    co_return saved && !self.isNull() && !editor->busy() && !editor->isDirty();
-}
-
-void ProjectWindows::leaveEditor(Workspace& workspace) {
-    if (const auto editor = workspace.editor()) {
-        editor->pausePlayer();
-        editor->ai().suspend();
-        editor->setShown(false);
-    }
-}
-
-void ProjectWindows::unregister(const WorkspacePtr& workspace) {
-    windows_.erase(workspace->id());
-    workspaces_.erase(workspace->id());
-    leaveEditor(*workspace);
-}
-
 void ProjectWindows::updateWindow(const Workspace& workspace, bool dirty) {
     const auto window = windows_.find(workspace.id());
     if (window == windows_.end()) return;
     window->second->setHasUnsavedChanges(dirty);
     window->second->setProjectFile(workspace.editor() ? workspace.editor()->projectURL() : std::nullopt);
-}
-
-QCoro::Task<void> ProjectWindows::showHome(WorkspacePtr workspace) {
-    const QPointer<ProjectWindows> self(this);
-    if (const auto editor = workspace->editor()) {
-        if (editor->busy()) co_return;
-        auto saving = flush(editor);
-        const bool saved = co_await saving;
-        // The window may show another project by now.
-        if (self.isNull() || !saved || editor->busy() || workspace->editor() != editor) co_return;
-    }
-    leaveEditor(*workspace);
-    workspace->setEditor(nullptr);
-    updateWindow(*workspace, false);
-    auto reading = reload();
-    co_await reading;
-}
-
-std::optional<std::string> ProjectWindows::reasonToStay() const {
-    for (const auto& [id, editor] : editors_) {
-        if (!editor->busy()) continue;
-        const char* what = editor->isImporting()   ? " is importing media."
-                           : editor->isExporting() ? " is being exported."
-                           : editor->isCopying()   ? " is being copied."
-                                                   : " is recording.";
-        return quotedName(editor->title()) + what;
-    }
-    if (!work_.empty()) return quotedName(work_.front()->name) + " is being worked on.";
-    if (openCount_ > 0) return "A project is being opened.";
-    return std::nullopt;
-}
-
-QCoro::Task<bool> ProjectWindows::confirmQuit() {
-    const QPointer<ProjectWindows> self(this);
-    const auto refuse = [this](const std::string& reason) {
-        if (tell) tell("Not quitting: " + reason);
-    };
-    for (;;) {
-        if (const auto reason = reasonToStay()) {
-            refuse(*reason);
-            co_return false;
-        }
-        const auto unsaved = std::ranges::find_if(
-            editors_, [this](const auto& entry) { return entry.second->isDirty() || saving_.isWriting(entry.first); });
-        if (unsaved == editors_.end()) co_return true;
-        const EditorPtr editor = unsaved->second;
-        auto saving = flush(editor);
-        const bool saved = co_await saving;
-        if (self.isNull()) co_return false;
-        if (!saved) {
-            refuse(quotedName(editor->title()) + " could not be saved.");
-            co_return false;
-        }
-    }
 }
 
 }  // namespace kelvane

@@ -87,8 +87,12 @@ public:
 
     /// Saves the project if it is dirty; answers whether nothing is left to save.
     QCoro::Task<bool> flush(std::shared_ptr<Editor> editor) { return saving_.flush(std::move(editor)); }
-    /// Whether the application may end: never while anything is busy, and only when everything is saved.
+    /// Whether the application may end: never while anything is busy, and only when everything is saved. The answer
+    /// holds for the turn of the event loop in which it comes; no stream of changes keeps it back.
     QCoro::Task<bool> confirmQuit();
+    /// Ends all sessions and lets nothing change any more, whatever is posted already: the last call before the
+    /// application ends, in the turn in which that was granted.
+    void retire();
 
 Q_SIGNALS:
     void errorChanged();
@@ -99,13 +103,28 @@ private:
     using EditorPtr = std::shared_ptr<Editor>;
     using WorkspacePtr = std::shared_ptr<Workspace>;
     using WorkPtr = std::shared_ptr<ProjectWork>;
-    /// One opening under way, with what came of it for those who joined it.
+    /// One opening under way or waiting, of whatever kind. It lives as long as the coroutine that opens.
     struct Opening {
-        EditorPtr editor;
+        struct Outcome {
+            /// What is opened, as far as it is known: a file with links resolved, and a project of the library.
+            std::optional<FileURL> file;
+            std::optional<UUID> project;
+            /// Null while it is under way, and where it failed or was stopped.
+            EditorPtr editor;
+        };
+        std::shared_ptr<Outcome> outcome = std::make_shared<Outcome>();
+        /// Of those that were asked for before and not done then, oldest first.
+        std::vector<std::shared_ptr<Outcome>> earlier;
+
+        /// Whether the last one before it that opened the same failed or was stopped: it is not begun again for those
+        /// who waited for it. Asked with the turn, once it is known what is opened.
+        [[nodiscard]] bool joinsFailed() const;
     };
 
     // ProjectWindows.cpp
     QCoro::Task<void> readLibrary();
+    std::shared_ptr<Opening> beginOpening();
+    [[nodiscard]] bool isOpening() const;
     QCoro::Task<EditorPtr> openInTurn(LibraryProject project, WorkspacePtr workspace, bool newWindow);
     QCoro::Task<EditorPtr> showIn(WorkspacePtr target, EditorPtr editor);
     QCoro::Task<EditorPtr> showInNewWindow(EditorPtr editor);
@@ -122,9 +141,15 @@ private:
     /// Answers whether the project is served, and to be shown, then.
     QCoro::Task<bool> connectSession(EditorPtr editor);
     [[nodiscard]] bool isBeingDeleted(const UUID& projectID) const;
+
+    // ProjectWindowsClosing.cpp
     void leaveEditor(Workspace& workspace);
     /// Why the application may not end now; nothing when nothing is busy.
     [[nodiscard]] std::optional<std::string> reasonToStay() const;
+    /// What is dirty or being written.
+    [[nodiscard]] std::vector<EditorPtr> unsavedEditors() const;
+    /// Saves these one after the other. Answers the reason to stay where one can't be saved.
+    QCoro::Task<std::optional<std::string>> saveEach(std::vector<EditorPtr> editors);
 
     // ProjectWindowsLibrary.cpp
     QCoro::Task<void> createProject(std::string name, WorkspacePtr workspace);
@@ -149,10 +174,8 @@ private:
     std::map<UUID, EditorPtr> pendingWindows_;
     std::vector<WorkPtr> work_;
     TurnQueue opens_;
-    /// By the id of the project.
-    std::map<UUID, std::weak_ptr<Opening>> openings_;
-    /// Openings under way and waiting.
-    int openCount_ = 0;
+    /// Oldest first.
+    std::vector<std::weak_ptr<Opening>> openings_;
 };
 
 }  // namespace kelvane

@@ -146,30 +146,38 @@ QCoro::Task<void> ProjectWindows::finishRemoval(LibraryProject project) {
         editor->ai().suspend();
         editor->beginCopying();
     }
+    saving_.unschedule(project.id);
     auto asked = saving_.turns(project.id).next();
     const auto turn = co_await asked;
     if (self.isNull()) co_return;
     auto erase = [project, store = library_.store(), stop = work->stop.get_token(), report = report(work)] {
         return store.remove(project.id, project.name, stop, report);
     };
+    // The write under way may have failed, and wants to be tried again.
     saving_.unschedule(project.id);
     auto background = inBackground(*services_.context, std::move(erase));
     const Result<void> removed = co_await background;
     if (editor) editor->endCopying();
     if (self.isNull()) co_return;
     endWork(work);
-    if (!removed) {
-        showError(removed.error());
-        if (editor && editor->isDirty()) saving_.schedule(editor);
+    if (removed) {
+        closeRemoved(project);
         co_return;
     }
-    closeRemoved(project);
+    showError(removed.error());
+    if (editor && editor->isShown() && removed.error().isCancelled()) connectSession(editor);
+    if (editor && editor->isDirty()) saving_.schedule(editor);
+    // Who read the library while the folder was out of it has not seen the project. No save comes before it is back.
+    auto reading = reload();
+    co_await reading;
 }
 
 void ProjectWindows::closeRemoved(const LibraryProject& project) {
     saving_.forget(project.id);
     if (const auto running = editors_.find(project.id); running != editors_.end()) {
         const EditorPtr editor = running->second;
+        // A window on its way shows the home.
+        std::erase_if(pendingWindows_, [&editor](const auto& pending) { return pending.second == editor; });
         editor->onProjectChange = nullptr;
         editors_.erase(running);
         for (const auto& [id, workspace] : workspaces_) {
@@ -219,7 +227,7 @@ bool ProjectWindows::isWorkedOn(const UUID& projectID) const {
 
 bool ProjectWindows::isBusy(const UUID& projectID) const {
     const auto editor = editors_.find(projectID);
-    return isWorkedOn(projectID) || (editor != editors_.end() && editor->second->busy());
+    return isWorkedOn(projectID) || (editor != editors_.end() && editor->second->isAtWork());
 }
 
 }  // namespace kelvane

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <map>
 #include <utility>
 
 #include "Support/Text.h"
@@ -66,18 +67,35 @@ Result<LibraryProject> ProjectLibrary::copyRow(const UUID& id) const {
     return newRow(row->name + " Copy", row->duration, std::nullopt);
 }
 
-void ProjectLibrary::replaceRows(std::vector<LibraryProject> rows) {
-    projects_ = std::move(rows);
+void ProjectLibrary::replaceRows(std::vector<LibraryProject> rows, const std::vector<LibraryProject>& known) {
+    std::map<UUID, const LibraryProject*> before;
+    for (const LibraryProject& row : known) before[row.id] = &row;
+    const auto present = std::exchange(projects_, std::move(rows));
+    for (const LibraryProject& row : present) {
+        const auto old = before.extract(row.id);
+        if (old.empty() || *old.mapped() != row) place(row);
+    }
+    // What is left was forgotten meanwhile.
+    std::erase_if(projects_, [&before](const LibraryProject& row) { return before.contains(row.id); });
     tellChange();
 }
 
 void ProjectLibrary::adopt(LibraryProject row) {
-    std::erase_if(projects_, [&row](const LibraryProject& old) { return old.id == row.id; });
-    // Before all rows that are not newer, as the one written last.
-    const auto place =
-        std::ranges::find_if(projects_, [&row](const LibraryProject& other) { return other.modified <= row.modified; });
-    projects_.insert(place, std::move(row));
+    place(std::move(row));
     tellChange();
+}
+
+void ProjectLibrary::place(LibraryProject row) {
+    const auto old = std::ranges::find(projects_, row.id, &LibraryProject::id);
+    if (old != projects_.end() && old->modified == row.modified) {
+        *old = std::move(row);
+        return;
+    }
+    if (old != projects_.end()) projects_.erase(old);
+    // Before all rows that are not newer, as the one written last.
+    const auto next =
+        std::ranges::find_if(projects_, [&row](const LibraryProject& other) { return other.modified <= row.modified; });
+    projects_.insert(next, std::move(row));
 }
 
 void ProjectLibrary::forget(UUID id) {
@@ -86,7 +104,6 @@ void ProjectLibrary::forget(UUID id) {
 }
 
 void ProjectLibrary::tellChange() {
-    ++revision_;
     if (onChange) onChange();
 }
 

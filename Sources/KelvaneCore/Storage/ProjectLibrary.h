@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -26,8 +25,6 @@ public:
     [[nodiscard]] const FileURL& root() const { return store_.root(); }
     /// Rows as of the last reading and what was done since, newest `modified` first.
     [[nodiscard]] const std::vector<LibraryProject>& projects() const { return projects_; }
-    /// Another number after each change of `projects`.
-    [[nodiscard]] std::uint64_t revision() const { return revision_; }
     /// Called after each change of `projects`.
     std::function<void()> onChange;
 
@@ -45,19 +42,21 @@ public:
     [[nodiscard]] Result<LibraryProject> savedRow(const UUID& id, double duration) const;
     /// A row for a copy of the project.
     [[nodiscard]] Result<LibraryProject> copyRow(const UUID& id) const;
-    /// Takes in what the disk held when it was scanned.
-    void replaceRows(std::vector<LibraryProject> rows);
-    /// Takes in a row that was written: in the place of the one with its id, or as a new one.
+    /// Takes in what the disk held when it was scanned, beside rows that were `known` then. What was changed, adopted
+    /// or forgotten since may be newer than the scan, and stays so.
+    void replaceRows(std::vector<LibraryProject> rows, const std::vector<LibraryProject>& known);
+    /// Takes in a row that was written: for the one with its id, whose place it keeps where the date is the same, or as
+    /// a new one.
     void adopt(LibraryProject row);
     /// Takes out the row of a project that is gone.
     void forget(UUID id);
 
 private:
+    void place(LibraryProject row);
     void tellChange();
 
     ProjectStore store_;
     Now now_;
-    std::uint64_t revision_ = 0;
     std::vector<LibraryProject> projects_;
 };
 

@@ -157,8 +157,8 @@ Result<void> ProjectStore::writeRow(const LibraryProject& row) const {
     return writeFileAtomically(metadataURL(folder(row.id)).path(), *data);
 }
 
-void ProjectStore::storeThumbnail(const UUID& id, std::string_view data) const {
-    std::ignore = writeFileAtomically(thumbnailURL(id).path(), data);
+bool ProjectStore::storeThumbnail(const UUID& id, std::string_view data) const {
+    return writeFileAtomically(thumbnailURL(id).path(), data).has_value();
 }
 
 void ProjectStore::removeThumbnail(const UUID& id) const { std::remove(thumbnailURL(id).path().c_str()); }

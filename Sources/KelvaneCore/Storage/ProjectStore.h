@@ -55,8 +55,9 @@ public:
                                       ProgressReport report = {}) const;
     /// Writes the row of a project.
     [[nodiscard]] Result<void> writeRow(const LibraryProject& row) const;
-    /// Stores the picture (JPEG bytes) of a project's card; a picture is never worth a failure.
-    void storeThumbnail(const UUID& id, std::string_view data) const;
+    /// Stores the picture (JPEG bytes) of a project's card, and answers whether it is stored: a picture is never worth
+    /// a failure.
+    bool storeThumbnail(const UUID& id, std::string_view data) const;
     void removeThumbnail(const UUID& id) const;
 
 private:

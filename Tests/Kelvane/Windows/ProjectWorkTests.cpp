@@ -5,7 +5,7 @@
 
 #include "Session/AIAssistantSession.h"
 #include "Session/CLIEditing.h"
-#include "Support/App/WindowsFixture.h"
+#include "Support/App/ProjectWorkFixture.h"
 #include "Support/AtomicFile.h"
 
 namespace kelvane::testing {
@@ -13,37 +13,8 @@ namespace {
 
 using EditorPtr = std::shared_ptr<Editor>;
 
-class ProjectWorkTests : public WindowsFixture {
+class ProjectWorkTests : public ProjectWorkFixture {
 protected:
-    /// A project whose document uses media outside its folder, which must be copied when it opens.
-    LibraryProject projectToCopyFor(const std::string& name) {
-        const auto row = project(name);
-        EXPECT_TRUE(ProjectFile::write(contents(name), windows->library().projectURL(row.id)));
-        return row;
-    }
-    /// A project file outside the library, with media beside it.
-    FileURL outside(const std::string& name) {
-        const auto file = folder.url("Outside/" + name + ".kelvane");
-        std::filesystem::create_directories(folder.path("Outside"));
-        EXPECT_TRUE(ProjectFile::write(contents(name), file));
-        return file;
-    }
-    Project contents(const std::string& name) {
-        const auto source = folder.write("Sources/" + name + ".mov", "media of " + name);
-        media.addFileNamed(name + ".mov", FakeFile::video(10));
-        Project project;
-        project.clips = {videoClip(1, source)};
-        project.assets = {{videoClip(2, source)}};
-        return project;
-    }
-    /// The names of everything in the library's folder, with what is below it.
-    [[nodiscard]] std::vector<std::string> onDisk() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path("Projects")))
-            names.push_back(entry.path().string());
-        std::ranges::sort(names);
-        return names;
-    }
     int errors = 0;
     QMetaObject::Connection counting =
         QObject::connect(windows.get(), &ProjectWindows::errorChanged, [this] { errors += windows->error() ? 1 : 0; });
@@ -104,7 +75,7 @@ TEST_F(ProjectWorkTests, AnOpeningThatIsStoppedLeavesNothingBehind) {
     EXPECT_EQ(windows->work()[0]->kind, ProjectWork::Kind::opening);
     EXPECT_EQ(windows->work()[0]->name, "A");
     EXPECT_FALSE(confirmQuit());
-    EXPECT_EQ(told, std::vector<std::string>{"Not quitting: “A” is being worked on."});
+    EXPECT_EQ(told, std::vector<std::string>{"Not quitting: “A” is being opened."});
     windows->cancelWork();
     context.settle();
     EXPECT_EQ(one, EditorPtr());
@@ -226,18 +197,68 @@ TEST_F(ProjectWorkTests, ASaveAsThatIsStoppedLeavesNothingBehind) {
     panels.destinations = {folder.url("Copies/B.kelvane")};
     std::filesystem::create_directories(folder.path("Copies"));
     const auto saving = editor->saveProject(true);
-    // The place is asked about in the background first.
-    runUntil(context, [&editor] { return editor->isCopying(); });
+    // The place is asked about in the background first, and half of it is copied.
+    ASSERT_TRUE(context.stepBackground());
+    context.runPosted();
+    ASSERT_EQ(context.waitingInBackground(), 1U);
     EXPECT_TRUE(editor->busy());
     EXPECT_FALSE(confirmQuit());
     EXPECT_EQ(told, std::vector<std::string>{"Not quitting: “A” is being copied."});
     editor->cancelCopying();
     context.settle();
-    EXPECT_TRUE(std::filesystem::is_empty(folder.path("Copies")) ||
-                std::filesystem::is_empty(folder.path("Copies/B.media")));
-    EXPECT_FALSE(folder.exists("Copies/B.kelvane"));
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path("Copies")));
     EXPECT_EQ(editor->error(), std::nullopt);
     EXPECT_FALSE(editor->busy());
+}
+
+TEST_F(ProjectWorkTests, ASaveAsIsBusyFromItsFirstQuestionOn) {
+    const auto row = projectWithClip("A");
+    const auto editor = open(row, show(first), false);
+    context.settle();
+    std::filesystem::create_directories(folder.path("Copies"));
+    panels.hold = true;
+    panels.destinations = {folder.url("Copies/B.kelvane"), folder.url("Copies/C.kelvane")};
+    const auto saving = editor->saveProject(true);
+    const auto again = editor->saveProject(true);
+    panels.release();
+    context.runPosted();
+    EXPECT_EQ(context.waitingInBackground(Lane::shortWork), 1U) << "whether it may be saved there";
+    EXPECT_EQ(editor->error(), "Wait until this project has been copied before saving it elsewhere.");
+    EXPECT_FALSE(confirmQuit());
+    EXPECT_EQ(told, std::vector<std::string>{"Not quitting: “A” is being copied."});
+    remove(row.id, false);
+    EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before deleting it.");
+    context.settle();
+    EXPECT_TRUE(folder.exists("Copies/B.kelvane"));
+    EXPECT_FALSE(folder.exists("Copies/C.kelvane"));
+    EXPECT_TRUE(confirmQuit());
+}
+
+TEST_F(ProjectWorkTests, ASaveAsThatIsStoppedAtItsFirstQuestionWritesNothing) {
+    const auto editor = open(project("Without media"), show(first), false);
+    context.settle();
+    std::filesystem::create_directories(folder.path("Copies"));
+    panels.destinations = {folder.url("Copies/B.kelvane")};
+    const auto saving = editor->saveProject(true);
+    context.runPosted();
+    editor->cancelCopying();
+    context.settle();
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path("Copies")));
+    EXPECT_EQ(editor->error(), std::nullopt);
+}
+
+TEST_F(ProjectWorkTests, ADuplicateThatCantBeMadeSaysWhyAndLeavesNothing) {
+    const auto row = projectWithClip("A");
+    const auto saved = ProjectFile::read(windows->library().projectURL(row.id));
+    ASSERT_TRUE(saved);
+    std::filesystem::remove(saved->clips.front().url.path());
+    const auto before = onDisk();
+    duplicate(row.id);
+    ASSERT_TRUE(windows->error());
+    EXPECT_NE(windows->error()->find("A.mov"), std::string::npos) << *windows->error();
+    EXPECT_EQ(onDisk(), before);
+    EXPECT_EQ(windows->library().projects().size(), 1U);
+    EXPECT_TRUE(windows->work().empty());
 }
 
 TEST_F(ProjectWorkTests, TheEndOfTheOwnerEndsItsWorkInSilence) {

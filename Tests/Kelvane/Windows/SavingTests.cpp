@@ -2,11 +2,9 @@
 
 #include <chrono>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
 #include "Session/AIAssistantSession.h"
-#include "Support/App/WindowsFixture.h"
-#include "Support/AtomicFile.h"
+#include "Support/App/SavingFixture.h"
 
 namespace kelvane::testing {
 namespace {
@@ -15,38 +13,7 @@ using namespace std::chrono_literals;
 
 const std::string notSaved = "Your changes could not be saved: ";
 
-class SavingTests : public WindowsFixture {
-protected:
-    /// A project that lives in a file of its own, outside the library.
-    std::shared_ptr<Editor> freeStanding(const LibraryProject& row, FakeWindow& window, const FileURL& file) {
-        auto editor = open(row, show(window), false);
-        context.settle();
-        editor->setLibraryName(std::nullopt);
-        panels.destinations = {file};
-        finish(context, editor->saveProject(true));
-        context.settle();
-        EXPECT_EQ(editor->projectURL(), file);
-        return editor;
-    }
-    /// The volume of the first clip in a document, whose media need not be in place.
-    [[nodiscard]] static double volumeIn(const FileURL& file) {
-        const auto text = readFile(file.path());
-        EXPECT_TRUE(text) << text.error().message;
-        const auto document = nlohmann::json::parse(text.value_or(""), nullptr, false);
-        return document.is_object() && !document["clips"].empty() ? document["clips"][0].value("volume", -1.0) : -1;
-    }
-    /// The library can't record anything about the project while a folder that isn't empty stands in its row's place.
-    void breakMetadata(const LibraryProject& row) {
-        const auto path = windows->library().store().folder(row.id).path() + "/Metadata.json";
-        std::filesystem::rename(path, path + ".kept");
-        std::filesystem::create_directories(path + "/in the way");
-    }
-    void mendMetadata(const LibraryProject& row) {
-        const auto path = windows->library().store().folder(row.id).path() + "/Metadata.json";
-        std::filesystem::remove_all(path);
-        std::filesystem::rename(path + ".kept", path);
-    }
-};
+class SavingTests : public SavingFixture {};
 
 TEST_F(SavingTests, ADuplicateStopsWhenItsProjectCantBeSaved) {
     const auto row = projectWithClip("A");
