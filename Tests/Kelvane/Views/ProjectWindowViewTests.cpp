@@ -145,6 +145,27 @@ TEST_F(ProjectWindowViewTests, CopiesAreShownWithWhatIsCopiedAndHowFar) {
     EXPECT_EQ(windows->library().projects().size(), 2U);
 }
 
+TEST_F(ProjectWindowViewTests, CancelStopsWhatTheLineTellsOfAlone) {
+    const auto editor = openClip();
+    const auto one = projectWithClip("One");
+    const auto other = projectWithClip("Other");
+    const auto first = windows->duplicate(one.id);
+    const auto second = windows->duplicate(other.id);
+    context.runPosted();
+    ASSERT_EQ(windows->work().size(), 2U);
+    editor->beginCopying();
+    editor->setCopyProgress({.bytes = 1, .totalBytes = 2, .items = 0, .totalItems = 1});
+    windows->work()[1]->progress = {.bytes = 1, .totalBytes = 2, .items = 0, .totalItems = 1};
+    EXPECT_TRUE(view.copying().startsWith("Duplicating “Other”…")) << view.copying().toStdString();
+    view.cancelCopying();
+    EXPECT_FALSE(windows->work()[0]->stop.stop_requested());
+    EXPECT_TRUE(windows->work()[1]->stop.stop_requested());
+    editor->endCopying();
+    context.settle();
+    ASSERT_EQ(windows->library().projects().size(), 4U);
+    EXPECT_EQ(windows->library().projects().front().name, "One Copy");
+}
+
 TEST_F(ProjectWindowViewTests, SavingWritesAtOnce) {
     const auto editor = openClip();
     edit(*editor);

@@ -120,10 +120,15 @@ bool ProjectWindowView::canSave() const { return !showsHome() && !busy(); }
 bool ProjectWindowView::canImport() const { return !showsHome() && !busy(); }
 bool ProjectWindowView::canShowHome() const { return !busy(); }
 
-TransferProgress ProjectWindowView::shownProgress() const {
+std::shared_ptr<ProjectWork> ProjectWindowView::shownWork() const {
     // What opens without copies is there before anybody could read about it.
     for (const auto& work : windows_.work())
-        if (work->progress.totalItems > 0) return work->progress;
+        if (work->progress.totalItems > 0) return work;
+    return nullptr;
+}
+
+TransferProgress ProjectWindowView::shownProgress() const {
+    if (const auto work = shownWork()) return work->progress;
     return workspace_->editor() ? workspace_->editor()->copyProgress() : TransferProgress();
 }
 
@@ -131,8 +136,7 @@ QString ProjectWindowView::copying() const {
     const TransferProgress progress = shownProgress();
     if (progress.totalItems == 0) return {};
     QString what = tr("Copying media…");
-    for (const auto& work : windows_.work()) {
-        if (work->progress.totalItems == 0) continue;
+    if (const auto work = shownWork()) {
         const QString name = text(work->name);
         switch (work->kind) {
             case ProjectWork::Kind::opening:
@@ -147,7 +151,6 @@ QString ProjectWindowView::copying() const {
             case ProjectWork::Kind::deleting:
                 return tr("Deleting “%1”…").arg(name);
         }
-        break;
     }
     const QLocale locale;
     return what + " " +
@@ -163,8 +166,10 @@ double ProjectWindowView::copyingProgress() const {
 }
 
 void ProjectWindowView::cancelCopying() {
-    windows_.cancelWork();
-    if (const auto editor = workspace_->editor()) editor->cancelCopying();
+    if (const auto work = shownWork())
+        work->stop.request_stop();
+    else if (const auto editor = workspace_->editor())
+        editor->cancelCopying();
 }
 
 QString ProjectWindowView::error() const {

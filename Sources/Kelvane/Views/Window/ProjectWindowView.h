@@ -75,7 +75,7 @@ public:
     Q_INVOKABLE void save();
     Q_INVOKABLE void exportVideo();
     Q_INVOKABLE void cancelExport();
-    /// Stops what `copying` tells of, as far as it can be stopped.
+    /// Stops what `copying` tells of, as far as it can be stopped, and nothing else.
     Q_INVOKABLE void cancelCopying();
     Q_INVOKABLE void dismissError();
     /// Whether the window may close now. Where changes are still to be saved it may not, and `closeConfirmed` follows
@@ -101,6 +101,8 @@ Q_SIGNALS:
     void closeConfirmed();
 
 private:
+    /// The work on a whole project that `copying` tells of; null where it tells of the window's own project or nothing.
+    [[nodiscard]] std::shared_ptr<ProjectWork> shownWork() const;
     /// How far the copies are that are shown; zeros when there are none.
     [[nodiscard]] TransferProgress shownProgress() const;
     /// What can be done.
