@@ -137,7 +137,7 @@ QCoro::Task<void> KelvaneApp::quitOrStay() {
     // A link may have brought a window meanwhile.
     if (!windows_.empty()) co_return;
     if (mayQuit)
-        QCoreApplication::quit();
+        end();
     else
         // Something in the background keeps the application; a person must be able to see what.
         openWindow(std::nullopt);
@@ -147,7 +147,12 @@ void KelvaneApp::requestQuit() { quit(); }
 
 QCoro::Task<void> KelvaneApp::quit() {
     auto asking = projects_.confirmQuit();
-    if (co_await asking) QCoreApplication::quit();
+    if (co_await asking) end();
+}
+
+void KelvaneApp::end() {
+    projects_.retire();
+    QCoreApplication::quit();
 }
 
 void KelvaneApp::shutDown() {

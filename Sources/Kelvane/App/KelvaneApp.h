@@ -77,6 +77,8 @@ private:
     /// Quits, or opens a window where the application may not end without one.
     QCoro::Task<void> quitOrStay();
     QCoro::Task<void> quit();
+    /// Ends the application, of which nothing changes any more.
+    void end();
     void setActiveWindow(const UUID& id);
 
     /// Removes what earlier processes left, in the background.

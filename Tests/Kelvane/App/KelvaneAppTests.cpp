@@ -4,9 +4,14 @@
 #include <QGuiApplication>
 #include <QTest>
 #include <QTimer>
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "App/KelvaneApp.h"
+#include "Session/AIAssistantSession.h"
 #include "Storage/ProjectFile.h"
+#include "Support/ClipBuilder.h"
 #include "Support/Quick/Keyboard.h"
 #include "Support/TempFolder.h"
 
@@ -35,11 +40,10 @@ protected:
         QTest::keyClick(keyboardWindow(shown().front()), key, modifiers);
     }
     /// A second of silence.
-    [[nodiscard]] QUrl sound() const {
+    [[nodiscard]] FileURL sound() const {
         const std::string header(
             "RIFF\xA4\x3E\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0\2\0\x10\0data\x80\x3E\0\0", 44);
-        return QUrl::fromLocalFile(
-            QString::fromStdString(folder.write("Sound.wav", header + std::string(16000, '\0')).path()));
+        return folder.write("Sound.wav", header + std::string(16000, '\0'));
     }
     static QList<QQuickWindow*> shown() {
         QList<QQuickWindow*> windows;
@@ -65,6 +69,26 @@ protected:
     /// Runs the event loop until the window has this title; false when that doesn't come.
     static bool becomesTitled(const char* title) {
         return QTest::qWaitFor([title] { return !shown().isEmpty() && shown().front()->title() == title; }, 20'000);
+    }
+    static ProjectWindowView* view() { return shown().front()->property("view").value<ProjectWindowView*>(); }
+    /// Has `act` keep a project in the background from being left behind, and closes the only window.
+    void expectAWindowAfterClosing(const std::function<void(Editor&)>& act) {
+        start({projectFile("Trailer")});
+        ASSERT_TRUE(becomesTitled("Trailer"));
+        const auto editor = view()->workspace()->editor();
+        view()->showHome();
+        ASSERT_TRUE(becomesTitled("Kelvane"));
+        act(*editor);
+        const int seen = 7;
+        EXPECT_EQ(run([] {
+                      shown().front()->close();
+                      ASSERT_TRUE(shown().isEmpty());
+                      EXPECT_TRUE(QTest::qWaitFor([] { return !shown().isEmpty(); }, 20'000));
+                      QCoreApplication::exit(seen);
+                  }),
+                  seen);
+        ASSERT_EQ(shown().size(), 1);
+        EXPECT_EQ(shown().front()->title(), "Kelvane");
     }
     FileURL projectFile(const std::string& name) const {
         const auto file = folder.url(name + ".kelvane");
@@ -124,7 +148,7 @@ TEST_F(KelvaneAppTests, TheKeyForItEndsTheApplicationUnlessItIsBusy) {
                   press(Qt::Key_I, Qt::ControlModifier);
                   auto* question = qobject_cast<FilesQuestion*>(app->panels().question());
                   ASSERT_NE(question, nullptr);
-                  question->answer({sound()});
+                  question->answer({QUrl::fromLocalFile(QString::fromStdString(sound().path()))});
                   EXPECT_TRUE(view->busy());
                   press(Qt::Key_Q, Qt::ControlModifier);
                   QTimer::singleShot(0, [] { QCoreApplication::exit(refused); });
@@ -133,6 +157,54 @@ TEST_F(KelvaneAppTests, TheKeyForItEndsTheApplicationUnlessItIsBusy) {
     EXPECT_TRUE(QTest::qWaitFor([view] { return !view->busy(); }, 20000));
     EXPECT_EQ(view->error().toStdString(), "");
     EXPECT_EQ(run([] { press(Qt::Key_Q, Qt::ControlModifier); }), 0);
+}
+
+TEST_F(KelvaneAppTests, NothingChangesAnyMoreFromTheTurnInWhichAQuitIsGranted) {
+    start({projectFile("Trailer")});
+    ASSERT_TRUE(becomesTitled("Trailer"));
+    const auto editor = view()->workspace()->editor();
+    EXPECT_EQ(run([&] {
+                  const auto epoch = editor->ai().generation();
+                  app->requestQuit();
+                  EXPECT_FALSE(editor->ai().isConnected());
+                  EXPECT_NE(editor->ai().generation(), epoch) << "what was posted before is refused";
+                  EXPECT_TRUE(editor->busy());
+              }),
+              0);
+}
+
+TEST_F(KelvaneAppTests, TheLastWindowsClosingWhileAProjectOpensEndsNothing) {
+    start({projectFile("Trailer")});
+    const int seen = 7;
+    // It is on its way since the start.
+    EXPECT_EQ(run([] {
+                  shown().front()->close();
+                  ASSERT_TRUE(shown().isEmpty());
+                  EXPECT_TRUE(QTest::qWaitFor(
+                      [] {
+                          const auto windows = shown();
+                          return std::ranges::any_of(windows,
+                                                     [](auto* window) { return window->title() == "Trailer"; });
+                      },
+                      20'000));
+                  QCoreApplication::exit(seen);
+              }),
+              seen);
+}
+
+TEST_F(KelvaneAppTests, TheLastWindowsClosingWhileAProjectIsCopiedOpensOne) {
+    expectAWindowAfterClosing([](Editor& editor) { editor.beginCopying(); });
+}
+
+TEST_F(KelvaneAppTests, TheLastWindowsClosingWhileAProjectCantBeSavedOpensOne) {
+    expectAWindowAfterClosing([this](Editor& editor) {
+        // A file where the project's folder should be keeps every write out.
+        const auto place = editor.projectURL()->parentFolder().path();
+        std::filesystem::rename(place, folder.path("kept"));
+        std::ofstream(place) << "in the way";
+        editor.commit({videoClip(1, sound())});
+        ASSERT_TRUE(editor.isDirty());
+    });
 }
 
 }  // namespace
