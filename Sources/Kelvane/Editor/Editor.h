@@ -20,6 +20,7 @@
 #include "Media/MediaEngine.h"
 #include "SelectionModifiers.h"
 #include "Storage/ProjectMedia.h"
+#include "Support/FileDescriptor.h"
 #include "Thumbnails.h"
 #include "Timeline/Project.h"
 #include "Timeline/TimelinePlacement.h"
@@ -177,10 +178,11 @@ public:
     void beginSettling();
     void endSettling();
     [[nodiscard]] bool isSettling() const { return settlings_ > 0; }
-    /// Importing, exporting, recording, preparing to record or being copied. A rebuild of the preview is not part of
-    /// it.
+    /// Importing, exporting or asking whether an export may begin, recording, preparing to record or being copied. A
+    /// rebuild of the preview is not part of it.
     [[nodiscard]] bool isAtWork() const {
-        return isImporting_ || isExporting_ || isRecording_ || isPreparingRecording_ || isCopying();
+        return isImporting_ || isExporting_ || isAdmittingExport_ || isRecording_ || isPreparingRecording_ ||
+               isCopying();
     }
     /// At work or settling: nothing else changes the project, and nothing of that kind begins.
     [[nodiscard]] bool busy() const { return isAtWork() || isSettling(); }
@@ -349,6 +351,8 @@ private:
         /// Of `temporary`, from before it is made.
         UnfinishedWork::Ticket record = 0;
     };
+        /// What `destination` was before it is replaced. Ends on the pool.
+        FileDescriptor replaced;
     using ExportJobPtr = std::shared_ptr<ExportJob>;
 
     /// Observed state by the signal that announces it.
@@ -411,7 +415,12 @@ private:
     // EditorExport.cpp
     [[nodiscard]] std::string proposedExportName(ExportContainer container) const;
     QCoro::Task<void> exportFromWindow(FileURL destination, ExportResolution resolution, ExportFrameRate frameRate);
-    [[nodiscard]] Result<ExportJobPtr> admitExport(FileURL destination, bool overwrite) const;
+    /// Fails in words while the project is busy, in a gesture or empty.
+    [[nodiscard]] Result<void> checkExportable() const;
+    /// What may be exported as far as that can be told without the disk.
+    [[nodiscard]] Result<ExportJobPtr> planExport(FileURL destination, bool overwrite) const;
+    /// Asks the disk whether the movie may have its place. The project is busy meanwhile, and nothing else is changed.
+    QCoro::Task<Result<void>> admitExport(ExportJobPtr job);
     void enterExport(ExportContainer container);
     void leaveExport();
     /// Removes the hidden file of an export that failed.
@@ -422,6 +431,8 @@ private:
     QCoro::Task<Result<void>> publishExport(ExportJobPtr job);
     [[nodiscard]] bool isStopped(const ExportJob& job) const;
     void pollExportProgress();
+    /// Lets go of what the movie has replaced, later and on the pool.
+    void freeReplaced(ExportJob& job);
 
     // EditorPreview.cpp
     void replacePlayerItem(EditedMediaPtr item);
@@ -470,6 +481,7 @@ private:
     bool isExporting_ = false;
     bool isRecording_ = false;
     bool isPreparingRecording_ = false;
+    bool isAdmittingExport_ = false;
     int copies_ = 0;
     int settlings_ = 0;
     TransferProgress copyProgress_;

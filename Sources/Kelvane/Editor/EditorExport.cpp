@@ -2,6 +2,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <initializer_list>
+#include <set>
 #include <utility>
 
 #include "Editor.h"
@@ -35,6 +37,20 @@ bool removeHidden(const FileURL& file, UnfinishedWork* unfinished, UnfinishedWor
     const bool isGone = ::unlink(file.path().c_str()) == 0 || errno == ENOENT;
     if (isGone && unfinished != nullptr) unfinished->end({record});
     return isGone;
+}
+
+/// Whether a movie may have its place. Blocks.
+Result<void> checkPlace(const FileURL& destination, bool overwrite, const std::optional<FileURL>& project,
+                        std::initializer_list<ClipArray> sources) {
+    if (!overwrite && fileExists(destination.path())) return fail("Output exists; use --overwrite.");
+    const std::string target = destination.resolved().path();
+    const auto isTarget = [&target](const FileURL& url) { return url.resolved().path() == target; };
+    std::set<FileURL> seen;
+    bool taken = project && isTarget(*project);
+    for (const ClipArray& clips : sources)
+        for (const Clip& clip : *clips) taken = taken || (seen.insert(clip.url).second && isTarget(clip.url));
+    if (taken) return fail("Output cannot replace project or source media.");
+    return {};
 }
 
 }  // namespace
@@ -82,36 +98,53 @@ void Editor::cancelExport() {
     announce(State::work);
 }
 
-Result<Editor::ExportJobPtr> Editor::admitExport(FileURL destination, bool overwrite) const {
+Result<void> Editor::checkExportable() const {
     if (busy() || interactionSnapshot_ || clips_->empty()) return fail("Kelvane is busy or the timeline is empty.");
+    return {};
+}
+
+Result<Editor::ExportJobPtr> Editor::planExport(FileURL destination, bool overwrite) const {
+    if (Result<void> exportable = checkExportable(); !exportable) return fail(exportable.error());
     const Result<ExportContainer> container = exportContainerForDestination(destination);
     if (!container) return fail(container.error());
-    if (!overwrite && fileExists(destination.path())) return fail("Output exists; use --overwrite.");
-    const std::string target = destination.resolved().path();
-    const auto isTarget = [&target](const FileURL& url) { return url.resolved().path() == target; };
-    std::set<FileURL> seen;
-    bool taken = projectURL_ && isTarget(*projectURL_);
-    for (const ClipArray& clips : {clips_, assets_})
-        for (const Clip& clip : *clips) taken = taken || (seen.insert(clip.url).second && isTarget(clip.url));
-    if (taken) return fail("Output cannot replace project or source media.");
     auto job = std::make_shared<ExportJob>();
     job->temporary = destination.parentFolder().appending(
         fmt::format("{}{}.{}", temporaryFilePrefix, UUID::random().upper(), rawValue(*container)));
     job->destination = std::move(destination);
     job->overwrite = overwrite;
     job->container = *container;
-    job->clips = clips_;
     return job;
+}
+
+QCoro::Task<Result<void>> Editor::admitExport(ExportJobPtr job) {
+    for (;;) {
+        job->clips = clips_;
+        const ClipArray assets = assets_;
+        const std::optional<FileURL> project = projectURL_;
+        isAdmittingExport_ = true;
+        announce(State::work);
+        auto look = [job, assets, project] {
+            return checkPlace(job->destination, job->overwrite, project, {job->clips, assets});
+        };
+        auto looking = inBackground(*services_.context, std::move(look), Lane::shortWork);
+        Result<void> admitted = co_await looking;
+        isAdmittingExport_ = false;
+        announce(State::work);
+        if (!admitted) co_return admitted;
+        if (job->stop.stop_requested()) co_return fail(Error::cancelled());
+        if (Result<void> exportable = checkExportable(); !exportable) co_return exportable;
+        // A save or a load that began before may have ended meanwhile.
+        if (job->clips == clips_ && assets == assets_ && project == projectURL_) co_return admitted;
+    }
 }
 
 QCoro::Task<Result<void>> Editor::exportMedia(FileURL destination, bool overwrite, ExportResolution resolution,
                                               ExportFrameRate frameRate, std::function<Result<void>()> validatePublish,
                                               std::stop_token stop) {
     const std::shared_ptr<Editor> self = shared_from_this();
-    Result<ExportJobPtr> admitted = admitExport(std::move(destination), overwrite);
-    if (!admitted) co_return fail(admitted.error());
-    const ExportJobPtr job = std::move(*admitted);
-    enterExport(job->container);
+    Result<ExportJobPtr> planned = planExport(std::move(destination), overwrite);
+    if (!planned) co_return fail(planned.error());
+    const ExportJobPtr job = std::move(*planned);
     // One source for both ways to stop: the caller's token and cancelExport.
     std::stop_source work;
     exportWork_ = work;
@@ -121,6 +154,10 @@ QCoro::Task<Result<void>> Editor::exportMedia(FileURL destination, bool overwrit
     job->frameRate = frameRate;
     job->validatePublish = std::move(validatePublish);
     job->stop = work.get_token();
+    auto admitting = admitExport(job);
+    const Result<void> admitted = co_await admitting;
+    if (!admitted) co_return admitted;
+    enterExport(job->container);
     auto running = runExport(job);
     Result<void> ended = co_await running;
     if (!ended) {
@@ -149,8 +186,9 @@ void Editor::leaveExport() {
 }
 
 QCoro::Task<void> Editor::clearExport(ExportJobPtr job) {
-    auto clear = [unfinished = services_.unfinished, file = job->temporary, record = job->record] {
-        return removeHidden(file, unfinished, record);
+    auto clear = [unfinished = services_.unfinished, job] {
+        job->replaced = FileDescriptor();
+        return removeHidden(job->temporary, unfinished, job->record);
     };
     auto clearing = inBackground(*services_.context, std::move(clear));
     (void)co_await clearing;
@@ -204,13 +242,13 @@ QCoro::Task<Result<void>> Editor::encodeExport(ExportJobPtr job) {
     Result<std::unique_ptr<ExportSession>> made = co_await making;
     if (!made) co_return fail(made.error());
     if (isStopped(*job)) co_return fail(Error::cancelled());
-    // The encoder would speak of the hidden file, and only after its start.
-    if (Result<void> accepted = checkFolderAccepts(job->destination); !accepted) co_return accepted;
     exportSession_ = std::move(*made);
     // The movie is written under a hidden name, which tells nobody anything.
     exportSession_->shownName = job->destination.fileName();
     pollExportProgress();
-    auto encode = [session = exportSession_, unfinished = services_.unfinished, job] {
+    auto encode = [session = exportSession_, unfinished = services_.unfinished, job]() -> Result<void> {
+        // The encoder would speak of the hidden file, and only after its start.
+        if (Result<void> accepted = checkFolderAccepts(job->destination); !accepted) return accepted;
         if (unfinished != nullptr) job->record = unfinished->begin({UnfinishedThing::Kind::exportFile, job->temporary});
         return session->exportTo(job->temporary, job->container, job->stop);
     };
@@ -230,9 +268,14 @@ void Editor::pollExportProgress() {
 }
 
 QCoro::Task<Result<void>> Editor::publishExport(ExportJobPtr job) {
+    auto look = [job] {
+        if (job->overwrite) job->replaced = holdReplaced(job->destination);
+        return fileExists(job->temporary.path());
+    };
+    auto looking = inBackground(*services_.context, std::move(look), Lane::shortWork);
+    const bool isProduced = co_await looking;
     if (isStopped(*job)) co_return fail(Error::cancelled());
-    if (!fileExists(job->temporary.path()))
-        co_return fail(fmt::format("Export did not produce a {} file.", kelvane::title(job->container)));
+    if (!isProduced) co_return fail(fmt::format("Export did not produce a {} file.", kelvane::title(job->container)));
     // From the last check to the rename nothing else can run on the main thread.
     if (Result<void> valid = job->validatePublish ? job->validatePublish() : Result<void>(); !valid) co_return valid;
     if (Result<void> published = publishFile(job->temporary, job->destination, job->overwrite); !published)
@@ -245,10 +288,18 @@ QCoro::Task<Result<void>> Editor::publishExport(ExportJobPtr job) {
     auto syncing = inBackground(*services_.context, std::move(sync), Lane::shortWork);
     // The movie is in place and complete; a folder that can't be synced takes nothing from that.
     (void)co_await syncing;
+    freeReplaced(*job);
     exportedURL_ = job->destination;
     exportProgress_ = 1;
     announce(State::work);
     co_return Result<void>();
+}
+
+void Editor::freeReplaced(ExportJob& job) {
+    if (!job.replaced.isOpen()) return;
+    auto hold = std::make_shared<FileDescriptor>(std::move(job.replaced));
+    // Nobody waits for it, and it takes as long as the file is large.
+    services_.context->runInBackground([hold = std::move(hold)] { *hold = FileDescriptor(); }, Lane::longWork);
 }
 
 }  // namespace kelvane

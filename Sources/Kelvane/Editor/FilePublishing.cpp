@@ -35,6 +35,10 @@ int linkInPlaceOfRename(const std::string& temporary, const std::string& destina
     return 0;
 }
 
+FileDescriptor holdReplaced(const FileURL& destination) {
+    return FileDescriptor::open(destination.path(), O_PATH | O_NOFOLLOW);
+}
+
 Result<void> publishFile(const FileURL& temporary, const FileURL& destination, bool overwrite) {
     const std::string from = temporary.path();
     const std::string to = destination.path();

@@ -93,10 +93,12 @@ std::optional<std::string> ProjectWindows::reasonToStay() const {
     if (!work_.empty()) return quotedName(work_.front()->name) + " is being " + doneBy(work_.front()->kind) + ".";
     for (const auto& [id, editor] : editors_) {
         if (!editor->isAtWork()) continue;
-        const char* what = editor->isImporting()   ? " is importing media."
-                           : editor->isExporting() ? " is being exported."
-                           : editor->isCopying()   ? " is being copied."
-                                                   : " is recording.";
+        const bool isRecording = editor->isRecording() || editor->isPreparingRecording();
+        // Whether an export may begin is part of it.
+        const char* what = editor->isImporting()                           ? " is importing media."
+                           : editor->isCopying() && !editor->isExporting() ? " is being copied."
+                           : isRecording                                   ? " is recording."
+                                                                           : " is being exported.";
         return quotedName(editor->title()) + what;
     }
     if (isOpening()) return "A project is being opened.";

@@ -24,6 +24,16 @@ std::string contents(const FileURL& file) {
     return text.str();
 }
 
+/// How many of the process's descriptors hold a file that had the name `file` and has none any more.
+std::size_t holdsOfTheReplaced(const FileURL& file) {
+    std::size_t count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        count += std::filesystem::read_symlink(entry.path(), gone) == file.path() + " (deleted)" ? 1 : 0;
+    }
+    return count;
+}
+
 class Export : public EditorFixture {
 protected:
     Export() {
@@ -55,6 +65,13 @@ protected:
     void step() {
         ASSERT_TRUE(context.stepBackground());
         context.runPosted();
+    }
+    /// The same until the movie has its name.
+    void stepUntilPublished(const FileURL& file) {
+        while (!std::filesystem::exists(file.path()) || contents(file) != media.exports.contents) {
+            ASSERT_TRUE(context.hasWork());
+            step();
+        }
     }
     void whenCalled(const std::string& prefix, std::function<void()> act) {
         media.setObserver([prefix, act = std::move(act)](const std::string& line) {
@@ -100,17 +117,22 @@ TEST_F(Export, TheExportingStateBeginsAtOnce) {
     editor->setShowExportOptions(true);
     const int pauses = player->pauses;
     start(place("Film.mov"));
+    const auto expectTheNextRefused = [this] {
+        EXPECT_TRUE(editor->busy());
+        std::optional<Result<void>> second;
+        const auto refused = keep(editor->exportMedia(place("Other.mov"), true, ExportResolution::automatic,
+                                                      ExportFrameRate::automatic, nullptr),
+                                  &second);
+        EXPECT_EQ(second, Result<void>(fail("Kelvane is busy or the timeline is empty.")));
+    };
+    expectTheNextRefused();
+    step();
     EXPECT_TRUE(editor->isExporting());
-    EXPECT_TRUE(editor->busy());
     EXPECT_FALSE(editor->showExportOptions());
     EXPECT_EQ(editor->exportFormat(), "Determining export settings… · MOV");
     EXPECT_EQ(editor->exportProgress(), 0);
     EXPECT_EQ(player->pauses, pauses + 1);
-    std::optional<Result<void>> second;
-    const auto refused = keep(
-        editor->exportMedia(place("Other.mov"), true, ExportResolution::automatic, ExportFrameRate::automatic, nullptr),
-        &second);
-    EXPECT_EQ(second, Result<void>(fail("Kelvane is busy or the timeline is empty.")));
+    expectTheNextRefused();
     context.settle();
     EXPECT_EQ(answer, done);
 }
@@ -141,6 +163,75 @@ TEST_F(Export, AnExistingFileNeedsOverwrite) {
     EXPECT_EQ(contents(place("Film.mp4")), "old");
     EXPECT_EQ(run(place("Film.mp4"), true), done);
     EXPECT_EQ(contents(place("Film.mp4")), media.exports.contents);
+}
+
+TEST_F(Export, WhetherThePlaceIsFreeIsAskedOnThePool) {
+    EXPECT_EQ(run(place("First.mp4")), done);
+    media.clearCalls();
+    editor->setShowExportOptions(true);
+    const int pauses = player->pauses;
+    start(place("Film.mp4"));
+    EXPECT_TRUE(editor->busy());
+    EXPECT_FALSE(editor->isExporting());
+    EXPECT_EQ(context.waitingInBackground(Lane::shortWork), 1U);
+    std::ofstream(place("Film.mp4").path()) << "theirs";
+    context.settle();
+    EXPECT_EQ(answer, Result<void>(fail("Output exists; use --overwrite.")));
+    // A refusal touches nothing.
+    EXPECT_FALSE(editor->busy());
+    EXPECT_TRUE(editor->showExportOptions());
+    EXPECT_EQ(editor->exportProgress(), 1);
+    EXPECT_EQ(editor->exportedURL(), place("First.mp4"));
+    EXPECT_EQ(player->pauses, pauses);
+    EXPECT_EQ(media.calls(), std::vector<std::string>());
+}
+
+TEST_F(Export, ThePlaceIsAskedForAgainWhereTheProjectChangedMeanwhile) {
+    const FileURL late = makeManaged("late.mov", FakeFile::video(1));
+    const FileURL link = place("link.mov");
+    ASSERT_EQ(::symlink(late.path().c_str(), link.path().c_str()), 0);
+    start(link, true);
+    // A load that was under way ends, newest work first.
+    load({videoClip(1, movie, 4)}, std::vector<Clip>{videoClip(92, late, 1)});
+    EXPECT_FALSE(answer);
+    context.settle();
+    EXPECT_EQ(answer, Result<void>(fail("Output cannot replace project or source media.")));
+    EXPECT_EQ(contents(late), "media of late.mov");
+}
+
+TEST_F(Export, NothingBeginsWhereTheProjectBecameBusyMeanwhile) {
+    start(place("Film.mp4"));
+    editor->beginCopying();
+    context.settle();
+    EXPECT_EQ(answer, Result<void>(fail("Kelvane is busy or the timeline is empty.")));
+    expectUntouched();
+    editor->endCopying();
+    EXPECT_EQ(run(place("Film.mp4")), done);
+}
+
+TEST_F(Export, ACancelBeforeItBeganEndsIt) {
+    start(place("Film.mp4"));
+    editor->cancelExport();
+    context.settle();
+    ASSERT_TRUE(answer && !*answer);
+    EXPECT_TRUE(answer->error().isCancelled());
+    expectUntouched();
+    expectCleanedUp({});
+    EXPECT_EQ(run(place("Film.mp4")), done) << "the request ends with the export";
+}
+
+TEST_F(Export, TheReplacedFileIsFreedOnThePool) {
+    std::ofstream(place("Film.mp4").path()) << "old";
+    start(place("Film.mp4"), true);
+    stepUntilPublished(place("Film.mp4"));
+    EXPECT_EQ(holdsOfTheReplaced(place("Film.mp4")), 1U) << "its blocks are not freed by the rename";
+    while (context.hasWork()) {
+        context.runPosted();
+        EXPECT_EQ(holdsOfTheReplaced(place("Film.mp4")), context.hasWork() ? 1U : 0U) << "nor on the main thread";
+        context.stepBackground();
+    }
+    EXPECT_EQ(answer, done);
+    EXPECT_EQ(holdsOfTheReplaced(place("Film.mp4")), 0U);
 }
 
 TEST_F(Export, SourcesAndTheProjectAreNeverReplaced) {
@@ -219,9 +310,7 @@ TEST_F(Export, ATimelineOfSoundHasASizeInItsLineAndNoPictures) {
 TEST_F(Export, ProgressIsReadEveryFifthOfASecond) {
     media.setProgress(0.25);
     start(place("Film.mp4"));
-    step();
-    step();
-    step();
+    for (int steps = 0; steps < 4; ++steps) step();
     ASSERT_EQ(editor->exportFormat(), "1080 × 1920 · 30 fps · MP4");
     EXPECT_EQ(editor->exportProgress(), 0.25F);
     media.setProgress(0.5);
@@ -248,6 +337,7 @@ TEST_F(Export, TheSnapshotOfTheStartIsExported) {
 
 TEST_F(Export, ACancelWhileTheSettingsAreDetermined) {
     start(place("Film.mp4"));
+    step();
     editor->cancelExport();
     context.settle();
     ASSERT_TRUE(answer && !*answer);
@@ -267,8 +357,8 @@ TEST_F(Export, ACancelEndsEachStep) {
         std::size_t sessions;
     };
     for (const Row& row :
-         {Row{"the settings are determined and the edit is to be built", 1, 0},
-          Row{"the edit is built and the session is to be made", 2, 1}, Row{"the session is to be run", 3, 1}}) {
+         {Row{"the settings are determined and the edit is to be built", 2, 0},
+          Row{"the edit is built and the session is to be made", 3, 1}, Row{"the session is to be run", 4, 1}}) {
         SCOPED_TRACE(row.when);
         const std::size_t before = media.exportRecords().size();
         start(place("Film.mp4"));
@@ -309,6 +399,26 @@ TEST_F(Export, ACancelAfterTheLastFramePublishesNothing) {
     ASSERT_FALSE(ended);
     EXPECT_TRUE(ended.error().isCancelled());
     expectCleanedUp({});
+}
+
+TEST_F(Export, WhatComesAfterTheMovieHasItsNameTakesNothingFromIt) {
+    std::stop_source stop;
+    for (const bool byCaller : {false, true}) {
+        start(place("Film.mp4"), true, ExportResolution::automatic, ExportFrameRate::automatic, nullptr,
+              stop.get_token());
+        stepUntilPublished(place("Film.mp4"));
+        ASSERT_FALSE(answer) << "the folder is still to be synced";
+        if (byCaller)
+            stop.request_stop();
+        else
+            editor->cancelExport();
+        context.settle();
+        EXPECT_EQ(answer, done);
+        EXPECT_EQ(editor->exportedURL(), place("Film.mp4"));
+        EXPECT_EQ(editor->exportProgress(), 1);
+        expectCleanedUp({"Film.mp4"});
+        std::filesystem::remove(place("Film.mp4").path());
+    }
 }
 
 TEST_F(Export, TheCallersStopReachesEveryStep) {

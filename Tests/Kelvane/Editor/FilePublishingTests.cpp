@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -37,6 +38,29 @@ TEST_F(FilePublishing, ATakenNameIsReplacedOnlyWhenAllowed) {
     ASSERT_TRUE(publishFile(temporary, destination, true));
     EXPECT_EQ(folder.read("Film.mp4"), "new");
     EXPECT_EQ(folder.entries(), Names{"Film.mp4"});
+}
+
+TEST_F(FilePublishing, WhatIsHeldOutlivesItsReplacement) {
+    folder.write("Film.mp4", "old");
+    struct stat old{};
+    ASSERT_EQ(::stat(destination.path().c_str(), &old), 0);
+    const FileDescriptor held = holdReplaced(destination);
+    ASSERT_TRUE(held.isOpen());
+    ASSERT_TRUE(publishFile(temporary, destination, true));
+    struct stat now{};
+    ASSERT_EQ(::fstat(held.get(), &now), 0);
+    EXPECT_EQ(now.st_ino, old.st_ino);
+    EXPECT_EQ(now.st_nlink, 0U) << "it has no name, and is not freed";
+    EXPECT_EQ(folder.read("Film.mp4"), "new");
+}
+
+TEST_F(FilePublishing, ALinkIsHeldAndNotWhatItLeadsTo) {
+    EXPECT_FALSE(holdReplaced(destination).isOpen());
+    ASSERT_EQ(::symlink("nowhere", destination.path().c_str()), 0);
+    const FileDescriptor held = holdReplaced(destination);
+    struct stat status{};
+    ASSERT_EQ(::fstat(held.get(), &status), 0);
+    EXPECT_TRUE(S_ISLNK(status.st_mode));
 }
 
 TEST_F(FilePublishing, ADanglingLinkIsATakenName) {

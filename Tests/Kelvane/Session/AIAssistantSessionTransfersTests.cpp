@@ -120,11 +120,25 @@ TEST_F(AIAssistantSessionTransfers, TheEndOfTheSessionDuringAnImportRefusesIt) {
 TEST_F(AIAssistantSessionTransfers, ExportAnswersPathRevisionAndStale) {
     const auto quoted = revision();
     const auto reply = startWrite("export", {{"path", movie()}});
-    EXPECT_TRUE(editor->isExporting());
+    EXPECT_TRUE(editor->busy());
     EXPECT_EQ(document(start("project")->value())["busy"], true);
     EXPECT_EQ(document(finish(reply)), (json{{"path", movie()}, {"revision", quoted}, {"stale", false}}));
     EXPECT_TRUE(std::filesystem::exists(movie()));
     EXPECT_EQ(revision(), quoted);
+}
+
+TEST_F(AIAssistantSessionTransfers, TheEndOfTheSessionTakesNothingFromAMovieThatHasItsName) {
+    const auto quoted = revision();
+    const auto reply = startWrite("export", {{"path", movie()}});
+    while (!std::filesystem::exists(movie())) {
+        ASSERT_TRUE(context.stepBackground());
+        context.runPosted();
+    }
+    ASSERT_FALSE(reply->has_value()) << "the folder is still to be synced";
+    session().suspend();
+    EXPECT_EQ(document(finish(reply)), (json{{"path", movie()}, {"revision", quoted}, {"stale", false}}));
+    EXPECT_EQ(editor->exportedURL(), FileURL::fromPath(movie()));
+    EXPECT_TRUE(std::filesystem::exists(movie()));
 }
 
 TEST_F(AIAssistantSessionTransfers, ExportStandardisesItsPathAndTakesAnyCase) {

@@ -115,7 +115,12 @@ TEST_F(ProjectWindowViewTests, AnExportKeepsEverythingOutUntilItIsCancelled) {
     const auto editor = openClip();
     panels.destinations = {folder.url("film.mp4")};
     view.exportVideo();
-    ASSERT_TRUE(view.exporting());
+    EXPECT_EQ(enabled(), Enabled{}) << "while its place is looked at";
+    EXPECT_FALSE(view.shouldClose());
+    while (!view.exporting()) {
+        ASSERT_TRUE(context.stepBackground());
+        context.runPosted();
+    }
     EXPECT_EQ(enabled(), Enabled{});
     EXPECT_FALSE(view.shouldClose());
     view.cancelExport();
@@ -221,7 +226,11 @@ TEST_F(ProjectWindowViewTests, EachPropertyIsAnnouncedAtItsOwnRate) {
     EXPECT_THAT(announced([&] { windows->setError("Amiss, too."); }), ElementsAre("error"));
     EXPECT_THAT(announced([&] { view.dismissError(); }), ElementsAre("error"));
     panels.destinations = {folder.url("film.mp4")};
-    EXPECT_THAT(announced([&] { view.exportVideo(); }), ElementsAre("work", "enabling", "status"));
+    EXPECT_THAT(announced([&] { view.exportVideo(); }), ElementsAre("work", "enabling"));
+    const auto begin = [&] {
+        while (!editor->isExporting() && context.stepBackground()) context.runPosted();
+    };
+    EXPECT_THAT(announced(begin), ElementsAre("work", "status")) << "it was busy before";
     // Beside the pauses of the preview and of the autosave, the look at the encoder.
     while (context.pendingTimers() < 3) {
         ASSERT_TRUE(context.stepBackground());

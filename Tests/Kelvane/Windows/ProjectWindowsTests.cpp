@@ -480,8 +480,9 @@ TEST_F(ProjectWindowsTests, AnExportKeepsQuittingOutWithoutAWord) {
     context.settle();
     panels.destinations = {folder.url("film.mp4")};
     editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
-    ASSERT_TRUE(editor->isExporting());
+    ASSERT_TRUE(editor->busy());
     EXPECT_FALSE(confirmQuit());
+    EXPECT_EQ(told, std::vector<std::string>{"Not quitting: “A” is being exported."});
     EXPECT_FALSE(confirmClose(workspace));
     EXPECT_EQ(windows->error(), std::nullopt);
     EXPECT_EQ(editor->error(), std::nullopt);

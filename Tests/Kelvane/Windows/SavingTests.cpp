@@ -329,7 +329,7 @@ TEST_F(SavingTests, AFileOfItsOwnIsSavedOnceTheProjectIsNoLongerBusy) {
     edit(*editor);
     panels.destinations = {folder.url("film.mp4")};
     editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
-    ASSERT_TRUE(editor->isExporting());
+    ASSERT_TRUE(editor->busy());
     context.advance(600ms);
     EXPECT_EQ(volumeIn(file), 1);
     EXPECT_EQ(editor->error(), std::nullopt);
