@@ -386,7 +386,8 @@ private:
                                                          std::stop_token stop, std::shared_ptr<ProjectMedia> copies);
     /// The copies of one import; none where the project has no media folder.
     [[nodiscard]] std::shared_ptr<ProjectMedia> beginCopies() const;
-    void keepCopies(const std::shared_ptr<ProjectMedia>& copies);
+    /// Keeps what these copied and withdraws its records in the background: to be called once assets stand for it.
+    void keepCopies(std::vector<std::shared_ptr<ProjectMedia>> copies);
     /// Done when the copies are gone.
     QCoro::Task<void> dropCopies(std::shared_ptr<ProjectMedia> copies);
     /// Takes what an import brought into the pool, as one step of history.

@@ -69,6 +69,7 @@ QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
     const std::shared_ptr<Editor> self = shared_from_this();
     std::vector<Clip> arrivals;
     std::vector<std::string> failures;
+    std::vector<std::shared_ptr<ProjectMedia>> kept;
     for (const FileURL& url : urls) {
         if (knownAs(*assets_, url) != nullptr || knownAs(arrivals, url) != nullptr) continue;
         const auto copies = beginCopies();
@@ -78,7 +79,9 @@ QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
         if (imported) {
             storeThumbnail(imported->clip.url, std::move(imported->picture));
             arrivals.push_back(std::move(imported->clip));
-            keepCopies(copies);
+            if (!copies) continue;
+            copies->commit();
+            kept.push_back(copies);
         } else {
             failures.push_back(std::move(imported.error().message));
             auto dropping = dropCopies(copies);
@@ -95,6 +98,8 @@ QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
         announce(State::content);
         refreshDirty();
     }
+    // Until here no asset stood for the copies, and a sudden end would have left them to nobody.
+    keepCopies(std::move(kept));
     if (!failures.empty()) setError(joined(failures));
 }
 
@@ -143,7 +148,7 @@ QCoro::Task<Result<std::vector<UUID>>> Editor::gatherImports(std::vector<FileURL
     if (const Result<void> valid = validateCommit ? validateCommit() : Result<void>(); !valid)
         co_return fail(valid.error());
     takeImports(results);
-    keepCopies(copies);
+    if (copies) keepCopies({copies});
     std::vector<UUID> ids;
     ids.reserve(results.size());
     for (const ImportedClip& result : results) {
@@ -158,12 +163,14 @@ std::shared_ptr<ProjectMedia> Editor::beginCopies() const {
     return std::make_shared<ProjectMedia>(*mediaDirectory_, ProgressReport(), services_.unfinished);
 }
 
-void Editor::keepCopies(const std::shared_ptr<ProjectMedia>& copies) {
-    if (!copies) return;
-    copies->commit();
-    if (services_.unfinished == nullptr) return;
-    // Nobody waits for the record: a copy that it still names is kept once the document names it.
-    services_.context->runInBackground([copies] { copies->finish(); }, Lane::shortWork);
+void Editor::keepCopies(std::vector<std::shared_ptr<ProjectMedia>> copies) {
+    for (const auto& one : copies) one->commit();
+    if (services_.unfinished == nullptr || copies.empty()) return;
+    auto withdraw = [copies = std::move(copies)] {
+        for (const auto& one : copies) one->finish();
+    };
+    // Nobody waits for the records: a copy that one still names is kept once the document names it.
+    services_.context->runInBackground(std::move(withdraw), Lane::shortWork);
 }
 
 QCoro::Task<void> Editor::dropCopies(std::shared_ptr<ProjectMedia> copies) {

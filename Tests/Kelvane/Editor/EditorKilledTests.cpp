@@ -86,27 +86,60 @@ TEST_F(KilledEditor, LeavesTheOldFileOrTheWholeExportAndNothingElse) {
     EXPECT_EQ(seen.size(), 2u);
 }
 
-TEST_F(KilledEditor, LeavesTheCopiesOfAnImportWholeOrNotAtAll) {
+/// Two files that are brought in one after the other.
+class KilledImport : public KilledEditor {
+protected:
+    /// Runs `import` to each of its steps, and lets `check` see how many of the two copies are left, and whether assets
+    /// had come to stand for them.
+    void runImport(const std::function<bool()>& import,
+                   const std::function<void(std::size_t left, bool taken)>& check) {
+        const std::size_t before = mediaFiles().size();
+        run(
+            [&] {
+                std::filesystem::remove(taken.path());
+                for (const std::string& name : folderEntries(mediaFolder().path()))
+                    if (!movie.path().contains(name)) std::filesystem::remove_all(mediaFolder().appending(name).path());
+            },
+            [&] {
+                editor->onProjectChange = [this] { std::ofstream(taken.path()) << "yes"; };
+                return import();
+            },
+            [&](bool done) {
+                // A folder and a file for each copy.
+                const std::size_t added = mediaFiles().size() - before;
+                EXPECT_EQ(added % 2, 0u);
+                EXPECT_TRUE(!done || added == 4);
+                for (const std::string& file : mediaFiles())
+                    if (file.ends_with("b.mov")) EXPECT_EQ(contents(mediaFolder().appending(file)), contents(picture));
+                check(added / 2, std::filesystem::exists(taken.path()));
+            });
+    }
+
     const FileURL picture = makeSource("b.mov", FakeFile::video(2));
     const FileURL sound = makeSource("c.wav", FakeFile::audio(3));
-    const std::size_t before = mediaFiles().size();
+    const FileURL taken = folder().appending("taken");
+};
+
+TEST_F(KilledImport, LeavesTheCopiesOfBothFilesOrNone) {
     std::set<std::size_t> seen;
-    run(
+    runImport([&] { return finish(editor->importMedia({picture, sound}, nullptr)).has_value(); },
+              [&](std::size_t left, bool) { seen.insert(left); });
+    EXPECT_EQ(seen, (std::set<std::size_t>{0, 2}));
+}
+
+TEST_F(KilledImport, FromTheWindowLeavesNoCopyThatNoAssetStoodFor) {
+    std::set<std::size_t> seen;
+    runImport(
         [&] {
-            for (const std::string& name : folderEntries(mediaFolder().path()))
-                if (!movie.path().contains(name)) std::filesystem::remove_all(mediaFolder().appending(name).path());
+            editor->importURLs({picture, sound});
+            context.settle();
+            return editor->assets().size() == 3 && !editor->error();
         },
-        [&] { return finish(editor->importMedia({picture, sound}, nullptr)).has_value(); },
-        [&](bool done) {
-            // A folder and a file for each copy.
-            const std::size_t added = mediaFiles().size() - before;
-            EXPECT_TRUE(added == 0 || added == 4) << added;
-            EXPECT_TRUE(!done || added == 4);
-            for (const std::string& file : mediaFiles())
-                if (file.ends_with("b.mov")) EXPECT_EQ(contents(mediaFolder().appending(file)), contents(picture));
-            seen.insert(added);
+        [&](std::size_t left, bool taken) {
+            if (!taken) EXPECT_EQ(left, 0u);
+            if (left == 2) seen.insert(left);
         });
-    EXPECT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen.size(), 1u);
 }
 
 }  // namespace
