@@ -29,15 +29,14 @@ std::shared_ptr<Editor> Editor::create(const UUID& id, const std::optional<FileU
 
 Editor::Editor(const UUID& id, const std::optional<FileURL>& mediaDirectory, EditorServices services)
     : id_(id),
+      mediaDirectory_(mediaDirectory),
       services_(std::move(services)),
       ai_(std::make_shared<AIAssistantSession>(services_.context, services_.media)),
       clips_(std::make_shared<const std::vector<Clip>>()),
       assets_(clips_),
       savedClips_(clips_),
       savedAssets_(clips_),
-      player_(services_.makePlayer()) {
-    if (mediaDirectory) mediaDirectory_ = mediaDirectory->resolved();
-}
+      player_(services_.makePlayer()) {}
 
 Editor::~Editor() {
     thumbnailTask_.request_stop();

@@ -46,7 +46,7 @@ public:
     // Identity and links.
     /// Of a library project the project's id.
     [[nodiscard]] const UUID& id() const { return id_; }
-    /// Media folder of a library project, standardised with links resolved.
+    /// Media folder of a library project, from its load on standardised with links resolved.
     [[nodiscard]] const std::optional<FileURL>& mediaDirectory() const { return mediaDirectory_; }
     /// The server side of the command interface for this project.
     [[nodiscard]] AIAssistantSession& ai() { return *ai_; }

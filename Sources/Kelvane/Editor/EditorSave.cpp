@@ -65,6 +65,8 @@ QCoro::Task<Result<void>> Editor::loadProject(FileURL url, std::stop_token stop,
     Result<Project> project = co_await background;
     endCopying();
     if (!project) co_return fail(project.error());
+    // The same folder, whose links the load has resolved.
+    if (mediaDirectory_) mediaDirectory_ = project->mediaRoot;
     show(*std::move(project), url);
     co_return Result<void>();
 }

@@ -25,7 +25,12 @@ std::optional<std::string> pathBelow(const std::string& root, const std::string&
 }  // namespace
 
 ProjectMedia::ProjectMedia(const FileURL& directory, ProgressReport report, UnfinishedWork* unfinished)
-    : directory_(directory.resolved()), report_(std::move(report)), unfinished_(unfinished) {}
+    : directory_(directory), report_(std::move(report)), unfinished_(unfinished) {}
+
+const FileURL& ProjectMedia::directory() {
+    if (!std::exchange(isResolved_, true)) directory_ = directory_.resolved();
+    return directory_;
+}
 
 ProjectMedia::~ProjectMedia() { finish(); }
 
@@ -53,10 +58,10 @@ Result<FileURL> ProjectMedia::copy(const FileURL& url, std::stop_token stop) {
     if (stop.stop_requested()) return fail(Error::cancelled());
     if (!url.isFile()) return fail(quotedName(url.absoluteString()) + " is not a file on this computer.");
     const FileURL& source = this->source(url);
-    if (const auto rest = pathBelow(directory_.path(), source.path())) {
+    if (const auto rest = pathBelow(directory().path(), source.path())) {
         // One path has many texts; the text at hand stays, so that nothing seems to have moved.
         if (url.path() == source.path()) return url;
-        return directory_.appending(*rest);
+        return directory().appending(*rest);
     }
     if (const auto known = copies_.find(source); known != copies_.end()) return known->second;
     return makeCopy(source, stop);
@@ -72,9 +77,9 @@ Result<FileURL> ProjectMedia::makeCopy(const FileURL& source, const std::stop_to
     const auto file = FileCopy::open(source.path());
     if (!file) return fail(file.error());
     count(source, file->size());
-    const FileURL folder = directory_.appending(UUID::random().upper());
-    if (createdFolders_.empty() && !fileExists(directory_.path()))
-        createdDirectory_ = record(UnfinishedThing::Kind::mediaFolder, directory_);
+    const FileURL folder = directory().appending(UUID::random().upper());
+    if (createdFolders_.empty() && !fileExists(directory().path()))
+        createdDirectory_ = record(UnfinishedThing::Kind::mediaFolder, directory());
     createdFolders_.push_back(record(UnfinishedThing::Kind::mediaCopy, folder));
     if (const auto made = makeFolders(folder.path()); !made) return fail(made.error());
     const FileURL destination = folder.appending(source.fileName());
@@ -102,7 +107,7 @@ void ProjectMedia::countAll(const std::vector<Clip>& clips, const std::stop_toke
         if (stop.stop_requested()) return;
         if (!clip.url.isFile()) continue;
         const FileURL& place = source(clip.url);
-        if (counted_.contains(place) || pathBelow(directory_.path(), place.path())) continue;
+        if (counted_.contains(place) || pathBelow(directory().path(), place.path())) continue;
         // A file that can't be measured fails in its turn, when the copies before it are made.
         std::error_code failed;
         const auto size = std::filesystem::file_size(place.path(), failed);
@@ -140,7 +145,7 @@ Result<Project> ProjectMedia::localize(Project project, std::stop_token stop) {
     if (project.assets) {
         if (auto done = localizeAll(*project.assets); !done) return fail(done.error());
     }
-    project.mediaRoot = directory_;
+    project.mediaRoot = directory();
     return project;
 }
 

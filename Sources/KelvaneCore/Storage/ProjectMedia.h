@@ -19,7 +19,7 @@ namespace kelvane {
 /// task at a time; no lock.
 class ProjectMedia {
 public:
-    /// Creates nothing on disk. `directory` is held standardised with links resolved. `report` is told of each copy,
+    /// Creates nothing on disk, and doesn't ask it. `report` is told of each copy,
     /// on the thread that copies. The copies are recorded in `unfinished`, which outlives this object, until they are
     /// committed or removed; without it a sudden end leaves them.
     explicit ProjectMedia(const FileURL& directory, ProgressReport report = {}, UnfinishedWork* unfinished = nullptr);
@@ -27,7 +27,8 @@ public:
     ProjectMedia(const ProjectMedia&) = delete;
     ProjectMedia& operator=(const ProjectMedia&) = delete;
 
-    [[nodiscard]] const FileURL& directory() const { return directory_; }
+    /// The media folder, standardised with links resolved. Asks the disk once.
+    [[nodiscard]] const FileURL& directory();
 
     /// The file inside the media folder: itself when it lies there already, else a copy in a folder of its own,
     /// one for each source. The copy is synced to disk. A stop request ends a copy early as cancelled.
@@ -40,7 +41,8 @@ public:
     /// Keeps what was copied. Waits for nothing: the records are withdrawn by `finish`.
     void commit() { committed_ = true; }
     /// Removes what isn't committed, and withdraws the records. The end of this object's life does the same; where that
-    /// is on the main thread, this is called before on another, as it waits for the disk. Nothing is copied afterwards.
+    /// is on the main thread, this is called before on another, as it waits for the disk where there is something to
+    /// remove or to withdraw. Nothing is copied afterwards.
     void finish();
 
     /// Rewrites the media URLs of a project that was moved: those under the old `mediaRoot` come to lie in the
@@ -64,6 +66,7 @@ private:
     void tell() const;
 
     FileURL directory_;
+    bool isResolved_ = false;
     ProgressReport report_;
     TransferProgress progress_;
     /// The size at which each source was counted, bytes.

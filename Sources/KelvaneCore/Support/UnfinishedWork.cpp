@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <ctime>
 #include <map>
@@ -83,35 +84,41 @@ bool isOld(const FileDescriptor& record) {
 }  // namespace
 
 UnfinishedWork::Ticket UnfinishedWork::begin(const UnfinishedThing& thing) {
-    const std::scoped_lock lock(mutex_);
-    if (!record_.isOpen() && !makeRecord()) return 0;
+    std::unique_lock lock(mutex_);
+    if (!record_ && !makeRecord()) return 0;
     const Ticket ticket = last_ + 1;
     if (!append(fmt::format("+ {} {} {}\n", ticket, kindName(thing.kind), thing.place.absoluteString()))) return 0;
     last_ = ticket;
     pending_.insert(ticket);
+    const auto record = record_;
+    lock.unlock();
+    sync(record);
     return ticket;
 }
 
 void UnfinishedWork::end(const std::vector<Ticket>& tickets) {
-    const std::scoped_lock lock(mutex_);
+    // Another thread may hold the mutex for as long as a disk takes to make the record.
+    if (std::ranges::all_of(tickets, [](Ticket ticket) { return ticket == 0; })) return;
+    std::unique_lock lock(mutex_);
     std::string lines;
     for (const Ticket ticket : tickets)
         if (pending_.erase(ticket) > 0) lines += fmt::format("- {}\n", ticket);
     if (lines.empty()) return;
-    if (!pending_.empty()) {
+    if (!pending_.empty())
         append(lines);
-        return;
-    }
-    // Nothing is unfinished, and the record stays short.
-    if (ftruncate(record_.get(), 0) == 0) length_ = 0;
-    std::ignore = record_.sync();
+    else if (ftruncate(record_->get(), 0) == 0)
+        // Nothing is unfinished, and the record stays short.
+        length_ = 0;
+    const auto record = record_;
+    lock.unlock();
+    sync(record);
 }
 
 void UnfinishedWork::retire() {
     const std::scoped_lock lock(mutex_);
-    if (!record_.isOpen() || !pending_.empty()) return;
+    if (!record_ || !pending_.empty()) return;
     unlink(path_.c_str());
-    record_ = FileDescriptor();
+    record_.reset();
 }
 
 bool UnfinishedWork::makeRecord() {
@@ -121,24 +128,34 @@ bool UnfinishedWork::makeRecord() {
         FileDescriptor file = FileDescriptor::open(path, O_WRONLY | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
         if (!file.isOpen()) return false;
         if (!holdWhileOpen(file, path)) continue;
-        record_ = std::move(file);
+        record_ = std::make_shared<const FileDescriptor>(std::move(file));
         path_ = path;
         length_ = 0;
-        std::ignore = syncFolder(folder_);
+        isNameSynced_ = false;
         return true;
     }
     return false;
 }
 
 bool UnfinishedWork::append(const std::string& line) {
-    if (!record_.writeAll(line)) {
+    if (!record_->writeAll(line)) {
         // A line without its end would swallow the next one.
-        std::ignore = ftruncate(record_.get(), length_);
+        std::ignore = ftruncate(record_->get(), length_);
         return false;
     }
     length_ += static_cast<std::int64_t>(line.size());
-    std::ignore = record_.sync();
     return true;
+}
+
+void UnfinishedWork::sync(const std::shared_ptr<const FileDescriptor>& record) {
+    std::ignore = record->sync();
+    std::unique_lock lock(mutex_);
+    if (isNameSynced_ || record_ != record) return;
+    lock.unlock();
+    std::ignore = syncFolder(folder_);
+    lock.lock();
+    // Each who comes before this syncs the name as well, so that no entry is told of that could still vanish.
+    if (record_ == record) isNameSynced_ = true;
 }
 
 void UnfinishedWork::settleAbandoned(const std::string& folder,

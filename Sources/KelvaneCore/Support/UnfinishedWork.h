@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <stop_token>
@@ -51,7 +52,8 @@ public:
     /// Records a thing that is about to be made; it is on disk when this returns. Where that fails the answer is 0 and
     /// the work goes on: what is then left by a sudden end stays, which is no reason to refuse the work.
     Ticket begin(const UnfinishedThing& thing);
-    /// Withdraws entries, all in one step, once their things are finished, or are removed. 0 is passed over.
+    /// Withdraws entries, all in one step, once their things are finished, or are removed. 0 is passed over; where
+    /// nothing else is given it waits for nothing.
     void end(const std::vector<Ticket>& tickets);
     /// Removes the process's file unless something is unfinished. Later entries make a new one.
     void retire();
@@ -66,11 +68,17 @@ public:
 private:
     bool makeRecord();
     bool append(const std::string& line);
+    /// Has what stands in the record on disk when it returns. Called without the mutex, which others then needn't wait
+    /// for.
+    void sync(const std::shared_ptr<const FileDescriptor>& record);
 
     std::string folder_;
     std::mutex mutex_;
     std::string path_;
-    FileDescriptor record_;
+    /// Shared with those who sync it; none before the first entry.
+    std::shared_ptr<const FileDescriptor> record_;
+    /// Whether the record's name is on disk.
+    bool isNameSynced_ = false;
     /// Length of the whole lines in the record, bytes.
     std::int64_t length_ = 0;
     Ticket last_ = 0;

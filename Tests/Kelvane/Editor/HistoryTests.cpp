@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "Session/AIAssistantSession.h"
+#include "Storage/ProjectFile.h"
 #include "Support/App/EditorFixture.h"
 #include "Support/ClipBuilder.h"
 
@@ -42,6 +43,9 @@ TEST_F(History, TheMediaFolderIsHeldWithLinksResolved) {
     ASSERT_EQ(::symlink(library().path().c_str(), link.path().c_str()), 0);
     EditorServices services{&context, &media, &panels, [] { return std::make_unique<StillPlayer>(); }};
     const auto linked = Editor::create(uuid(1), link.appending("Media"), services);
+    EXPECT_EQ(linked->mediaDirectory(), link.appending("Media")) << "the disk is asked by the load";
+    ASSERT_TRUE(ProjectFile::write(Project{}, projectFile()));
+    ASSERT_TRUE(finish(linked->loadProject(projectFile())));
     EXPECT_EQ(linked->mediaDirectory(), mediaFolder().resolved());
 }
 

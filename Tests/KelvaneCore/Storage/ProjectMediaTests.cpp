@@ -88,6 +88,17 @@ TEST_F(CopiedMedia, AreNotMadeOfLinksThatLeadInside) {
     EXPECT_EQ(aliased.copy(inside), inside);
 }
 
+TEST_F(CopiedMedia, LieWhereTheFolderIsAtTheFirstCopy) {
+    folder.makeFolder("Media");
+    std::filesystem::create_directory_symlink(folder.path("Other"), folder.path("alias"));
+    ProjectMedia media(folder.url("alias"));
+    std::filesystem::remove(folder.path("alias"));
+    std::filesystem::create_directory_symlink(folder.path("Media"), folder.path("alias"));
+    const auto copy = media.copy(folder.write("card/a.mov"));
+    ASSERT_TRUE(copy) << copy.error().message;
+    EXPECT_EQ(copy->parentFolder().parentFolder(), directory) << "the disk is not asked before";
+}
+
 TEST_F(CopiedMedia, AreMadeOfASiblingFoldersFiles) {
     ProjectMedia media(directory);
     const auto copy = media.copy(folder.write("Media2/a.mov"));
