@@ -54,8 +54,9 @@ public:
     std::function<QCoro::Task<bool>(FileURL)> canSaveToURL;
     /// Called whenever the project has become dirty.
     std::function<void()> onProjectChange;
-    /// Renames the library project; the new name holds when the task is done.
-    std::function<QCoro::Task<Result<void>>(std::string)> onRenameProject;
+    /// Renames the library project; the new name holds when the task is done. The check is asked when the project's
+    /// files may be written, behind all waits for others, and may be absent; where it fails nothing is renamed.
+    std::function<QCoro::Task<Result<void>>(std::string, std::function<Result<void>()>)> onRenameProject;
     /// Name in the library; present means a library project.
     [[nodiscard]] const std::optional<std::string>& libraryName() const { return libraryName_; }
     void setLibraryName(std::optional<std::string> name);
@@ -350,9 +351,9 @@ private:
         EditedMediaPtr edited;
         /// Of `temporary`, from before it is made.
         UnfinishedWork::Ticket record = 0;
-    };
         /// What `destination` was before it is replaced. Ends on the pool.
         FileDescriptor replaced;
+    };
     using ExportJobPtr = std::shared_ptr<ExportJob>;
 
     /// Observed state by the signal that announces it.
@@ -430,10 +431,10 @@ private:
     QCoro::Task<Result<void>> buildExport(ExportJobPtr job);
     QCoro::Task<Result<void>> encodeExport(ExportJobPtr job);
     QCoro::Task<Result<void>> publishExport(ExportJobPtr job);
-    [[nodiscard]] bool isStopped(const ExportJob& job) const;
-    void pollExportProgress();
     /// Lets go of what the movie has replaced, later and on the pool.
     void freeReplaced(ExportJob& job);
+    [[nodiscard]] bool isStopped(const ExportJob& job) const;
+    void pollExportProgress();
 
     // EditorPreview.cpp
     void replacePlayerItem(EditedMediaPtr item);
@@ -480,9 +481,9 @@ private:
 
     bool isImporting_ = false;
     bool isExporting_ = false;
+    bool isAdmittingExport_ = false;
     bool isRecording_ = false;
     bool isPreparingRecording_ = false;
-    bool isAdmittingExport_ = false;
     int copies_ = 0;
     int settlings_ = 0;
     TransferProgress copyProgress_;

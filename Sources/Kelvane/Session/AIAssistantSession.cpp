@@ -91,6 +91,14 @@ std::function<Result<void>()> AIAssistantSession::snapshotCheck(const Write& wri
     };
 }
 
+std::function<Result<void>()> AIAssistantSession::writeCheck(const Write& write) {
+    return [session = weak_from_this(), revision = write.revision, epoch = write.epoch]() -> Result<void> {
+        const auto self = session.lock();
+        if (!self) return fail(sessionClosed());
+        return self->checkWrite(revision, epoch);
+    };
+}
+
 QCoro::Task<Result<JSONObject>> AIAssistantSession::perform(CLIRequest request, std::optional<UUID> generation) {
     context_->checkMainThread();
     const auto self = shared_from_this();
@@ -151,10 +159,10 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::rename(Write write) {
     if (!name) co_return fail(name.error());
     auto editor = editor_.lock();
     if (!editor || !editor->onRenameProject) co_return fail(CLIError("Open a library project before renaming it."));
-    auto task = editor->onRenameProject(*std::move(name));
+    auto task = editor->onRenameProject(*std::move(name), writeCheck(write));
     editor.reset();
     auto renamed = co_await task;
-    if (!renamed) co_return fail(renamed.error());
+    if (!renamed) co_return fail(failureOf(std::move(renamed.error()), write));
     co_return projectState(false);
 }
 

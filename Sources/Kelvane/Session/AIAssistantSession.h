@@ -113,7 +113,9 @@ private:
     /// told in the preview's place and never undoes the edit.
     QCoro::Task<JSONObject> editingResponse(Applied edit, JSONObject state);
     QCoro::Task<Document> previewOf(Applied edit);
+    /// `checkSnapshot` and `checkWrite` for a write that goes on elsewhere, where the session may have gone.
     [[nodiscard]] std::function<Result<void>()> snapshotCheck(const Write& write);
+    [[nodiscard]] std::function<Result<void>()> writeCheck(const Write& write);
     /// What a write's work failed with, in the words of its reply: work that was stopped with its period of serving is
     /// told of as the session's end.
     [[nodiscard]] Error failureOf(Error error, const Write& write) const;

@@ -80,8 +80,9 @@ std::shared_ptr<Editor> ProjectWindows::makeEditor(const UUID& id) {
     auto editor = Editor::create(id, library_.mediaDirectory(id), services_);
     editor->setShown(false);
     const QPointer<ProjectWindows> self(this);
-    editor->onRenameProject = [self, id](std::string name) {
-        return self.isNull() ? failed("The project library is closed.") : self->rename(id, std::move(name));
+    editor->onRenameProject = [self, id](std::string name, std::function<Result<void>()> validate) {
+        return self.isNull() ? failed("The project library is closed.")
+                             : self->rename(id, std::move(name), std::move(validate));
     };
     editor->canSaveToURL = [self, id](FileURL url) {
         return self.isNull() ? answered(true) : self->canSave(id, std::move(url));

@@ -77,7 +77,8 @@ public:
 
     void newProject(const std::shared_ptr<Workspace>& workspace);
     void chooseProject(const std::shared_ptr<Workspace>& workspace);
-    QCoro::Task<Result<void>> rename(UUID id, std::string name);
+    /// `validate` is asked in the turn at the project's files, and may be absent.
+    QCoro::Task<Result<void>> rename(UUID id, std::string name, std::function<Result<void>()> validate = nullptr);
     QCoro::Task<void> duplicate(UUID id);
     void remove(UUID id);
     /// What is being done to whole projects, oldest first.

@@ -55,12 +55,13 @@ void ProjectWindows::chooseProject(const WorkspacePtr& workspace) {
                                   });
 }
 
-QCoro::Task<Result<void>> ProjectWindows::rename(UUID id, std::string name) {
+QCoro::Task<Result<void>> ProjectWindows::rename(UUID id, std::string name, std::function<Result<void>()> validate) {
     const QPointer<ProjectWindows> self(this);
     // The row has one writer at a time.
     auto asked = saving_.turns(id).next();
     const auto turn = co_await asked;
     if (self.isNull()) co_return fail(Error::cancelled());
+    if (Result<void> valid = validate ? validate() : Result<void>(); !valid) co_return valid;
     const auto row = library_.renamedRow(id, name);
     if (!row) co_return fail(row.error());
     auto write = [store = library_.store(), row = *row] { return store.writeRow(row); };

@@ -1,4 +1,5 @@
 #include "CLI/KelvaneCLI.h"
+#include "Platform/TurnQueue.h"
 #include "SessionFixture.h"
 
 namespace kelvane::testing {
@@ -106,7 +107,8 @@ QCoro::Task<Result<void>> answering(Result<void> answer) { co_return answer; }
 
 TEST_F(AIAssistantSessionCommands, RenamePassesTheNameOnAndKeepsTheRevision) {
     std::vector<std::string> names;
-    editor->onRenameProject = [&](const std::string& name) {
+    editor->onRenameProject = [&](const std::string& name, const std::function<Result<void>()>& validate) {
+        EXPECT_TRUE(validate());
         names.push_back(name);
         if (name == " ") return answering(fail("Name your project."));
         editor->setLibraryName("Renamed");
@@ -123,6 +125,86 @@ TEST_F(AIAssistantSessionCommands, RenamePassesTheNameOnAndKeepsTheRevision) {
     EXPECT_EQ(refusal(write("rename", {{"name", " "}})), "Name your project.");
     EXPECT_EQ(refusal(perform("rename", {{"name", "x"}, {"revision", "stale"}})), changedText);
     EXPECT_EQ(names.size(), 2U);
+}
+
+/// Renames in turns, behind whatever waits for the project's files.
+QCoro::Task<Result<void>> renamingInTurn(TurnQueue* turns, std::weak_ptr<Editor> editor, std::string name,
+                                         std::function<Result<void>()> validate) {
+    auto asked = turns->next();
+    const auto turn = co_await asked;
+    if (Result<void> valid = validate(); !valid) co_return valid;
+    editor.lock()->setLibraryName(name);
+    co_return Result<void>();
+}
+
+QCoro::Task<void> hold(TurnQueue* turns, std::optional<TurnQueue::Turn>* place) {
+    auto asked = turns->next();
+    auto turn = co_await asked;
+    place->emplace(std::move(turn));
+}
+
+/// A rename that waits for its turn until `outcome`.
+class WaitingRename : public AIAssistantSessionCommands {
+protected:
+    WaitingRename() {
+        editor->setLibraryName("Old");
+        editor->onRenameProject = [this, weak = std::weak_ptr(editor)](std::string name,
+                                                                       std::function<Result<void>()> validate) {
+            return renamingInTurn(&turns, weak, std::move(name), std::move(validate));
+        };
+        const auto holding = hold(&turns, &held);
+    }
+    Reply renamed(const std::string& name) {
+        const auto reply = startWrite("rename", {{"name", name}});
+        context.settle();
+        EXPECT_FALSE(reply->has_value()) << "it waits for its turn";
+        return reply;
+    }
+    std::string outcome(const Reply& reply) {
+        held.reset();
+        return refusal(finish(reply));
+    }
+
+    TurnQueue turns{context};
+    std::optional<TurnQueue::Turn> held;
+};
+
+TEST_F(WaitingRename, IsRefusedWhereTheSessionEndsMeanwhile) {
+    const auto reply = renamed("New");
+    session().suspend();
+    EXPECT_EQ(outcome(reply), sessionClosedText);
+    EXPECT_EQ(editor->title(), "Old");
+}
+
+TEST_F(WaitingRename, IsRefusedWhereTheProjectEndsMeanwhile) {
+    const auto reply = renamed("New");
+    const std::weak_ptr<Editor> closed = editor;
+    editor.reset();
+    EXPECT_TRUE(closed.expired()) << "a request keeps no project alive";
+    EXPECT_EQ(outcome(reply), sessionClosedText);
+}
+
+TEST_F(WaitingRename, IsRefusedWhereAnExportBeginsMeanwhile) {
+    const auto reply = renamed("New");
+    const auto exporting = startWrite("export", {{"path", folder().appending("out.mp4").path()}});
+    EXPECT_EQ(outcome(reply), busyText);
+    EXPECT_EQ(refusal(finish(exporting)), "done");
+    EXPECT_EQ(editor->title(), "Old");
+}
+
+TEST_F(WaitingRename, IsRefusedWhereTheTimelineChangesMeanwhile) {
+    const auto reply = renamed("New");
+    editor->update(clip(0).id, [](Clip& changed) { changed.volume = 0.5; });
+    EXPECT_EQ(outcome(reply), changedText);
+    EXPECT_EQ(editor->title(), "Old");
+}
+
+TEST_F(WaitingRename, ComesBeforeTheNextOne) {
+    const auto first = renamed("New");
+    const auto second = renamed("Newer");
+    EXPECT_EQ(outcome(first), "done");
+    EXPECT_EQ(refusal(finish(second)), "done") << "a name is no part of the revision";
+    EXPECT_EQ(editor->title(), "Newer");
 }
 
 TEST_F(AIAssistantSessionCommands, RenameNeedsALibraryProject) {

@@ -306,7 +306,7 @@ TEST_F(ProjectWindowsTests, ARenameReachesTheOpenEditorTrimmed) {
     const auto row = project("A");
     const auto editor = open(row, show(first), false);
     ASSERT_TRUE(editor->onRenameProject);
-    EXPECT_TRUE(finish(context, editor->onRenameProject("  New name ")));
+    EXPECT_TRUE(finish(context, editor->onRenameProject("  New name ", nullptr)));
     EXPECT_EQ(editor->title(), "New name");
     const auto blank = rename(row.id, " ");
     ASSERT_FALSE(blank);
@@ -422,7 +422,7 @@ TEST_F(ProjectWindowsTests, AnEditorMayNotSaveOverAnotherOpenProject) {
     const auto rename = editor->onRenameProject;
     windows.reset();
     EXPECT_TRUE(finish(context, canSave(folder.url("elsewhere.kelvane"))));
-    const auto renamed = finish(context, rename("x"));
+    const auto renamed = finish(context, rename("x", nullptr));
     ASSERT_FALSE(renamed);
     EXPECT_EQ(renamed.error().message, "The project library is closed.");
 }
