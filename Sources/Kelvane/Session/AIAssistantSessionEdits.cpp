@@ -122,7 +122,16 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
     if (!computed) co_return fail(computed.error());
     const Target target = std::make_shared<const Clips>(*std::move(computed));
     if (auto valid = CLIEditing::validate(*target); !valid) co_return fail(valid.error());
+    editor.reset();
+    if (!target->empty()) {
+        auto look = [target] { return CLIEditing::checkSources(*target); };
+        auto looking = inBackground(*context_, std::move(look), Lane::shortWork);
+        const auto sourced = co_await looking;
+        if (!sourced) co_return fail(sourced.error());
+        if (auto allowed = checkWrite(write.revision, write.epoch); !allowed) co_return fail(allowed.error());
+    }
 
+    editor = editor_.lock();
     const bool changed = !CLIEditing::identical(editor->clips(), *target);
     // Entries without an id have fresh ones in the target, which nobody could find where nothing is committed.
     const Target standing = changed ? target : std::make_shared<const Clips>(editor->clips());

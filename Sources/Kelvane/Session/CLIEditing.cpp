@@ -121,6 +121,10 @@ Result<void> validate(std::span<const Clip> clips) {
         TimelineLayout::duration(clips) > CLILimits::durationSeconds) {
         return fail(CLIError("Require valid clips, at most 1,000 occurrences and 24 hours total."));
     }
+    return {};
+}
+
+Result<void> checkSources(std::span<const Clip> clips) {
     std::unordered_set<std::string_view> present;
     for (const Clip& clip : clips) {
         if (!present.insert(clip.url.absoluteString()).second) continue;

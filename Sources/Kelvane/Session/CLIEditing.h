@@ -24,9 +24,11 @@ std::string revision(std::span<const Clip> clips, std::span<const Clip> assets);
 /// `validate` last. Entries are counted from 1.
 Result<std::vector<Clip>> resolve(std::string_view json, std::span<const Clip> assets, std::span<const Clip> current);
 
-/// Refuses a timeline beyond `CLILimits`, one that holds an invalid clip or uses a source file that isn't there. Asks
-/// the disk once for each source.
+/// Refuses a timeline beyond `CLILimits` and one that holds an invalid clip.
 Result<void> validate(std::span<const Clip> clips);
+/// Refuses a timeline that uses a source file that isn't there; asked once it is valid. Asks the disk once for each
+/// source, and is not for the main thread.
+Result<void> checkSources(std::span<const Clip> clips);
 
 /// Whether replacing `current` by `target` would change nothing that matters: fresh ids and a lane that was only
 /// implied count as no change.

@@ -24,6 +24,14 @@ protected:
     [[nodiscard]] std::string filmEntry(double end) const {
         return json::array({{{"assetID", assetID(0)}, {"start", 0}, {"end", end}}}).dump();
     }
+    /// A timeline that is being composed, its sources having been found.
+    Reply startBuild(const std::string& entries) {
+        const auto reply = startWrite("timeline", {{"json", entries}});
+        EXPECT_TRUE(context.stepBackground());
+        context.runPosted();
+        EXPECT_EQ(context.waitingInBackground(Lane::longWork), 1U);
+        return reply;
+    }
     [[nodiscard]] std::size_t undoSteps() const { return editor->undoStack().size(); }
 };
 
@@ -42,8 +50,11 @@ TEST_F(AIAssistantSessionEdits, TimelineReplacesTheWholeInOneStep) {
 TEST_F(AIAssistantSessionEdits, TimelineIsComposedOnThePreviewCanvasBeforeItIsCommitted) {
     const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
     EXPECT_EQ(undoSteps(), 0U);
-    ASSERT_TRUE(context.stepBackground());
-    EXPECT_EQ(undoSteps(), 0U);
+    while (media.count("openAsset") == 0) {
+        ASSERT_TRUE(context.stepBackground());
+        EXPECT_EQ(undoSteps(), 0U);
+        if (media.count("openAsset") == 0) context.runPosted();
+    }
     EXPECT_EQ(media.count("openAsset film.mov"), 1U);
     EXPECT_EQ(refusal(finish(reply)), "done");
     EXPECT_EQ(undoSteps(), 1U);
@@ -121,7 +132,9 @@ TEST_F(AIAssistantSessionEdits, AMissingSourceStopsEveryEditUntilItIsBackOrGone)
 TEST_F(AIAssistantSessionEdits, OfTwoTimelinesInBuildTheFirstToReturnCommits) {
     const auto first = startWrite("timeline", {{"json", filmEntry(3)}});
     const auto second = startWrite("timeline", {{"json", filmEntry(4)}});
-    ASSERT_EQ(context.waitingInBackground(), 2U);
+    context.drain();
+    context.runPosted();
+    ASSERT_EQ(context.waitingInBackground(Lane::longWork), 2U);
     EXPECT_EQ(refusal(finish(first)), "done");
     EXPECT_EQ(refusal(finish(second)), changedText);
     EXPECT_EQ(clip(0).end, 3);
@@ -129,7 +142,7 @@ TEST_F(AIAssistantSessionEdits, OfTwoTimelinesInBuildTheFirstToReturnCommits) {
 }
 
 TEST_F(AIAssistantSessionEdits, AnEditOfTheUserDuringABuildStandsAlone) {
-    const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
+    const auto reply = startBuild(filmEntry(3));
     editor->update(clip(0).id, [](Clip& changed) { changed.volume = 0.5; });
     const auto clips = editor->clips();
     EXPECT_EQ(refusal(finish(reply)), changedText);
@@ -138,7 +151,7 @@ TEST_F(AIAssistantSessionEdits, AnEditOfTheUserDuringABuildStandsAlone) {
 }
 
 TEST_F(AIAssistantSessionEdits, AnEditThatTheUserTookBackDuringABuildDoesNotCount) {
-    const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
+    const auto reply = startBuild(filmEntry(3));
     editor->update(clip(0).id, [](Clip& changed) { changed.volume = 0.5; });
     editor->undo();
     EXPECT_EQ(refusal(finish(reply)), "done");
@@ -146,7 +159,7 @@ TEST_F(AIAssistantSessionEdits, AnEditThatTheUserTookBackDuringABuildDoesNotCoun
 }
 
 TEST_F(AIAssistantSessionEdits, AGestureDuringABuildRefusesTheCommit) {
-    const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
+    const auto reply = startBuild(filmEntry(3));
     editor->beginInteraction();
     EXPECT_EQ(refusal(finish(reply)), busyText);
     editor->endInteraction();
@@ -155,15 +168,48 @@ TEST_F(AIAssistantSessionEdits, AGestureDuringABuildRefusesTheCommit) {
 
 TEST_F(AIAssistantSessionEdits, TheEndOfTheSessionDuringABuildRefusesTheCommit) {
     const auto before = editor->clips();
-    const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
+    const auto reply = startBuild(filmEntry(3));
     session().suspend();
     EXPECT_EQ(refusal(finish(reply)), sessionClosedText);
     EXPECT_EQ(editor->clips(), before);
 }
 
 TEST_F(AIAssistantSessionEdits, TheEndOfTheProjectDuringABuildRefusesTheCommit) {
-    const auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
+    const auto reply = startBuild(filmEntry(3));
     std::weak_ptr<Editor> closed = editor;
+    editor.reset();
+    EXPECT_TRUE(closed.expired()) << "a request keeps no project alive";
+    EXPECT_EQ(refusal(finish(reply)), sessionClosedText);
+}
+
+TEST_F(AIAssistantSessionEdits, SourcesAreLookedForOnThePool) {
+    // Whether the edit changes anything or not.
+    const std::string same = entries().dump();
+    for (const std::string& timeline : {filmEntry(3), same}) {
+        const auto reply = startWrite("timeline", {{"json", timeline}});
+        EXPECT_EQ(context.waitingInBackground(Lane::shortWork), 1U);
+        const auto elsewhere = film.path() + ".moved";
+        std::filesystem::rename(film.path(), elsewhere);
+        EXPECT_EQ(refusal(finish(reply)), "Source missing: film. Restore the original video.");
+        std::filesystem::rename(elsewhere, film.path());
+    }
+    EXPECT_EQ(undoSteps(), 0U);
+    EXPECT_EQ(media.count("openAsset"), 0U);
+}
+
+TEST_F(AIAssistantSessionEdits, WhatHappensWhileSourcesAreLookedForCountsAsInABuild) {
+    auto reply = startWrite("timeline", {{"json", filmEntry(3)}});
+    editor->update(clip(0).id, [](Clip& changed) { changed.volume = 0.5; });
+    EXPECT_EQ(refusal(finish(reply)), changedText);
+    reply = startWrite("timeline", {{"json", filmEntry(3)}});
+    editor->beginInteraction();
+    EXPECT_EQ(refusal(finish(reply)), busyText);
+    editor->endInteraction();
+    reply = startWrite("timeline", {{"json", filmEntry(3)}});
+    session().suspend();
+    EXPECT_EQ(refusal(finish(reply)), sessionClosedText);
+    reply = startWrite("timeline", {{"json", filmEntry(3)}});
+    const std::weak_ptr<Editor> closed = editor;
     editor.reset();
     EXPECT_TRUE(closed.expired()) << "a request keeps no project alive";
     EXPECT_EQ(refusal(finish(reply)), sessionClosedText);

@@ -406,9 +406,11 @@ TEST_F(AIAssistantSessionInspection, APreviewThatFailsLeavesTheEditStanding) {
 
 TEST_F(AIAssistantSessionInspection, AnEditOfThePersonAmidAPreviewMakesItStale) {
     const auto reply = startWrite("clip", {{"id", clipID(0)}, {"volume", "0.5"}, {"preview", "true"}});
-    // The build, the commit, and the preview's own work.
-    context.stepBackground();
-    context.runPosted();
+    // The look for sources, the build with the commit behind it, and the preview's own work.
+    for (int steps = 0; steps < 2; ++steps) {
+        context.stepBackground();
+        context.runPosted();
+    }
     ASSERT_EQ(clip(0).volume, 0.5);
     const auto applied = revision();
     editor->undo();
@@ -420,8 +422,10 @@ TEST_F(AIAssistantSessionInspection, AnEditOfThePersonAmidAPreviewMakesItStale) 
 
 TEST_F(AIAssistantSessionInspection, ASessionThatEndsAmidAnEditsPreviewTellsThatTheEditStands) {
     const auto reply = startWrite("clip", {{"id", clipID(0)}, {"volume", "0.5"}, {"preview", "true"}});
-    context.stepBackground();
-    context.runPosted();
+    for (int steps = 0; steps < 2; ++steps) {
+        context.stepBackground();
+        context.runPosted();
+    }
     ASSERT_EQ(clip(0).volume, 0.5);
     const auto applied = revision();
     session().suspend();

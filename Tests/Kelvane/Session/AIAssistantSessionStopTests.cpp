@@ -82,7 +82,10 @@ TEST_F(AIAssistantSessionStop, EndsTheTrialBuildOfAnEdit) {
     settlePreview();
     suspendAt("insertTimeRange");
     const auto reply = startWrite("clip", {{"id", clipID(0)}, {"volume", "0.25"}});
-    context.drain();
+    while (media.count("insertTimeRange") == 0) {
+        ASSERT_TRUE(context.stepBackground());
+        if (media.count("insertTimeRange") == 0) context.runPosted();
+    }
     EXPECT_LT(media.count("insertTimeRange"), whole);
     EXPECT_EQ(refusal(finish(reply)), sessionClosedText);
     EXPECT_EQ(clip(0).volume, 0.5);

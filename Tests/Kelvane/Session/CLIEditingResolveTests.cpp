@@ -236,10 +236,13 @@ TEST_F(CLIEditingResolve, AThousandEntriesAreReadAndOneMoreIsNot) {
 }
 
 TEST_F(CLIEditingResolve, ValidateComesLast) {
-    EXPECT_EQ(refusal(R"([{"assetID":"$13","start":0,"end":1}])"),
-              "Source missing: gone take. Restore the original video.");
-    EXPECT_EQ(refusal(R"([{"assetID":"$13","start":0,"end":1},{"assetID":"$99","start":0,"end":1}])"),
-              "Clip 2: unknown assetID.");
+    EXPECT_EQ(refusal(R"([{"assetID":"$12","start":0,"end":1,"timelineStart":86399.5}])"),
+              "Require valid clips, at most 1,000 occurrences and 24 hours total.");
+    EXPECT_EQ(
+        refusal(R"([{"assetID":"$12","start":0,"end":1,"timelineStart":86399.5},{"assetID":"$99","start":0,"end":1}])"),
+        "Clip 2: unknown assetID.");
+    // Whether its file is there is no part of what a timeline is.
+    EXPECT_EQ(refusal(R"([{"assetID":"$13","start":0,"end":1}])"), "resolved");
 }
 
 TEST_F(CLIEditingResolve, TheSameTimelineSentBackIsIdentical) {
@@ -269,7 +272,8 @@ TEST_F(CLIEditingResolve, TheSameTimelineSentBackIsIdentical) {
 class CLIEditingValidate : public CLIEditingResolve {
 protected:
     static std::string refusal(const std::vector<Clip>& clips) {
-        const auto valid = CLIEditing::validate(clips);
+        auto valid = CLIEditing::validate(clips);
+        if (valid) valid = CLIEditing::checkSources(clips);
         return valid ? "valid" : valid.error().message;
     }
 };
