@@ -73,7 +73,7 @@ Result<std::vector<double>> times(const std::optional<std::string>& text, double
 }
 
 Result<std::vector<JSONObject>> frames(MediaPlatform& platform, const Clip& asset, const std::vector<double>& times,
-                                       const FileURL& folder, std::stop_token stop) {
+                                       const FileURL& folder, std::stop_token stop, WhenStopped whenStopped) {
     const auto exact = mediaTimes(times);
     if (!exact) return fail(exact.error());
     if (auto made = makeFolders(folder.path()); !made) return fail(made.error());
@@ -89,9 +89,9 @@ Result<std::vector<JSONObject>> frames(MediaPlatform& platform, const Clip& asse
         entries[index].set("path", std::string_view(path));
         return {};
     };
-    if (auto taken = platform.sourceStills(asset.url, *exact, frameSize, take, stop); !taken)
-        return fail(taken.error());
-    files.keep();
+    const auto taken = platform.sourceStills(asset.url, *exact, frameSize, take, stop);
+    if (taken || (taken.error().isCancelled() && whenStopped == WhenStopped::keeps)) files.keep();
+    if (!taken) return fail(taken.error());
     return entries;
 }
 

@@ -27,12 +27,16 @@ namespace kelvane::CLIMediaInspection {
 /// duration. Any thread.
 Result<std::vector<double>> times(const std::optional<std::string>& text, double duration, int defaultCount, int limit);
 
+/// What a stop does with files that were written before it.
+enum class WhenStopped { removes, keeps };
+
 /// Writes one still for each time into `folder`, which is made where it doesn't exist, as <asset's id>-<UUID>.jpg, at
 /// most 1280 pixels a side. Answers a document for each, in order: "timestamp" (of the frame shown) and "path". A
-/// failed call leaves none of its files. Also fails with "Could not write an inspection image." and "Could not finish
-/// an inspection image."
+/// failed call leaves none of its files, but for one that is stopped and `keeps` what it has written. Also fails with
+/// "Could not write an inspection image." and "Could not finish an inspection image."
 Result<std::vector<JSONObject>> frames(MediaPlatform& platform, const Clip& asset, const std::vector<double>& times,
-                                       const FileURL& folder, std::stop_token stop);
+                                       const FileURL& folder, std::stop_token stop,
+                                       WhenStopped whenStopped = WhenStopped::removes);
 
 /// Draws stills of a source, at most 24, on one sheet, written as source-<asset's id>-<UUID>.jpg. Document: "assetID",
 /// "path" and, `compact`, "timestamps" of the frames shown; else "context" and "frames", each with "index" from 1,

@@ -67,7 +67,9 @@ Result<InspectionPlan> planFrames(MediaPlatform& platform, const Editor& editor,
     if (!times) return fail(times.error());
     auto work = [&platform, asset = *asset, times = *std::move(times),
                  folder](std::stop_token stop) -> Result<JSONObject> {
-        auto frames = CLIMediaInspection::frames(platform, asset, times, folder, std::move(stop));
+        // The stop is the session's end, at which the pictures stay that somebody may be looking at.
+        auto frames = CLIMediaInspection::frames(platform, asset, times, folder, std::move(stop),
+                                                 CLIMediaInspection::WhenStopped::keeps);
         if (!frames) return fail(frames.error());
         JSONObject document;
         document.set("assetID", std::string_view(asset.id.upper()));

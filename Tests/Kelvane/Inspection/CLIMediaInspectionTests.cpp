@@ -141,8 +141,9 @@ TEST_F(ContactSheet, EndsAsCancelledInTheMiddleAndAtTheEnd) {
 
 class Frames : public ContactSheet {
 protected:
-    Result<std::vector<JSONObject>> take(const Times& at, std::stop_token stop = {}) {
-        return frames(platform, asset, at, folder.url("AI/Frames"), stop);
+    Result<std::vector<JSONObject>> take(const Times& at, std::stop_token stop = {},
+                                         WhenStopped whenStopped = WhenStopped::removes) {
+        return frames(platform, asset, at, folder.url("AI/Frames"), stop, whenStopped);
     }
 };
 
@@ -184,6 +185,25 @@ TEST_F(Frames, OfAFailedCallAreAllRemoved) {
     };
     EXPECT_TRUE(take({1, 2, 3}, source.get_token()).error().isCancelled());
     EXPECT_EQ(folder.entries(), (std::vector<std::string>{"AI", "AI/Frames", "AI/Frames/mine.jpg"}));
+}
+
+TEST_F(Frames, ThatAreKeptAreThoseBeforeTheStopAlone) {
+    std::stop_source source;
+    std::size_t taken = 0;
+    platform.still = [&](std::size_t index, MediaTime time) {
+        if (++taken == 3) source.request_stop();
+        return earlier(index, time);
+    };
+    EXPECT_TRUE(take({1, 2, 3}, source.get_token(), WhenStopped::keeps).error().isCancelled());
+    EXPECT_EQ(fileCount(folder), 2U);
+
+    taken = 0;
+    platform.still = [&](std::size_t index, MediaTime time) -> Result<TimedStill> {
+        if (++taken == 3) return fail("“a.mov” could not be decoded.");
+        return earlier(index, time);
+    };
+    EXPECT_FALSE(take({1, 2, 3}, {}, WhenStopped::keeps));
+    EXPECT_EQ(fileCount(folder), 2U) << "a failure removes its own";
 }
 
 TEST_F(Frames, NeedAFolder) {

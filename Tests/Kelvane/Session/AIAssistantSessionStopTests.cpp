@@ -58,6 +58,15 @@ TEST_F(AIAssistantSessionStop, EndsInspectionsWhereTheyAre) {
     }
 }
 
+TEST_F(AIAssistantSessionStop, LeavesTheFramesThatWereWritten) {
+    media.setObserver([this](const std::string& line) {
+        if (line.starts_with("sourceStill") && media.count("sourceStill") == 3) session().suspend();
+    });
+    EXPECT_EQ(refusal(perform("frames", {{"asset", assetID(0)}})), inspectingClosedText);
+    EXPECT_EQ(media.count("sourceStill"), 3U);
+    EXPECT_EQ(images(), 2U);
+}
+
 TEST_F(AIAssistantSessionStop, LeavesInspectionsOfTheNextPeriodAlone) {
     const auto early = start("frames", {{"asset", assetID(0)}});
     session().suspend();
