@@ -47,7 +47,7 @@ void ApplicationWindow::setProjectFile(const std::optional<FileURL>& url) {
 
 KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
     : unfinished_(unfinishedFolder(ProjectStore::defaultRoot())),
-      panels_(hasDisplay),
+      panels_(hasDisplay, context_),
       projects_({.context = &context_,
                  .media = &media_,
                  .panels = &panels_,

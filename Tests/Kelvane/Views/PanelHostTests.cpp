@@ -4,6 +4,7 @@
 #include <QQuickWindow>
 #include <QTest>
 
+#include "Support/App/FakeMainContext.h"
 #include "Support/Patience.h"
 #include "Views/Window/PanelHost.h"
 
@@ -74,7 +75,8 @@ protected:
     // A window that goes cancels its question, and is heard.
     std::vector<std::string> answers;
     std::vector<std::string> failures;
-    WindowPanels panels{true};
+    FakeMainContext context;
+    WindowPanels panels{true, context};
     QQmlEngine engine;
     std::unique_ptr<Window> first;
     std::unique_ptr<Window> second;

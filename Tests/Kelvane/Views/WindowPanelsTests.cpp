@@ -2,6 +2,7 @@
 
 #include <QUrl>
 
+#include "Support/App/FakeMainContext.h"
 #include "Support/TempFolder.h"
 #include "Views/Window/WindowPanels.h"
 
@@ -23,7 +24,8 @@ Kind& asked(const WindowPanels& panels) {
 }
 
 TEST(WindowPanels, WithoutADisplayEveryQuestionIsCancelledAtOnce) {
-    WindowPanels panels(false);
+    FakeMainContext context;
+    WindowPanels panels(false, context);
     int answers = 0;
     panels.chooseFiles(PanelContent::media, "Choose", [&](const auto& files) { answers += files.empty(); });
     panels.chooseDestination(PanelContent::mp4Movie, "a.mp4", "", [&](const auto& file) { answers += !file; });
@@ -35,7 +37,8 @@ TEST(WindowPanels, WithoutADisplayEveryQuestionIsCancelledAtOnce) {
 
 TEST(WindowPanels, EachKindOfQuestionTellsWhatIsAskedAndTakesWhatIsAnswered) {
     TempFolder folder;
-    WindowPanels panels(true);
+    FakeMainContext context;
+    WindowPanels panels(true, context);
     std::vector<FileURL> files;
     panels.chooseFiles(PanelContent::project, "Choose projects.", [&](auto given) { files = std::move(given); });
     EXPECT_EQ(asked<FilesQuestion>(panels).title(), "Choose projects.");
@@ -50,6 +53,7 @@ TEST(WindowPanels, EachKindOfQuestionTellsWhatIsAskedAndTakesWhatIsAnswered) {
     EXPECT_EQ(asked<DestinationQuestion>(panels).suffix(), "mov");
     EXPECT_EQ(asked<DestinationQuestion>(panels).filters(), QStringList("QuickTime movie (*.mov)"));
     asked<DestinationQuestion>(panels).answer(url(folder, "Film.mov"));
+    context.settle();
     EXPECT_EQ(file, folder.url("Film.mov"));
 
     std::optional<std::string> name;
@@ -73,7 +77,8 @@ TEST(WindowPanels, EachKindOfQuestionTellsWhatIsAskedAndTakesWhatIsAnswered) {
 }
 
 TEST(WindowPanels, QuestionsComeOneAfterTheOther) {
-    WindowPanels panels(true);
+    FakeMainContext context;
+    WindowPanels panels(true, context);
     std::vector<std::string> events;
     QObject::connect(&panels, &WindowPanels::questionChanged, &panels, [&] {
         events.push_back(panels.question() != nullptr ? "asks " + panels.question()->title().toStdString() : "none");
@@ -89,7 +94,8 @@ TEST(WindowPanels, QuestionsComeOneAfterTheOther) {
 }
 
 TEST(WindowPanels, AQuestionIsAnsweredOnce) {
-    WindowPanels panels(true);
+    FakeMainContext context;
+    WindowPanels panels(true, context);
     std::vector<std::optional<std::string>> answers;
     panels.askName("New", "", "", [&](auto given) { answers.push_back(std::move(given)); });
     auto& question = asked<NameQuestion>(panels);
@@ -102,12 +108,14 @@ TEST(WindowPanels, AQuestionIsAnsweredOnce) {
 TEST(WindowPanels, AFileThatExistsIsOnlyReplacedWhenAPersonSaysSo) {
     TempFolder folder;
     folder.write("old.mp4");
-    WindowPanels panels(true);
+    FakeMainContext context;
+    WindowPanels panels(true, context);
     std::vector<std::optional<FileURL>> answers;
     const auto choose = [&](const char* name) {
         panels.chooseDestination(PanelContent::mp4Movie, "x.mp4", "",
                                  [&](const auto& file) { answers.push_back(file); });
         asked<DestinationQuestion>(panels).answer(url(folder, name));
+        context.settle();
     };
     choose("new.mp4");
     choose("old.mp4");
@@ -122,16 +130,52 @@ TEST(WindowPanels, AFileThatExistsIsOnlyReplacedWhenAPersonSaysSo) {
 TEST(WindowPanels, WhatAnAnswerLeadsToIsAskedBeforeWhatWaits) {
     TempFolder folder;
     folder.write("old.mp4");
-    WindowPanels panels(true);
+    FakeMainContext context;
+    WindowPanels panels(true, context);
     panels.chooseDestination(PanelContent::mp4Movie, "x.mp4", "", [](const auto&) {});
     panels.askName("New", "", "", [](const auto&) {});
     asked<DestinationQuestion>(panels).answer(url(folder, "old.mp4"));
+    context.settle();
     asked<ConfirmQuestion>(panels).cancel();
     EXPECT_EQ(panels.question()->title(), "New");
 }
 
+TEST(WindowPanels, WhetherAChosenFileExistsIsAskedOnThePoolAndNothingElseMeanwhile) {
+    TempFolder folder;
+    FakeMainContext context;
+    WindowPanels panels(true, context);
+    std::vector<std::optional<FileURL>> answers;
+    const auto answer = [&](const auto& file) { answers.push_back(file); };
+    panels.chooseDestination(PanelContent::mp4Movie, "x.mp4", "", answer);
+    panels.askName("New", "", "", [](const auto&) {});
+    asked<DestinationQuestion>(panels).answer(url(folder, "late.mp4"));
+    EXPECT_EQ(panels.question(), nullptr);
+    EXPECT_EQ(context.waitingInBackground(Lane::shortWork), 1U);
+    EXPECT_TRUE(answers.empty());
+    folder.write("late.mp4");
+    context.settle();
+    EXPECT_EQ(panels.question()->title(), "“late.mp4” already exists. Do you want to replace it?");
+    asked<ConfirmQuestion>(panels).confirm();
+    EXPECT_THAT(answers, ElementsAre(folder.url("late.mp4")));
+    EXPECT_EQ(panels.question()->title(), "New");
+}
+
+TEST(WindowPanels, AChoiceThatOutlivesThePanelsIsNotAnswered) {
+    TempFolder folder;
+    FakeMainContext context;
+    bool answered = false;
+    {
+        WindowPanels panels(true, context);
+        panels.chooseDestination(PanelContent::mp4Movie, "x.mp4", "", [&](const auto&) { answered = true; });
+        asked<DestinationQuestion>(panels).answer(url(folder, "new.mp4"));
+    }
+    context.settle();
+    EXPECT_FALSE(answered);
+}
+
 TEST(WindowPanels, APanelThatCanNotBeMadeIsToldAndCountsAsCancelled) {
-    WindowPanels panels(true);
+    FakeMainContext context;
+    WindowPanels panels(true, context);
     std::vector<std::string> events;
     QObject::connect(&panels, &WindowPanels::failed, &panels,
                      [&](const QString& sentence) { events.push_back(sentence.toStdString()); });
@@ -146,7 +190,8 @@ TEST(WindowPanels, APanelThatCanNotBeMadeIsToldAndCountsAsCancelled) {
 }
 
 TEST(WindowPanels, TheChooserShowsFilesThatCamerasName) {
-    WindowPanels panels(true);
+    FakeMainContext context;
+    WindowPanels panels(true, context);
     panels.chooseFiles(PanelContent::media, "Choose videos or audio files.", [](const auto&) {});
     const auto filter = asked<FilesQuestion>(panels).filters().first();
     for (const char* pattern : {"*.MOV", "*.mp4", "*.MTS", "*.wav"}) EXPECT_TRUE(filter.contains(pattern)) << pattern;

@@ -1,11 +1,11 @@
 #include "WindowPanels.h"
 
+#include <QPointer>
 #include <QThread>
 #include <algorithm>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
+#include "Support/AtomicFile.h"
 #include "Support/Error.h"
 #include "Support/Text.h"
 
@@ -110,15 +110,24 @@ void WindowPanels::chooseDestination(PanelContent content, std::string proposedN
                                               std::move(confirmed)));
 }
 
-void WindowPanels::confirmReplacing(const FileURL& file, std::function<void(std::optional<FileURL>)> answer) {
-    std::error_code unknown;
-    if (!std::filesystem::exists(file.path(), unknown)) {
+QCoro::Task<void> WindowPanels::confirmReplacing(FileURL file, std::function<void(std::optional<FileURL>)> answer) {
+    const QPointer<WindowPanels> self(this);
+    isLooking_ = true;
+    auto look = [path = file.path()] { return fileExists(path); };
+    auto looking = inBackground(context_, std::move(look), Lane::shortWork);
+    const bool exists = co_await looking;
+    if (self.isNull()) co_return;
+    isLooking_ = false;
+    followUps_ = 0;
+    if (exists)
+        confirm(quotedName(file.fileName()) + " already exists. Do you want to replace it?",
+                "Replacing it overwrites its present contents.", "Cancel", "Replace",
+                [file, answer](bool replace) { answer(replace ? std::optional(file) : std::nullopt); });
+    else
         answer(file);
-        return;
-    }
-    confirm(quotedName(file.fileName()) + " already exists. Do you want to replace it?",
-            "Replacing it overwrites its present contents.", "Cancel", "Replace",
-            [file, answer = std::move(answer)](bool replace) { answer(replace ? std::optional(file) : std::nullopt); });
+    if (self.isNull()) co_return;
+    followUps_.reset();
+    announce();
 }
 
 void WindowPanels::askName(std::string title, std::string initial, std::string button,

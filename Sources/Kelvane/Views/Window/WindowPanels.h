@@ -1,11 +1,13 @@
 #pragma once
 
+#include <QCoroTask>
 #include <QObject>
 #include <deque>
 #include <memory>
 #include <optional>
 
 #include "PanelQuestions.h"
+#include "Platform/MainContext.h"
 #include "Platform/Panels.h"
 
 namespace kelvane {
@@ -16,12 +18,15 @@ class WindowPanels final : public QObject, public Panels {
     Q_OBJECT
 
 public:
-    explicit WindowPanels(bool canAsk) : canAsk_(canAsk) {}
+    /// `context` outlives this object.
+    WindowPanels(bool canAsk, MainContext& context) : canAsk_(canAsk), context_(context) {}
     /// Questions that are still open are never answered.
     ~WindowPanels() override;
 
     /// The question whose turn it is; null when there is none. Lasts until it is answered.
-    [[nodiscard]] PanelQuestion* question() const { return questions_.empty() ? nullptr : questions_.front().get(); }
+    [[nodiscard]] PanelQuestion* question() const {
+        return questions_.empty() || isLooking_ ? nullptr : questions_.front().get();
+    }
     /// Tells that the panel of `question` can't be made, because of `reason`, and cancels it.
     void giveUp(PanelQuestion& question, const QString& reason);
 
@@ -45,10 +50,13 @@ Q_SIGNALS:
 private:
     void ask(std::unique_ptr<PanelQuestion> question);
     void announce();
-    /// The chooser of the toolkit replaces files without a question.
-    void confirmReplacing(const FileURL& file, std::function<void(std::optional<FileURL>)> answer);
+    /// The chooser of the toolkit replaces files without a question. Nothing is asked while the disk is.
+    QCoro::Task<void> confirmReplacing(FileURL file, std::function<void(std::optional<FileURL>)> answer);
 
     bool canAsk_;
+    MainContext& context_;
+    /// A file was chosen, and whether it exists isn't known yet.
+    bool isLooking_ = false;
     /// Set while whoever asked hears the answer: how many questions that led to. They come before those that wait.
     std::optional<int> followUps_;
     /// The one whose turn it is first.
