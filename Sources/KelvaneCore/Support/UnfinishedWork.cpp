@@ -20,8 +20,9 @@ namespace {
 
 using Kind = UnfinishedThing::Kind;
 
-/// How often a record is made anew whose name a sweep took first; twice in a row is chance enough.
-constexpr int makingAttempts = 4;
+/// How often a record is made anew that a sweep took first. Beside sweeps without a pause one in ten was taken, and now
+/// and then four in a row.
+constexpr int makingAttempts = 16;
 /// Far above any record: an entry is a path, and a process has few at a time.
 constexpr std::size_t recordLimit = std::size_t{64} << 20;
 /// Seconds after which a record is given up that can't be settled: its disk was away for all that time.

@@ -69,8 +69,9 @@ TEST_F(SlowDisk, KeepsNobodyWhoHasNothingToWithdraw) {
 TEST_F(SlowDisk, SyncsSeveralEntriesAtOnce) {
     auto first = beginInBackground("a.mp4");
     auto second = beginInBackground("b.mp4");
+    EXPECT_TRUE(disk.waitForArrivals(2)) << "none waits for the sync of another";
     auto ending = std::async(std::launch::async, [this] { work.end({kept}); });
-    EXPECT_TRUE(disk.waitForArrivals(3)) << "none waits for the sync of another";
+    EXPECT_TRUE(disk.waitForArrivals(3));
     const std::string written = record();
     for (const char* text : {"a.mp4\n", "b.mp4\n", "\n- 1\n"}) EXPECT_TRUE(written.contains(text)) << text;
     // Nobody is told of an entry before it is on disk.
