@@ -20,8 +20,8 @@ namespace {
 
 using Kind = UnfinishedThing::Kind;
 
-/// How often a record is made anew that a sweep took first. Beside sweeps without a pause one in ten was taken, and now
-/// and then four in a row.
+/// How often a record is made anew that a sweep took first. Beside sweeps without a pause four in a row were taken in 3
+/// of 900 runs of a test.
 constexpr int makingAttempts = 16;
 /// Far above any record: an entry is a path, and a process has few at a time.
 constexpr std::size_t recordLimit = std::size_t{64} << 20;
