@@ -31,8 +31,12 @@ enum class Lane {
     /// As long as one small file, one row of the library or one reply takes: work that someone waits for. It finds a
     /// thread however much long work runs.
     shortWork,
-    /// Decoding, drawing, encoding, copying, and whatever else grows with media or with a project's length.
+    /// Decoding, drawing, encoding, copying, and whatever else grows with media or with a project's length. Its threads
+    /// give way to all others of the program.
     longWork,
+    /// What a player is waiting for: pictures and sound of the timeline that a person sees and hears, and its build. A
+    /// thread is always free for it.
+    playback,
 };
 
 /// The one serial context of all program state, its clock and its way to other threads. Outlives everything that uses
@@ -48,6 +52,8 @@ public:
     /// Runs `work` on the main thread once `delay` has passed on a continuous clock, unless the timer was cancelled.
     [[nodiscard]] virtual Timer after(std::chrono::milliseconds delay, std::function<void()> work) = 0;
     [[nodiscard]] virtual bool isMainThread() const = 0;
+    /// Time on the continuous clock of `after`, from some moment on. Any thread.
+    [[nodiscard]] virtual std::chrono::nanoseconds now() const = 0;
     /// Ends the program, naming the caller, unless it runs on the main thread: asked first by the operations of objects
     /// whose state lives there. On in every build, as it costs a comparison.
     void checkMainThread(std::source_location caller = std::source_location::current()) const {

@@ -4,28 +4,30 @@
 #include <QEvent>
 #include <QThread>
 #include <QTimer>
-#include <algorithm>
 #include <utility>
 
 namespace kelvane {
 
 namespace {
-/// Long work (exports, imports, builds, up to eight requests) must not queue behind other long work; the threads mostly
-/// wait for the engine's own.
-constexpr std::size_t maximumLong = 16;
-/// Beside those: a save, a row of the library, a reply and one more, each of which waits for the disk or a socket.
-constexpr std::size_t keptForShort = 4;
+/// Saves, rows of the library and replies, each of which waits for the disk or a socket.
+constexpr std::size_t shortThreads = 4;
+/// A player's pictures, the cut that it makes ready, its sound, its build, and a second player's pictures.
+constexpr std::size_t playbackThreads = 6;
+/// Exports, imports, builds and up to eight requests must not queue behind one another; the threads mostly wait for the
+/// engine's own.
+constexpr std::size_t longThreads = 16;
+/// By the kernel's weights (1024 at 0, 110 at 10) a thread of another lane gets nine tenths of a core that both want.
+constexpr int longGiveWay = 10;
 /// Wakes the main thread for one piece of posted work.
 constexpr QEvent::Type wakeUp = QEvent::User;
 }  // namespace
 
+QtMainContext::QtMainContext()
+    : short_(shortThreads, 0), playback_(playbackThreads, 0), long_(longThreads, longGiveWay) {}
+
 QtMainContext::~QtMainContext() {
-    {
-        const std::scoped_lock lock(mutex_);
-        ending_ = true;
-    }
-    arrived_.notify_all();
-    for (std::thread& thread : threads_) thread.join();
+    // Work of one lane may hand on to another: a lane that ends takes nothing more.
+    for (const Lane lane : {Lane::longWork, Lane::playback, Lane::shortWork}) pool(lane).finish();
 }
 
 void QtMainContext::post(std::function<void()> work) {
@@ -49,41 +51,18 @@ bool QtMainContext::event(QEvent* event) {
     return true;
 }
 
-void QtMainContext::runInBackground(std::function<void()> work, Lane lane) {
-    const std::scoped_lock lock(mutex_);
-    (lane == Lane::shortWork ? short_ : long_).push_back(std::move(work));
-    if (ready() > idle_ && threads_.size() < maximumLong + keptForShort)
-        threads_.emplace_back([this] { serveBackground(); });
-    arrived_.notify_one();
-}
+void QtMainContext::runInBackground(std::function<void()> work, Lane lane) { pool(lane).run(std::move(work)); }
 
-std::size_t QtMainContext::ready() const { return short_.size() + std::min(long_.size(), maximumLong - longRunning_); }
-
-std::function<void()> QtMainContext::takeReady(Lane& lane) {
-    lane = short_.empty() ? Lane::longWork : Lane::shortWork;
-    Works& works = short_.empty() ? long_ : short_;
-    std::function<void()> work = std::move(works.front());
-    works.pop_front();
-    return work;
-}
-
-void QtMainContext::serveBackground() {
-    std::unique_lock lock(mutex_);
-    while (true) {
-        ++idle_;
-        arrived_.wait(lock, [this] { return ready() > 0 || ending_; });
-        --idle_;
-        // Long work that waits for its turn is left to the threads that are at long work now.
-        if (ready() == 0) return;
-        Lane lane{};
-        std::function<void()> work = takeReady(lane);
-        if (lane == Lane::longWork) ++longRunning_;
-        lock.unlock();
-        work();
-        work = nullptr;
-        lock.lock();
-        if (lane == Lane::longWork) --longRunning_;
+ThreadPool& QtMainContext::pool(Lane lane) {
+    switch (lane) {
+        case Lane::shortWork:
+            return short_;
+        case Lane::playback:
+            return playback_;
+        case Lane::longWork:
+            break;
     }
+    return long_;
 }
 
 Timer QtMainContext::after(std::chrono::milliseconds delay, std::function<void()> work) {
@@ -98,6 +77,8 @@ Timer QtMainContext::after(std::chrono::milliseconds delay, std::function<void()
     timer->start(delay);
     return Timer(std::move(timer));
 }
+
+std::chrono::nanoseconds QtMainContext::now() const { return std::chrono::steady_clock::now().time_since_epoch(); }
 
 bool QtMainContext::isMainThread() const { return QThread::currentThread() == thread(); }
 

@@ -1,13 +1,11 @@
 #pragma once
 
 #include <QObject>
-#include <condition_variable>
 #include <deque>
 #include <mutex>
-#include <thread>
-#include <vector>
 
 #include "MainContext.h"
+#include "ThreadPool.h"
 
 namespace kelvane {
 
@@ -16,7 +14,7 @@ namespace kelvane {
 /// the order.
 class QtMainContext final : public QObject, public MainContext {
 public:
-    QtMainContext() = default;
+    QtMainContext();
     /// Waits for the background work; what it posts afterwards is dropped.
     ~QtMainContext() override;
 
@@ -24,28 +22,18 @@ public:
     void runInBackground(std::function<void()> work, Lane lane) override;
     [[nodiscard]] Timer after(std::chrono::milliseconds delay, std::function<void()> work) override;
     [[nodiscard]] bool isMainThread() const override;
+    [[nodiscard]] std::chrono::nanoseconds now() const override;
 
     bool event(QEvent* event) override;
 
 private:
-    using Works = std::deque<std::function<void()>>;
-
-    void serveBackground();
-    /// Works that a thread may begin now. Under the mutex, as the next.
-    [[nodiscard]] std::size_t ready() const;
-    [[nodiscard]] std::function<void()> takeReady(Lane& lane);
+    [[nodiscard]] ThreadPool& pool(Lane lane);
 
     std::mutex mutex_;
-    Works posted_;
-    Works short_;
-    Works long_;
-    std::condition_variable arrived_;
-    std::vector<std::thread> threads_;
-    /// Threads that wait for work.
-    std::size_t idle_ = 0;
-    /// Threads that are at long work.
-    std::size_t longRunning_ = 0;
-    bool ending_ = false;
+    std::deque<std::function<void()>> posted_;
+    ThreadPool short_;
+    ThreadPool playback_;
+    ThreadPool long_;
 };
 
 }  // namespace kelvane

@@ -9,10 +9,6 @@ namespace {
 /// Half a unit of the composition: what one rounding may add or take.
 constexpr std::int32_t roundingTimescale = 2 * compositionTimescale;
 constexpr MediaTime lastInstant{1, compositionTimescale};
-/// A stretch of this length holds a frame of every movie, as it is the longest frame of the rates that can be chosen
-/// and of film, 24000/1001 a second. The same for every reader, whatever its own rate: else one would tell of black
-/// where another shows a picture.
-constexpr MediaTime sliverLimit{1001, 24000};
 
 using Instructions = std::vector<VideoInstruction>;
 
@@ -45,7 +41,7 @@ bool sounds(const EditedMedia& media, const MediaTimeRange& stretch) {
 }
 
 bool isSliver(const EditedMedia& media, const MediaTimeRange& stretch) {
-    if (stretch.duration < sliverLimit) return true;
+    if (stretch.duration < media.video.frameDuration) return true;
     // The length of each clip is rounded, and so is their sum.
     const auto roundings = static_cast<std::int64_t>(media.video.instructions.size()) + 1;
     return stretch.duration <= MediaTime{roundings, roundingTimescale} && !sounds(media, stretch);

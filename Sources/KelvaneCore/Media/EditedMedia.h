@@ -19,10 +19,9 @@ struct EditedMedia {
 using EditedMediaPtr = std::shared_ptr<const EditedMedia>;
 
 /// The moment whose picture shows at `time`: `time` itself, but in a sliver the last moment of the picture before it. A
-/// sliver is a stretch without picture, behind one, that is shorter than 1001/24000 s, so that not every movie would
-/// hold a frame of it, or that nothing sounds in and that is no longer than what comes together when each length is
-/// rounded to 1/600 s. The frame rate has no part in that: every reader of pictures goes by this, so that a still, a
-/// preview and exports of all rates show the same. Logarithmic where there is a picture.
+/// sliver is a stretch without picture, behind one, that is shorter than a frame, or that nothing sounds in and that is
+/// no longer than what comes together when each length is rounded to 1/600 s. Every reader of pictures goes by this, so
+/// that a still, a preview and an export show the same. Logarithmic where there is a picture.
 [[nodiscard]] MediaTime picturedTime(const EditedMedia& media, MediaTime time);
 
 }  // namespace kelvane

@@ -13,6 +13,7 @@
 #include "EditedMedia.h"
 #include "ExportSettings.h"
 #include "MediaAsset.h"
+#include "MediaStreams.h"
 #include "StillImage.h"
 
 namespace kelvane {
@@ -111,6 +112,17 @@ public:
     }
     /// A session on the composition, at the one quality of the program; none when the platform has no encoder.
     virtual std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) = 0;
+    /// What a player shows of a timeline, drawn on `canvas` pixels. Opens nothing yet. None where the engine doesn't
+    /// play.
+    virtual std::unique_ptr<PictureStream> makePictureStream(EditedMediaPtr /*media*/, Size /*canvas*/) {
+        return nullptr;
+    }
+    /// What a player sounds of a timeline. Opens nothing yet. None where the engine doesn't play.
+    virtual std::unique_ptr<SoundStream> makeSoundStream(EditedMediaPtr /*media*/) { return nullptr; }
+    /// Creates `file`, which must not exist, for a take. Fails in words.
+    virtual Result<std::unique_ptr<TakeWriter>> makeTakeWriter(const FileURL& file) {
+        return fail("“" + file.fileName() + "” can't be recorded here.");
+    }
 
     virtual std::optional<CompositionTrackID> addMutableTrack(Composition& composition, MediaType type) {
         return composition.addTrack(type);

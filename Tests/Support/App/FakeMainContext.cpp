@@ -73,6 +73,11 @@ void FakeMainContext::settle() {
     } while (stepBackground());
 }
 
+std::chrono::nanoseconds FakeMainContext::now() const {
+    const std::scoped_lock lock(mutex_);
+    return now_;
+}
+
 void FakeMainContext::advance(std::chrono::milliseconds duration) {
     const auto until = now_ + duration;
     runPosted();
@@ -80,12 +85,17 @@ void FakeMainContext::advance(std::chrono::milliseconds duration) {
         auto next = timers_.extract(timers_.begin());
         // The token is held for the length of the call, as the call may let go of its own timer.
         if (const auto token = next.mapped().token.lock()) {
-            now_ = next.key().first;
+            setNow(next.key().first);
             next.mapped().work();
             runPosted();
         }
     }
-    now_ = until;
+    setNow(until);
+}
+
+void FakeMainContext::setNow(std::chrono::milliseconds now) {
+    const std::scoped_lock lock(mutex_);
+    now_ = now;
 }
 
 std::size_t FakeMainContext::waitingInBackground() const {

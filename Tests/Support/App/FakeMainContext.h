@@ -39,7 +39,7 @@ public:
     void advance(std::chrono::milliseconds duration);
 
     /// Time since the context was made.
-    [[nodiscard]] std::chrono::milliseconds now() const { return now_; }
+    [[nodiscard]] std::chrono::nanoseconds now() const override;
     [[nodiscard]] std::size_t waitingInBackground() const;
     /// The same of one lane. The order in which background work runs here doesn't depend on its lane.
     [[nodiscard]] std::size_t waitingInBackground(Lane lane) const;
@@ -60,6 +60,7 @@ private:
     };
 
     bool runOnePosted();
+    void setNow(std::chrono::milliseconds now);
 
     std::thread::id thread_ = std::this_thread::get_id();
     mutable std::mutex mutex_;

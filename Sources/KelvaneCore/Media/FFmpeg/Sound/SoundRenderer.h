@@ -7,11 +7,9 @@
 
 #include "Media/EditedMedia.h"
 #include "Media/FFmpeg/Source/Handles.h"
+#include "Media/MediaStreams.h"
 
 namespace kelvane {
-
-/// Rate of all sound that the program makes, samples a second; 80 samples to a unit of the composition's timescale.
-inline constexpr int soundSampleRate = 48000;
 
 /// The sound of a timeline: clip sound and overlays resampled, multiplied by their gains and added in float. One thread
 /// at a time.
