@@ -180,7 +180,7 @@ struct Application {
         : windows(EditorServices{.context = &context,
                                  .media = &media,
                                  .panels = &panels,
-                                 .makePlayer = [] { return std::make_unique<StillPlayer>(); }},
+                                 .makePlayer = [](PlayerRole) { return std::make_unique<StillPlayer>(); }},
                   FileURL::fromPath(library.string())),
           workspace(windows.workspace(std::nullopt)) {
         windows.attach(workspace, &window);

@@ -51,7 +51,7 @@ KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
       projects_({.context = &context_,
                  .media = &media_,
                  .panels = &panels_,
-                 .makePlayer = [] { return std::make_unique<StillPlayer>(); },
+                 .makePlayer = [](PlayerRole) { return std::make_unique<StillPlayer>(); },
                  .unfinished = &unfinished_}) {
     registerWindowTypes();
     incoming_.open(urls);

@@ -24,6 +24,7 @@ std::shared_ptr<Editor> Editor::create(const UUID& id, const std::optional<FileU
     check(services.makePlayer != nullptr, "an editor needs a player");
     std::shared_ptr<Editor> editor(new Editor(id, mediaDirectory, std::move(services)));
     editor->ai_->setEditor(editor);
+    editor->makePlayers();
     return editor;
 }
 
@@ -35,12 +36,12 @@ Editor::Editor(const UUID& id, const std::optional<FileURL>& mediaDirectory, Edi
       clips_(std::make_shared<const std::vector<Clip>>()),
       assets_(clips_),
       savedClips_(clips_),
-      savedAssets_(clips_),
-      player_(services_.makePlayer()) {}
+      savedAssets_(clips_) {}
 
 Editor::~Editor() {
     thumbnailTask_.request_stop();
     previewTask_.request_stop();
+    hoverTask_.request_stop();
     exportTask_.request_stop();
     exportWork_.request_stop();
     copyTask_.request_stop();

@@ -16,6 +16,7 @@
 
 #include "EditorServices.h"
 #include "HistoryEntry.h"
+#include "HoverPreview.h"
 #include "Media/ExportSettings.h"
 #include "Media/MediaEngine.h"
 #include "SelectionModifiers.h"
@@ -24,6 +25,7 @@
 #include "Thumbnails.h"
 #include "Timeline/Project.h"
 #include "Timeline/TimelinePlacement.h"
+#include "VoiceOverRecorder.h"
 
 namespace kelvane {
 
@@ -126,6 +128,7 @@ public:
     [[nodiscard]] bool isBuilding() const { return isBuilding_; }
     /// None while no window shows the project.
     [[nodiscard]] Player* player() const { return player_.get(); }
+    [[nodiscard]] Player* hoverPlayer() const { return hoverPlayer_.get(); }
     /// The asset that the preview shows; null when it shows the timeline. Good until the next change.
     [[nodiscard]] const Clip* previewAsset() const;
     /// Whether there is anything to show.
@@ -146,6 +149,45 @@ public:
     /// and the picture when it is done. Nothing while recording and for NaN.
     void seekPreview(double seconds);
     void pausePlayer();
+    /// Pauses, or plays on from the playhead; within 0.03 s of the end, from the beginning. While recording it stops
+    /// the recording. Nothing without a preview, while one is built and while busy.
+    void togglePlayback();
+    /// Goes to the timeline's beginning. False, and nothing happens, while busy, while a preview is built, during a
+    /// gesture, while an asset is shown, and with an empty timeline.
+    bool rewindTimeline();
+    /// Whether what is shown has sound alone, so that a placeholder stands for the picture: of the hovered asset, else
+    /// of the previewed one, else of the timeline at the playhead, where it is so behind the video when audio is there.
+    [[nodiscard]] bool isAudioPreview() const;
+
+    // Hover previews.
+    /// The start of the preview frame that holds `time`, in a stretch of `duration` seconds; the last frame for what
+    /// lies behind it.
+    [[nodiscard]] static MediaTime hoverFrameTime(double time, double duration);
+    /// What the hover player shows; none while nothing is hovered.
+    [[nodiscard]] const std::optional<HoverPreview>& hoverPreview() const { return hoverPreview_; }
+    /// The asset that is hovered, and where in it; none otherwise.
+    [[nodiscard]] std::optional<UUID> assetHoverID() const;
+    [[nodiscard]] std::optional<double> assetHoverTime() const;
+    /// Shows the frame of an asset at `fraction` of its trim, held to 0 and 1. What it is built from stays until
+    /// another asset is hovered or the preview is built anew. A failure lands in `error`. Nothing while busy or
+    /// playing, for an unknown id, and for a fraction that isn't finite.
+    void previewAssetHover(const UUID& assetID, double fraction);
+    /// Shows what was shown before the hover.
+    void endHoverPreview();
+
+    // Voice-over.
+    /// The Record button. Begins a take at the playhead after a countdown of three seconds, with the timeline muted
+    /// beside it; ends the countdown; or ends the take, which lands as an audio clip where it began, in one step of
+    /// history. Nothing while busy otherwise, while a preview is built and during a gesture. Failures land in `error`.
+    void toggleVoiceOverRecording();
+    /// 3, 2 or 1 while a take is counted in.
+    [[nodiscard]] const std::optional<int>& recordingCountdown() const { return recordingCountdown_; }
+    /// Length of the take so far, seconds.
+    [[nodiscard]] double recordingElapsed() const { return recordingElapsed_; }
+    /// The clip that grows with the take; none without one.
+    [[nodiscard]] const std::optional<Clip>& recordingClip() const { return recordingClip_; }
+    /// Loudest samples of the take, 30 a second, 1 for full scale.
+    [[nodiscard]] const std::vector<float>& recordingPeaks() const { return recordingPeaks_; }
 
     // Work in progress.
     [[nodiscard]] bool isImporting() const { return isImporting_; }
@@ -329,8 +371,10 @@ Q_SIGNALS:
     void selectionChanged();
     /// Imports, exports, recordings, thumbnails and previews in the making; progress, choices before an export, error.
     void workChanged();
-    /// `playhead`, `assetPlayhead` or `isPlaying`.
+    /// `playhead`, `assetPlayhead`, `isPlaying`, `hoverPreview`, and what grows with a take.
     void positionChanged();
+    /// The players were made, or are gone. Sent at once.
+    void playersChanged();
 
 private:
     Editor(const UUID& id, const std::optional<FileURL>& mediaDirectory, EditorServices services);
@@ -437,10 +481,40 @@ private:
     void pollExportProgress();
 
     // EditorPreview.cpp
+    void makePlayers();
+    void dropPlayers();
+    /// The player has come to `seconds`, or begun or ceased to play.
+    void followPlayer(double seconds);
     void replacePlayerItem(EditedMediaPtr item);
     static QCoro::Task<void> buildPreview(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
                                           ClipArray clips, std::stop_token stop);
     void showBuiltPreview(const Result<EditedMediaPtr>& built);
+
+    // EditorHover.cpp
+    static QCoro::Task<void> buildHover(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
+                                        Clip asset, std::stop_token stop);
+    void showBuiltHover(const UUID& assetID, const Result<EditedMediaPtr>& built);
+    /// Forgets what the hover player was built for.
+    void dropHoverItem();
+
+    // EditorRecording.cpp
+    void cancelCountdown();
+    QCoro::Task<void> prepareRecording();
+    void countDown(int count);
+    QCoro::Task<void> beginTake();
+    /// The clip that grows with the take.
+    void showTake(const FileURL& url);
+    void playBesideTake();
+    /// Looks at the take again and again until it ends.
+    void watchTake();
+    void updateTake();
+    void stopRecording();
+    void endTakePlayback();
+    void takeEnded(const FileURL& url, std::optional<Error> error);
+    QCoro::Task<void> finishTake(FileURL url, std::optional<Error> error);
+    /// Puts a finished take into the media pool and on the timeline.
+    void keepTake(Clip take, const UUID& occurrenceID);
+    QCoro::Task<void> removeTake(FileURL url);
 
     UUID id_;
     std::optional<FileURL> mediaDirectory_;
@@ -476,6 +550,12 @@ private:
     bool isPlaying_ = false;
     bool isBuilding_ = false;
     std::unique_ptr<Player> player_;
+    std::unique_ptr<Player> hoverPlayer_;
+    std::optional<HoverPreview> hoverPreview_;
+    /// Whose media the hover player holds or will hold.
+    std::optional<UUID> cachedHoverAssetID_;
+    /// Of a hover's build under way.
+    std::stop_source hoverTask_{std::nostopstate};
     Timer previewTimer_;
     std::stop_source previewTask_{std::nostopstate};
 
@@ -484,6 +564,17 @@ private:
     bool isAdmittingExport_ = false;
     bool isRecording_ = false;
     bool isPreparingRecording_ = false;
+    std::optional<int> recordingCountdown_;
+    double recordingElapsed_ = 0;
+    std::optional<Clip> recordingClip_;
+    std::vector<float> recordingPeaks_;
+    /// Where the take began on the timeline, seconds.
+    double recordingStart_ = 0;
+    /// Of the player, before the take.
+    bool recordingWasMuted_ = false;
+    std::shared_ptr<VoiceOverRecorder> voiceRecorder_;
+    /// Of the countdown, then of the looks at the take.
+    Timer recordingTimer_;
     int copies_ = 0;
     int settlings_ = 0;
     TransferProgress copyProgress_;

@@ -11,6 +11,8 @@ namespace {
 
 /// Pause after a change before the preview is built, so that a burst of edits costs one build.
 constexpr std::chrono::milliseconds previewPause{180};
+/// Play this close to the end, seconds, begins again.
+constexpr double endMargin = 0.03;
 
 }  // namespace
 
@@ -32,10 +34,40 @@ double Editor::previewPlayhead() const { return previewAssetID_ ? assetPlayhead_
 void Editor::setShown(bool shown) {
     if (shown == isShown_) return;
     isShown_ = shown;
-    if (shown) player_ = services_.makePlayer();
+    if (shown) makePlayers();
     rebuildPreview();
-    if (!shown) player_.reset();
+    if (!shown) dropPlayers();
     reloadThumbnails();
+}
+
+void Editor::makePlayers() {
+    player_ = services_.makePlayer(PlayerRole::main);
+    hoverPlayer_ = services_.makePlayer(PlayerRole::hover);
+    const auto weak = weak_from_this();
+    player_->setTimeObserver(std::chrono::nanoseconds(std::chrono::seconds(1)) / MediaEngine::previewFrame.timescale,
+                             [weak](double seconds) {
+                                 if (const auto self = weak.lock()) self->followPlayer(seconds);
+                             });
+    player_->setEndObserver([weak](const EditedMediaPtr& item) {
+        const auto self = weak.lock();
+        if (self && self->player_ && item == self->player_->item()) self->set(self->isPlaying_, false, State::position);
+    });
+    Q_EMIT playersChanged();
+}
+
+void Editor::dropPlayers() {
+    const auto player = std::exchange(player_, nullptr);
+    const auto hoverPlayer = std::exchange(hoverPlayer_, nullptr);
+    Q_EMIT playersChanged();
+}
+
+void Editor::followPlayer(double seconds) {
+    if (isBuilding_ || isRecording_ || !player_) return;
+    if (std::isfinite(seconds)) {
+        const double position = std::clamp(seconds, 0.0, std::max(previewDuration(), 0.0));
+        set(previewAssetID_ ? assetPlayhead_ : playhead_, position, State::position);
+    }
+    set(isPlaying_, player_->rate() > 0, State::position);
 }
 
 void Editor::replacePlayerItem(EditedMediaPtr item) {
@@ -48,6 +80,8 @@ void Editor::pausePlayer() {
 }
 
 void Editor::rebuildPreview() {
+    endHoverPreview();
+    dropHoverItem();
     previewTask_.request_stop();
     previewTimer_.cancel();
     pausePlayer();
@@ -73,7 +107,7 @@ QCoro::Task<void> Editor::buildPreview(std::weak_ptr<Editor> weak, MainContext* 
     auto work = [media, clips, stop] {
         return MediaEngine::build(*media, *clips, Framing::size, MediaEngine::previewFrame, stop);
     };
-    auto background = inBackground(*context, std::move(work));
+    auto background = inBackground(*context, std::move(work), Lane::playback);
     const Result<EditedMediaPtr> built = co_await background;
     const std::shared_ptr<Editor> self = weak.lock();
     if (self && !stop.stop_requested()) self->showBuiltPreview(built);
@@ -104,14 +138,44 @@ void Editor::showAssetPreview(const UUID& assetID) {
     rebuildPreview();
 }
 
-void Editor::showTimelinePreview() { leaveAssetPreview(); }
+void Editor::showTimelinePreview() {
+    endHoverPreview();
+    leaveAssetPreview();
+}
 
 void Editor::seekPreview(double seconds) {
     if (isRecording_ || std::isnan(seconds)) return;
+    endHoverPreview();
     pausePlayer();
     const double position = std::clamp(seconds, 0.0, std::max(previewDuration(), 0.0));
     set(previewAssetID_ ? assetPlayhead_ : playhead_, position, State::position);
     if (player_ && !isBuilding_) player_->seek(MediaTime::fromSeconds(position).seconds());
+}
+
+void Editor::togglePlayback() {
+    if (isRecording_) return stopRecording();
+    endHoverPreview();
+    if (!hasPreview() || isBuilding_ || busy()) return;
+    if (isPlaying_) return pausePlayer();
+    if (previewDuration() - endMargin <= previewPlayhead()) seekPreview(0);
+    if (player_) player_->play();
+    set(isPlaying_, true, State::position);
+}
+
+bool Editor::rewindTimeline() {
+    if (busy() || isBuilding_ || interactionSnapshot_ || previewAssetID_ || clips_->empty()) return false;
+    seekPreview(0);
+    return true;
+}
+
+bool Editor::isAudioPreview() const {
+    const auto hovered = assetHoverID();
+    const auto asset = hovered ? std::ranges::find(*assets_, *hovered, &Clip::id) : assets_->end();
+    if (asset != assets_->end()) return asset->isAudio();
+    if (const Clip* previewed = previewAsset()) return previewed->isAudio();
+    if (std::ranges::none_of(*clips_, &Clip::isAudio)) return false;
+    const double video = placement().videoEnd();
+    return video == 0 || video <= playhead_;
 }
 
 }  // namespace kelvane

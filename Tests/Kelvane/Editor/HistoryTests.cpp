@@ -41,7 +41,7 @@ TEST_F(History, ANewEditorIsEmptyAndClean) {
 TEST_F(History, TheMediaFolderIsHeldWithLinksResolved) {
     const FileURL link = folder().appending("Link");
     ASSERT_EQ(::symlink(library().path().c_str(), link.path().c_str()), 0);
-    EditorServices services{&context, &media, &panels, [] { return std::make_unique<StillPlayer>(); }};
+    EditorServices services{&context, &media, &panels, [](PlayerRole) { return std::make_unique<StillPlayer>(); }};
     const auto linked = Editor::create(uuid(1), link.appending("Media"), services);
     EXPECT_EQ(linked->mediaDirectory(), link.appending("Media")) << "the disk is asked by the load";
     ASSERT_TRUE(ProjectFile::write(Project{}, projectFile()));

@@ -14,7 +14,7 @@ namespace {
 class RealThreads : public ::testing::Test {
 protected:
     RealThreads() {
-        EditorServices services{&context, &media, &panels, [] { return std::make_unique<StillPlayer>(); }};
+        EditorServices services{&context, &media, &panels, [](PlayerRole) { return std::make_unique<StillPlayer>(); }};
         editor = Editor::create(uuid(1), folder.makeFolder("Media"), services);
         for (const char* name : {"a.mov", "b.mov"}) {
             media.addFileNamed(name, FakeFile::video(4));

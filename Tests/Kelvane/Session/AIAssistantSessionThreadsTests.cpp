@@ -96,7 +96,7 @@ protected:
         services.context = &context;
         services.media = &media_;
         services.panels = &panels_;
-        services.makePlayer = [] { return std::make_unique<StillPlayer>(); };
+        services.makePlayer = [](PlayerRole) { return std::make_unique<StillPlayer>(); };
         editor_ = Editor::create(UUID::random(), std::nullopt, services);
         folder_.makeFolder("Registry");
         std::filesystem::permissions(folder_.path("Registry"), std::filesystem::perms::owner_all);

@@ -52,9 +52,9 @@ private:
     std::mt19937 random_;
 };
 
-class SourceFiles {
+class BuildPropertyTest : public ::testing::TestWithParam<unsigned> {
 protected:
-    SourceFiles() {
+    BuildPropertyTest() {
         platform_.addFile(FileURL::fromPath("/media/video.mov"), FakeFile::video(sourceSeconds));
         platform_.addFile(FileURL::fromPath("/media/silent.mov"), FakeFile::silentVideo(sourceSeconds));
         platform_.addFile(FileURL::fromPath("/media/sound.wav"), FakeFile::audio(sourceSeconds));
@@ -62,9 +62,6 @@ protected:
     }
     FakeMediaPlatform platform_;
 };
-
-class BuildPropertyTest : public ::testing::TestWithParam<unsigned>, protected SourceFiles {};
-class BlackTail : public ::testing::Test, protected SourceFiles {};
 
 INSTANTIATE_TEST_SUITE_P(Seeds, BuildPropertyTest, ::testing::Range(0U, 20U));
 
@@ -204,9 +201,6 @@ MediaTime soundEnd(const EditedMedia& media) {
     return end;
 }
 
-/// The longest frame of a rate that can be chosen, or that film is kept at: 23.976 a second.
-constexpr MediaTime longestFrame{1001, 24000};
-
 /// Checks each picture of the movie that a timeline makes at one frame rate.
 void expectPicturesUnlessSoundOutlasts(const EditedMedia& media) {
     MediaTime pictureEnd;
@@ -214,7 +208,7 @@ void expectPicturesUnlessSoundOutlasts(const EditedMedia& media) {
         if (!instruction.layers.empty()) pictureEnd = instruction.timeRange.end();
     const MediaTime frame = media.video.frameDuration;
     const MediaTime end = media.composition.duration();
-    const bool isBlack = soundEnd(media) > pictureEnd && end - pictureEnd >= longestFrame;
+    const bool isBlack = soundEnd(media) > pictureEnd && end - pictureEnd >= frame;
     for (std::int64_t n = 0; MediaTime{n * frame.value, frame.timescale} < end; ++n) {
         const MediaTime time{n * frame.value, frame.timescale};
         const MediaTime pictured = picturedTime(media, time);
@@ -237,66 +231,6 @@ TEST_P(BuildPropertyTest, AMovieEndsInItsLastPictureUnlessSoundOutlastsIt) {
             if (round % 2 == 0) std::erase_if(clips, [](const Clip& clip) { return clip.isAudio(); });
             if (std::ranges::all_of(clips, &Clip::isAudio)) continue;
             expectPicturesUnlessSoundOutlasts(**MediaEngine::build(platform_, clips, Framing::size, frame, {}));
-        }
-    }
-}
-
-/// Whether the picture at `time` is black.
-bool isBlackAt(const EditedMedia& media, MediaTime time) {
-    const VideoInstruction* shown = media.video.instructionAt(picturedTime(media, time));
-    return shown == nullptr || shown->layers.empty();
-}
-
-/// Whether the movie of a timeline holds a black frame.
-bool holdsBlack(const EditedMedia& media) {
-    const MediaTime frame = media.video.frameDuration;
-    for (std::int64_t n = 0; MediaTime{n * frame.value, frame.timescale} < media.composition.duration(); ++n)
-        if (isBlackAt(media, {n * frame.value, frame.timescale})) return true;
-    return false;
-}
-
-/// Sound that outlasts the picture by so many units of 1/600 s.
-std::vector<Clip> withTail(double pictureSeconds, int units) {
-    const MediaTime end = MediaTime::fromSeconds(pictureSeconds) + MediaTime{units, compositionTimescale};
-    return {videoClip(1, "/media/silent.mov", sourceSeconds).stretch(1, 1 + pictureSeconds),
-            audioClip(2, "/media/sound.wav", sourceSeconds).stretch(0, end.seconds())};
-}
-
-constexpr MediaTime movieFrames[] = {{1, 24}, {1, 25},       {1, 30},       {1, 50},
-                                     {1, 60}, {1001, 24000}, {1001, 30000}, {1001, 60000}};
-
-TEST_F(BlackTail, IsInThePreviewWhereItIsInTheMovie) {
-    // One moment of the tail and every rate; lengths around a frame of each.
-    for (int units = 1; units <= 40; ++units) {
-        const std::vector<Clip> clips = withTail(2, units);
-        const EditedMedia preview = **MediaEngine::build(platform_, clips, Framing::size, {1, 30}, {});
-        const MediaTime inTail{1200, compositionTimescale};
-        const bool isBlack = isBlackAt(preview, inTail);
-        // Shorter than a frame of the preview is never black, and a tail of many frames always is.
-        if (units < 20) EXPECT_FALSE(isBlack) << units;
-        if (units > 30) EXPECT_TRUE(isBlack) << units;
-        for (const MediaTime frame : movieFrames) {
-            const EditedMedia movie = **MediaEngine::build(platform_, clips, Framing::size, frame, {});
-            EXPECT_EQ(isBlackAt(movie, inTail), isBlack) << units << " units at 1/" << 1 / frame.seconds();
-            EXPECT_EQ(holdsBlack(movie), isBlack) << units << " units at 1/" << 1 / frame.seconds();
-        }
-    }
-}
-
-TEST_P(BuildPropertyTest, APreviewTellsOfNoTailThatAMovieDoesNotHold) {
-    std::mt19937 random(GetParam());
-    for (int round = 0; round < 60; ++round) {
-        const double seconds = std::uniform_real_distribution(0.5, 3.0)(random);
-        const int units = std::uniform_int_distribution(1, 60)(random);
-        const std::vector<Clip> clips = withTail(seconds, units);
-        const EditedMedia preview = **MediaEngine::build(platform_, clips, Framing::size, {1, 30}, {});
-        const MediaTime tail = MediaTime::fromSeconds(seconds);
-        const bool isBlack = isBlackAt(preview, tail);
-        EXPECT_EQ(isBlackAt(preview, preview.composition.duration() - MediaTime{1, compositionTimescale}), isBlack);
-        for (const MediaTime frame : movieFrames) {
-            const EditedMedia movie = **MediaEngine::build(platform_, clips, Framing::size, frame, {});
-            EXPECT_EQ(isBlackAt(movie, tail), isBlack);
-            EXPECT_EQ(holdsBlack(movie), isBlack) << seconds << " s and " << units << " units";
         }
     }
 }

@@ -25,9 +25,10 @@ void EditorFixture::makeEditor(bool inLibrary) {
     services.media = &media;
     services.panels = &panels;
     services.unfinished = unfinished;
-    services.makePlayer = [this] {
+    services.recording = &recording;
+    services.makePlayer = [this](PlayerRole role) {
         auto made = std::make_unique<FakePlayer>();
-        player = made.get();
+        (role == PlayerRole::main ? player : hoverPlayer) = made.get();
         return made;
     };
     editor = Editor::create(UUID::random(), inLibrary ? std::optional(mediaFolder()) : std::nullopt, services);

@@ -12,6 +12,7 @@
 #include "FakeMainContext.h"
 #include "FakePanels.h"
 #include "FakePlayer.h"
+#include "FakeRecording.h"
 #include "FinishTask.h"
 #include "Support/FakeMediaPlatform.h"
 #include "Support/TempFolder.h"
@@ -82,6 +83,8 @@ protected:
     std::shared_ptr<Editor> editor;
     /// The player of `editor`.
     FakePlayer* player = nullptr;
+    FakePlayer* hoverPlayer = nullptr;
+    FakeRecording recording;
     int projectChanges = 0;
     /// The record that a new editor gets.
     UnfinishedWork* unfinished = nullptr;

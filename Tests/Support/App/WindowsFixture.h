@@ -44,7 +44,7 @@ protected:
             EditorServices{.context = &context,
                            .media = &media,
                            .panels = &panels,
-                           .makePlayer = [] { return std::make_unique<FakePlayer>(); }},
+                           .makePlayer = [](PlayerRole) { return std::make_unique<FakePlayer>(); }},
             folder.url("Projects"));
         context.settle();
         windows->tell = [this](const std::string& sentence) { told.push_back(sentence); };

@@ -5,6 +5,7 @@
 #include <QQuickItem>
 
 #include "ProjectWindowView.h"
+#include "Views/Preview/PreviewSurface.h"
 
 namespace kelvane {
 
@@ -85,6 +86,8 @@ PanelHost::Panel PanelHost::open(PanelQuestion& question, QString& error) const 
 void registerWindowTypes() {
     const auto* const made = "Made by the window.";
     qmlRegisterUncreatableType<ProjectWindowView>("Kelvane", 1, 0, "ProjectWindowView", made);
+    qmlRegisterUncreatableType<PreviewView>("Kelvane", 1, 0, "PreviewView", made);
+    qmlRegisterType<PreviewSurface>("Kelvane", 1, 0, "PreviewSurface");
     qmlRegisterUncreatableType<FilesQuestion>("Kelvane", 1, 0, "FilesQuestion", made);
     qmlRegisterUncreatableType<DestinationQuestion>("Kelvane", 1, 0, "DestinationQuestion", made);
     qmlRegisterUncreatableType<NameQuestion>("Kelvane", 1, 0, "NameQuestion", made);

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Kelvane
+import "../Preview"
 
 ApplicationWindow {
     id: window
@@ -50,6 +51,8 @@ ApplicationWindow {
     Shortcut { sequences: [StandardKey.Save]; enabled: view.canSave; onActivated: view.save() }
     Shortcut { sequences: [StandardKey.New]; onActivated: view.newProject() }
     Shortcut { sequences: [StandardKey.Open]; onActivated: view.chooseProject() }
+    Shortcut { sequence: "Space"; enabled: view.preview.canPlay; onActivated: view.preview.togglePlayback() }
+    Shortcut { sequence: "R"; enabled: view.preview.canRecord && !view.preview.recording; onActivated: view.preview.toggleRecording() }
     Shortcut { sequence: "Ctrl+I"; enabled: view.canImport; onActivated: view.importMedia() }
     Shortcut { sequence: "Ctrl+E"; enabled: view.canExport; onActivated: view.exportVideo() }
     // Desktops that name no key for it would leave the standard one empty.
@@ -94,11 +97,21 @@ ApplicationWindow {
     // One list for each kind of row: a list that changes both its model and its delegate makes rows of the wrong kind
     // in between.
     RowList { id: projectList; visible: window.view.showsHome; model: window.view.projects; delegate: projectRow }
-    RowList { id: clipList; visible: !window.view.showsHome; model: window.view.clips; delegate: clipRow }
+    RowList { id: clipList; visible: !window.view.showsHome; anchors.leftMargin: 16 + previewPane.width; model: window.view.clips; delegate: clipRow }
+
+    PreviewPane {
+        id: previewPane
+        visible: !window.view.showsHome
+        anchors.top: parent.top
+        anchors.bottom: parent.bottom
+        anchors.left: parent.left
+        width: Math.round(parent.width * 0.45)
+        view: window.view.preview
+    }
 
     Label {
         readonly property ListView list: window.view.showsHome ? projectList : clipList
-        anchors.centerIn: parent
+        anchors.centerIn: list
         visible: list.count === 0
         horizontalAlignment: Text.AlignHCenter
         color: "#9aa0ab"

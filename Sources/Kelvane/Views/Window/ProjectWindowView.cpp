@@ -18,7 +18,7 @@ QString counted(std::size_t count, const QString& one, const QString& many) {
 }  // namespace
 
 ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Workspace> workspace)
-    : windows_(windows), workspace_(std::move(workspace)) {
+    : windows_(windows), workspace_(std::move(workspace)), preview_(workspace_) {
     connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
     connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::refreshDerived);
     connect(&windows_, &ProjectWindows::workChanged, this, &ProjectWindowView::copyingChanged);

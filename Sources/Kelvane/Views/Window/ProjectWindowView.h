@@ -8,6 +8,7 @@
 
 #include "ClipListModel.h"
 #include "Views/Home/ProjectListModel.h"
+#include "Views/Preview/PreviewView.h"
 #include "Windows/ProjectWindows.h"
 
 namespace kelvane {
@@ -35,6 +36,7 @@ class ProjectWindowView final : public QObject {
     Q_PROPERTY(double copyingProgress READ copyingProgress NOTIFY copyingChanged)
     /// Text of the alert "Unable to Complete"; empty when there is none.
     Q_PROPERTY(QString error READ error NOTIFY errorChanged)
+    Q_PROPERTY(kelvane::PreviewView* preview READ preview CONSTANT)
     Q_PROPERTY(QAbstractItemModel* clips READ clips CONSTANT)
     Q_PROPERTY(QAbstractItemModel* projects READ projects CONSTANT)
 
@@ -60,6 +62,7 @@ public:
     [[nodiscard]] QString copying() const;
     [[nodiscard]] double copyingProgress() const;
     [[nodiscard]] QString error() const;
+    [[nodiscard]] PreviewView* preview() { return &preview_; }
     [[nodiscard]] QAbstractItemModel* clips() { return &clips_; }
     [[nodiscard]] QAbstractItemModel* projects() { return &projects_; }
     [[nodiscard]] const std::shared_ptr<Workspace>& workspace() const { return workspace_; }
@@ -127,6 +130,7 @@ private:
     ProjectWindows& windows_;
     std::shared_ptr<Workspace> workspace_;
     std::array<QMetaObject::Connection, 2> editorConnections_;
+    PreviewView preview_;
     ClipListModel clips_;
     ProjectListModel projects_;
     // As announced last.

@@ -1,0 +1,96 @@
+#include "PreviewSurface.h"
+
+#include <QQuickWindow>
+#include <QSGImageNode>
+#include <QSGTexture>
+#include <cmath>
+
+#include "Platform/PictureFeed.h"
+#include "Timeline/Framing.h"
+
+namespace kelvane {
+
+namespace {
+
+/// The image of a picture, which keeps its pixels.
+QImage imageOf(const VideoPicture& picture) {
+    auto* still = new StillImagePtr(stillOf(picture));
+    return {(*still)->pixels.data(),
+            (*still)->width,
+            (*still)->height,
+            4 * (*still)->width,
+            QImage::Format_RGBX8888,
+            [](void* kept) { delete static_cast<StillImagePtr*>(kept); },
+            still};
+}
+
+}  // namespace
+
+PreviewSurface::PreviewSurface(QQuickItem* parent) : QQuickItem(parent) { setFlag(ItemHasContents); }
+
+void PreviewSurface::setView(PreviewView* view) {
+    if (view == view_) return;
+    if (view_) disconnect(view_, nullptr, this, nullptr);
+    view_ = view;
+    if (view_) connect(view_, &PreviewView::feedChanged, this, &PreviewSurface::takePicture);
+    Q_EMIT viewChanged();
+    takePicture();
+}
+
+void PreviewSurface::takePicture() {
+    PictureFeed* feed = view_ ? view_->feed() : nullptr;
+    tellSize();
+    const VideoPicturePtr picture = feed != nullptr ? feed->picture() : nullptr;
+    if (picture == picture_) return;
+    const bool wasFilled = filled();
+    picture_ = picture;
+    image_ = picture ? imageOf(*picture) : QImage();
+    isNew_ = true;
+    if (filled() != wasFilled) Q_EMIT filledChanged();
+    update();
+}
+
+QRectF PreviewSurface::pictureRect() const {
+    const double scale = std::min(width() / Framing::size.width, height() / Framing::size.height);
+    const QSizeF size = QSizeF(Framing::size.width, Framing::size.height) * std::max(scale, 0.0);
+    return {QPointF(width() - size.width(), height() - size.height()) / 2, size};
+}
+
+void PreviewSurface::tellSize() {
+    PictureFeed* feed = view_ ? view_->feed() : nullptr;
+    if (feed == nullptr || window() == nullptr) return;
+    const QSizeF pixels = pictureRect().size() * window()->effectiveDevicePixelRatio();
+    feed->setSurfaceSize({std::round(pixels.width()), std::round(pixels.height())});
+}
+
+void PreviewSurface::geometryChange(const QRectF& now, const QRectF& before) {
+    QQuickItem::geometryChange(now, before);
+    tellSize();
+    Q_EMIT pictureRectChanged();
+    update();
+}
+
+void PreviewSurface::itemChange(ItemChange change, const ItemChangeData& data) {
+    if (change == ItemDevicePixelRatioHasChanged || change == ItemSceneChange) tellSize();
+    QQuickItem::itemChange(change, data);
+}
+
+QSGNode* PreviewSurface::updatePaintNode(QSGNode* old, UpdatePaintNodeData*) {
+    auto* node = static_cast<QSGImageNode*>(old);
+    if (image_.isNull()) {
+        delete node;
+        return nullptr;
+    }
+    const bool isFirst = node == nullptr;
+    if (isFirst) {
+        node = window()->createImageNode();
+        node->setOwnsTexture(true);
+        node->setFiltering(QSGTexture::Linear);
+    }
+    if (isNew_ || isFirst) node->setTexture(window()->createTextureFromImage(image_, QQuickWindow::TextureIsOpaque));
+    isNew_ = false;
+    node->setRect(pictureRect());
+    return node;
+}
+
+}  // namespace kelvane

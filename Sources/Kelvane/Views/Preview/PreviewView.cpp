@@ -1,0 +1,94 @@
+#include "PreviewView.h"
+
+#include "Editor/Editor.h"
+
+namespace kelvane {
+
+PreviewView::PreviewView(std::shared_ptr<Workspace> workspace) : workspace_(std::move(workspace)) {
+    connect(workspace_.get(), &Workspace::editorChanged, this, &PreviewView::followEditor);
+    followEditor();
+}
+
+PreviewView::~PreviewView() {
+    const auto editor = followed_.lock();
+    for (Player* player : {editor ? editor->player() : nullptr, editor ? editor->hoverPlayer() : nullptr})
+        if (player != nullptr && player->pictures() != nullptr) player->pictures()->setPictureObserver({});
+}
+
+void PreviewView::followEditor() {
+    for (const auto& connection : connections_) disconnect(connection);
+    const auto editor = workspace_->editor();
+    followed_ = editor;
+    if (editor) {
+        connections_ = {
+            connect(editor.get(), &Editor::contentChanged, this, &PreviewView::contentChanged),
+            connect(editor.get(), &Editor::selectionChanged, this, &PreviewView::contentChanged),
+            connect(editor.get(), &Editor::workChanged, this, &PreviewView::workChanged),
+            connect(editor.get(), &Editor::positionChanged, this,
+                    [this] {
+                        Q_EMIT positionChanged();
+                        Q_EMIT feedChanged();
+                    }),
+            connect(editor.get(), &Editor::playersChanged, this, &PreviewView::followPlayers),
+        };
+    }
+    followPlayers();
+    Q_EMIT contentChanged();
+    Q_EMIT workChanged();
+    Q_EMIT positionChanged();
+}
+
+void PreviewView::followPlayers() {
+    const auto editor = workspace_->editor();
+    for (Player* player : {editor ? editor->player() : nullptr, editor ? editor->hoverPlayer() : nullptr})
+        if (player != nullptr && player->pictures() != nullptr)
+            player->pictures()->setPictureObserver([this] { Q_EMIT feedChanged(); });
+    Q_EMIT feedChanged();
+}
+
+PictureFeed* PreviewView::feed() const {
+    const auto editor = workspace_->editor();
+    if (!editor || editor->player() == nullptr) return nullptr;
+    PictureFeed* hovered = editor->hoverPlayer()->pictures();
+    // Until its first picture is there, what was shown stays.
+    if (editor->hoverPreview() && hovered != nullptr && hovered->picture() != nullptr) return hovered;
+    return editor->player()->pictures();
+}
+
+bool PreviewView::hasPreview() const { return workspace_->editor() && workspace_->editor()->hasPreview(); }
+double PreviewView::duration() const { return workspace_->editor() ? workspace_->editor()->previewDuration() : 0; }
+double PreviewView::position() const { return workspace_->editor() ? workspace_->editor()->previewPlayhead() : 0; }
+bool PreviewView::playing() const { return workspace_->editor() && workspace_->editor()->isPlaying(); }
+bool PreviewView::audioOnly() const { return workspace_->editor() && workspace_->editor()->isAudioPreview(); }
+bool PreviewView::building() const { return workspace_->editor() && workspace_->editor()->isBuilding(); }
+bool PreviewView::recording() const { return workspace_->editor() && workspace_->editor()->isRecording(); }
+
+int PreviewView::countdown() const {
+    return workspace_->editor() ? workspace_->editor()->recordingCountdown().value_or(0) : 0;
+}
+
+bool PreviewView::canPlay() const {
+    return recording() || (hasPreview() && !building() && !workspace_->editor()->busy());
+}
+
+bool PreviewView::canSeek() const { return hasPreview() && !recording(); }
+
+bool PreviewView::canRecord() const {
+    const auto editor = workspace_->editor();
+    if (!editor) return false;
+    return recording() || countdown() > 0 || (!building() && !editor->busy() && !editor->interactionSnapshot());
+}
+
+void PreviewView::togglePlayback() {
+    if (const auto editor = workspace_->editor()) editor->togglePlayback();
+}
+
+void PreviewView::seek(double seconds) {
+    if (const auto editor = workspace_->editor()) editor->seekPreview(seconds);
+}
+
+void PreviewView::toggleRecording() {
+    if (const auto editor = workspace_->editor()) editor->toggleVoiceOverRecording();
+}
+
+}  // namespace kelvane

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QObject>
+#include <array>
+#include <memory>
+
+#include "Windows/Workspace.h"
+
+namespace kelvane {
+
+class PictureFeed;
+
+/// What the preview of one window shows and what a person can do with it; draws nothing. Times are seconds. The main
+/// thread.
+class PreviewView final : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool hasPreview READ hasPreview NOTIFY contentChanged)
+    Q_PROPERTY(double duration READ duration NOTIFY contentChanged)
+    /// Whether a placeholder stands for the picture, as sound alone is shown.
+    Q_PROPERTY(bool audioOnly READ audioOnly NOTIFY positionChanged)
+    Q_PROPERTY(double position READ position NOTIFY positionChanged)
+    Q_PROPERTY(bool playing READ playing NOTIFY positionChanged)
+    Q_PROPERTY(bool building READ building NOTIFY workChanged)
+    Q_PROPERTY(bool recording READ recording NOTIFY workChanged)
+    /// 3, 2 or 1 while a take is counted in, else 0.
+    Q_PROPERTY(int countdown READ countdown NOTIFY workChanged)
+    Q_PROPERTY(bool canPlay READ canPlay NOTIFY workChanged)
+    Q_PROPERTY(bool canSeek READ canSeek NOTIFY workChanged)
+    Q_PROPERTY(bool canRecord READ canRecord NOTIFY workChanged)
+
+public:
+    explicit PreviewView(std::shared_ptr<Workspace> workspace);
+    ~PreviewView() override;
+
+    [[nodiscard]] bool hasPreview() const;
+    [[nodiscard]] double duration() const;
+    [[nodiscard]] double position() const;
+    [[nodiscard]] bool playing() const;
+    [[nodiscard]] bool audioOnly() const;
+    [[nodiscard]] bool building() const;
+    [[nodiscard]] bool recording() const;
+    [[nodiscard]] int countdown() const;
+    [[nodiscard]] bool canPlay() const;
+    [[nodiscard]] bool canSeek() const;
+    [[nodiscard]] bool canRecord() const;
+    /// What the surface paints: the hovered picture, or the player's. Null while there is neither; good until
+    /// `feedChanged`.
+    [[nodiscard]] PictureFeed* feed() const;
+
+    Q_INVOKABLE void togglePlayback();
+    Q_INVOKABLE void seek(double seconds);
+    Q_INVOKABLE void toggleRecording();
+
+Q_SIGNALS:
+    void contentChanged();
+    void workChanged();
+    void positionChanged();
+    /// Another feed is to be painted, or its picture is another one.
+    void feedChanged();
+
+private:
+    void followEditor();
+    void followPlayers();
+
+    std::shared_ptr<Workspace> workspace_;
+    std::array<QMetaObject::Connection, 5> connections_;
+    /// The editor whose players report here.
+    std::weak_ptr<Editor> followed_;
+};
+
+}  // namespace kelvane
