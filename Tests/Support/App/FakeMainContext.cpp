@@ -38,14 +38,17 @@ void FakeMainContext::runPosted() {
     }
 }
 
+std::function<void()> FakeMainContext::takeBackground() {
+    const std::scoped_lock lock(mutex_);
+    if (background_.empty()) return {};
+    std::function<void()> work = std::move(background_.front().work);
+    background_.pop_front();
+    return work;
+}
+
 bool FakeMainContext::stepBackground() {
-    std::function<void()> work;
-    {
-        const std::scoped_lock lock(mutex_);
-        if (background_.empty()) return false;
-        work = std::move(background_.front().work);
-        background_.pop_front();
-    }
+    const auto work = takeBackground();
+    if (!work) return false;
     work();
     return true;
 }
@@ -78,7 +81,7 @@ std::chrono::nanoseconds FakeMainContext::now() const {
     return now_;
 }
 
-void FakeMainContext::advance(std::chrono::milliseconds duration) {
+void FakeMainContext::advance(std::chrono::nanoseconds duration) {
     const auto until = now_ + duration;
     runPosted();
     while (!timers_.empty() && timers_.begin()->first.first <= until) {
@@ -93,9 +96,14 @@ void FakeMainContext::advance(std::chrono::milliseconds duration) {
     setNow(until);
 }
 
-void FakeMainContext::setNow(std::chrono::milliseconds now) {
+void FakeMainContext::setNow(std::chrono::nanoseconds now) {
     const std::scoped_lock lock(mutex_);
     now_ = now;
+}
+
+std::optional<std::chrono::nanoseconds> FakeMainContext::nextTimer() const {
+    if (timers_.empty()) return std::nullopt;
+    return timers_.begin()->first.first;
 }
 
 std::size_t FakeMainContext::waitingInBackground() const {

@@ -5,6 +5,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <utility>
 
@@ -26,6 +27,8 @@ public:
 
     /// Runs what was posted, and what that posts, until nothing is left. Background work stays where it is.
     void runPosted();
+    /// Runs the oldest of what was posted alone; false when there is none.
+    bool runOnePosted();
     /// Runs the oldest background work alone; false when there is none. Its result waits in the posted work.
     bool stepBackground();
     /// The same with the newest.
@@ -36,7 +39,11 @@ public:
     void settle();
     /// Lets time pass: timers that come due run in the order of their times, each followed by the work that was posted
     /// meanwhile. Background work stays where it is: it takes all the time that a test gives it.
-    void advance(std::chrono::milliseconds duration);
+    void advance(std::chrono::nanoseconds duration);
+    /// Takes the oldest background work away, for somebody else to run; an empty one when there is none.
+    std::function<void()> takeBackground();
+    /// When the next timer is due; cancelled ones may count.
+    [[nodiscard]] std::optional<std::chrono::nanoseconds> nextTimer() const;
 
     /// Time since the context was made.
     [[nodiscard]] std::chrono::nanoseconds now() const override;
@@ -59,17 +66,16 @@ private:
         Lane lane;
     };
 
-    bool runOnePosted();
-    void setNow(std::chrono::milliseconds now);
+    void setNow(std::chrono::nanoseconds now);
 
     std::thread::id thread_ = std::this_thread::get_id();
     mutable std::mutex mutex_;
     std::deque<std::function<void()>> posted_;
     std::deque<BackgroundWork> background_;
     /// By due time, and by the order of their making.
-    std::map<std::pair<std::chrono::milliseconds, std::uint64_t>, PendingTimer> timers_;
+    std::map<std::pair<std::chrono::nanoseconds, std::uint64_t>, PendingTimer> timers_;
     std::uint64_t timersMade_ = 0;
-    std::chrono::milliseconds now_{0};
+    std::chrono::nanoseconds now_{0};
 };
 
 }  // namespace kelvane::testing
