@@ -12,13 +12,19 @@ constexpr std::int64_t channels = 2;
 SoundQueue::SoundQueue(std::int64_t capacity, std::function<void()> room)
     : ring_(static_cast<std::size_t>(std::max<std::int64_t>(capacity, 1) * channels)), room_(std::move(room)) {}
 
+std::pair<std::int64_t, std::int64_t> SoundQueue::stretchAt(std::int64_t frame, std::int64_t count) const {
+    const auto capacity = static_cast<std::int64_t>(ring_.size()) / channels;
+    const auto place = frame % capacity;
+    return {place, std::min(count, capacity - place)};
+}
+
 std::int64_t SoundQueue::write(std::span<const float> stereo) {
     const std::scoped_lock lock(mutex_);
     const auto capacity = static_cast<std::int64_t>(ring_.size()) / channels;
     const auto count = std::min(static_cast<std::int64_t>(stereo.size()) / channels, capacity - (written_ - taken_));
-    for (std::int64_t i = 0; i < count * channels; ++i)
-        ring_[static_cast<std::size_t>((written_ * channels + i) % (capacity * channels))] =
-            stereo[static_cast<std::size_t>(i)];
+    const auto [place, first] = stretchAt(written_, count);
+    std::copy_n(stereo.data(), first * channels, ring_.data() + place * channels);
+    std::copy_n(stereo.data() + first * channels, (count - first) * channels, ring_.data());
     written_ += count;
     return count;
 }
@@ -32,12 +38,12 @@ std::int64_t SoundQueue::read(std::span<float> stereo) {
     std::int64_t count = 0;
     {
         const std::scoped_lock lock(mutex_);
-        const auto capacity = static_cast<std::int64_t>(ring_.size()) / channels;
         const auto wanted = static_cast<std::int64_t>(stereo.size()) / channels;
         count = std::min(wanted, written_ - taken_);
-        for (std::int64_t i = 0; i < count * channels; ++i)
-            stereo[static_cast<std::size_t>(i)] =
-                muted_ ? 0 : ring_[static_cast<std::size_t>((taken_ * channels + i) % (capacity * channels))];
+        const auto [place, first] = stretchAt(taken_, count);
+        std::copy_n(ring_.data() + place * channels, first * channels, stereo.data());
+        std::copy_n(ring_.data(), (count - first) * channels, stereo.data() + first * channels);
+        if (muted_) std::fill_n(stereo.data(), count * channels, 0.0F);
         taken_ += count;
         if (count < wanted && !finished_) ++underruns_;
     }

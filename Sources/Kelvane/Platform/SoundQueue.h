@@ -4,6 +4,7 @@
 #include <functional>
 #include <mutex>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace kelvane {
@@ -34,6 +35,9 @@ public:
     void setMuted(bool muted);
 
 private:
+    /// Where the ring holds `frame`, and how many of `count` frames from there lie before its edge.
+    [[nodiscard]] std::pair<std::int64_t, std::int64_t> stretchAt(std::int64_t frame, std::int64_t count) const;
+
     mutable std::mutex mutex_;
     std::vector<float> ring_;
     std::int64_t written_ = 0;

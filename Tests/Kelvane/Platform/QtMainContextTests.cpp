@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <future>
@@ -29,11 +31,20 @@ protected:
         }
     }
     /// Whether a short work comes to its end while everything else stays where it is.
-    bool runsShortWork() {
+    bool runsShortWork() { return runs(Lane::shortWork); }
+    bool runs(Lane lane) {
         auto ran = std::make_shared<std::promise<void>>();
         auto end = ran->get_future();
-        context->runInBackground([ran] { ran->set_value(); }, Lane::shortWork);
+        context->runInBackground([ran] { ran->set_value(); }, lane);
         return end.wait_for(patience) == std::future_status::ready;
+    }
+    /// The niceness of a lane's threads above this one's.
+    int givesWay(Lane lane) {
+        auto asked = std::make_shared<std::promise<int>>();
+        auto niceness = asked->get_future();
+        auto work = [asked] { asked->set_value(getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()))); };
+        context->runInBackground(std::move(work), lane);
+        return niceness.get() - getpriority(PRIO_PROCESS, static_cast<id_t>(gettid()));
     }
 
     std::unique_ptr<QtMainContext> context = std::make_unique<QtMainContext>();
@@ -68,6 +79,29 @@ TEST_F(Pool, LongWorkThatWaitsForItsTurnTakesNoThreadThatShortWorkLeft) {
     // Four threads came free, and found the waiting work before this one.
     EXPECT_TRUE(runsShortWork());
     EXPECT_EQ(longGate.waiting(), 16);
+}
+
+TEST_F(Pool, APlaybackWorkFindsAThreadHoweverManyLongAndShortOnesRun) {
+    longGate.close();
+    shortGate.close();
+    start(40, Lane::longWork, longGate);
+    start(40, Lane::shortWork, shortGate);
+    ASSERT_TRUE(longGate.waitForArrivals(16));
+    ASSERT_TRUE(shortGate.waitForArrivals(4));
+    EXPECT_TRUE(runs(Lane::playback));
+    EXPECT_EQ(done, 0);
+}
+
+TEST_F(Pool, ThePicturesCutsAndSoundOfTwoPlayersRunAtOnce) {
+    longGate.close();
+    start(6, Lane::playback, longGate);
+    EXPECT_TRUE(longGate.waitForArrivals(6));
+}
+
+TEST_F(Pool, LongWorkGivesWayToAllOther) {
+    EXPECT_GT(givesWay(Lane::longWork), 0);
+    EXPECT_EQ(givesWay(Lane::shortWork), 0);
+    EXPECT_EQ(givesWay(Lane::playback), 0);
 }
 
 TEST_F(Pool, EverythingThatWasStartedComesToItsEnd) {
