@@ -1,0 +1,107 @@
+#include "PlaybackSound.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace kelvane {
+
+namespace {
+
+/// A device that plays reports progress several times as often.
+constexpr auto standstill = std::chrono::milliseconds(250);
+/// What wireless devices take at the most; more is a report that isn't to be trusted.
+constexpr std::chrono::nanoseconds greatestLatency = std::chrono::milliseconds(500);
+constexpr std::int64_t nanosecondsInSecond = 1'000'000'000;
+
+std::int64_t sampleAt(std::chrono::nanoseconds position) {
+    return static_cast<std::int64_t>(static_cast<__int128>(position.count()) * soundSampleRate / nanosecondsInSecond);
+}
+
+std::chrono::nanoseconds positionOf(std::int64_t sample) {
+    const auto nanoseconds = static_cast<__int128>(sample) * nanosecondsInSecond / soundSampleRate;
+    return std::chrono::nanoseconds(static_cast<std::int64_t>(nanoseconds));
+}
+
+bool sounds(const EditedMedia& media) {
+    auto isSound = [](const CompositionTrack& track) {
+        return track.type == MediaType::audio && !std::ranges::all_of(track.segments, &CompositionSegment::isEmpty);
+    };
+    return std::ranges::any_of(media.composition.tracks(), isSound);
+}
+
+}  // namespace
+
+PlaybackSound::PlaybackSound(MainContext& context, std::shared_ptr<SoundOutput> output, MakeStream make)
+    : context_(&context), output_(std::move(output)), make_(std::move(make)) {}
+
+PlaybackSound::~PlaybackSound() { setItem(nullptr); }
+
+void PlaybackSound::setItem(const EditedMediaPtr& item) {
+    end();
+    // A stream closes decoders and files when it ends, which takes its time.
+    if (feed_) context_->runInBackground([feed = std::move(feed_)] {}, Lane::playback);
+    feed_ = nullptr;
+    if (!item || !output_ || !make_ || !sounds(*item)) return;
+    end_ = (item->composition.duration()).floored(soundSampleRate).value;
+    if (auto stream = make_(item)) feed_ = SoundFeed::make(*context_, std::move(stream), end_);
+}
+
+bool PlaybackSound::begin(Time position) {
+    endRun();
+    if (!feed_) return false;
+    if (!std::exchange(observes_, true)) output_->setAvailabilityObserver([this] { deviceChanged(); });
+    first_ = sampleAt(position);
+    if (first_ >= end_ || !output_->isAvailable()) return false;
+    begunAt_ = context_->now();
+    newest_ = -1;
+    auto ready = [this, run = ++run_, life = std::weak_ptr(life_)] {
+        if (!life.expired()) start(run);
+    };
+    queue_ = feed_->begin(first_, muted_, std::move(ready));
+    return true;
+}
+
+void PlaybackSound::start(std::uint64_t run) {
+    if (run != run_ || !queue_ || started_) return;
+    started_ = true;
+    output_->start(queue_);
+}
+
+void PlaybackSound::end() {
+    endRun();
+    if (std::exchange(observes_, false)) output_->setAvailabilityObserver({});
+}
+
+void PlaybackSound::deviceChanged() {
+    const bool isAvailable = output_->isAvailable();
+    if (!isAvailable) endRun();
+    if (onAvailability) onAvailability(isAvailable);
+}
+
+void PlaybackSound::endRun() {
+    if (!queue_) return;
+    if (std::exchange(started_, false)) output_->stop();
+    feed_->end();
+    formerUnderruns_ += queue_->underruns();
+    queue_ = nullptr;
+}
+
+void PlaybackSound::setMuted(bool muted) {
+    muted_ = muted;
+    if (queue_) queue_->setMuted(muted);
+}
+
+std::optional<PlaybackSound::Heard> PlaybackSound::heard() {
+    const auto moment = started_ ? output_->moment() : std::nullopt;
+    if (!moment) return std::nullopt;
+    const Time now = context_->now();
+    if (newest_ < 0)
+        latency_ = std::clamp(moment->at - positionOf(moment->sample) - begunAt_, Time(0), greatestLatency);
+    if (std::exchange(newest_, std::max(newest_, moment->sample)) < moment->sample) newestAt_ = now;
+    if (now - newestAt_ >= standstill) return std::nullopt;
+    return Heard{positionOf(first_ + moment->sample), moment->at};
+}
+
+std::int64_t PlaybackSound::underruns() const { return formerUnderruns_ + (queue_ ? queue_->underruns() : 0); }
+
+}  // namespace kelvane
