@@ -46,24 +46,45 @@ void PlaybackSound::setItem(const EditedMediaPtr& item) {
     if (auto stream = make_(item)) feed_ = SoundFeed::make(*context_, std::move(stream), end_);
 }
 
-bool PlaybackSound::begin(Time position) {
+void PlaybackSound::prepare(Time position) {
+    if (begun_ || observes_ || !feed_ || !output_->isAvailable()) return;
+    const auto first = sampleAt(position);
+    if (queue_ && first_ == first) return;
     endRun();
+    if (first < end_) render(first);
+}
+
+bool PlaybackSound::begin(Time position) {
+    const auto first = sampleAt(position);
+    const bool isPrepared = queue_ && !begun_ && first_ == first;
+    if (!isPrepared) endRun();
     if (!feed_) return false;
     if (!std::exchange(observes_, true)) output_->setAvailabilityObserver([this] { deviceChanged(); });
-    first_ = sampleAt(position);
-    if (first_ >= end_ || !output_->isAvailable()) return false;
+    if (first >= end_ || !output_->isAvailable()) return false;
+    if (!isPrepared) render(first);
+    begun_ = true;
     begunAt_ = context_->now();
-    newest_ = -1;
-    auto ready = [this, run = ++run_, life = std::weak_ptr(life_)] {
-        if (!life.expired()) start(run);
-    };
-    queue_ = feed_->begin(first_, muted_, std::move(ready));
+    start();
     return true;
 }
 
-void PlaybackSound::start(std::uint64_t run) {
-    if (run != run_ || !queue_ || started_) return;
-    started_ = true;
+void PlaybackSound::render(std::int64_t first) {
+    first_ = first;
+    newest_ = -1;
+    auto tell = [this, run = ++run_, life = std::weak_ptr(life_)] {
+        if (!life.expired()) ready(run);
+    };
+    queue_ = feed_->begin(first, muted_, std::move(tell));
+}
+
+void PlaybackSound::ready(std::uint64_t run) {
+    if (run != run_ || !queue_) return;
+    ready_ = true;
+    start();
+}
+
+void PlaybackSound::start() {
+    if (!begun_ || !ready_ || std::exchange(started_, true)) return;
     output_->start(queue_);
 }
 
@@ -80,6 +101,8 @@ void PlaybackSound::deviceChanged() {
 
 void PlaybackSound::endRun() {
     if (!queue_) return;
+    begun_ = false;
+    ready_ = false;
     if (std::exchange(started_, false)) output_->stop();
     feed_->end();
     formerUnderruns_ += queue_->underruns();

@@ -34,6 +34,9 @@ public:
 
     /// Ends the run; nullptr leaves nothing to hear.
     void setItem(const EditedMediaPtr& item);
+    /// Renders the first sound from `position` on, so that `begin` of it finds it there: what it takes to open sources
+    /// isn't waited for when a person presses Play. Nothing between `begin` and `end`.
+    void prepare(Time position);
     /// Begins to play from `position` on, on a device that is there or comes; an earlier run ends. Answers whether
     /// something will be heard: not without a device, without sound in the item, or at its end.
     bool begin(Time position);
@@ -52,7 +55,9 @@ public:
     std::function<void(bool isAvailable)> onAvailability;
 
 private:
-    void start(std::uint64_t run);
+    void render(std::int64_t first);
+    void ready(std::uint64_t run);
+    void start();
     void endRun();
     void deviceChanged();
 
@@ -65,7 +70,9 @@ private:
     bool muted_ = false;
     bool observes_ = false;
     std::uint64_t run_ = 0;
-    /// Whether the output has the queue.
+    /// Whether the run was begun and not only prepared, whether it has its first sound, and whether the output has it.
+    bool begun_ = false;
+    bool ready_ = false;
     bool started_ = false;
     std::int64_t first_ = 0;
     Time begunAt_{0};

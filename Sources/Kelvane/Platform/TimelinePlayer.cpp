@@ -10,6 +10,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
+/// A position that stays so long may be played from next.
+constexpr auto stay = 100ms;
 /// How long play waits for the first sound of a device whose latency isn't known to be longer.
 constexpr auto ordinaryHold = 150ms;
 /// What a device that was slower once may take longer the next time.
@@ -89,6 +91,7 @@ void TimelinePlayer::pause() {
     pictures_.advance(position, true);
     halt();
     pictures_.rest(position);
+    prepareSoundSoon();
     tellLater();
     pictures_.announce();
 }
@@ -97,7 +100,14 @@ void TimelinePlayer::halt() {
     plays_ = false;
     sound_.end();
     tick_.cancel();
+    prepareSound_.cancel();
     heldUntil_.reset();
+}
+
+void TimelinePlayer::prepareSoundSoon() {
+    prepareSound_ = context_->after(stay, [this] {
+        if (!plays_) sound_.prepare(timeOf(seconds_));
+    });
 }
 
 void TimelinePlayer::seek(double seconds) {
@@ -106,7 +116,10 @@ void TimelinePlayer::seek(double seconds) {
     if (!item_ || std::isnan(seconds)) return;
     seconds_ = std::clamp(seconds, 0.0, grid.duration.seconds());
     tellLater();
-    if (plays_) startClock();
+    if (plays_)
+        startClock();
+    else
+        prepareSoundSoon();
     if (grid.count() == 0) return;
     // At the end the last frame stays.
     const MediaTime moment = MediaTime::fromSeconds(seconds_);

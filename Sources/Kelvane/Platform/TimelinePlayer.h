@@ -61,6 +61,7 @@ private:
     [[nodiscard]] Time at() const;
     void startClock();
     void halt();
+    void prepareSoundSoon();
     void tick();
     void followSound(Time now);
     void restartSound(Time now);
@@ -85,6 +86,8 @@ private:
     /// When the sound was last brought back to the clock.
     std::optional<Time> restartedAt_;
     Timer tick_;
+    /// Has the sound of the position prepared once it stays.
+    Timer prepareSound_;
 
     std::function<void(double)> timeObserver_;
     Time interval_{0};

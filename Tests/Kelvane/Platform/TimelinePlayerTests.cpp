@@ -38,6 +38,26 @@ TEST_F(Playing, TheFirstSoundIsHeardWithinTheLatencyOfTheDevice) {
     EXPECT_LE(context.now() - begun, output->latency + 11ms);
 }
 
+TEST_F(Playing, SourcesThatTakeLongToOpenAreNotWaitedForWhereThePositionStayed) {
+    show(itemOf(10));
+    sources->rendering = 200ms;
+    player->seek(3);
+    run(50ms);
+    EXPECT_EQ(sources->soundReads, 6);
+    player->seek(4);
+    run(3s);
+    EXPECT_EQ(sources->soundReads, 12);
+    sources->rendering = 5ms;
+    for (const auto rest : {0ms, 3000ms}) {
+        player->play();
+        EXPECT_EQ(output->starts, rest == 0ms ? 1 : 2);
+        run(500ms);
+        EXPECT_NEAR(*heard(), player->position(), 0.005);
+        player->pause();
+        run(3s);
+    }
+}
+
 TEST_F(Playing, APauseIsStillAtOnce) {
     show(itemOf(3));
     player->play();
