@@ -94,6 +94,13 @@ TEST_F(Seeking, InLongGroupsAMovingPointerIsFollowedFiveTimesASecond) {
     EXPECT_EQ(shownTime(), MediaTime::fromSeconds(12 + 0.01 * 499));
 }
 
+TEST_F(Seeking, SourcesThatTakeLongToFindAKeyFrameAreFollowedFiveTimesASecondToo) {
+    sources->seeking = 60ms;
+    sources->decoding = 10ms;
+    scrub(*this, 2, 0.064, 800);
+    EXPECT_GE(shown.size(), 32U);
+}
+
 TEST_F(Seeking, AnInexactPictureIsShownOnlyWhenItIsNearer) {
     sources->group = 250;
     sources->decoding = 5ms;
@@ -106,9 +113,8 @@ TEST_F(Seeking, AnInexactPictureIsShownOnlyWhenItIsNearer) {
     player->seek(9.9);
     run(50ms);
     player->seek(9.8);
-    for (const MediaTime time : shown) EXPECT_GE(time, MediaTime(5640));
     run(3s);
-    EXPECT_EQ(shownTime(), MediaTime(5880));
+    EXPECT_EQ(shown, std::vector{MediaTime(5880)});
 }
 
 TEST_F(Seeking, AtRestTheExactPictureComesHoweverLongItTakes) {
@@ -140,8 +146,10 @@ TEST_F(Seeking, CancelledSeeksAreNotShown) {
     sources->decoding = 5ms;
     player->seek(10.5);
     run(20ms);
+    sources->decoded = 0;
     player->cancelPendingSeeks();
     run(2s);
+    EXPECT_LE(sources->decoded, 1);
     EXPECT_TRUE(shown.empty());
     EXPECT_EQ(player->position(), 10.5);
     EXPECT_FALSE(context.hasWork());
@@ -207,6 +215,16 @@ TEST_F(Seeking, ResizingWhilePlayingDropsNothing) {
     run(300ms);
     EXPECT_EQ(player->statistics().dropped, 0);
     EXPECT_EQ(shownCanvas().width, 299);
+}
+
+TEST_F(Seeking, APauseRightAfterResizingDrawsTheFrameAnew) {
+    player->play();
+    run(1s);
+    feed().setSurfaceSize({200, 2000});
+    player->pause();
+    run(1s);
+    EXPECT_EQ(shownCanvas(), (Size{200, 356}));
+    EXPECT_EQ(shownTime()->floored(30).value, static_cast<int>(player->position() * 30 + 1e-5));
 }
 
 TEST_F(Seeking, WhilePlayingItGoesOnFromThere) {

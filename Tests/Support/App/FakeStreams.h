@@ -46,15 +46,19 @@ struct FakeSources {
     std::chrono::nanoseconds decoding{0};
     std::chrono::nanoseconds drawing{0};
     std::chrono::nanoseconds opening{0};
+    /// What it costs to go to a key frame.
+    std::chrono::nanoseconds seeking{0};
     std::vector<MediaTime> cuts;
     /// Pictures and sound that can't be had.
     std::optional<MediaTimeRange> broken;
     /// What it costs to render one block of sound.
     std::chrono::nanoseconds rendering{0};
 
-    /// What was done: calls, the moments that were asked for, failures told, and streams that haven't ended.
+    /// What was done: the moments that were asked for, the frames decoded, failures told, and streams that haven't
+    /// ended.
     std::vector<MediaTime> asked;
     std::vector<MediaTime> prepared;
+    int decoded = 0;
     int failures = 0;
     int soundReads = 0;
     int soundFailures = 0;
@@ -109,11 +113,15 @@ private:
         const auto wanted = frameAt(time);
         const auto key = wanted - wanted % sources_->group;
         std::optional<std::int64_t> came;
-        if (wanted < at_ || at_ < key) at_ = key - 1;
+        if (wanted < at_ || at_ < key - 1) {
+            sources_->threads->sleep(sources_->seeking);
+            at_ = key - 1;
+        }
         while (at_ < wanted) {
             if (stop.stop_requested()) return fail(Error::cancelled());
             if (number < overtaken_) return nearest(came, canvas);
             sources_->threads->sleep(sources_->decoding);
+            ++sources_->decoded;
             came = ++at_;
         }
         sources_->threads->sleep(sources_->drawing);
