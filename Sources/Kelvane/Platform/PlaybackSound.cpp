@@ -7,8 +7,6 @@ namespace kelvane {
 
 namespace {
 
-/// A device that plays reports progress several times as often.
-constexpr auto standstill = std::chrono::milliseconds(250);
 /// What wireless devices take at the most; more is a report that isn't to be trusted.
 constexpr std::chrono::nanoseconds greatestLatency = std::chrono::milliseconds(500);
 constexpr std::int64_t nanosecondsInSecond = 1'000'000'000;
@@ -70,7 +68,7 @@ bool PlaybackSound::begin(Time position) {
 
 void PlaybackSound::render(std::int64_t first) {
     first_ = first;
-    newest_ = -1;
+    isHeard_ = false;
     auto tell = [this, run = ++run_, life = std::weak_ptr(life_)] {
         if (!life.expired()) ready(run);
     };
@@ -117,11 +115,8 @@ void PlaybackSound::setMuted(bool muted) {
 std::optional<PlaybackSound::Heard> PlaybackSound::heard() {
     const auto moment = started_ ? output_->moment() : std::nullopt;
     if (!moment) return std::nullopt;
-    const Time now = context_->now();
-    if (newest_ < 0)
+    if (!std::exchange(isHeard_, true))
         latency_ = std::clamp(moment->at - positionOf(moment->sample) - begunAt_, Time(0), greatestLatency);
-    if (std::exchange(newest_, std::max(newest_, moment->sample)) < moment->sample) newestAt_ = now;
-    if (now - newestAt_ >= standstill) return std::nullopt;
     return Heard{positionOf(first_ + moment->sample), moment->at};
 }
 

@@ -44,7 +44,7 @@ public:
     void end();
     void setMuted(bool muted);
     [[nodiscard]] bool isMuted() const { return muted_; }
-    /// What is heard of the present run; none before its first sample and while the device stands still.
+    /// What is heard of the present run; none before its first sample.
     [[nodiscard]] std::optional<Heard> heard();
     /// From `begin` to the first sample heard, as it was in the last run, or as can be expected of a first one.
     [[nodiscard]] Time latency() const { return latency_; }
@@ -77,9 +77,8 @@ private:
     std::int64_t first_ = 0;
     Time begunAt_{0};
     Time latency_{std::chrono::milliseconds(60)};
-    /// The newest sample heard of the run, -1 before there is one, and when that was first said.
-    std::int64_t newest_ = -1;
-    Time newestAt_{0};
+    /// Whether anything of the run was heard.
+    bool isHeard_ = false;
     std::int64_t formerUnderruns_ = 0;
     std::shared_ptr<void> life_ = std::make_shared<int>();
 };

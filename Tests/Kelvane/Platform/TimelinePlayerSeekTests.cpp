@@ -97,8 +97,9 @@ TEST_F(Seeking, InLongGroupsAMovingPointerIsFollowedFiveTimesASecond) {
 TEST_F(Seeking, SourcesThatTakeLongToFindAKeyFrameAreFollowedFiveTimesASecondToo) {
     sources->seeking = 60ms;
     sources->decoding = 10ms;
-    scrub(*this, 2, 0.064, 800);
-    EXPECT_GE(shown.size(), 32U);
+    // Each 40 ms another group.
+    scrub(*this, 0.4, 0.25, 235);
+    EXPECT_GE(shown.size(), 9U);
 }
 
 TEST_F(Seeking, AnInexactPictureIsShownOnlyWhenItIsNearer) {
@@ -241,6 +242,28 @@ TEST_F(Seeking, WhilePlayingItGoesOnFromThere) {
     EXPECT_NEAR(player->position(), 31.96, 0.05);
     EXPECT_NEAR(*heard(), player->position(), 0.005);
     EXPECT_EQ(player->statistics().dropped, 0);
+}
+
+TEST_F(Seeking, ToTheShownMomentWhilePlayingDropsNothing) {
+    player->play();
+    run(2s);
+    forget();
+    player->seek(shownTime()->seconds());
+    run(1s);
+    EXPECT_EQ(frames(), framesFrom(frames().front(), frames().back()));
+    EXPECT_EQ(player->statistics().dropped, 0);
+}
+
+TEST_F(Seeking, APauseDuringASeekShowsThatVeryMoment) {
+    sources->decoding = 4ms;
+    player->play();
+    run(1s);
+    player->seek(20.51);
+    run(10ms);
+    player->pause();
+    run(1s);
+    EXPECT_EQ(player->position(), 20.51);
+    EXPECT_EQ(shownTime(), MediaTime(12306));
 }
 
 TEST_F(Seeking, PictureAndSoundAreTogetherAfterAHundredSeeks) {

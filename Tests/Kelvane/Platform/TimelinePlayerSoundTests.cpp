@@ -117,6 +117,19 @@ TEST_F(PlayingSound, ADeviceThatNeverTakesAnythingIsWaitedForOnlyShortly) {
     EXPECT_EQ(player->statistics().late, 0);
 }
 
+TEST_F(PlayingSound, ADeviceThatGetsStuckStopsNothingAndIsHeardInTimeAfterwards) {
+    show(itemOf(20));
+    player->play();
+    run(2s);
+    output->isStuck = true;
+    EXPECT_LT(furthestJump(5s), frame);
+    EXPECT_NEAR(player->position(), 6.95, 0.05);
+    output->isStuck = false;
+    EXPECT_LT(furthestJump(3s), frame);
+    EXPECT_NEAR(*heard(), player->position(), 0.010);
+    EXPECT_EQ(player->statistics().dropped, 0);
+}
+
 TEST_F(PlayingSound, ASlowDeviceIsWaitedForLongerTheSecondTime) {
     output->latency = 300ms;
     show(itemOf(20));

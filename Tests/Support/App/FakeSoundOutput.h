@@ -29,6 +29,8 @@ public:
     std::int64_t drift = 0;
     /// By how much its reports are off, in turn early and late.
     std::chrono::nanoseconds jitter{0};
+    /// Takes nothing more, although it is there.
+    bool isStuck = false;
     int starts = 0;
     int stops = 0;
 
@@ -94,7 +96,7 @@ private:
     void take() {
         std::vector<float> samples(static_cast<std::size_t>(period) * 2);
         const auto first = queue_->taken();
-        const auto count = queue_->read(samples);
+        const auto count = isStuck ? 0 : queue_->read(samples);
         const auto now = context_->now();
         if (count > 0) stretches_.push_back({now + latency, first, count, std::move(samples)});
         while (stretches_.size() > 1 && stretches_[1].at <= now) stretches_.pop_front();
