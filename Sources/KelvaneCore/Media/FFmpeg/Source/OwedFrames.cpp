@@ -26,6 +26,7 @@ std::int64_t earliestStamp(const AVPacket& packet) {
 
 void OwedFrames::restart() {
     owed_.clear();
+    skipped_.clear();
     keys_.clear();
     lastSkipped_ = start_ = firstDue_ = AV_NOPTS_VALUE;
     fed_ = refused_ = came_ = damaged_ = beganBadly_ = beganInBetween_ = false;
@@ -40,10 +41,9 @@ void OwedFrames::feed(const AVPacket& packet, bool skipped) {
     }
     if (packet.pts == AV_NOPTS_VALUE || (packet.flags & AV_PKT_FLAG_DISCARD) != 0) return;
     if ((packet.flags & AV_PKT_FLAG_KEY) != 0 && keys_.size() < countedKeys) keys_.push_back(packet.pts);
-    if (skipped)
-        lastSkipped_ = std::max(lastSkipped_, packet.pts);
-    else if (!isGivenUp(packet.pts))
-        owed_.insert(std::ranges::upper_bound(owed_, packet.pts), packet.pts);
+    if (skipped) lastSkipped_ = std::max(lastSkipped_, packet.pts);
+    std::vector<std::int64_t>& missing = skipped ? skipped_ : owed_;
+    if (skipped || !isGivenUp(packet.pts)) missing.insert(std::ranges::upper_bound(missing, packet.pts), packet.pts);
 }
 
 void OwedFrames::refuse() {
@@ -53,8 +53,10 @@ void OwedFrames::refuse() {
 
 void OwedFrames::come(const AVFrame& frame) {
     for (const std::int64_t stamp : {frame.pts, frame.best_effort_timestamp}) {
-        const auto place = std::ranges::lower_bound(owed_, stamp);
-        if (place != owed_.end() && *place == stamp) owed_.erase(place);
+        for (auto* missing : {&owed_, &skipped_}) {
+            const auto place = std::ranges::lower_bound(*missing, stamp);
+            if (place != missing->end() && *place == stamp) missing->erase(place);
+        }
     }
     const bool isUnknown = firstDue_ == AV_NOPTS_VALUE;
     const bool isFirst = isUnknown ? !came_ : frame.best_effort_timestamp == firstDue_;
@@ -64,7 +66,10 @@ void OwedFrames::come(const AVFrame& frame) {
     came_ = true;
 }
 
-void OwedFrames::settle(std::int64_t stamp) { owed_.erase(owed_.begin(), std::ranges::upper_bound(owed_, stamp)); }
+void OwedFrames::settle(std::int64_t stamp) {
+    for (auto* missing : {&owed_, &skipped_})
+        missing->erase(missing->begin(), std::ranges::upper_bound(*missing, stamp));
+}
 
 void OwedFrames::giveUp(std::int64_t after, std::int64_t limit) {
     const auto from = std::ranges::upper_bound(owed_, after);
@@ -77,6 +82,20 @@ std::optional<std::int64_t> OwedFrames::lastOwed(std::int64_t after, std::int64_
     const auto end = std::ranges::upper_bound(owed_, limit);
     if (end == owed_.begin() || *std::prev(end) <= after) return std::nullopt;
     return *std::prev(end);
+}
+
+bool OwedFrames::isSkippedBetween(std::int64_t after, std::int64_t limit) const {
+    const auto first = std::ranges::upper_bound(skipped_, after);
+    return first != skipped_.end() && *first <= limit;
+}
+
+std::optional<std::int64_t> OwedFrames::firstMissing(std::int64_t after) const {
+    std::optional<std::int64_t> first;
+    for (const auto* missing : {&owed_, &skipped_}) {
+        const auto place = std::ranges::upper_bound(*missing, after);
+        if (place != missing->end() && (!first || *place < *first)) first = *place;
+    }
+    return first;
 }
 
 bool OwedFrames::skippedAfter(std::int64_t after) const {

@@ -34,6 +34,10 @@ public:
     [[nodiscard]] std::optional<std::int64_t> lastOwed(std::int64_t after, std::int64_t limit) const;
     /// Whether the frame of this stamp was given up.
     [[nodiscard]] bool isGivenUp(std::int64_t stamp) const { return givenUp_.contains(stamp); }
+    /// Whether a frame due after `after` and by `limit` was skipped in this run and didn't come all the same.
+    [[nodiscard]] bool isSkippedBetween(std::int64_t after, std::int64_t limit) const;
+    /// Stamp of the first frame due after `after` that was skipped or is owed still.
+    [[nodiscard]] std::optional<std::int64_t> firstMissing(std::int64_t after) const;
     /// Whether a frame due after `after` was skipped in this run.
     [[nodiscard]] bool skippedAfter(std::int64_t after) const;
     /// How many key frames shown by `stamp` this run was given; counted up to five.
@@ -52,6 +56,7 @@ public:
 private:
     /// In order of the stamps.
     std::vector<std::int64_t> owed_;
+    std::vector<std::int64_t> skipped_;
     std::set<std::int64_t> givenUp_;
     std::vector<std::int64_t> keys_;
     std::int64_t lastSkipped_ = AV_NOPTS_VALUE;

@@ -32,6 +32,28 @@ constexpr int vainLimit = 3;
 
 }  // namespace
 
+/// Decodes the first frame of a run that was begun; false, standing nowhere, where it isn't one to go on from.
+Result<bool> VideoFrameReader::State::beginRun(std::int64_t limit, int& badStarts) {
+    begins = true;
+    auto found = decode(limit);
+    // What is to be shown of a track is its first frame, however late that comes.
+    while (fromBeginning && found && !found->frame && gaveUpAt != AV_NOPTS_VALUE) {
+        goOnBehindErrors();
+        found = decode(limit);
+    }
+    if (!found) return fail(found.error());
+    begins = false;
+    keysAreFalse = keysAreFalse || (!fromBeginning && owed.beganInBetween());
+    const bool bad = !betterStartsAreVain && owed.beganBadly() && ++badStarts <= badStartLimit;
+    if (!fromBeginning && (!found->frame || found->pts > limit || bad)) return false;
+    current = std::move(*found);
+    positioned = true;
+    if (fromBeginning) firstPts = current.pts;
+    hopeless = fromBeginning && !current.frame;
+    betterStartsAreVain = betterStartsAreVain || badStarts > badStartLimit;
+    return true;
+}
+
 /// Finds a place from which the frame of `limit` decodes, a key frame earlier than `before`: `current` becomes a frame
 /// at or before `limit`, or else the first.
 Result<void> VideoFrameReader::State::seek(std::int64_t limit, std::int64_t before) {
@@ -49,23 +71,10 @@ Result<void> VideoFrameReader::State::seek(std::int64_t limit, std::int64_t befo
         const std::int64_t start = *filled ? earliestStamp(*packets.front()) : AV_NOPTS_VALUE;
         // A key frame that shows too late is known by its packet; decoding it would be for nothing.
         if (fromBeginning || key == AV_NOPTS_VALUE || (key <= limit && start < before)) {
-            auto found = decode(limit);
-            // What is to be shown of a track is its first frame, however late that comes.
-            while (fromBeginning && found && !found->frame && gaveUpAt != AV_NOPTS_VALUE) {
-                goOnBehindErrors();
-                found = decode(limit);
-            }
-            if (!found) return fail(found.error());
-            keysAreFalse = keysAreFalse || (!fromBeginning && owed.beganInBetween());
-            const bool bad = !betterStartsAreVain && owed.beganBadly() && ++badStarts <= badStartLimit;
-            if (fromBeginning || (found->frame && found->pts <= limit && !bad)) {
-                current = std::move(*found);
-                positioned = true;
-                if (fromBeginning) firstPts = current.pts;
-                hopeless = fromBeginning && !current.frame;
-                betterStartsAreVain = betterStartsAreVain || badStarts > badStartLimit;
-                return {};
-            }
+            beginsAt = key;
+            const auto stands = beginRun(limit, badStarts);
+            if (!stands) return fail(stands.error());
+            if (*stands) return {};
         }
         if (start != AV_NOPTS_VALUE) target = std::min(target, start);
         target -= step;
@@ -73,19 +82,41 @@ Result<void> VideoFrameReader::State::seek(std::int64_t limit, std::int64_t befo
     }
 }
 
-/// Whether `limit` is reached sooner by a seek than by decoding on.
-bool VideoFrameReader::State::shouldJump(std::int64_t limit) const {
+/// Whether `limit` is reached sooner by a seek than by decoding on from the stamp at which the decoder stands.
+bool VideoFrameReader::State::isSoonerSought(std::int64_t limit, std::int64_t stands) const {
     // A key frame that is decoded before `limit` but shown after it would lead back to where the decoder stands.
     const std::int64_t key = demuxer->keyFrameBefore(limit - keyLag);
-    // Behind a stretch that was given up, the next key frame is a new chance.
-    if (gaveUpAt != AV_NOPTS_VALUE && !next.frame) return key != AV_NOPTS_VALUE && key > gaveUpAt;
-    if (!next.frame || limit <= next.pts) return false;
     // What was fed counts as read, although the decoder may not have given it back yet.
-    std::int64_t read = std::max(next.pts, lastFed);
+    std::int64_t read = std::max(stands, lastFed);
     if (!packets.empty() && packets.back()->dts != AV_NOPTS_VALUE) read = std::max(read, packets.back()->dts);
     const bool knowsKeys = demuxer->hasFullIndex() && !keysAreFalse;
     if (!keysAreFalse && key != AV_NOPTS_VALUE && key > read) return true;
-    return !knowsKeys && !jumpsAreVain && limit - next.pts > clock().ticks(jumpDistance);
+    return !knowsKeys && !jumpsAreVain && limit - stands > clock().ticks(jumpDistance);
+}
+
+bool VideoFrameReader::State::shouldJump(std::int64_t limit) const {
+    // Behind a stretch that was given up, the next key frame is a new chance.
+    if (gaveUpAt != AV_NOPTS_VALUE && !next.frame) {
+        const std::int64_t key = demuxer->keyFrameBefore(limit - keyLag);
+        return key != AV_NOPTS_VALUE && key > gaveUpAt;
+    }
+    // Only a call that was overtaken leaves no next frame before the end.
+    if (!next.frame && drained) return false;
+    const std::int64_t stands = next.frame ? next.pts : current.pts;
+    return limit > stands && isSoonerSought(limit, stands);
+}
+
+/// Takes up a run that an overtaken call began, where that leads to `limit`.
+Result<void> VideoFrameReader::State::goOnBeginning(std::int64_t limit) {
+    const bool leads = fromBeginning || (beginsAt != AV_NOPTS_VALUE && beginsAt <= limit);
+    if (leads && !isSoonerSought(limit, beginsAt)) {
+        int badStarts = 0;
+        const auto stands = beginRun(limit, badStarts);
+        if (!stands) return fail(stands.error());
+        if (*stands) return {};
+    }
+    skipsNothing = false;
+    return seek(limit);
 }
 
 /// Decodes on from the last key frame due by `limit` among the packets read ahead, if there is one: the frames before
@@ -104,12 +135,11 @@ Result<void> VideoFrameReader::State::skipToKey(std::int64_t limit) {
     packets = std::move(ahead);
     packetsEnded = ended;
     waitsForKey = false;
-    auto found = decode(limit);
-    if (!found) return fail(found.error());
-    positioned = found->frame && found->pts <= limit && !owed.beganBadly();
-    if (!positioned) return seek(limit);
-    current = std::move(*found);
-    return {};
+    beginsAt = packets.front()->pts;
+    int badStarts = 0;
+    const auto stands = beginRun(limit, badStarts);
+    if (!stands) return fail(stands.error());
+    return *stands ? Result<void>() : seek(limit);
 }
 
 Result<void> VideoFrameReader::State::advance(std::int64_t limit) {
@@ -121,6 +151,7 @@ Result<void> VideoFrameReader::State::advance(std::int64_t limit) {
             next = std::move(*decoded);
         }
         if (next.pts > limit) return {};
+        pass();
         current = std::move(next);
         next = {};
     }
@@ -189,8 +220,32 @@ Result<void> VideoFrameReader::State::recover(std::int64_t limit) {
     return {};
 }
 
+/// Hands out the current frame, which the call goes by, where that is kept and known to be whole.
+void VideoFrameReader::State::pass() const {
+    if (call == nullptr || !call->passed || owed.beganBadly() || owed.isDamaged()) return;
+    const std::int64_t until = std::min(next.pts, owed.firstMissing(current.pts).value_or(next.pts));
+    if (until > keepFrom && until > current.pts) call->passed({current.frame, current.pts, until});
+}
+
+ShownFrame VideoFrameReader::State::shown(std::int64_t limit) const {
+    if (!current.frame) return {};
+    const bool isFirst = fromBeginning && current.pts == firstPts;
+    std::int64_t until = next.frame ? next.pts : isAtEnd() ? INT64_MAX : limit;
+    until = std::min(until, owed.firstMissing(current.pts).value_or(until));
+    return {current.frame, isFirst ? INT64_MIN : current.pts, std::max(until, limit + 1)};
+}
+
+/// What an overtaken call came to.
+ShownFrame VideoFrameReader::State::nearest(std::int64_t limit) const {
+    const bool isWhole = positioned && current.frame && !owed.beganBadly() && !owed.isDamaged();
+    if (!isWhole || current.pts > limit) return {.isExact = false};
+    return {current.frame, current.pts, current.pts + 1, false};
+}
+
 Result<void> VideoFrameReader::State::reach(std::int64_t limit) {
+    hasApproached = false;
     if (auto approached = approach(limit); !approached) return approached;
+    hasApproached = true;
     if (!current.frame) return {};
     if (auto begun = beginBetter(limit); !begun) return begun;
     if (auto redone = skipNothingInDamage(limit); !redone || !current.frame) return redone;
@@ -202,7 +257,9 @@ Result<void> VideoFrameReader::State::reach(std::int64_t limit) {
 /// Goes to the last frame due by `limit` that comes out.
 Result<void> VideoFrameReader::State::approach(std::int64_t limit) {
     const bool isFirst = fromBeginning && current.pts == firstPts;
-    if (!positioned || (current.frame && limit < current.pts && !isFirst)) {
+    if (!positioned && begins) {
+        if (auto begun = goOnBeginning(limit); !begun) return begun;
+    } else if (!positioned || (current.frame && limit < current.pts && !isFirst)) {
         skipsNothing = false;
         if (auto sought = seek(limit); !sought) return sought;
     } else if (shouldJump(limit)) {
@@ -213,7 +270,12 @@ Result<void> VideoFrameReader::State::approach(std::int64_t limit) {
     } else if (current.frame && limit > current.pts) {
         if (auto skipped = skipToKey(limit); !skipped) return skipped;
     }
-    return advance(limit);
+    if (auto advanced = advance(limit); !advanced || !current.frame) return advanced;
+    // An overtaken call may have skipped for a later time what this one is about.
+    const bool isSkipped = skippedFor > limit && owed.isSkippedBetween(current.pts, limit);
+    if (!isSkipped || owed.lastOwed(current.pts, limit)) return {};
+    skipsNothing = false;
+    return goBefore(INT64_MAX, limit);
 }
 
 VideoFrameReader::VideoFrameReader(std::unique_ptr<State> state) : state_(std::move(state)) {}
@@ -237,18 +299,42 @@ Result<std::unique_ptr<VideoFrameReader>> VideoFrameReader::open(std::shared_ptr
 }
 
 Result<SharedFrame> VideoFrameReader::frame(MediaTime time, std::stop_token stop) {
+    auto shown = frame(time, FrameCall(), std::move(stop));
+    if (!shown) return fail(shown.error());
+    return std::move(shown->frame);
+}
+
+Result<ShownFrame> VideoFrameReader::frame(MediaTime time, const FrameCall& call, std::stop_token stop) {
     State& state = *state_;
     if (stop.stop_requested()) return fail(Error::cancelled());
-    if (state.hopeless) return SharedFrame();
-    const std::int64_t wanted = state.clock().begunBy(time);
-    const MediaTime start = state.track->facts().timeRange.start;
-    if (start.seconds() > lateStart && wanted < state.clock().tickAt(start, Rounding::down)) return SharedFrame();
+    if (state.hopeless) return ShownFrame();
+    const auto wanted = stampAt(track(), time);
+    if (!wanted) return ShownFrame();
     state.demuxer->setStop(std::move(stop));
-    if (auto reached = state.reach(wanted); !reached) {
-        state.positioned = false;
-        return fail(reached.error());
-    }
-    return state.current.frame;
+    state.call = &call;
+    state.isOvertaken = false;
+    state.keepFrom = call.keepFrom ? state.clock().begunBy(*call.keepFrom) : INT64_MAX;
+    const auto reached = state.reach(*wanted);
+    state.call = nullptr;
+    if (reached) return state.shown(*wanted);
+    // Amid damage, or where reading failed, the next call begins anew.
+    if (!state.isOvertaken || state.hasApproached) state.positioned = state.begins = false;
+    if (!state.isOvertaken) return fail(reached.error());
+    return state.nearest(*wanted);
+}
+
+std::optional<std::int64_t> VideoFrameReader::stampAt(const FFmpegTrack& track, MediaTime time) {
+    const TrackClock clock(track.facts());
+    const std::int64_t stamp = clock.begunBy(time);
+    const MediaTime start = track.facts().timeRange.start;
+    if (start.seconds() > lateStart && stamp < clock.tickAt(start, Rounding::down)) return std::nullopt;
+    return stamp;
+}
+
+std::optional<std::int64_t> VideoFrameReader::position() const {
+    if (state_->begins && state_->beginsAt != AV_NOPTS_VALUE) return state_->beginsAt;
+    if (!state_->positioned || !state_->current.frame) return std::nullopt;
+    return state_->current.pts;
 }
 
 const FFmpegTrack& VideoFrameReader::track() const { return *state_->track; }

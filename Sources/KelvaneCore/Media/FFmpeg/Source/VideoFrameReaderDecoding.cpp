@@ -50,6 +50,7 @@ Result<bool> VideoFrameReader::State::fillPackets(std::size_t wanted) {
 /// Whether a later frame is known to be due by `limit`, so that this one can't be the answer.
 bool VideoFrameReader::State::isUnneeded(const AVPacket& packet, std::int64_t limit) const {
     if (!options.skipUnneeded || skipsNothing || deinterlacer.isActive() || packet.pts == AV_NOPTS_VALUE) return false;
+    if (packet.pts >= keepFrom) return false;
     return std::any_of(packets.begin(), packets.end(), [&](const PacketPtr& other) {
         return other->pts != AV_NOPTS_VALUE && (other->flags & AV_PKT_FLAG_DISCARD) == 0 && other->pts > packet.pts &&
                other->pts <= limit && !owed.isGivenUp(other->pts);
@@ -57,6 +58,10 @@ bool VideoFrameReader::State::isUnneeded(const AVPacket& packet, std::int64_t li
 }
 
 Result<void> VideoFrameReader::State::feed(std::int64_t limit) {
+    if (call != nullptr && call->isOvertaken && call->isOvertaken()) {
+        isOvertaken = true;
+        return fail(Error::cancelled());
+    }
     auto filled = fillPackets(options.skipUnneeded ? skipLookahead : 1);
     if (!filled) return fail(filled.error());
     if (!*filled) {
@@ -67,6 +72,7 @@ Result<void> VideoFrameReader::State::feed(std::int64_t limit) {
     packets.pop_front();
     lastFed = shownAt(*packet);
     const bool unneeded = isUnneeded(*packet, limit);
+    if (unneeded) skippedFor = std::max(skippedFor, limit);
     decoder->skip_frame = unneeded ? AVDISCARD_NONREF : AVDISCARD_DEFAULT;
     owed.feed(*packet, unneeded);
     ++packetsDecoded;
@@ -128,13 +134,14 @@ Result<VideoFrameReader::State::TimedFrame> VideoFrameReader::State::decode(std:
 
 /// Empties the decoder and what was read ahead.
 void VideoFrameReader::State::forget() {
-    positioned = fromBeginning = false;
+    positioned = fromBeginning = begins = false;
     current = next = {};
     packets.clear();
     ready.clear();
     packetsEnded = drained = false;
     waitsForKey = true;
     passedOver = errors = 0;
+    skippedFor = INT64_MIN;
     lastPts = gaveUpAt = lastFed = AV_NOPTS_VALUE;
     deinterlacer.reset();
     owed.restart();

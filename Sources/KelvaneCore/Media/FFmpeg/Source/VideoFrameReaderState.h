@@ -54,6 +54,9 @@ struct VideoFrameReader::State {
     std::int64_t firstPts = AV_NOPTS_VALUE;
     TimedFrame current;
     TimedFrame next;
+    /// A run was begun whose first frame hasn't come yet; its first packet is shown at `beginsAt`.
+    bool begins = false;
+    std::int64_t beginsAt = AV_NOPTS_VALUE;
     /// Nothing in this track can be decoded.
     bool hopeless = false;
     /// Jumps by distance lead further back than where they started: the key frames lie too far apart.
@@ -62,9 +65,20 @@ struct VideoFrameReader::State {
     bool keysAreFalse = false;
     /// A frame was lost or damaged in this run: what would be passed over could be the answer, or change what follows.
     bool skipsNothing = false;
+    /// The latest stamp for which frames were skipped in this run.
+    std::int64_t skippedFor = INT64_MIN;
     /// No step back led to a run that began well.
     bool betterStartsAreVain = false;
     int vainTries = 0;
+
+    // Of the call under way.
+    const FrameCall* call = nullptr;
+    /// From this stamp on, frames are kept.
+    std::int64_t keepFrom = INT64_MAX;
+    /// It ended before a packet, as it was overtaken.
+    bool isOvertaken = false;
+    /// It came to the frame at which a healthy track is done.
+    bool hasApproached = false;
 
     [[nodiscard]] AVRational timeBase() const { return track->facts().timeBase; }
     [[nodiscard]] TrackClock clock() const { return TrackClock(track->facts()); }
@@ -82,8 +96,11 @@ struct VideoFrameReader::State {
     Result<void> restart(std::int64_t timestamp);
 
     // VideoFrameReader.cpp
+    Result<bool> beginRun(std::int64_t limit, int& badStarts);
     Result<void> seek(std::int64_t limit, std::int64_t before = INT64_MAX);
+    [[nodiscard]] bool isSoonerSought(std::int64_t limit, std::int64_t stands) const;
     [[nodiscard]] bool shouldJump(std::int64_t limit) const;
+    Result<void> goOnBeginning(std::int64_t limit);
     Result<void> skipToKey(std::int64_t limit);
     Result<void> advance(std::int64_t limit);
     [[nodiscard]] bool isAtEnd() const;
@@ -94,6 +111,9 @@ struct VideoFrameReader::State {
     Result<void> recover(std::int64_t limit);
     Result<void> approach(std::int64_t limit);
     Result<void> reach(std::int64_t limit);
+    void pass() const;
+    [[nodiscard]] ShownFrame shown(std::int64_t limit) const;
+    [[nodiscard]] ShownFrame nearest(std::int64_t limit) const;
 };
 
 }  // namespace kelvane
