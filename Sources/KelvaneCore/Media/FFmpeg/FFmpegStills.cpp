@@ -5,6 +5,7 @@
 #include "FFmpegPlatform.h"
 #include "Media/FFmpeg/Picture/PictureRenderer.h"
 #include "Media/FFmpeg/Picture/PictureScaler.h"
+#include "Media/FFmpeg/Source/PictureDecoder.h"
 #include "Media/FFmpeg/Source/VideoFrameReader.h"
 #include "Media/FFmpeg/Still/StillRun.h"
 #include "Support/Text.h"
@@ -16,12 +17,13 @@ namespace {
 using TrackPtr = std::shared_ptr<const FFmpegTrack>;
 
 /// Memory of stills besides the pictures that one decoder needs at least. A sheet may have it all for threads, or for a
-/// second decoder: eight pictures, as streams at their level's largest size refer to six at the most.
+/// second decoder.
 constexpr std::int64_t stillBytesAhead = 64'000'000;
 constexpr std::int64_t secondDecoderBytes = 100'000'000;
-constexpr std::int64_t picturesOfDecoder = 8;
 
-int mostArtists(std::int64_t pictureBytes) { return pictureBytes * picturesOfDecoder <= secondDecoderBytes ? 2 : 1; }
+int mostArtists(std::int64_t pictureBytes) {
+    return pictureDecoderBytes(pictureBytes, 1) <= secondDecoderBytes ? 2 : 1;
+}
 
 /// `size` fitted into `maximum` without enlarging, to the nearest whole pixels.
 Size fitted(Size size, Size maximum) {

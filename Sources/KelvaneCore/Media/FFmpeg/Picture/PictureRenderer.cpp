@@ -5,7 +5,6 @@
 #include "Media/FFmpeg/Source/SourceFile.h"
 #include "Media/FFmpeg/Source/VideoFrameReader.h"
 #include "Media/MediaError.h"
-#include "PictureScaler.h"
 
 namespace kelvane {
 
@@ -15,9 +14,7 @@ namespace {
 struct OpenSource {
     std::shared_ptr<const FFmpegTrack> track;
     std::unique_ptr<VideoFrameReader> reader;
-    SharedFrame frame;
-    AffineTransform transform;
-    SharedFrame drawn;
+    PaintedFrame painted;
 };
 
 bool sameStream(const FFmpegTrack& a, const FFmpegTrack& b) {
@@ -27,16 +24,17 @@ bool sameStream(const FFmpegTrack& a, const FFmpegTrack& b) {
 }  // namespace
 
 struct PictureRenderer::State {
+    State(EditedMediaPtr edited, PictureRendererOptions chosen)
+        : media(std::move(edited)),
+          options(chosen),
+          painter(media->video.renderSize, options.canvas.value_or(media->video.renderSize)) {}
+
     EditedMediaPtr media;
     PictureRendererOptions options;
-    PictureScaler scaler;
-    SharedFrame blackFrame;
+    PicturePainter painter;
     /// The one used last comes first.
     std::list<OpenSource> sources;
 
-    [[nodiscard]] Size canvas() const { return options.canvas.value_or(media->video.renderSize); }
-    [[nodiscard]] AffineTransform onCanvas(const AffineTransform& transform) const;
-    Result<SharedFrame> black();
     Result<OpenSource*> sourceFor(const PictureOrigin& shot, std::stop_token stop);
     Result<SharedFrame> draw(const PictureOrigin& shot, std::stop_token stop);
 };
@@ -52,25 +50,9 @@ std::optional<PictureOrigin> PictureRenderer::originOf(const EditedMedia& media,
         auto source = std::dynamic_pointer_cast<const FFmpegTrack>(segment->source);
         if (!source) continue;
         return PictureOrigin{std::move(source), segment->sourceRange.start + (time - segment->target.start),
-                             layer.transform};
+                             layer.transform, segment->target.start, segment->sourceRange.start};
     }
     return std::nullopt;
-}
-
-AffineTransform PictureRenderer::State::onCanvas(const AffineTransform& transform) const {
-    if (!options.canvas) return transform;
-    const Size size = media->video.renderSize;
-    return transform.then(
-        AffineTransform::scaling(options.canvas->width / size.width, options.canvas->height / size.height));
-}
-
-Result<SharedFrame> PictureRenderer::State::black() {
-    if (!blackFrame) {
-        auto made = PictureScaler::black(canvas());
-        if (!made) return made;
-        blackFrame = std::move(*made);
-    }
-    return blackFrame;
 }
 
 Result<OpenSource*> PictureRenderer::State::sourceFor(const PictureOrigin& shot, std::stop_token stop) {
@@ -103,32 +85,18 @@ Result<SharedFrame> PictureRenderer::State::draw(const PictureOrigin& shot, std:
     const SharedFrame& shown = *frame;
     // A film that is black from end to end would tell nobody why.
     if (!shown && source.reader->isUndecodable()) return fail(source.reader->undecodable());
-    if (!shown) return black();
-    if (shown == source.frame && source.drawn && shot.transform == source.transform) return source.drawn;
-
-    const auto natural = shot.track->loadNaturalSize();
-    auto drawn = natural ? scaler.draw(*shown, *natural, onCanvas(shot.transform), canvas())
-                         : Result<SharedFrame>(fail(natural.error()));
-    // As does a picture in a form that nothing here can draw.
-    if (!drawn) return source.drawn && shot.transform == source.transform ? Result<SharedFrame>(source.drawn) : black();
-    source.frame = shown;
-    source.transform = shot.transform;
-    source.drawn = *drawn;
-    return source.drawn;
+    return painter.paint(shot, shown, source.painted);
 }
 
 PictureRenderer::PictureRenderer(EditedMediaPtr media, PictureRendererOptions options)
-    : state_(std::make_unique<State>()) {
-    state_->media = std::move(media);
-    state_->options = options;
-}
+    : state_(std::make_unique<State>(std::move(media), options)) {}
 
 PictureRenderer::~PictureRenderer() = default;
 
 Result<SharedFrame> PictureRenderer::picture(MediaTime time, std::stop_token stop) {
     if (stop.stop_requested()) return fail(Error::cancelled());
     const std::optional<PictureOrigin> shot = originOf(*state_->media, time);
-    return shot ? state_->draw(*shot, stop) : state_->black();
+    return shot ? state_->draw(*shot, stop) : state_->painter.black();
 }
 
 Result<std::optional<std::int64_t>> PictureRenderer::decodingStart(MediaTime time, std::stop_token stop) {

@@ -6,8 +6,7 @@
 #include <stop_token>
 
 #include "Media/EditedMedia.h"
-#include "Media/FFmpeg/Source/FFmpegAsset.h"
-#include "Media/FFmpeg/Source/Handles.h"
+#include "PicturePainter.h"
 
 namespace kelvane {
 
@@ -25,16 +24,8 @@ struct PictureRendererOptions {
     std::optional<Size> canvas;
 };
 
-/// What a timeline shows at some moment.
-struct PictureOrigin {
-    std::shared_ptr<const FFmpegTrack> track;
-    /// Seconds of the source.
-    MediaTime time;
-    /// Natural-size pixels to pixels of the render size.
-    AffineTransform transform;
-};
-
-/// The pictures of a timeline: the one renderer behind export, stills and player. One thread at a time.
+/// The pictures of a timeline with decoders of its own, for export and stills; a player's stream paints what shared
+/// decoders give. One thread at a time.
 class PictureRenderer {
 public:
     PictureRenderer(EditedMediaPtr media, PictureRendererOptions options = {});

@@ -18,6 +18,9 @@ constexpr std::int64_t mostThreads = 16;
 /// Pictures that a decoder holds for each thread after its first: measured 2.5 with HEVC, as what is decoded ahead
 /// waits to be given out.
 constexpr std::int64_t picturesOfThread = 3;
+/// Pictures that one thread's decoder holds: those that streams at their level's largest size refer to, six at the
+/// most, and two on their way.
+constexpr std::int64_t picturesOfDecoder = 8;
 
 }  // namespace
 
@@ -25,6 +28,10 @@ int pictureDecoderThreads(std::int64_t pictureBytes, int wanted, std::int64_t by
     const std::int64_t ahead = bytesAhead / (std::max<std::int64_t>(pictureBytes, 1) * picturesOfThread);
     const auto most = static_cast<int>(std::min(1 + ahead, mostThreads));
     return std::min(wanted > 0 ? wanted : av_cpu_count(), most);
+}
+
+std::int64_t pictureDecoderBytes(std::int64_t pictureBytes, int threads) {
+    return pictureBytes * (picturesOfDecoder + picturesOfThread * (threads - 1));
 }
 
 CodecContextPtr openPictureDecoder(const AVStream& stream, int threads) {
