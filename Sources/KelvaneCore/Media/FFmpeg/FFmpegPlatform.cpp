@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "Media/FFmpeg/Export/FFmpegExportSession.h"
+#include "Media/FFmpeg/Playback/FFmpegPictureStream.h"
+#include "Media/FFmpeg/Playback/FFmpegSoundStream.h"
 
 namespace kelvane {
 
@@ -41,6 +43,14 @@ Result<MediaAssetPtr> FFmpegPlatform::openAsset(const FileURL& url, std::stop_to
 
 std::unique_ptr<ExportSession> FFmpegPlatform::makeExportSession(EditedMediaPtr media) {
     return makeFFmpegExportSession(std::move(media));
+}
+
+std::unique_ptr<PictureStream> FFmpegPlatform::makePictureStream(EditedMediaPtr media, Size canvas) {
+    return makeFFmpegPictureStream(std::move(media), canvas, readers_, pictures_);
+}
+
+std::unique_ptr<SoundStream> FFmpegPlatform::makeSoundStream(EditedMediaPtr media) {
+    return makeFFmpegSoundStream(std::move(media));
 }
 
 int FFmpegPlatform::probeCount() const {

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <memory>
+
+#include "Media/EditedMedia.h"
+#include "Media/MediaStreams.h"
+
+namespace kelvane {
+
+/// The sound of `media`, sample by sample as exports hold it before they encode it. Opens nothing yet.
+///
+/// What the limiter does to a sample depends on the 5 ms behind it and on what was loud in the `Limiter::memory`
+/// samples before. So it is given both: a range that doesn't follow on costs three quarters of a second of sound that
+/// nobody hears.
+std::unique_ptr<SoundStream> makeFFmpegSoundStream(EditedMediaPtr media);
+
+}  // namespace kelvane
