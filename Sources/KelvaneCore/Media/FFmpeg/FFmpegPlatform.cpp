@@ -5,6 +5,7 @@
 #include "Media/FFmpeg/Export/FFmpegExportSession.h"
 #include "Media/FFmpeg/Playback/FFmpegPictureStream.h"
 #include "Media/FFmpeg/Playback/FFmpegSoundStream.h"
+#include "Media/FFmpeg/Take/FFmpegTakeWriter.h"
 
 namespace kelvane {
 
@@ -51,6 +52,10 @@ std::unique_ptr<PictureStream> FFmpegPlatform::makePictureStream(EditedMediaPtr 
 
 std::unique_ptr<SoundStream> FFmpegPlatform::makeSoundStream(EditedMediaPtr media) {
     return makeFFmpegSoundStream(std::move(media));
+}
+
+Result<std::unique_ptr<TakeWriter>> FFmpegPlatform::makeTakeWriter(const FileURL& file) {
+    return makeFFmpegTakeWriter(file);
 }
 
 int FFmpegPlatform::probeCount() const {

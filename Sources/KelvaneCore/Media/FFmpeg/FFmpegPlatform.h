@@ -29,6 +29,7 @@ public:
     std::unique_ptr<ExportSession> makeExportSession(EditedMediaPtr media) override;
     std::unique_ptr<PictureStream> makePictureStream(EditedMediaPtr media, Size canvas) override;
     std::unique_ptr<SoundStream> makeSoundStream(EditedMediaPtr media) override;
+    Result<std::unique_ptr<TakeWriter>> makeTakeWriter(const FileURL& file) override;
 
     /// How many files were opened and probed so far; for tests and benchmarks.
     [[nodiscard]] int probeCount() const;

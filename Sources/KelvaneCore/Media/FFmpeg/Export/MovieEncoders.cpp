@@ -6,7 +6,6 @@ extern "C" {
 
 #include <algorithm>
 
-#include "ExportQuality.h"
 #include "Media/FFmpeg/Sound/SoundLayout.h"
 #include "Media/FFmpeg/Sound/SoundRenderer.h"
 #include "Media/MediaError.h"
@@ -85,15 +84,15 @@ Result<void> PictureEncoder::finish(const PacketSink& sink) {
     });
 }
 
-Result<std::unique_ptr<SoundEncoder>> SoundEncoder::open() {
+Result<std::unique_ptr<SoundEncoder>> SoundEncoder::open(int channels, std::int64_t bitRate) {
     const AVCodec* codec = soundCodec();
     CodecContextPtr context(codec != nullptr ? avcodec_alloc_context3(codec) : nullptr);
     if (!context) return fail(MediaError::exportUnavailable());
     context->sample_fmt = AV_SAMPLE_FMT_FLTP;
     context->sample_rate = soundSampleRate;
-    context->ch_layout = stereoLayout();
+    context->ch_layout = channels == 1 ? monoLayout() : stereoLayout();
     context->time_base = {1, soundSampleRate};
-    context->bit_rate = ExportQuality::soundBitRate;
+    context->bit_rate = bitRate;
     context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     context->thread_count = 1;
     if (avcodec_open2(context.get(), codec, nullptr) < 0) return fail(MediaError::exportUnavailable());
@@ -101,7 +100,7 @@ Result<std::unique_ptr<SoundEncoder>> SoundEncoder::open() {
 }
 
 Result<void> SoundEncoder::encode(std::span<const float> samples, const PacketSink& sink) {
-    const auto whole = static_cast<std::size_t>(context_->frame_size) * 2;
+    const auto whole = static_cast<std::size_t>(context_->frame_size * context_->ch_layout.nb_channels);
     if (!rest_.empty()) {
         const auto part = std::min(samples.size(), whole - rest_.size());
         rest_.insert(rest_.end(), samples.begin(), samples.begin() + static_cast<std::ptrdiff_t>(part));
@@ -127,14 +126,13 @@ Result<void> SoundEncoder::finish(const PacketSink& sink) {
 Result<void> SoundEncoder::encodeFrame(std::span<const float> samples, const PacketSink& sink) {
     frame_->format = context_->sample_fmt;
     frame_->sample_rate = context_->sample_rate;
-    frame_->ch_layout = stereoLayout();
-    frame_->nb_samples = static_cast<int>(samples.size() / 2);
+    const auto channels = static_cast<std::size_t>(context_->ch_layout.nb_channels);
+    frame_->ch_layout = context_->ch_layout;
+    frame_->nb_samples = static_cast<int>(samples.size() / channels);
     if (const int made = av_frame_get_buffer(frame_.get(), 0); made < 0) return fail(encodingFailed(made));
-    auto* left = reinterpret_cast<float*>(frame_->data[0]);
-    auto* right = reinterpret_cast<float*>(frame_->data[1]);
-    for (int i = 0; i < frame_->nb_samples; ++i) {
-        left[i] = samples[static_cast<std::size_t>(i) * 2];
-        right[i] = samples[static_cast<std::size_t>(i) * 2 + 1];
+    for (std::size_t channel = 0; channel < channels; ++channel) {
+        auto* plane = reinterpret_cast<float*>(frame_->data[channel]);
+        for (std::size_t i = 0; i < samples.size() / channels; ++i) plane[i] = samples[i * channels + channel];
     }
     frame_->pts = position_;
     position_ += frame_->nb_samples;

@@ -6,6 +6,7 @@
 #include <span>
 #include <vector>
 
+#include "ExportQuality.h"
 #include "Media/FFmpeg/Source/Handles.h"
 #include "Media/MediaTime.h"
 #include "Support/Error.h"
@@ -37,12 +38,14 @@ private:
     FramePtr frame_;
 };
 
-/// AAC at 48 kHz in stereo. One thread at a time.
+/// AAC at 48 kHz. One thread at a time.
 class SoundEncoder {
 public:
-    static Result<std::unique_ptr<SoundEncoder>> open();
+    /// `channels`: 2, or 1. `bitRate`: bits a second of all channels. Fails with MediaError::exportUnavailable.
+    static Result<std::unique_ptr<SoundEncoder>> open(int channels = 2,
+                                                      std::int64_t bitRate = ExportQuality::soundBitRate);
 
-    /// Takes interleaved stereo in -1…1, any number of samples.
+    /// Takes interleaved samples in -1…1, any number of frames.
     Result<void> encode(std::span<const float> samples, const PacketSink& sink);
     Result<void> finish(const PacketSink& sink);
     [[nodiscard]] const AVCodecContext& context() const { return *context_; }
