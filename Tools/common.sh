@@ -8,7 +8,7 @@ build_packages=(
     ca-certificates cmake ninja-build ccache pkg-config clang-19 lld-19
     qt6-base-dev qt6-declarative-dev qcoro-qt6-dev
     libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev libswscale-dev libswresample-dev
-    libzimg-dev nlohmann-json3-dev libfmt-dev libutf8proc-dev libssl-dev
+    libzimg-dev libpulse-dev nlohmann-json3-dev libfmt-dev libutf8proc-dev libssl-dev
 )
 run_packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
@@ -19,7 +19,8 @@ run_packages=(
     # Faces of the text on inspection pictures: Helvetica's measures, then names in any script, and emoji.
     fonts-liberation fonts-dejavu-core fonts-noto-core fonts-wqy-microhei fonts-noto-color-emoji
 )
-test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3 socat)
+# pulseaudio is the tests' own sound server.
+test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3 socat pulseaudio)
 sanitizer_packages=(libclang-rt-19-dev)
 
 say() { printf '\033[1m%s\033[0m\n' "$*"; }

@@ -51,6 +51,11 @@ std::int64_t SoundQueue::read(std::span<float> stereo) {
     return count;
 }
 
+void SoundQueue::countUnderrun() {
+    const std::scoped_lock lock(mutex_);
+    ++underruns_;
+}
+
 std::int64_t SoundQueue::held() const {
     const std::scoped_lock lock(mutex_);
     return written_ - taken_;

@@ -18,6 +18,8 @@ public:
 
     /// Puts samples in, as far as there is room; how many frames it took. The writer.
     std::int64_t write(std::span<const float> stereo);
+    /// The device ran dry although more will come. The reader.
+    void countUnderrun();
     /// Nothing will be written any more. The writer.
     void finish();
     /// Takes up to `out.size() / 2` frames; how many there were. Muted ones come as silence. The reader.
@@ -30,7 +32,7 @@ public:
     [[nodiscard]] std::int64_t taken() const;
     /// Whether all that will come was taken.
     [[nodiscard]] bool isOver() const;
-    /// Reads that found fewer frames than they asked for although more will come.
+    /// Reads that found fewer frames than they asked for although more will come, and times that the device ran dry.
     [[nodiscard]] std::int64_t underruns() const;
     void setMuted(bool muted);
 
