@@ -5,6 +5,8 @@
 #include <cstdio>
 
 #include "CLI/CLISweep.h"
+#include "Platform/PulseSoundOutput.h"
+#include "Platform/TimelinePlayer.h"
 #include "Session/AIAssistantSession.h"
 #include "Storage/UnfinishedSweep.h"
 
@@ -51,10 +53,23 @@ KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
       projects_({.context = &context_,
                  .media = &media_,
                  .panels = &panels_,
-                 .makePlayer = [](PlayerRole) { return std::make_unique<StillPlayer>(); },
+                 .makePlayer = [this](PlayerRole role) { return makePlayer(role); },
+                 .recording = &recording_,
                  .unfinished = &unfinished_}) {
     registerWindowTypes();
     incoming_.open(urls);
+}
+
+std::unique_ptr<Player> KelvaneApp::makePlayer(PlayerRole role) {
+    PlayerServices services{.context = &context_};
+    services.makePictureStream = [this](EditedMediaPtr item, Size canvas) {
+        return media_.makePictureStream(std::move(item), canvas);
+    };
+    if (role == PlayerRole::main) {
+        services.makeSoundStream = [this](EditedMediaPtr item) { return media_.makeSoundStream(std::move(item)); };
+        services.output = std::make_shared<PulseSoundOutput>(sound_);
+    }
+    return std::make_unique<TimelinePlayer>(std::move(services));
 }
 
 bool KelvaneApp::start() {

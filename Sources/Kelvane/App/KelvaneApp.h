@@ -10,6 +10,7 @@
 
 #include "IncomingURLs.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
+#include "Platform/PulseSoundRecorder.h"
 #include "Platform/QtMainContext.h"
 #include "Support/UnfinishedWork.h"
 #include "Views/Window/PanelHost.h"
@@ -81,12 +82,16 @@ private:
     void end();
     void setActiveWindow(const UUID& id);
 
+    /// What shows and sounds a timeline, or shows the pictures under a pointer.
+    std::unique_ptr<Player> makePlayer(PlayerRole role);
     /// Removes what earlier processes left, in the background.
     void sweepLeftovers();
 
     UnfinishedWork unfinished_;
     QtMainContext context_;
     FFmpegPlatform media_;
+    std::shared_ptr<PulseConnection> sound_ = std::make_shared<PulseConnection>(context_);
+    PulseSoundRecording recording_{sound_, media_};
     WindowPanels panels_;
     QQmlEngine engine_;
     std::unique_ptr<QQmlComponent> component_;
