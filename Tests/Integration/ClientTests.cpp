@@ -406,7 +406,7 @@ TEST_F(Client, LoadsNothingOfTheApplication) {
     const Outcome loaded = runAt("/bin/sh", {"-c", "LD_TRACE_LOADED_OBJECTS=1 " KELVANE_EXECUTABLE});
     ASSERT_EQ(loaded.status, 0);
     EXPECT_NE(loaded.output.find("libc.so"), std::string::npos) << loaded.output;
-    for (const char* library : {"libfmt", "libQt", "libav", "libsw", "libcrypto", "libzimg", "libutf8proc"})
+    for (const char* library : {"libfmt", "libQt", "libav", "libsw", "libcrypto", "libzimg", "libutf8proc", "libpulse"})
         EXPECT_EQ(loaded.output.find(library), std::string::npos) << loaded.output;
 }
 

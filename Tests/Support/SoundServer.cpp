@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "Support/FileDescriptor.h"
+#include "Support/Patience.h"
 
 namespace kelvane::testing {
 
@@ -95,7 +96,7 @@ bool SoundServer::start(Devices devices) {
 }
 
 bool SoundServer::waitForSocket(const std::string& path) const {
-    const auto end = std::chrono::steady_clock::now() + 30s;
+    const auto end = std::chrono::steady_clock::now() + patience;
     while (std::chrono::steady_clock::now() < end) {
         if (connectTo(path).isOpen()) return true;
         std::this_thread::sleep_for(5ms);
@@ -120,7 +121,9 @@ std::string SoundServer::ask(const std::string& line) {
         pollfd ready{socket.get(), POLLIN, 0};
         while (!heard.ends_with(">>> ")) {
             char buffer[4096];
-            const ssize_t got = poll(&ready, 1, 20'000) > 0 ? ::read(socket.get(), buffer, sizeof buffer) : -1;
+            const ssize_t got = poll(&ready, 1, static_cast<int>(patience.count())) > 0
+                                    ? ::read(socket.get(), buffer, sizeof buffer)
+                                    : -1;
             if (got <= 0) return std::string("no answer");
             heard.append(buffer, static_cast<std::size_t>(got));
         }

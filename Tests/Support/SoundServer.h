@@ -24,7 +24,7 @@ public:
 
     /// What a server starts with.
     enum class Devices { earsAndMicrophone, none };
-    /// False when no server answers within half a minute, as `log` tells.
+    /// False when patience ends before a server answers; `log` tells why.
     bool start(Devices devices = Devices::earsAndMicrophone);
     /// At once, as a crash does.
     void kill();

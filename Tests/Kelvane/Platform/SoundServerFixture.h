@@ -20,14 +20,14 @@
 #include "Platform/PulseSoundOutput.h"
 #include "Platform/QtMainContext.h"
 #include "Support/App/SoundEar.h"
+#include "Support/Patience.h"
 #include "Support/SoundServer.h"
 
 namespace kelvane::testing {
 
 using namespace std::chrono_literals;
 
-/// A sound server of its own and the real event loop. What is waited for comes by itself; the bound is there for tests
-/// that fail.
+/// A sound server of its own and the real event loop. What is waited for comes by itself.
 class SoundServerTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -36,8 +36,8 @@ protected:
     void startServer(SoundServer::Devices devices = SoundServer::Devices::earsAndMicrophone) {
         ASSERT_TRUE(server.start(devices)) << server.log();
     }
-    bool eventually(const std::function<bool()>& holds, std::chrono::seconds bound = 30s) {
-        const auto end = std::chrono::steady_clock::now() + bound;
+    bool eventually(const std::function<bool()>& holds) {
+        const auto end = std::chrono::steady_clock::now() + patience;
         while (!holds()) {
             if (std::chrono::steady_clock::now() >= end) return false;
             QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
