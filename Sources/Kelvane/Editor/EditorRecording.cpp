@@ -8,7 +8,7 @@
 
 #include "Editor.h"
 #include "Media/MediaError.h"
-#include "Storage/ProjectLibrary.h"
+#include "Storage/ProjectStore.h"
 #include "Support/AtomicFile.h"
 
 namespace kelvane {
@@ -24,8 +24,8 @@ constexpr double peaksPerSecond = 30;
 /// A clip that is still being recorded is never shorter.
 constexpr double shortestLiveClip = 1.0 / 30;
 
-/// Where takes lie of a project that has no media folder.
-FileURL recordingsFolder() { return FileURL::fromPath(applicationSupportFolder() + "/Kelvane/Recordings"); }
+/// Where takes lie of a project that has no media folder: beside the library.
+FileURL recordingsFolder() { return ProjectStore::defaultRoot().parentFolder().appending("Recordings"); }
 
 std::string takeName() {
     const QString now = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH.mm.ss"));
