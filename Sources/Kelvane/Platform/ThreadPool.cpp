@@ -26,7 +26,8 @@ void ThreadPool::finish() {
 
 void ThreadPool::serve() {
     // Of a thread, not of the process: Linux keeps a niceness for each.
-    if (giveWay_ > 0) setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), giveWay_);
+    const auto self = static_cast<id_t>(gettid());
+    if (giveWay_ > 0) setpriority(PRIO_PROCESS, self, getpriority(PRIO_PROCESS, self) + giveWay_);
     std::unique_lock lock(mutex_);
     while (true) {
         ++idle_;
