@@ -35,6 +35,9 @@ public:
     }
     Timer after(std::chrono::milliseconds, std::function<void()>) override { return Timer(std::make_shared<int>(0)); }
     [[nodiscard]] bool isMainThread() const override { return std::this_thread::get_id() == thread_; }
+    [[nodiscard]] std::chrono::nanoseconds now() const override {
+        return std::chrono::steady_clock::now().time_since_epoch();
+    }
 
     /// Runs what is posted now, after a wait of at most a millisecond for something to come.
     void turn() {
