@@ -199,7 +199,6 @@ TEST_F(Recording, AMicrophoneThatDoesNotStartLeavesNoFile) {
 }
 
 TEST_F(Recording, AFolderThatCannotBeMadeIsTold) {
-    folder();
     makeEditor(false);
     editor->commit({videoClip(1, movie, 4)});
     settlePreview();

@@ -8,6 +8,7 @@
 #include <QTest>
 
 #include "Support/App/WindowsFixture.h"
+#include "Support/Patience.h"
 #include "Views/Preview/PreviewSurface.h"
 #include "Views/Window/PanelHost.h"
 #include "Views/Window/ProjectWindowView.h"

@@ -97,7 +97,6 @@ Item {
             Label {
                 text: pane.clock(pane.view.position)
                 color: pane.view.recording ? "#ff5a52" : "#ecedef"
-                font.features: ({ "tnum": 1 })
             }
             Slider {
                 id: slider
