@@ -64,7 +64,7 @@ Item {
 
                 Label {
                     anchors.centerIn: parent
-                    visible: pane.view.hasPreview && pane.view.audioOnly
+                    visible: pane.view.hasPreview && pane.view.audioOnly && pane.view.countdown === 0
                     text: qsTr("Audio preview")
                     color: "#a9aeb6"
                 }
@@ -117,8 +117,32 @@ Item {
                     when: !slider.pressed
                     restoreMode: Binding.RestoreNone
                 }
-                palette.dark: "#b9bec6"
-                palette.midlight: "#3a3e45"
+                handle: Rectangle {
+                    x: slider.leftPadding + slider.visualPosition * (slider.availableWidth - width)
+                    y: slider.topPadding + (slider.availableHeight - height) / 2
+                    implicitWidth: 14
+                    implicitHeight: 14
+                    radius: 7
+                    color: "#f1f2f4"
+                    border.width: slider.visualFocus ? 2 : 0
+                    border.color: "#4ecdb8"
+                }
+                background: Rectangle {
+                    x: slider.leftPadding
+                    y: slider.topPadding + (slider.availableHeight - height) / 2
+                    implicitWidth: 120
+                    implicitHeight: 4
+                    width: slider.availableWidth
+                    height: implicitHeight
+                    radius: 2
+                    color: "#3a3e45"
+                    Rectangle {
+                        width: slider.visualPosition * parent.width
+                        height: parent.height
+                        radius: 2
+                        color: "#b9bec6"
+                    }
+                }
             }
             Label {
                 text: pane.clock(pane.view.duration)

@@ -52,8 +52,10 @@ void PreviewSurface::takePicture() {
 
 QRectF PreviewSurface::pictureRect() const {
     const double scale = std::min(width() / Framing::size.width, height() / Framing::size.height);
-    const QSizeF size = QSizeF(Framing::size.width, Framing::size.height) * std::max(scale, 0.0);
-    return {QPointF(width() - size.width(), height() - size.height()) / 2, size};
+    // On whole points, so that its edges are sharp.
+    const QSize size = (QSizeF(Framing::size.width, Framing::size.height) * std::max(scale, 0.0)).toSize();
+    const QPointF corner = QPointF(width() - size.width(), height() - size.height()) / 2;
+    return {corner.toPoint(), size};
 }
 
 void PreviewSurface::tellSize() {
