@@ -306,7 +306,7 @@ Round duplicateOnce(Application& application) {
             return copy.has_value();
         });
     });
-    fs::remove_all(library.folder(*copy).path());
+    fs::remove_all(library.store().folder(*copy).path());
     return round;
 }
 
