@@ -123,6 +123,8 @@ TEST_P(TakeLengths, AreExactAndEverySampleIsAtItsPlace) {
     AVFormatContext* opened = nullptr;
     ASSERT_EQ(avformat_open_input(&opened, folder.path("take.m4a").c_str(), nullptr, nullptr), 0);
     const FormatContextPtr format(opened);
+    // Newer versions of the library tell a length only then.
+    ASSERT_GE(avformat_find_stream_info(opened, nullptr), 0);
     ASSERT_EQ(opened->nb_streams, 1U);
     const AVCodecParameters& codec = *opened->streams[0]->codecpar;
     EXPECT_EQ(codec.codec_id, AV_CODEC_ID_AAC);
