@@ -15,7 +15,7 @@ namespace kelvane {
 struct VideoPicture {
     struct Plane {
         const std::uint8_t* data = nullptr;
-        /// Bytes from one row to the next; more than `width`, and the memory behind the last row may be read up to 64
+        /// Bytes from one row to the next, `width` or more; the memory behind the last row may be read up to 64
         /// bytes on.
         std::ptrdiff_t stride = 0;
         int width = 0;
