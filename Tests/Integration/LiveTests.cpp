@@ -119,13 +119,13 @@ TEST_F(LiveTests, ARelativePathAmongOtherArgumentsOpensThatProject) {
     std::filesystem::current_path(folder.path());
     app = std::make_unique<LiveApplication>(folder, std::vector<std::string>{"--verbose", "Trip.kelvane", "film.mp4"});
     std::filesystem::current_path(back);
-    ASSERT_TRUE(app->waitForProject());
+    ASSERT_TRUE(app->waitForProject()) << folder.read("application.log");
     EXPECT_EQ(app->result({"project"}).value("name", ""), "Trip");
     const auto project = app->project();
     ASSERT_EQ(app->quit(), 0);
     // A link to it opens the same project again.
     LiveApplication again(folder, {"kelvane://project/" + project});
-    ASSERT_TRUE(again.waitForProject());
+    ASSERT_TRUE(again.waitForProject()) << folder.read("application.log");
     EXPECT_EQ(again.project(), project);
     EXPECT_EQ(again.quit(), 0);
 }
@@ -194,7 +194,8 @@ TEST_F(LiveTests, ADocumentIsWholeWheneverTheApplicationIsKilled) {
             << kept->clips.size();
         const auto project = app->project();
         app = std::make_unique<LiveApplication>(folder, std::vector<std::string>{"kelvane://project/" + project});
-        ASSERT_TRUE(app->waitForProject()) << "the dead instance's record and lock don't stand in the way";
+        ASSERT_TRUE(app->waitForProject())
+            << "the dead instance's record and lock don't stand in the way: " << folder.read("application.log");
     }
 }
 

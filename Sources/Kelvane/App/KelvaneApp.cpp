@@ -101,11 +101,10 @@ bool KelvaneApp::start() {
 }
 
 void KelvaneApp::sweepLeftovers() {
-    auto sweep = [root = projects_.library().root()] {
-        sweepUnfinishedWork(root);
-        sweepDeadServers();
-    };
+    auto sweep = [root = projects_.library().root()] { sweepUnfinishedWork(root); };
     context_.runInBackground(std::move(sweep), Lane::longWork);
+    // Whoever connects waits for a sweep that has its lock: it mustn't stand behind the work of others.
+    context_.runInBackground([] { sweepDeadServers(); }, Lane::shortWork);
 }
 
 bool KelvaneApp::openWindow(const std::optional<UUID>& id) {

@@ -21,10 +21,10 @@ namespace {
 
 /// Far above any record: a UUID and a path of at most 103 bytes.
 constexpr std::size_t maximumRecordBytes = 65'536;
-/// How often a lock is tried that a sweep has just now, and the pause before, microseconds. A sweep has it for the
-/// length of two removals.
-constexpr int lockAttempts = 100;
+/// The pause before a lock is tried again that a sweep has just now, microseconds. A sweep has it for the length of two
+/// removals, but on a busy machine it may rest for long in between: so there is no hurry to give up.
 constexpr useconds_t lockPause = 500;
+constexpr int lockAttempts = 20'000;
 
 std::string recordPath(const std::string& folder, const UUID& projectID) {
     return folder + "/" + projectID.upper() + ".json";

@@ -13,8 +13,8 @@ namespace kelvane {
 /// connected project a record "<UUID>.json" (its socket's path) and a lock file "<UUID>.lock" (held by the process
 /// that serves it). An instance holds the lock and owns the record; its end withdraws both.
 ///
-/// `start` blocks, for 50 ms at the most where a sweep has the lock again and again; it and the lookup run anywhere. An
-/// instance belongs to one thread at a time.
+/// `start` blocks, for some ten seconds at the most where a sweep has the lock and gets no processor; it and the lookup
+/// run anywhere. An instance belongs to one thread at a time.
 class CLIProjectDiscovery {
 public:
     /// "/tmp/kelvane-connections-<user id>".

@@ -1,14 +1,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <fstream>
+#include <future>
 #include <sstream>
 
 #include "CLI/CLIProjectDiscovery.h"
+#include "Support/FileDescriptor.h"
+#include "Support/Patience.h"
 #include "Support/TempFolder.h"
 
 namespace kelvane {
@@ -51,6 +56,28 @@ protected:
 
 TEST_F(Registry, StandsUnderTheUsersOwnIdentifier) {
     EXPECT_EQ(CLIProjectDiscovery::registryPath(), "/tmp/kelvane-connections-" + std::to_string(getuid()));
+}
+
+TEST_F(Registry, ASweepThatRestsWithTheLockIsWaitedFor) {
+    ASSERT_EQ(CLIProjectDiscovery::folder(path_), path_);
+    write(lock_, "");
+    FileDescriptor sweeping = FileDescriptor::open(lock_, O_RDWR);
+    ASSERT_EQ(flock(sweeping.get(), LOCK_SH), 0);
+    const FileDescriptor tries(inotify_init1(IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(tries.get(), lock_.c_str(), IN_OPEN), 0);
+    auto started = std::async(std::launch::async, [this] { return start(); });
+    // Each try opens the file: as many as take half a second at the least.
+    for (int opened = 0; opened < 1'000;) {
+        pollfd waiting{tries.get(), POLLIN, 0};
+        ASSERT_GT(poll(&waiting, 1, static_cast<int>(testing::patience.count())), 0) << "given up after " << opened;
+        alignas(inotify_event) char events[4096];
+        // Events of a watched file have no name. Like ones that wait unread are told once.
+        opened += static_cast<int>(read(tries.get(), events, sizeof events) / ssize_t{sizeof(inotify_event)});
+    }
+    sweeping = FileDescriptor();
+    const auto discovery = started.get();
+    ASSERT_TRUE(discovery) << discovery.error().message;
+    EXPECT_EQ(lookup(), "/tmp/x/control.sock");
 }
 
 TEST_F(Registry, IsMadePrivateAndFoundAgain) {
