@@ -2,9 +2,12 @@
 // of one poll of the event loop to the next poll. Every sync of the disk takes 100 ms more than it does. There is no
 // window.
 //
-//     bench-mainloop open <rounds> <folder> <movie> <megabytes>       a project of that much media is imported and
-//     shown bench-mainloop duplicate <rounds> <folder> <movie> <megabytes>  it is duplicated bench-mainloop edits
-//     <rounds> <folder> <movie>                  1,000 clips of 10 sources, an edit each second
+//     bench-mainloop open <rounds> <folder> <movie> <megabytes>
+//     bench-mainloop duplicate <rounds> <folder> <movie> <megabytes>
+//     bench-mainloop edits <rounds> <folder> <movie>
+//
+// A project of that much media is imported and shown; such a project is duplicated; a project of 1,000 clips of 10
+// sources is edited each second.
 //
 // Prints the round whose longest turn was shortest: that turn and the main thread's processor time in it, in
 // milliseconds, and the seconds that the round took. Where the folder's disk has no room, prints nothing and ends
@@ -33,11 +36,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Media/FFmpeg/FFmpegPlatform.h"
-#include "Platform/QtMainContext.h"
-#include "Storage/ProjectFile.h"
-#include "Support/App/FakePanels.h"
-#include "Windows/ProjectWindows.h"
+#include "application.h"
 
 namespace {
 
@@ -149,7 +148,7 @@ KELVANE_EXPORT int poll(pollfd* files, nfds_t count, int timeout) {
 }
 }
 
-namespace kelvane {
+namespace kelvane::benchmarks {
 namespace {
 
 namespace fs = std::filesystem;
@@ -160,116 +159,6 @@ constexpr int clipCount = 1'000;
 constexpr int editCount = 5;
 constexpr int noRoom = 3;
 constexpr std::uint64_t megabyte = 1'000'000;
-
-[[noreturn]] void stop(const std::string& words) {
-    std::fprintf(stderr, "%s\n", words.c_str());
-    std::exit(1);
-}
-
-/// A window that shows nothing.
-struct NoWindow final : PlatformWindow {
-    void bringToFront() override {}
-    [[nodiscard]] bool isActive() const override { return true; }
-    void setHasUnsavedChanges(bool) override {}
-    void setProjectFile(const std::optional<FileURL>&) override {}
-};
-
-/// The application without its views.
-struct Application {
-    explicit Application(const fs::path& library)
-        : windows(EditorServices{.context = &context,
-                                 .media = &media,
-                                 .panels = &panels,
-                                 .makePlayer = [](PlayerRole) { return std::make_unique<StillPlayer>(); }},
-                  FileURL::fromPath(library.string())),
-          workspace(windows.workspace(std::nullopt)) {
-        windows.attach(workspace, &window);
-    }
-    ~Application() { windows.unregister(workspace); }
-
-    template <class Condition>
-    void runUntil(Condition isDone) {
-        while (!isDone()) {
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-            if (windows.error()) stop(*windows.error());
-            if (workspace->editor() && workspace->editor()->error()) stop(*workspace->editor()->error());
-        }
-    }
-    /// Shows a project file in the window, and waits until its pictures and its preview are there.
-    void open(const fs::path& file) {
-        context.post([this, file] { windows.openProject(FileURL::fromPath(file.string()), workspace, false); });
-        runUntil([this] {
-            const auto& editor = workspace->editor();
-            return editor && !editor->isLoadingThumbnails() && !editor->isBuilding();
-        });
-    }
-
-    FFmpegPlatform media;
-    testing::FakePanels panels;
-    QtMainContext context;
-    NoWindow window;
-    ProjectWindows windows;
-    std::shared_ptr<Workspace> workspace;
-};
-
-/// A copy of a movie that takes `bytes` bytes of disk: behind its end stands a box that players pass over.
-void writePadded(const fs::path& movie, const fs::path& file, std::uint64_t bytes) {
-    fs::copy_file(movie, file, fs::copy_options::overwrite_existing);
-    const auto own = fs::file_size(file);
-    if (own + 8 > bytes) return;
-    const auto length = static_cast<std::uint32_t>(bytes - own);
-    std::ofstream out(file, std::ios::binary | std::ios::app);
-    const char header[8] = {static_cast<char>(length >> 24),
-                            static_cast<char>(length >> 16),
-                            static_cast<char>(length >> 8),
-                            static_cast<char>(length),
-                            'f',
-                            'r',
-                            'e',
-                            'e'};
-    out.write(header, sizeof header);
-    std::vector<std::uint64_t> block(1 << 17);
-    std::uint64_t noise = 88172645463325252ULL;
-    for (std::uint64_t left = length - 8; left > 0;) {
-        for (auto& word : block) {
-            noise ^= noise << 13;
-            noise ^= noise >> 7;
-            noise ^= noise << 17;
-            word = noise;
-        }
-        const auto part = std::min<std::uint64_t>(left, block.size() * sizeof block[0]);
-        out.write(reinterpret_cast<const char*>(block.data()), static_cast<std::streamsize>(part));
-        left -= part;
-    }
-    if (!out.flush()) stop("The media could not be written.");
-}
-
-/// A project file outside the library, of `clips` clips of 1 s each of the `sources` files beside it.
-fs::path writeProject(const fs::path& folder, const fs::path& movie, int sources, int clips, std::uint64_t bytes) {
-    fs::create_directories(folder);
-    Project project;
-    project.assets.emplace();
-    for (int i = 0; i < sources; ++i) {
-        const auto file = folder / ("source " + std::to_string(i) + ".mp4");
-        writePadded(movie, file, bytes / static_cast<std::uint64_t>(sources));
-        Clip asset;
-        asset.id = UUID::random();
-        asset.url = FileURL::fromPath(file.string());
-        asset.sourceDuration = asset.end = 12;
-        project.assets->push_back(asset);
-    }
-    for (int i = 0; i < clips; ++i) {
-        Clip clip = (*project.assets)[static_cast<std::size_t>(i % sources)];
-        clip.id = UUID::random();
-        clip.start = i % 10;
-        clip.end = clip.start + 1;
-        project.clips.push_back(clip);
-    }
-    const auto file = folder / "Outside.kelvane";
-    if (const auto written = ProjectFile::write(project, FileURL::fromPath(file.string())); !written)
-        stop(written.error().message);
-    return file;
-}
 
 struct Round {
     Turns::Turn longest;
@@ -393,7 +282,7 @@ int run(const std::vector<std::string>& arguments) {
 }
 
 }  // namespace
-}  // namespace kelvane
+}  // namespace kelvane::benchmarks
 
 int main(int argc, char** argv) {
     QGuiApplication application(argc, argv);
@@ -402,5 +291,5 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "bench-mainloop open|duplicate|edits <rounds> <folder> <movie> [<megabytes>]\n");
         return 2;
     }
-    return kelvane::run({argv, argv + argc});
+    return kelvane::benchmarks::run({argv, argv + argc});
 }
