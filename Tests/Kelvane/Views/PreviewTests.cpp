@@ -105,6 +105,35 @@ TEST_F(PreviewTests, SpaceBeginsAndEndsPlaying) {
     EXPECT_FALSE(editor->isPlaying());
 }
 
+TEST_F(PreviewTests, SpacePressesTheButtonThatHasTheKeyboard) {
+    const auto editor = openClip();
+    auto* window = qobject_cast<QQuickWindow*>(surface.get());
+    window->show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window, static_cast<int>(patience.count())));
+    // The first stop of the Tab key leads to the projects.
+    QTest::keyClick(window, Qt::Key_Tab);
+    QTest::keyClick(window, Qt::Key_Space);
+    EXPECT_FALSE(editor->isPlaying());
+    context.settle();
+    EXPECT_TRUE(view.showsHome());
+}
+
+TEST_F(PreviewTests, ReturnPressesAButtonAndSpacePlaysBesideOneThatWasClicked) {
+    const auto editor = openClip();
+    auto* window = qobject_cast<QQuickWindow*>(surface.get());
+    window->show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window, static_cast<int>(patience.count())));
+    auto* play = item("playButton");
+    play->forceActiveFocus(Qt::TabFocusReason);
+    QTest::keyClick(window, Qt::Key_Return);
+    EXPECT_TRUE(editor->isPlaying());
+    QTest::keyClick(window, Qt::Key_Space);
+    EXPECT_FALSE(editor->isPlaying());
+    play->forceActiveFocus(Qt::MouseFocusReason);
+    QTest::keyClick(window, Qt::Key_Space);
+    EXPECT_TRUE(editor->isPlaying());
+}
+
 TEST_F(PreviewTests, WithoutAMicrophoneTheButtonForOneSaysWhy) {
     const auto editor = openClip();
     auto* record = item("recordButton");

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Kelvane
+import "../Controls"
 
 // The picture, and under it what plays, seeks and records.
 Item {
@@ -15,7 +16,7 @@ Item {
         return (minutes < 10 ? "0" : "") + minutes + ":" + (whole % 60 < 10 ? "0" : "") + whole % 60 + "." + Math.floor((seconds - whole) * 10)
     }
 
-    component ControlButton: Button {
+    component ControlButton: KeyButton {
         id: button
         required property string help
         implicitHeight: 32

@@ -2,6 +2,7 @@ import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Kelvane
+import "../Controls"
 import "../Preview"
 
 ApplicationWindow {
@@ -26,7 +27,7 @@ ApplicationWindow {
     palette.highlightedText: "#ffffff"
     palette.mid: "#3a3e47"
 
-    component ActionButton: Button {
+    component ActionButton: KeyButton {
         id: button
         implicitHeight: 32
         leftPadding: 14
@@ -36,7 +37,7 @@ ApplicationWindow {
             color: button.down ? "#4a505c" : button.hovered ? "#3a3f49" : "#2f333b"
             opacity: button.enabled ? 1 : 0.4
             border.width: button.visualFocus ? 2 : 0
-            border.color: "#3d7eff"
+            border.color: "#4ecdb8"
         }
     }
 
