@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Editor.h"
+#include "Media/AudioWaveform.h"
 #include "Media/MediaError.h"
 #include "Storage/ProjectStore.h"
 #include "Support/AtomicFile.h"
@@ -19,8 +20,6 @@ constexpr int countdownFrom = 3;
 constexpr std::chrono::seconds countdownStep{1};
 /// Between two looks at the take.
 constexpr std::chrono::milliseconds meterInterval{30};
-/// Live peaks a second, as many as the peaks of a finished file.
-constexpr double peaksPerSecond = 30;
 /// A clip that is still being recorded is never shorter.
 constexpr double shortestLiveClip = 1.0 / 30;
 
@@ -146,7 +145,7 @@ void Editor::watchTake() {
 void Editor::updateTake() {
     SoundRecorder& recorder = voiceRecorder_->recorder();
     set(recordingElapsed_, recorder.currentTime(), State::position);
-    const auto slot = static_cast<std::size_t>(std::max(recordingElapsed_ * peaksPerSecond, 0.0));
+    const auto slot = static_cast<std::size_t>(std::max(recordingElapsed_ * AudioWaveform::peaksPerSecond, 0.0));
     recorder.updateMeters();
     const auto peak = static_cast<float>(std::pow(10.0, recorder.peakPower(0) / 20.0));
     // A timer that stalled leaves a flat stretch and no hole.

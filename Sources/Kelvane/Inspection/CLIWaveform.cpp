@@ -1,14 +1,12 @@
 #include "CLIWaveform.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "InspectionFile.h"
-#include "Media/AudioSampleReader.h"
+#include "Media/AmplitudeBins.h"
 #include "Platform/BitmapCanvas.h"
 #include "Platform/ImageEncoding.h"
 #include "Support/AtomicFile.h"
@@ -24,19 +22,6 @@ constexpr double fullBar = 200;
 constexpr CanvasColor background = CanvasColor::gray(0.08);
 constexpr CanvasColor barColor{0.3, 0.65, 1.0};
 
-/// The largest of amplitudes, none of which is negative or NaN; 0 of none.
-float largest(std::span<const float> amplitudes) {
-    // Several maxima side by side, which the compiler keeps in one register each.
-    constexpr std::size_t width = 16;
-    std::array<float, width> maxima{};
-    std::size_t i = 0;
-    for (; i + width <= amplitudes.size(); i += width)
-        for (std::size_t lane = 0; lane < width; ++lane)
-            maxima[lane] = maxima[lane] < amplitudes[i + lane] ? amplitudes[i + lane] : maxima[lane];
-    for (; i < amplitudes.size(); ++i) maxima[0] = std::max(maxima[0], amplitudes[i]);
-    return *std::ranges::max_element(maxima);
-}
-
 /// The largest amplitude in each of equal bins of time.
 class Peaks {
 public:
@@ -47,13 +32,8 @@ public:
     [[nodiscard]] std::vector<float>& values() { return values_; }
 
     void take(const AudioSampleReader::AmplitudeBlock& block) {
-        // Times never fall, so neither do bins: a bin's frames lie side by side, and their end is found by halving.
-        for (std::size_t from = 0; from < block.amplitudes.size();) {
-            const std::size_t bin = binAt(block.time(from));
-            const std::size_t end = endOf(bin, block, from);
-            values_[bin] = std::max(values_[bin], largest(block.amplitudes.subspan(from, end - from)));
-            from = end;
-        }
+        const auto keep = [this](std::size_t bin, float peak) { values_[bin] = std::max(values_[bin], peak); };
+        AmplitudeBins::fold(block, [this](double time) { return binAt(time); }, keep);
     }
 
 private:
@@ -62,19 +42,6 @@ private:
         const auto last = static_cast<double>(values_.size() - 1);
         // A bin too short for a double gives no number at its start.
         return bin > 0 ? static_cast<std::size_t>(std::min(bin, last)) : 0;
-    }
-
-    /// The first frame behind `from` that lies in a later bin than `bin`, or the block's end.
-    [[nodiscard]] std::size_t endOf(std::size_t bin, const AudioSampleReader::AmplitudeBlock& block,
-                                    std::size_t from) const {
-        std::size_t inside = from;
-        std::size_t outside = block.amplitudes.size();
-        if (binAt(block.time(outside - 1)) == bin) return outside;
-        while (outside - inside > 1) {
-            const std::size_t middle = inside + (outside - inside) / 2;
-            (binAt(block.time(middle)) == bin ? inside : outside) = middle;
-        }
-        return outside;
     }
 
     double start_;
