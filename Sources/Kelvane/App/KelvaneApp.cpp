@@ -9,6 +9,7 @@
 #include "Platform/TimelinePlayer.h"
 #include "Session/AIAssistantSession.h"
 #include "Storage/UnfinishedSweep.h"
+#include "Views/Waveform/AudioWaveformView.h"
 
 namespace kelvane {
 
@@ -57,6 +58,7 @@ KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
                  .recording = &recording_,
                  .unfinished = &unfinished_}) {
     registerWindowTypes();
+    shareWaveforms(engine_, waveforms_);
     incoming_.open(urls);
 }
 
@@ -172,6 +174,7 @@ void KelvaneApp::end() {
 void KelvaneApp::shutDown() {
     for (const auto& [id, window] : windows_) projects_.unregister(window->workspace());
     windows_.clear();
+    waveforms_.retire();
     unfinished_.retire();
 }
 

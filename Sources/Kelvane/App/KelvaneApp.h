@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "IncomingURLs.h"
+#include "Inspection/AudioWaveformCache.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
 #include "Platform/PulseSoundRecorder.h"
 #include "Platform/QtMainContext.h"
@@ -64,12 +65,14 @@ public:
     /// What makes the surfaces.
     [[nodiscard]] QQmlEngine& engine() { return engine_; }
     [[nodiscard]] WindowPanels& panels() { return panels_; }
+    /// What the sound of clips is drawn from.
+    [[nodiscard]] AudioWaveformCache& waveforms() { return waveforms_; }
 
     /// Opens the first window. False when the surface can't be loaded.
     bool start();
     /// Ends the application, unless something is busy or can't be saved.
     void requestQuit();
-    /// Withdraws every live connection; the last call before the process ends.
+    /// Withdraws every live connection and ends the decoding of waveforms; the last call before the process ends.
     void shutDown();
 
 private:
@@ -88,8 +91,10 @@ private:
     void sweepLeftovers();
 
     UnfinishedWork unfinished_;
-    QtMainContext context_;
+    // Its end waits for the works of the pool, which use it.
     FFmpegPlatform media_;
+    QtMainContext context_;
+    AudioWaveformCache waveforms_{context_, media_};
     std::shared_ptr<PulseConnection> sound_ = std::make_shared<PulseConnection>(context_);
     PulseSoundRecording recording_{sound_, media_};
     WindowPanels panels_;

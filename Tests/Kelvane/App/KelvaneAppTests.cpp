@@ -11,6 +11,7 @@
 #include "App/KelvaneApp.h"
 #include "Session/AIAssistantSession.h"
 #include "Storage/ProjectFile.h"
+#include "Support/App/FinishTask.h"
 #include "Support/ClipBuilder.h"
 #include "Support/Quick/Keyboard.h"
 #include "Support/TempFolder.h"
@@ -120,6 +121,27 @@ TEST_F(KelvaneAppTests, AQuitIsGrantedWhenNothingStandsAgainstIt) {
     start({projectFile("Trailer")});
     EXPECT_TRUE(becomesTitled("Trailer"));
     EXPECT_EQ(run([this] { app->requestQuit(); }), 0);
+}
+
+TEST_F(KelvaneAppTests, AWaveformThatIsDecodedHoldsUpNoQuit) {
+    start();
+    // Five days of silence, most of which lie in a hole.
+    const FileURL days =
+        folder.write("Days.wav", std::string("RIFF\x24\x28\x6b\xeeWAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0"
+                                             "\x40\x1F\0\0\1\0\x8\0data\0\x28\x6b\xee",
+                                             44));
+    std::filesystem::resize_file(days.path(), 44 + std::uintmax_t{0xee6b2800});
+    std::optional<Result<AudioWaveformCache::Samples>> answer;
+    EXPECT_EQ(run([&] {
+                  auto asking = keep(app->waveforms().peaks(days), &answer);
+                  QTimer::singleShot(0, [this] { app->requestQuit(); });
+              }),
+              0);
+    EXPECT_FALSE(answer);
+    app->shutDown();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return answer.has_value(); }, 20'000));
+    ASSERT_FALSE(*answer);
+    EXPECT_TRUE(answer->error().isCancelled()) << answer->error().message;
 }
 
 TEST_F(KelvaneAppTests, TheKeyForAnImportOpensTheChooserAndEscapeClosesIt) {

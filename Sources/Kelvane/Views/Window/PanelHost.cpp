@@ -6,6 +6,7 @@
 
 #include "ProjectWindowView.h"
 #include "Views/Preview/PreviewSurface.h"
+#include "Views/Waveform/AudioWaveformView.h"
 
 namespace kelvane {
 
@@ -88,6 +89,7 @@ void registerWindowTypes() {
     qmlRegisterUncreatableType<ProjectWindowView>("Kelvane", 1, 0, "ProjectWindowView", made);
     qmlRegisterUncreatableType<PreviewView>("Kelvane", 1, 0, "PreviewView", made);
     qmlRegisterType<PreviewSurface>("Kelvane", 1, 0, "PreviewSurface");
+    qmlRegisterType<AudioWaveformView>("Kelvane", 1, 0, "AudioWaveformView");
     qmlRegisterUncreatableType<FilesQuestion>("Kelvane", 1, 0, "FilesQuestion", made);
     qmlRegisterUncreatableType<DestinationQuestion>("Kelvane", 1, 0, "DestinationQuestion", made);
     qmlRegisterUncreatableType<NameQuestion>("Kelvane", 1, 0, "NameQuestion", made);
