@@ -269,6 +269,23 @@ TEST_F(AudioWaveformViewTests, AFailureLeavesItEmptyInSilence) {
     EXPECT_EQ(reads, Names{"a"});
 }
 
+TEST_F(AudioWaveformViewTests, AFileThatFailedIsReadAgainOnceItIsShownAgain) {
+    files.insert_or_assign("a", fail("It broke."));
+    make();
+    (void)settled();
+    files.clear();
+    view->setVisible(false);
+    (void)settled();
+    EXPECT_EQ(reads, Names{"a"});
+    view->setVisible(true);
+    EXPECT_TRUE(isColumn(settled(), 50, 22, 82, ownFill));
+    EXPECT_EQ(reads, (Names{"a", "a"}));
+    view->setVisible(false);
+    view->setVisible(true);
+    EXPECT_TRUE(isColumn(shown(), 50, 22, 82, ownFill));
+    EXPECT_EQ(reads, (Names{"a", "a"}));
+}
+
 TEST_F(AudioWaveformViewTests, TheDecodeGoesOnWhenTheViewGoes) {
     make();
     (void)shown();

@@ -192,6 +192,10 @@ void AudioWaveformView::itemChange(ItemChange change, const ItemChangeData& data
         if (data.window != nullptr)
             frames_ = connect(data.window, &QQuickWindow::afterAnimating, this, &AudioWaveformView::followWindow);
     }
+    if (change == ItemVisibleHasChanged && data.boolValue && !peaks_) {
+        mustLoad_ = true;
+        polish();
+    }
     if (change == ItemSceneChange || change == ItemDevicePixelRatioHasChanged) redraw();
     QQuickItem::itemChange(change, data);
 }
