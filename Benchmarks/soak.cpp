@@ -4,8 +4,8 @@
 //     bench-soak <seconds> <folder> <movie> …
 //
 // Sound goes to a private server where its package is installed. Memory is looked at after each tenth of the time, in
-// stillness, with nothing to play; the first tenth warms up. Prints resident megabytes after it, at most and at the
-// end, and the operations done. Ends with 1 where the last look found over a fifth more than the first.
+// stillness; in the first half, readers, caches and history fill. Prints resident megabytes after it, at most and at
+// the end, and the operations done. Ends with 1 where the end found over a tenth more than the half.
 
 #include <malloc.h>
 
