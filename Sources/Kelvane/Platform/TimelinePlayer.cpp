@@ -30,6 +30,12 @@ std::chrono::nanoseconds timeOf(double seconds) {
     return std::chrono::nanoseconds(std::llround(seconds * std::nano::den));
 }
 
+/// The last moment of the compositions' clock that a position has reached, which may fall short of it by less than a
+/// microsecond, as floating point does.
+MediaTime momentOf(std::chrono::nanoseconds position) {
+    return MediaTime{(position + 1us).count(), std::nano::den}.floored(compositionTimescale);
+}
+
 }  // namespace
 
 TimelinePlayer::TimelinePlayer(PlayerServices services)
@@ -72,7 +78,8 @@ void TimelinePlayer::startClock() {
     const Time now = context_->now();
     nextTold_ = position + interval_;
     restartedAt_.reset();
-    if (sound_.begin(position)) {
+    // Nobody waits for what nobody hears.
+    if (sound_.begin(position) && !sound_.isMuted()) {
         heldUntil_ = now + std::max<Time>(ordinaryHold, sound_.latency() + slack);
         clock_.stand(position);
     } else {
@@ -87,7 +94,8 @@ void TimelinePlayer::pause() {
     // Silence first: the rest takes its time.
     const Time position = std::min(at(), pictures_.grid().end());
     sound_.end();
-    seconds_ = secondsOf(position);
+    // Whoever rounds a position between two moments could come to the next frame.
+    seconds_ = momentOf(position).seconds();
     pictures_.advance(position, true);
     halt();
     pictures_.rest(position);
@@ -171,8 +179,12 @@ void TimelinePlayer::tick() {
     if (isTold && !life.expired()) tellTime();
 }
 
+std::optional<PlaybackSound::Heard> TimelinePlayer::heardNow() {
+    return sound_.isMuted() ? std::nullopt : sound_.heard();
+}
+
 void TimelinePlayer::followSound(Time now) {
-    const auto heard = sound_.heard();
+    const auto heard = heardNow();
     if (heldUntil_) {
         if (heard)
             clock_.run(heard->position, heard->at);
@@ -208,7 +220,7 @@ void TimelinePlayer::soundCameOrWent(bool isAvailable) {
 }
 
 void TimelinePlayer::noteDistance(std::int64_t frame, Time now) {
-    const auto heard = heldUntil_ ? std::nullopt : sound_.heard();
+    const auto heard = heldUntil_ ? std::nullopt : heardNow();
     if (!heard) return;
     const Time distance = std::chrono::abs(heard->position + (now - heard->at) - pictures_.grid().begin(frame));
     statistics_.greatestDistance = std::max(statistics_.greatestDistance, distance);

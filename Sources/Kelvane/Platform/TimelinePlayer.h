@@ -27,7 +27,8 @@ struct PlayerServices {
 };
 
 /// The player of timelines. What is heard is its clock; where nothing is heard, time itself. Play waits for the first
-/// sound, as long as a device may take. Decoding and rendering are works of the playback lane, and nothing here waits
+/// sound, as long as a device may take; not while muted, as pictures then go with who speaks to them. It rests at
+/// moments of the compositions' clock. Decoding and rendering are works of the playback lane, and nothing here waits
 /// for them, its end included.
 class TimelinePlayer final : public Player {
 public:
@@ -63,6 +64,8 @@ private:
     void halt();
     void prepareSoundSoon();
     void tick();
+    /// None while it is muted: what nobody hears is no clock.
+    [[nodiscard]] std::optional<PlaybackSound::Heard> heardNow();
     void followSound(Time now);
     void restartSound(Time now);
     void soundCameOrWent(bool isAvailable);

@@ -93,6 +93,21 @@ TEST_F(Playing, AfterAPauseTheFrameOfThePositionStays) {
     }
 }
 
+TEST_F(Playing, APauseStandsAtAMomentThatRoundsToItsOwnFrame) {
+    show(itemOf(3));
+    for (int i = 0; i < 40; ++i) {
+        player->play();
+        run(50ms + i * 1001us);
+        player->pause();
+        run(100ms);
+        const auto moment = MediaTime::fromSeconds(player->position());
+        EXPECT_NEAR(moment.seconds(), player->position(), 1e-9);
+        EXPECT_EQ(shownTime()->floored(30), moment.floored(30)) << player->position();
+        player->seek(0);
+        run(100ms);
+    }
+}
+
 TEST_F(Playing, ItGoesOnFromWhereItWasPausedAndAsksForNothingTwice) {
     show(itemOf(3));
     player->play();
@@ -202,11 +217,15 @@ TEST_F(Playing, ADroppedObserverIsNotCalled) {
     EXPECT_TRUE(shown.empty());
 }
 
-TEST_F(Playing, MutedSoundIsSilentAndStillTheClock) {
+TEST_F(Playing, MutedSoundIsSilentAndNotWaitedFor) {
     show(itemOf(3));
+    output->latency = 120ms;
     player->setMuted(true);
     player->play();
-    run(1s);
+    run(100ms);
+    EXPECT_NEAR(player->position(), 0.1, 0.001);
+    run(900ms);
+    EXPECT_NEAR(player->position(), 1, 0.001);
     EXPECT_TRUE(player->isMuted());
     EXPECT_FALSE(heard().has_value());
     EXPECT_TRUE(output->moment().has_value());
