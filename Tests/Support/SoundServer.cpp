@@ -147,4 +147,16 @@ bool SoundServer::addSink(const std::string& name) {
            command("set-sink-input-volume " + std::to_string(std::atoi(streams.c_str() + at + 7)) + " 0");
 }
 
+bool SoundServer::addVoice(int frequency, const std::string& sink) {
+    if (!command("load-module module-sine sink=" + sink + " frequency=" + std::to_string(frequency))) return false;
+    // The newest module is the last that is listed.
+    const std::string modules = ask("list-modules");
+    const auto at = modules.rfind("index: ");
+    if (at == std::string::npos) return false;
+    voice_ = std::to_string(std::atoi(modules.c_str() + at + 7));
+    return true;
+}
+
+bool SoundServer::removeVoice() { return command("unload-module " + voice_); }
+
 }  // namespace kelvane::testing

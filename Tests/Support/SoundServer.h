@@ -34,6 +34,9 @@ public:
     std::string ask(const std::string& line);
     /// Adds a null sink of this name that stays awake.
     bool addSink(const std::string& name);
+    /// Plays a tone into a sink, as somebody beside the microphone, until `removeVoice`; false when it can't.
+    bool addVoice(int frequency, const std::string& sink = "ears");
+    bool removeVoice();
     [[nodiscard]] std::string address() const { return "unix:" + folder_.path("native"); }
     [[nodiscard]] std::string log() const { return folder_.read("log"); }
 
@@ -42,6 +45,8 @@ private:
 
     TempFolder folder_;
     pid_t process_ = -1;
+    /// The module that plays it.
+    std::string voice_;
 };
 
 }  // namespace kelvane::testing

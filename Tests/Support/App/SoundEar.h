@@ -11,7 +11,8 @@
 namespace kelvane::testing {
 
 /// Listens at a source of the server that PULSE_SERVER names, mono, 48 kHz, by a connection of its own: what it hears
-/// has its time on the steady clock, taken from the arrival of what came with the least delay. The calls may wait.
+/// has its time on the steady clock, the median of what the server's reports come to, as a busy machine delays some of
+/// them. The calls may wait.
 class SoundEar {
 public:
     explicit SoundEar(const std::string& source = "ears.monitor");
@@ -24,12 +25,20 @@ public:
                                                                     double level = 0.1) const;
     /// When the last one was.
     [[nodiscard]] std::optional<std::chrono::nanoseconds> lastLoud(double level = 0.1) const;
-    /// Up to when it has heard anything at all.
+    /// Up to when it has heard anything at all; 0 before.
     [[nodiscard]] std::chrono::nanoseconds heardUntil() const;
+    struct Heard {
+        /// When the first sample was heard.
+        std::chrono::nanoseconds from{0};
+        std::vector<float> samples;
+    };
+    /// All that it has heard from a time on.
+    [[nodiscard]] Heard heard(std::chrono::nanoseconds after) const;
 
 private:
     void read();
-    /// When a sample was heard: one block at least came at the moment at which its first sample was played.
+    void listenToClock();
+    /// When a sample was heard.
     [[nodiscard]] std::chrono::nanoseconds timeOf(std::size_t sample) const;
 
     pa_threaded_mainloop* loop_;
@@ -37,8 +46,9 @@ private:
     pa_stream* stream_ = nullptr;
     mutable std::mutex mutex_;
     std::vector<float> samples_;
-    /// Of the first sample.
-    std::chrono::nanoseconds origin_ = std::chrono::nanoseconds::max();
+    /// When the first sample was played, as each report has it, in order.
+    std::vector<std::chrono::nanoseconds> origins_;
+    int reads_ = 0;
 };
 
 }  // namespace kelvane::testing
