@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <thread>
 
@@ -92,17 +93,20 @@ ProcessResult runProcess(const std::vector<std::string>& arguments, const std::s
     return result;
 }
 
-LiveApplication::LiveApplication(const TempFolder& folder, std::vector<std::string> arguments) : folder_(folder) {
+LiveApplication::LiveApplication(const TempFolder& folder, std::vector<std::string> arguments,
+                                 const std::vector<std::string>& surroundings)
+    : folder_(folder) {
     ::signal(SIGPIPE, SIG_IGN);
     arguments.insert(arguments.begin(), KELVANE_EXECUTABLE);
-    std::vector<std::string> environment;
-    for (auto& entry : currentEnvironment()) {
-        const auto name = entry.substr(0, entry.find('='));
-        if (name != "XDG_DATA_HOME" && name != "QT_QPA_PLATFORM" && name != "DBUS_SESSION_BUS_ADDRESS")
-            environment.push_back(std::move(entry));
-    }
+    const auto isSaid = [&](const std::string& entry) {
+        const auto name = entry.substr(0, entry.find('=') + 1);
+        return name == "DISPLAY=" || name == "WAYLAND_DISPLAY=" || name == "DBUS_SESSION_BUS_ADDRESS=" ||
+               std::ranges::any_of(surroundings, [&name](const auto& said) { return said.starts_with(name); });
+    };
+    std::vector<std::string> environment = surroundings;
     environment.push_back("XDG_DATA_HOME=" + folder.path());
-    environment.push_back("QT_QPA_PLATFORM=offscreen");
+    for (auto& entry : currentEnvironment())
+        if (!isSaid(entry) && !entry.starts_with("XDG_DATA_HOME=")) environment.push_back(std::move(entry));
     const int log = open(folder.path("application.log").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     pid_ = spawn(arguments, environment, {-1, log, log});
     if (log >= 0) close(log);

@@ -29,11 +29,14 @@ struct ProcessResult {
 /// Runs a program to its end. `input` goes to its standard input.
 ProcessResult runProcess(const std::vector<std::string>& arguments, const std::string& input = {});
 
-/// The real application, offscreen, with a library of its own, driven by the real client.
+/// The real application with a library of its own and no session bus, driven by the real client.
 class LiveApplication {
 public:
     /// Starts the application with these arguments; it keeps running until `quit`, `kill` or the end of this object.
-    explicit LiveApplication(const TempFolder& folder, std::vector<std::string> arguments = {});
+    /// `surroundings` are entries of its environment that say where it shows its windows: nowhere, if nothing else is
+    /// said.
+    explicit LiveApplication(const TempFolder& folder, std::vector<std::string> arguments = {},
+                             const std::vector<std::string>& surroundings = {"QT_QPA_PLATFORM=offscreen"});
     ~LiveApplication();
 
     /// Waits until a project of the library answers, and remembers it. False when none does in 30 s or the application

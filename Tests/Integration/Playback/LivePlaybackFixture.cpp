@@ -1,0 +1,152 @@
+#include "LivePlaybackFixture.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace kelvane::testing {
+
+using namespace std::chrono_literals;
+using nlohmann::json;
+
+namespace {
+
+constexpr int movieFrames = 96;
+constexpr double overlaySeconds = 1.6;
+/// After so much silence nothing more is coming.
+constexpr auto silence = 300ms;
+
+}  // namespace
+
+void LivePlayback::SetUp() {
+    if (!SoundServer::isInstalled()) GTEST_SKIP() << "no pulseaudio here";
+    if (!PrivateDisplay::isInstalled()) GTEST_SKIP() << "no Xvfb here";
+}
+
+void LivePlayback::start() {
+    ASSERT_TRUE(sound.start()) << sound.log();
+    ASSERT_TRUE(display.start()) << display.log();
+    ear = std::make_unique<SoundEar>();
+    folder.write("First Film.kelvane", "{\"clips\":[],\"version\":1}");
+    // Drawn by the processor, so that no driver of this machine has a part in it.
+    const std::vector<std::string> surroundings{"QT_QPA_PLATFORM=xcb", "QT_QUICK_BACKEND=software",
+                                                "DISPLAY=" + display.name()};
+    app = std::make_unique<LiveApplication>(folder, std::vector{folder.path("First Film.kelvane")}, surroundings);
+    ASSERT_TRUE(app->waitForProject()) << folder.read("application.log");
+    window = std::make_unique<LiveWindow>(display.name());
+    ASSERT_TRUE(window->waitForIt()) << folder.read("application.log");
+}
+
+void LivePlayback::open(NumberedTimeline edit) {
+    ASSERT_NO_FATAL_FAILURE(start());
+    const json files{numbered::makeMovie(folder, 0, movieFrames), numbered::makeMovie(folder, 1, movieFrames),
+                     numbered::makeSound(folder, overlaySeconds)};
+    assets = app->result({"import", "--revision", app->revision(), "--json", files.dump()})
+                 .value("imported", std::vector<std::string>());
+    ASSERT_EQ(assets.size(), files.size());
+    lay(std::move(edit));
+    std::optional<ScreenRect> picture;
+    ASSERT_TRUE(eventually([&] { return (picture = findPicture()).has_value(); })) << "no picture in the window";
+    picture_ = *picture;
+    eye = std::make_unique<PictureEye>(display.name(), picture_);
+    ASSERT_TRUE(eventually([this] { return eye->code() == timeline.codeAt(0); })) << eye->code();
+}
+
+void LivePlayback::lay(NumberedTimeline edit) {
+    timeline = std::move(edit);
+    app->result({"timeline", "--revision", app->revision(), "--json", timeline.entries(assets).dump()});
+}
+
+std::optional<ScreenRect> LivePlayback::findPicture() const {
+    const ScreenImage image = window->screen().image(window->rect());
+    if (image.pixels.empty()) return std::nullopt;
+    auto found = numbered::findPicture(image);
+    if (!found) return std::nullopt;
+    found->x += window->rect().x;
+    found->y += window->rect().y;
+    return found;
+}
+
+bool LivePlayback::sees(int atLeast, std::chrono::nanoseconds begun) const {
+    return eventually([&] {
+        return std::ranges::any_of(since(begun).sights, [&](const Sight& sight) {
+            const auto index = timeline.indexOf(sight.code);
+            return index && *index >= atLeast && *index < timeline.frames() - 1;
+        });
+    });
+}
+
+bool LivePlayback::fallsSilent(std::chrono::nanoseconds since) const {
+    return eventually([&] {
+        const auto last = ear->lastLoud(numbered::amplitude / 4);
+        return last && *last > since && ear->heardUntil() > *last + silence;
+    });
+}
+
+LivePlayback::Play LivePlayback::since(std::chrono::nanoseconds begun) const {
+    Play play{eye->sights(), ear->heard(begun)};
+    std::erase_if(play.sights, [begun](const Sight& sight) { return sight.notAfter < begun; });
+    return play;
+}
+
+LivePlayback::Play LivePlayback::playToTheEnd() {
+    const auto begun = now();
+    window->press(' ');
+    // The last frame may give way to the sign of sound alone at once.
+    const auto isLast = [this](const Sight& sight) { return timeline.indexOf(sight.code) == timeline.frames() - 1; };
+    EXPECT_TRUE(eventually([&] { return std::ranges::any_of(since(begun).sights, isLast); })) << eye->code();
+    EXPECT_TRUE(fallsSilent(begun));
+    Play play = since(begun);
+    const auto ended = state();
+    EXPECT_NEAR(ended.value("playhead", 0.0), timeline.seconds(), 1e-9);
+    const bool isBehindPictures = ended.value("playhead", 0.0) >= ended.value("duration", 0.0);
+    const auto isSound = [](const json& entry) { return entry.contains("timelineStart"); };
+    if (isBehindPictures && std::ranges::any_of(ended["timeline"], isSound)) {
+        EXPECT_EQ(play.sights.back().code, numbered::unreadable)
+            << "the edit has sound alone, and its pictures are over";
+        play.sights.pop_back();
+    }
+    EXPECT_TRUE(isLast(play.sights.back()));
+    return play;
+}
+
+double LivePlayback::expectRest() {
+    const double at = playhead();
+    EXPECT_TRUE(eventually([&] { return eye->code() == timeline.codeAtTime(at); }))
+        << "at " << at << " s there is " << timeline.codeAtTime(at) << ", and " << eye->code() << " is seen";
+    const auto seen = eye->sights().size();
+    EXPECT_EQ(playhead(), at);
+    EXPECT_EQ(eye->sights().size(), seen) << "another picture followed";
+    return at;
+}
+
+ScreenImage LivePlayback::sheetOf(double seconds) const {
+    const auto path = app->result({"preview", "--times", std::to_string(seconds)}).value("path", std::string());
+    const auto measured = runProcess({"ffprobe", "-v", "error", "-show_entries", "stream=width,height", "-of",
+                                      "default=noprint_wrappers=1:nokey=1", path});
+    const auto decoded = runProcess({"ffmpeg", "-v", "error", "-i", path, "-f", "rawvideo", "-pix_fmt", "bgr0", "-"});
+    ScreenImage sheet{.pixels = {decoded.output.begin(), decoded.output.end()}};
+    EXPECT_EQ(std::sscanf(measured.output.c_str(), "%d %d", &sheet.width, &sheet.height), 2) << measured.errors;
+    return sheet;
+}
+
+int LivePlayback::codeInspectedAt(double seconds) const {
+    // Where the tile is shows in one that begins and ends with light.
+    const auto tile = numbered::findPicture(sheetOf(0));
+    EXPECT_TRUE(tile);
+    return tile ? numbered::codeIn(sheetOf(seconds).part({tile->x + tile->width / 2, tile->y, 1, tile->height}))
+                : numbered::unreadable;
+}
+
+std::optional<ScreenRect> LivePlayback::findKnob() const {
+    // Lighter than all around it, and wider than a letter's line.
+    constexpr int knob = 12;
+    const ScreenRect below{window->rect().x, picture_.y + picture_.height + 1, window->rect().width / 2, 50};
+    const ScreenImage image = window->screen().image(below);
+    for (int y = 0; y < image.height; ++y) {
+        const auto [x, width] = numbered::lightStretch(image, y);
+        if (width >= knob) return ScreenRect{below.x + x, below.y + y, width, width};
+    }
+    return std::nullopt;
+}
+
+}  // namespace kelvane::testing
