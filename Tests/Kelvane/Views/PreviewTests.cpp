@@ -45,6 +45,25 @@ protected:
         return QAccessible::queryAccessibleInterface(item)->text(QAccessible::Name).toStdString();
     }
     [[nodiscard]] FakePlayer& player() const { return *static_cast<FakePlayer*>(workspace->editor()->player()); }
+    [[nodiscard]] FakePlayer& hoverPlayer() const {
+        return *static_cast<FakePlayer*>(workspace->editor()->hoverPlayer());
+    }
+    QQuickWindow* showWindow() const {
+        auto* window = qobject_cast<QQuickWindow*>(surface.get());
+        window->show();
+        check(QTest::qWaitForWindowExposed(window, static_cast<int>(patience.count())), "the window is shown");
+        return window;
+    }
+    /// A picture of a few grey points.
+    static VideoPicturePtr grey() {
+        const auto picture = std::make_shared<VideoPicture>();
+        const auto memory = std::make_shared<std::vector<std::uint8_t>>(256, std::uint8_t{128});
+        picture->width = picture->height = 2;
+        for (VideoPicture::Plane& plane : picture->planes) plane = {memory->data(), 64, 1, 1};
+        picture->planes[0].width = picture->planes[0].height = 2;
+        picture->memory = memory;
+        return picture;
+    }
 
     std::shared_ptr<Workspace> workspace;
     ProjectWindowView view;
@@ -92,6 +111,97 @@ TEST_F(PreviewTests, TheSliderSeeksInSeconds) {
     context.runPosted();
     EXPECT_EQ(slider->property("value"), 4.0);
     EXPECT_EQ(player().position(), 4);
+}
+
+TEST_F(PreviewTests, AReaderOfTheScreenSetsAndStepsTheSlider) {
+    const auto editor = openClip();
+    auto* slider = QAccessible::queryAccessibleInterface(item("seekSlider"));
+    ASSERT_NE(slider->valueInterface(), nullptr);
+    slider->valueInterface()->setCurrentValue(4.0);
+    context.runPosted();
+    EXPECT_EQ(editor->playhead(), 4);
+    EXPECT_EQ(player().position(), 4);
+    slider->actionInterface()->doAction(QAccessibleActionInterface::increaseAction());
+    context.runPosted();
+    EXPECT_NEAR(editor->playhead(), 4 + 1.0 / 30, 1e-6);
+}
+
+TEST_F(PreviewTests, TheSliderShowsThePlayheadHoweverTheLengthChanges) {
+    const auto editor = openClip();
+    preview.seek(7);
+    context.runPosted();
+    Clip half = editor->clips().front();
+    half.end = half.start + 4;
+    editor->commit({half});
+    context.runPosted();
+    EXPECT_EQ(editor->playhead(), 7) << "a slider that is cut short seeks nothing";
+    editor->undo();
+    context.runPosted();
+    EXPECT_EQ(item("seekSlider")->property("value"), 7.0);
+}
+
+TEST_F(PreviewTests, WhatIsShownIsToldWhereverThePlayheadStands) {
+    media.addFileNamed("Voice.wav", FakeFile::audio(3));
+    const auto editor = openClip();
+    finish(context, editor->importMedia({folder.write("Sources/Voice.wav")}, nullptr));
+    const Clip voice = editor->assets().back();
+    auto* label = item("audioLabel");
+    EXPECT_FALSE(preview.audioOnly());
+    editor->showAssetPreview(voice.id);
+    advance(std::chrono::milliseconds(180));
+    EXPECT_TRUE(label->property("visible").toBool()) << "a sound";
+    const auto movie = editor->assets().front().id;
+    editor->showAssetPreview(movie);
+    advance(std::chrono::milliseconds(180));
+    EXPECT_FALSE(label->property("visible").toBool()) << "a movie behind it";
+    preview.seek(2);
+    context.runPosted();
+    editor->showTimelinePreview();
+    advance(std::chrono::milliseconds(180));
+    EXPECT_EQ(item("seekSlider")->property("value"), 0.0) << "the timeline has its own place";
+    const auto video = editor->clips();
+    editor->addAssets({voice.id}, std::nullopt);
+    editor->select(editor->clips().front().id);
+    editor->deleteSelection();
+    advance(std::chrono::milliseconds(180));
+    EXPECT_TRUE(label->property("visible").toBool()) << "sound alone is left";
+    editor->commit(video);
+    advance(std::chrono::milliseconds(180));
+    EXPECT_FALSE(label->property("visible").toBool());
+}
+
+TEST_F(PreviewTests, NothingCanBeDoneWithATimelineThatWasEmptied) {
+    const auto editor = openClip();
+    editor->deleteSelection();
+    context.runPosted();
+    EXPECT_FALSE(item("playButton")->isEnabled());
+    EXPECT_FALSE(item("seekSlider")->isEnabled());
+    editor->undo();
+    advance(std::chrono::milliseconds(180));
+    EXPECT_TRUE(item("playButton")->isEnabled());
+    EXPECT_TRUE(item("seekSlider")->isEnabled());
+    editor->beginInteraction();
+    context.runPosted();
+    EXPECT_FALSE(item("recordButton")->isEnabled()) << "during a gesture";
+    editor->endInteraction();
+    context.runPosted();
+    EXPECT_TRUE(item("recordButton")->isEnabled());
+}
+
+TEST_F(PreviewTests, AHoverPaintsItsOwnPictureOnceItIsThere) {
+    const auto editor = openClip();
+    showWindow();
+    player().feed.show(grey());
+    EXPECT_EQ(preview.feed(), player().pictures());
+    editor->previewAssetHover(editor->assets().front().id, 0.5);
+    context.settle();
+    EXPECT_EQ(preview.feed(), player().pictures()) << "until there is one";
+    EXPECT_EQ(hoverPlayer().feed.surface, player().feed.surface) << "which is drawn for the same pixels";
+    hoverPlayer().feed.show(grey());
+    EXPECT_EQ(preview.feed(), hoverPlayer().pictures());
+    editor->endHoverPreview();
+    context.runPosted();
+    EXPECT_EQ(preview.feed(), player().pictures());
 }
 
 TEST_F(PreviewTests, SpaceBeginsAndEndsPlaying) {

@@ -6,7 +6,25 @@
 
 namespace kelvane::testing {
 
-/// A player that shows nothing and keeps what it was told.
+/// Shows what a test says, once it is known on how many pixels.
+class FakePictureFeed final : public PictureFeed {
+public:
+    [[nodiscard]] VideoPicturePtr picture() const override { return surface == Size() ? nullptr : shown_; }
+    void setSurfaceSize(Size pixels) override { surface = pixels; }
+    void setPictureObserver(std::function<void()> observer) override { observer_ = std::move(observer); }
+    void show(VideoPicturePtr picture) {
+        shown_ = std::move(picture);
+        if (observer_) observer_();
+    }
+
+    Size surface;
+
+private:
+    VideoPicturePtr shown_;
+    std::function<void()> observer_;
+};
+
+/// A player that plays nothing and keeps what it was told.
 class FakePlayer final : public Player {
 public:
     void replaceItem(EditedMediaPtr item) override {
@@ -39,6 +57,7 @@ public:
     void setEndObserver(std::function<void(const EditedMediaPtr&)> observer) override {
         endObserver = std::move(observer);
     }
+    [[nodiscard]] PictureFeed* pictures() override { return &feed; }
 
     /// Plays on to `seconds`, and tells so.
     void playTo(double seconds) {
@@ -51,6 +70,7 @@ public:
         if (endObserver) endObserver(item_);
     }
 
+    FakePictureFeed feed;
     int replacements = 0;
     int plays = 0;
     int pauses = 0;

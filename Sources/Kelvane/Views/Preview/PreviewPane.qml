@@ -64,6 +64,7 @@ Item {
                 Accessible.name: qsTr("Vertical video preview")
 
                 Label {
+                    objectName: "audioLabel"
                     anchors.centerIn: parent
                     visible: pane.view.hasPreview && pane.view.audioOnly && pane.view.countdown === 0
                     text: qsTr("Audio preview")
@@ -110,6 +111,10 @@ Item {
                 focusPolicy: Qt.TabFocus
                 Accessible.name: qsTr("Seek")
                 onMoved: pane.view.seek(value)
+                // A reader of the screen sets the value without moving anything. One that a shorter length holds back
+                // is nobody's wish.
+                onValueChanged: if (!pressed && value !== pane.view.position && pane.view.position <= to) pane.view.seek(value)
+                onToChanged: if (!pressed) value = pane.view.position
                 // A drag breaks no binding: the place follows the player whenever no hand is on it.
                 Binding {
                     target: slider

@@ -59,10 +59,9 @@ QRectF PreviewSurface::pictureRect() const {
 }
 
 void PreviewSurface::tellSize() {
-    PictureFeed* feed = view_ ? view_->feed() : nullptr;
-    if (feed == nullptr || window() == nullptr) return;
+    if (!view_ || window() == nullptr) return;
     const QSizeF pixels = pictureRect().size() * window()->effectiveDevicePixelRatio();
-    feed->setSurfaceSize({std::round(pixels.width()), std::round(pixels.height())});
+    view_->setSurfaceSize({std::round(pixels.width()), std::round(pixels.height())});
 }
 
 void PreviewSurface::geometryChange(const QRectF& now, const QRectF& before) {

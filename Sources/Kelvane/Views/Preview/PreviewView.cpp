@@ -1,8 +1,22 @@
 #include "PreviewView.h"
 
+#include <vector>
+
 #include "Editor/Editor.h"
 
 namespace kelvane {
+
+namespace {
+
+/// What the players of an editor show, as far as they are there and show anything.
+std::vector<PictureFeed*> feedsOf(const Editor& editor) {
+    std::vector<PictureFeed*> feeds;
+    for (Player* player : {editor.player(), editor.hoverPlayer()})
+        if (player != nullptr && player->pictures() != nullptr) feeds.push_back(player->pictures());
+    return feeds;
+}
+
+}  // namespace
 
 PreviewView::PreviewView(std::shared_ptr<Workspace> workspace) : workspace_(std::move(workspace)) {
     connect(workspace_.get(), &Workspace::editorChanged, this, &PreviewView::followEditor);
@@ -10,9 +24,8 @@ PreviewView::PreviewView(std::shared_ptr<Workspace> workspace) : workspace_(std:
 }
 
 PreviewView::~PreviewView() {
-    const auto editor = followed_.lock();
-    for (Player* player : {editor ? editor->player() : nullptr, editor ? editor->hoverPlayer() : nullptr})
-        if (player != nullptr && player->pictures() != nullptr) player->pictures()->setPictureObserver({});
+    if (const auto editor = followed_.lock())
+        for (PictureFeed* feed : feedsOf(*editor)) feed->setPictureObserver({});
 }
 
 void PreviewView::followEditor() {
@@ -21,8 +34,8 @@ void PreviewView::followEditor() {
     followed_ = editor;
     if (editor) {
         connections_ = {
-            connect(editor.get(), &Editor::contentChanged, this, &PreviewView::contentChanged),
-            connect(editor.get(), &Editor::selectionChanged, this, &PreviewView::contentChanged),
+            connect(editor.get(), &Editor::contentChanged, this, &PreviewView::tellAll),
+            connect(editor.get(), &Editor::selectionChanged, this, &PreviewView::tellAll),
             connect(editor.get(), &Editor::workChanged, this, &PreviewView::workChanged),
             connect(editor.get(), &Editor::positionChanged, this,
                     [this] {
@@ -33,17 +46,24 @@ void PreviewView::followEditor() {
         };
     }
     followPlayers();
+    tellAll();
+}
+
+void PreviewView::tellAll() {
     Q_EMIT contentChanged();
     Q_EMIT workChanged();
     Q_EMIT positionChanged();
 }
 
 void PreviewView::followPlayers() {
-    const auto editor = workspace_->editor();
-    for (Player* player : {editor ? editor->player() : nullptr, editor ? editor->hoverPlayer() : nullptr})
-        if (player != nullptr && player->pictures() != nullptr)
-            player->pictures()->setPictureObserver([this] { Q_EMIT feedChanged(); });
+    if (const auto& editor = workspace_->editor())
+        for (PictureFeed* feed : feedsOf(*editor)) feed->setPictureObserver([this] { Q_EMIT feedChanged(); });
     Q_EMIT feedChanged();
+}
+
+void PreviewView::setSurfaceSize(Size pixels) {
+    if (const auto& editor = workspace_->editor())
+        for (PictureFeed* feed : feedsOf(*editor)) feed->setSurfaceSize(pixels);
 }
 
 PictureFeed* PreviewView::feed() const {

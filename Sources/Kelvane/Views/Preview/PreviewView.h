@@ -4,6 +4,7 @@
 #include <array>
 #include <memory>
 
+#include "Support/Geometry.h"
 #include "Windows/Workspace.h"
 
 namespace kelvane {
@@ -46,6 +47,8 @@ public:
     /// What the surface paints: the hovered picture, or the player's. Null while there is neither; good until
     /// `feedChanged`.
     [[nodiscard]] PictureFeed* feed() const;
+    /// Pixels of the screen that pictures are painted on, hovered ones and the player's.
+    void setSurfaceSize(Size pixels);
 
     Q_INVOKABLE void togglePlayback();
     Q_INVOKABLE void seek(double seconds);
@@ -61,6 +64,8 @@ Q_SIGNALS:
 private:
     void followEditor();
     void followPlayers();
+    /// Content and choice decide what is shown, and with it everything else.
+    void tellAll();
 
     std::shared_ptr<Workspace> workspace_;
     std::array<QMetaObject::Connection, 5> connections_;
