@@ -16,7 +16,7 @@ public:
     /// observers stay.
     virtual void replaceItem(EditedMediaPtr item) = 0;
     [[nodiscard]] virtual EditedMediaPtr item() const = 0;
-    /// Goes on from the position, up to the item's end. Nothing without an item.
+    /// Goes on from the position, up to the item's end. Without an item nothing plays, which the time observer is told.
     virtual void play() = 0;
     virtual void pause() = 0;
     /// 1 while it plays, 0 while it doesn't.

@@ -59,7 +59,9 @@ void TimelinePlayer::replaceItem(EditedMediaPtr item) {
 
 void TimelinePlayer::play() {
     context_->checkMainThread();
-    if (plays_ || !item_) return;
+    if (plays_) return;
+    // Who takes it to play now is told better.
+    if (!item_) return tellLater();
     if (timeOf(seconds_) >= pictures_.grid().end()) {
         auto end = [this, item = item_, life = std::weak_ptr(life_)] {
             if (!life.expired() && !plays_ && item == item_) tellEnd(item);

@@ -172,6 +172,14 @@ TEST_F(Playing, NothingPlaysWithoutAnItem) {
     EXPECT_EQ(feed().picture(), nullptr);
 }
 
+TEST_F(Playing, WithoutAnItemItIsToldThatNothingPlays) {
+    player->play();
+    EXPECT_TRUE(told.empty());
+    run(0ms);
+    EXPECT_EQ(told, std::vector<double>{0});
+    EXPECT_EQ(player->rate(), 0);
+}
+
 TEST_F(Playing, AnItemWithoutLengthEndsAtOnce) {
     player->replaceItem(std::make_shared<EditedMedia>());
     player->seek(1);
