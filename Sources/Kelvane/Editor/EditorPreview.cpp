@@ -63,7 +63,8 @@ void Editor::dropPlayers() {
 
 void Editor::followPlayer(double seconds) {
     if (isBuilding_ || isRecording_ || !player_) return;
-    if (std::isfinite(seconds)) {
+    // A player that a failed build has emptied stands nowhere.
+    if (std::isfinite(seconds) && player_->item() != nullptr) {
         const double position = std::clamp(seconds, 0.0, std::max(previewDuration(), 0.0));
         set(previewAssetID_ ? assetPlayhead_ : playhead_, position, State::position);
     }
@@ -121,11 +122,14 @@ void Editor::showBuiltPreview(const Result<EditedMediaPtr>& built) {
         setError(built.error().message);
         return;
     }
+    replacePlayerItem(*built);
+    if (isRecording_) {
+        if (player_) player_->seek(MediaTime::fromSeconds(playhead_).seconds());
+        return playBesideTake();
+    }
     // The last frame begins one frame before the end.
     const double lastFrame = std::max(previewDuration() - MediaEngine::previewFrame.seconds(), 0.0);
-    const double target = std::min(previewPlayhead(), lastFrame);
-    replacePlayerItem(*built);
-    seekPreview(target);
+    seekPreview(std::min(previewPlayhead(), lastFrame));
 }
 
 void Editor::showAssetPreview(const UUID& assetID) {

@@ -91,9 +91,6 @@ QCoro::Task<void> Editor::beginTake() {
     recorder->onFinish = [weak = weak_from_this()](const FileURL& file, std::optional<Error> error) {
         if (const auto editor = weak.lock()) editor->takeEnded(file, std::move(error));
     };
-    recordingStart_ = playhead_;
-    set(recordingElapsed_, 0, State::position);
-    recordingWasMuted_ = player_ && player_->isMuted();
     if (started) {
         auto starting = recorder->start();
         started = co_await starting;
@@ -105,10 +102,15 @@ QCoro::Task<void> Editor::beginTake() {
         setError(started.error().message);
         co_return;
     }
+    // A device takes its time to start, in which a person may still seek.
+    recordingStart_ = playhead_;
+    set(recordingElapsed_, 0, State::position);
+    recordingWasMuted_ = player_ && player_->isMuted();
     showTake(url);
     voiceRecorder_ = recorder;
     set(isRecording_, true, State::work);
     set(isPreparingRecording_, false, State::work);
+    if (player_) player_->setMuted(true);
     playBesideTake();
     watchTake();
 }
@@ -125,9 +127,8 @@ void Editor::showTake(const FileURL& url) {
 }
 
 void Editor::playBesideTake() {
-    if (!player_) return;
-    player_->setMuted(true);
-    if (previewAssetID_ || playhead_ >= placement().duration()) return;
+    // What is still being built plays when it is there.
+    if (!player_ || isBuilding_ || previewAssetID_ || playhead_ >= placement().duration()) return;
     player_->play();
     set(isPlaying_, true, State::position);
 }
@@ -218,7 +219,10 @@ void Editor::keepTake(Clip take, const UUID& occurrenceID) {
     take.timelineStart = recordingStart_;
     std::vector<Clip> clips = *clips_;
     clips.push_back(std::move(take));
-    commit(std::move(clips));
+    // A commit would be refused while the project is copied, which may have begun since.
+    pushUndo({clips_, std::nullopt});
+    redoStack_.clear();
+    apply(std::make_shared<const std::vector<Clip>>(std::move(clips)));
     setSelection(occurrenceID);
     set(playhead_, recordingStart_, State::position);
 }

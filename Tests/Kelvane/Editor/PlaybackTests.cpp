@@ -180,6 +180,16 @@ TEST_F(Playback, AHoverShowsWholeFramesOfTheAsset) {
     EXPECT_NE(player->item(), hoverPlayer->item());
 }
 
+TEST_F(Playback, AHoverIsHeldToTheFramesOfTheAsset) {
+    editor->previewAssetHover(uuid(91), 0);
+    context.settle();
+    for (const auto& [fraction, frame] : {std::pair{1.0, 119.0}, {7.0, 119.0}, {-1.0, 0.0}, {0.999, 119.0}}) {
+        editor->previewAssetHover(uuid(91), fraction);
+        EXPECT_EQ(hoverPlayer->position(), frame / 30) << fraction;
+        EXPECT_EQ(editor->assetHoverTime(), frame / 30) << fraction;
+    }
+}
+
 TEST_F(Playback, AHoverShowsTheLatestPlaceWhenItsBuildIsDone) {
     editor->previewAssetHover(uuid(91), 0);
     editor->previewAssetHover(uuid(91), 0.75);

@@ -208,6 +208,20 @@ TEST_F(Preview, AFailingEngineIsToldInItsOwnWords) {
     EXPECT_EQ(player->item(), nullptr);
 }
 
+TEST_F(Preview, AFailedBuildKeepsThePlayheadAndPlaysNothing) {
+    loadTwo();
+    editor->seekPreview(3);
+    media.failOn("openAsset a.mov", "The disk is gone.");
+    editor->rebuildPreview();
+    settlePreview();
+    player->playTo(0);
+    EXPECT_EQ(editor->playhead(), 3) << "an empty player has no place";
+    editor->togglePlayback();
+    player->playTo(0);
+    EXPECT_FALSE(editor->isPlaying());
+    EXPECT_EQ(editor->playhead(), 3);
+}
+
 TEST_F(Preview, AnEditorThatEndsLeavesNothingBehind) {
     loadTwo();
     editor->commit({videoClip(1, movie, 4)});

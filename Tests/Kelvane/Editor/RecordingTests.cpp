@@ -2,8 +2,7 @@
 
 #include <cmath>
 
-#include "Support/App/EditorFixture.h"
-#include "Support/ClipBuilder.h"
+#include "RecordingFixture.h"
 
 namespace kelvane::testing {
 namespace {
@@ -18,47 +17,6 @@ constexpr auto noAccess =
     "Microphone access is required to record a voice over. Allow Kelvane in System Settings → Privacy & Security → "
     "Microphone.";
 constexpr auto noStart = "The microphone could not start recording. Check your audio input in System Settings.";
-
-/// A timeline of one video of 4 s with the playhead at 1, and a microphone.
-class Recording : public EditorFixture {
-protected:
-    Recording() {
-        movie = makeManaged("a.mov", FakeFile::video(4));
-        load({videoClip(1, movie, 4)}, std::vector<Clip>{videoClip(91, movie, 4)});
-        settlePreview();
-        editor->seekPreview(1);
-    }
-    /// The button, and the countdown to its end.
-    void begin() {
-        editor->toggleVoiceOverRecording();
-        context.settle();
-        for (int i = 0; i < 3; ++i) {
-            context.advance(1s);
-            context.settle();
-        }
-    }
-    /// What the take will be when it is imported.
-    void describeTake(FakeFile file) { media.addFileNamed(recording.recorder->url().fileName(), std::move(file)); }
-    /// Lets the take grow to `seconds`, and looks at it.
-    void recordTo(double seconds, float power = -20) {
-        recording.recorder->time = seconds;
-        recording.recorder->power = power;
-        context.advance(30ms);
-    }
-    void expectIdle() const {
-        EXPECT_FALSE(editor->busy());
-        EXPECT_FALSE(editor->isRecording());
-        EXPECT_EQ(editor->recordingCountdown(), std::nullopt);
-        EXPECT_EQ(editor->recordingClip(), std::nullopt);
-        EXPECT_THAT(editor->recordingPeaks(), IsEmpty());
-        EXPECT_EQ(recording.recorder, nullptr);
-    }
-    void expectNoTakes() const {
-        EXPECT_THAT(entries(mediaFolder()), ::testing::Each(::testing::Not(::testing::HasSubstr("Voice Over"))));
-    }
-
-    FileURL movie;
-};
 
 TEST_F(Recording, IsCountedInForThreeSeconds) {
     editor->toggleVoiceOverRecording();

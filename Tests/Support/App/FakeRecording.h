@@ -1,7 +1,9 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
+#include "Platform/Reply.h"
 #include "Platform/SoundRecorder.h"
 #include "Support/AtomicFile.h"
 
@@ -39,6 +41,7 @@ class FakeRecording final : public SoundRecording {
 public:
     QCoro::Task<bool> requestAccess() override {
         ++requests;
+        if (lateAccess) co_return co_await *lateAccess;
         co_return allowed;
     }
     std::unique_ptr<SoundRecorder> makeRecorder(const FileURL& file) override {
@@ -52,6 +55,10 @@ public:
     bool records = true;
     /// Whether `stop` ends the take at once; otherwise the test calls `onFinish`.
     bool endsAtOnce = true;
+    // Answers that a test gives itself; without them they come at once.
+    std::optional<kelvane::Reply<bool>> lateAccess;
+    std::optional<kelvane::Reply<bool>> latePreparation;
+    std::optional<kelvane::Reply<bool>> lateStart;
     int requests = 0;
     /// The one made last; null once it is gone.
     FakeRecorder* recorder = nullptr;
@@ -64,10 +71,14 @@ inline FakeRecorder::~FakeRecorder() {
 inline QCoro::Task<bool> FakeRecorder::prepareToRecord() {
     if (recording_.prepares)
         check(writeFileAtomically(url_.path(), "a take").has_value(), "a take's file can be written");
+    if (recording_.latePreparation) co_return co_await *recording_.latePreparation;
     co_return recording_.prepares;
 }
 
-inline QCoro::Task<bool> FakeRecorder::record() { co_return recording_.records; }
+inline QCoro::Task<bool> FakeRecorder::record() {
+    if (recording_.lateStart) co_return co_await *recording_.lateStart;
+    co_return recording_.records;
+}
 
 inline void FakeRecorder::stop() {
     ++stops;
