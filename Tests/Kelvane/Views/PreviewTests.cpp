@@ -249,9 +249,82 @@ TEST_F(PreviewTests, WithoutAMicrophoneTheButtonForOneSaysWhy) {
     auto* record = item("recordButton");
     EXPECT_EQ(nameOf(record), "Record Voice Over");
     EXPECT_TRUE(record->isEnabled());
+    recording.allowed = false;
     preview.toggleRecording();
     context.settle();
     EXPECT_TRUE(view.error().startsWith("Microphone access is required")) << view.error().toStdString();
+}
+
+TEST_F(PreviewTests, TheControlsSayWhatTheyDoAtEachStepOfARecording) {
+    const auto editor = openClip();
+    auto* play = item("playButton");
+    auto* record = item("recordButton");
+    auto* countdown = item("countdownLabel");
+    auto* slider = item("seekSlider");
+    recording.lateAccess.emplace();
+    preview.toggleRecording();
+    context.runPosted();
+    EXPECT_FALSE(play->isEnabled());
+    EXPECT_FALSE(record->isEnabled()) << "while access is asked for";
+    recording.lateAccess->give(true);
+    for (const int left : {3, 2, 1}) {
+        context.runPosted();
+        EXPECT_FALSE(play->isEnabled());
+        EXPECT_TRUE(record->isEnabled());
+        EXPECT_EQ(nameOf(record), "Cancel Voice Over");
+        EXPECT_TRUE(countdown->property("visible").toBool());
+        EXPECT_EQ(nameOf(countdown), "Recording starts in " + std::to_string(left) + " seconds");
+        context.advance(std::chrono::seconds(1));
+    }
+    EXPECT_FALSE(countdown->property("visible").toBool());
+    EXPECT_FALSE(record->isEnabled()) << "while the device starts";
+    context.settle();
+    ASSERT_TRUE(editor->isRecording());
+    EXPECT_EQ(nameOf(play), "Stop Voice Over");
+    EXPECT_EQ(nameOf(record), "Record Voice Over");
+    EXPECT_TRUE(play->isEnabled());
+    EXPECT_TRUE(record->isEnabled());
+    EXPECT_FALSE(slider->isEnabled());
+    recording.recorder->time = 1.5;
+    context.advance(std::chrono::milliseconds(30));
+    EXPECT_EQ(slider->property("value"), 1.5) << "the playhead goes with the take";
+    recording.endsAtOnce = false;
+    preview.togglePlayback();
+    context.runPosted();
+    EXPECT_FALSE(play->isEnabled()) << "while the take is finished";
+    EXPECT_FALSE(record->isEnabled());
+    media.addFileNamed(recording.recorder->url().fileName(), FakeFile::audio(1.5));
+    recording.recorder->onFinish(true);
+    context.settle();
+    advance(std::chrono::milliseconds(180));
+    EXPECT_EQ(nameOf(play), "Play Timeline");
+    EXPECT_TRUE(play->isEnabled());
+    EXPECT_TRUE(record->isEnabled());
+    EXPECT_TRUE(slider->isEnabled());
+}
+
+TEST_F(PreviewTests, RCountsATakeInAndOutAndSpaceEndsIt) {
+    const auto editor = openClip();
+    auto* window = qobject_cast<QQuickWindow*>(surface.get());
+    window->show();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window, static_cast<int>(patience.count())));
+    const auto press = [this, window](Qt::Key key) {
+        QTest::keyClick(window, key);
+        context.settle();
+    };
+    press(Qt::Key_R);
+    EXPECT_EQ(editor->recordingCountdown(), 3);
+    press(Qt::Key_R);
+    EXPECT_FALSE(editor->busy());
+    press(Qt::Key_R);
+    for (int i = 0; i < 3; ++i) advance(std::chrono::seconds(1));
+    ASSERT_TRUE(editor->isRecording());
+    press(Qt::Key_R);
+    EXPECT_TRUE(editor->isRecording()) << "no slip of a finger ends a take";
+    media.addFileNamed(recording.recorder->url().fileName(), FakeFile::audio(1));
+    press(Qt::Key_Space);
+    EXPECT_FALSE(editor->busy());
+    EXPECT_EQ(editor->clips().size(), 2U);
 }
 
 TEST_F(PreviewTests, NothingPlaysWhileItIsBuiltOrBusy) {

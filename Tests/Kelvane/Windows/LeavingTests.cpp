@@ -139,6 +139,72 @@ TEST_F(LeavingTests, AGestureEndsWhenItsProjectLeavesTheWindow) {
     EXPECT_EQ(editor->clips().front().end, 10);
 }
 
+TEST_F(LeavingTests, ARecordingLetsNobodyGoAtAnyOfItsSteps) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = open(row, workspace, false);
+    advance(std::chrono::milliseconds(180));
+    recording.lateAccess.emplace();
+    recording.lateStart.emplace();
+    recording.endsAtOnce = false;
+    const auto stays = [&](const char* step) {
+        told.clear();
+        EXPECT_FALSE(confirmQuit()) << step;
+        EXPECT_EQ(told, std::vector<std::string>{"Not quitting: “A” is recording."}) << step;
+        EXPECT_FALSE(confirmClose(workspace)) << step;
+        EXPECT_FALSE(windows->mayClose(*workspace)) << step;
+        showHome(workspace);
+        EXPECT_EQ(workspace->editor(), editor) << step;
+        remove(row.id);
+        EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before deleting it.") << step;
+        windows->setError(std::nullopt);
+        duplicate(row.id);
+        EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before duplicating it.")
+            << step;
+        windows->setError(std::nullopt);
+        EXPECT_EQ(editor->error(), std::nullopt) << step;
+        EXPECT_TRUE(panels.askedConfirmations.empty()) << step;
+    };
+    editor->toggleVoiceOverRecording();
+    stays("while access is asked for");
+    recording.lateAccess->give(true);
+    for (int left = 3; left > 0; --left) {
+        EXPECT_EQ(editor->recordingCountdown(), left);
+        stays("while it is counted in");
+        context.advance(std::chrono::seconds(1));
+    }
+    context.settle();
+    stays("while the device starts");
+    recording.lateStart->give(true);
+    ASSERT_TRUE(editor->isRecording());
+    recording.recorder->time = 2;
+    context.advance(std::chrono::milliseconds(30));
+    stays("amid the take");
+    ASSERT_TRUE(editor->isRecording());
+    media.addFileNamed(recording.recorder->url().fileName(), FakeFile::audio(2));
+    editor->toggleVoiceOverRecording();
+    stays("while the take is finished");
+    recording.recorder->onFinish(true);
+    stays("while the take is imported");
+    context.settle();
+    EXPECT_TRUE(confirmQuit());
+    const auto saved = ProjectFile::read(windows->library().projectURL(row.id));
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->clips.size(), 2U);
+}
+
+TEST_F(LeavingTests, ACountdownThatIsCancelledLetsEveryoneGo) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    const auto editor = open(row, workspace, false);
+    advance(std::chrono::milliseconds(180));
+    editor->toggleVoiceOverRecording();
+    EXPECT_FALSE(confirmQuit());
+    editor->toggleVoiceOverRecording();
+    EXPECT_TRUE(confirmClose(workspace));
+    EXPECT_TRUE(confirmQuit());
+}
+
 TEST_F(LeavingTests, AReadingOfTheLibraryKeepsWhatChangesMeanwhile) {
     const auto a = project("A");
     const auto b = project("B");

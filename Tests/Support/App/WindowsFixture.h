@@ -12,6 +12,7 @@
 #include "FakeMainContext.h"
 #include "FakePanels.h"
 #include "FakePlayer.h"
+#include "FakeRecording.h"
 #include "FinishTask.h"
 #include "Storage/ProjectFile.h"
 #include "Support/ClipBuilder.h"
@@ -44,7 +45,8 @@ protected:
             EditorServices{.context = &context,
                            .media = &media,
                            .panels = &panels,
-                           .makePlayer = [](PlayerRole) { return std::make_unique<FakePlayer>(); }},
+                           .makePlayer = [](PlayerRole) { return std::make_unique<FakePlayer>(); },
+                           .recording = &recording},
             folder.url("Projects"));
         context.settle();
         windows->tell = [this](const std::string& sentence) { told.push_back(sentence); };
@@ -139,6 +141,7 @@ protected:
     FakeMainContext context;
     FakeMediaPlatform media;
     FakePanels panels;
+    FakeRecording recording;
     std::unique_ptr<ProjectWindows> windows;
     std::vector<UUID> asked;
     /// What was told beside windows.

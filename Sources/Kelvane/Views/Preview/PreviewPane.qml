@@ -71,6 +71,7 @@ Item {
                     color: "#a9aeb6"
                 }
                 Label {
+                    objectName: "countdownLabel"
                     anchors.centerIn: parent
                     visible: pane.view.countdown > 0
                     text: pane.view.countdown
