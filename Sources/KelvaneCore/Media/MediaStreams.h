@@ -51,8 +51,8 @@ public:
     virtual ~SoundStream() = default;
     /// Fills `out` with interleaved stereo in -1…1 at `soundSampleRate`, from sample `first` of the timeline on;
     /// behind the end, silence. `out.size()` is twice the number of samples. Ranges in order cost one pass. Blocks. A
-    /// source whose sound can't be decoded is silent; one that was replaced or has gone fails with
-    /// MediaError::invalidClip.
+    /// source whose sound can't be decoded is silent, and one that was replaced or has gone is until it is there again:
+    /// what else sounds goes on, and the picture tells of it. Fails as cancelled, and in words when the disk does.
     virtual Result<void> read(std::int64_t first, std::span<float> out, std::stop_token stop) = 0;
 };
 

@@ -51,7 +51,7 @@ std::unique_ptr<PictureStream> FFmpegPlatform::makePictureStream(EditedMediaPtr 
 }
 
 std::unique_ptr<SoundStream> FFmpegPlatform::makeSoundStream(EditedMediaPtr media) {
-    return makeFFmpegSoundStream(std::move(media));
+    return makeFFmpegSoundStream(std::move(media), sounds_);
 }
 
 Result<std::unique_ptr<TakeWriter>> FFmpegPlatform::makeTakeWriter(const FileURL& file) {

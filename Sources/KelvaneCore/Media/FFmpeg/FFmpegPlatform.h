@@ -7,6 +7,7 @@
 
 #include "Media/FFmpeg/Playback/PictureCache.h"
 #include "Media/FFmpeg/Playback/ReaderPool.h"
+#include "Media/FFmpeg/Sound/SoundReaderPool.h"
 #include "Media/FFmpeg/Source/FFmpegAsset.h"
 #include "Media/MediaPlatform.h"
 
@@ -35,6 +36,7 @@ public:
     [[nodiscard]] int probeCount() const;
     /// What the streams share; for tests and benchmarks.
     [[nodiscard]] const ReaderPool& readers() const { return *readers_; }
+    [[nodiscard]] const SoundReaderPool& sounds() const { return *sounds_; }
     [[nodiscard]] const PictureCache& pictures() const { return *pictures_; }
 
 private:
@@ -47,6 +49,7 @@ private:
     std::list<std::string> order_;
     int probeCount_ = 0;
     const std::shared_ptr<ReaderPool> readers_ = ReaderPool::make();
+    const std::shared_ptr<SoundReaderPool> sounds_ = std::make_shared<SoundReaderPool>();
     const std::shared_ptr<PictureCache> pictures_ = std::make_shared<PictureCache>();
 };
 

@@ -8,6 +8,7 @@
 
 #include "Media/FFmpeg/Picture/CanvasFrames.h"
 #include "Media/FFmpeg/Picture/PictureRenderer.h"
+#include "Media/FFmpeg/Source/UnchangedTrack.h"
 #include "Media/MediaError.h"
 
 namespace kelvane {
@@ -218,7 +219,7 @@ Result<StreamPicture> FFmpegPictureStream::picture(MediaTime time, std::uint64_t
     const PictureKey key = PictureKey::of(*shot, painter_.canvas());
     asked_ = ask(key, shot->time);
     if (auto kept = cache_->find(key, *stamp)) {
-        if (!ReaderPool::isUnchanged(*shot->track)) return fail(MediaError::invalidClip(shot->track->url().baseName()));
+        if (!isUnchanged(*shot->track)) return fail(MediaError::invalidClip(shot->track->url().baseName()));
         return StreamPicture{std::move(kept), time, true};
     }
     if (!awaitReader(*shot, number, stop)) return StreamPicture{nullptr, time, false};

@@ -16,7 +16,8 @@ constexpr std::int64_t soundStretch = 8192;
 
 class FFmpegSoundStream final : public SoundStream {
 public:
-    explicit FFmpegSoundStream(EditedMediaPtr media) : renderer_(std::move(media)) {}
+    FFmpegSoundStream(EditedMediaPtr media, std::shared_ptr<SoundReaderPool> readers)
+        : renderer_(std::move(media), std::move(readers)) {}
     Result<void> read(std::int64_t first, std::span<float> out, std::stop_token stop) override;
 
 private:
@@ -77,8 +78,8 @@ Result<void> FFmpegSoundStream::read(std::int64_t first, std::span<float> out, s
 
 }  // namespace
 
-std::unique_ptr<SoundStream> makeFFmpegSoundStream(EditedMediaPtr media) {
-    return std::make_unique<FFmpegSoundStream>(std::move(media));
+std::unique_ptr<SoundStream> makeFFmpegSoundStream(EditedMediaPtr media, std::shared_ptr<SoundReaderPool> readers) {
+    return std::make_unique<FFmpegSoundStream>(std::move(media), std::move(readers));
 }
 
 }  // namespace kelvane

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Media/FFmpeg/Source/PictureDecoder.h"
+#include "Media/FFmpeg/Source/UnchangedTrack.h"
 #include "Media/MediaError.h"
 
 namespace kelvane {
@@ -64,11 +65,6 @@ std::shared_ptr<ReaderPool> ReaderPool::make(ReaderLimits limits) {
 
 ReaderPool::ReaderPool(ReaderLimits limits) : limits_(limits) {}
 ReaderPool::~ReaderPool() = default;
-
-bool ReaderPool::isUnchanged(const FFmpegTrack& track) {
-    const auto identity = FileIdentity::of(track.url());
-    return identity && *identity == track.facts().identity;
-}
 
 std::uint64_t ReaderPool::newUser() {
     const std::lock_guard lock(mutex_);

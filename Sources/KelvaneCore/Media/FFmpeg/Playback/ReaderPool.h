@@ -56,8 +56,6 @@ public:
     static std::shared_ptr<ReaderPool> make(ReaderLimits limits = {});
     ~ReaderPool();
 
-    /// Whether the file is still the one that was probed. Asks the disk.
-    static bool isUnchanged(const FFmpegTrack& track);
     /// A number of its own for whoever shows pictures.
     std::uint64_t newUser();
     /// A reader of `track` for the frame at `time` (seconds of the asset): of those not on loan the one that stands

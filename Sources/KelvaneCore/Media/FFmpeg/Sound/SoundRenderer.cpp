@@ -8,8 +8,9 @@ extern "C" {
 #include <list>
 #include <vector>
 
+#include "Media/FFmpeg/Source/UnchangedTrack.h"
 #include "Media/MediaError.h"
-#include "SoundReader.h"
+#include "SoundReaderPool.h"
 
 namespace kelvane {
 
@@ -32,30 +33,43 @@ struct SoundRenderer::State {
     /// A reader belongs to one track of the composition, so that two overlays of one file don't pull it to and fro.
     struct Open {
         CompositionTrackID track = 0;
-        MediaTrackPtr source;
+        std::shared_ptr<const FFmpegTrack> source;
         std::unique_ptr<SoundReader> reader;
         std::int64_t usedAt = 0;
     };
 
-    explicit State(EditedMediaPtr edited) : media(std::move(edited)) {}
+    State(EditedMediaPtr edited, std::shared_ptr<SoundReaderPool> pool)
+        : media(std::move(edited)), readers(std::move(pool)) {}
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    ~State() {
+        while (!open.empty()) closeOldest();
+    }
 
     Result<void> mix(const CompositionTrack& track, std::int64_t first, std::span<float> out, std::stop_token stop);
     Result<void> mixSegment(const CompositionTrack& track, const CompositionSegment& segment, std::int64_t first,
                             std::span<float> out, std::stop_token stop);
     Result<SoundReader*> reader(CompositionTrackID track, const MediaTrackPtr& source, std::stop_token stop);
+    Result<std::unique_ptr<SoundReader>> newReader(const std::shared_ptr<const FFmpegTrack>& source,
+                                                   std::stop_token stop);
+    void closeOldest();
+    /// The failure of a source, unless a player passes over it.
+    [[nodiscard]] Result<void> judged(Error failure, const MediaTrack& source) const;
     void applyGains(CompositionTrackID track, std::int64_t first, std::span<const float> in,
                     std::span<float> out) const;
     [[nodiscard]] bool isSilent(CompositionTrackID track, std::int64_t first, std::int64_t count) const;
     [[nodiscard]] std::span<const GainPoint> gains(CompositionTrackID track) const;
 
     EditedMediaPtr media;
+    std::shared_ptr<SoundReaderPool> readers;
     /// Most recently used first.
     std::list<Open> open;
     std::int64_t now = 0;
     std::vector<float> buffer;
 };
 
-SoundRenderer::SoundRenderer(EditedMediaPtr media) : state_(std::make_unique<State>(std::move(media))) {}
+SoundRenderer::SoundRenderer(EditedMediaPtr media, std::shared_ptr<SoundReaderPool> readers)
+    : state_(std::make_unique<State>(std::move(media), std::move(readers))) {}
 SoundRenderer::~SoundRenderer() = default;
 
 Result<void> SoundRenderer::render(std::int64_t first, std::span<float> out, std::stop_token stop) {
@@ -94,31 +108,53 @@ Result<void> SoundRenderer::State::mix(const CompositionTrack& track, std::int64
 Result<void> SoundRenderer::State::mixSegment(const CompositionTrack& track, const CompositionSegment& segment,
                                               std::int64_t first, std::span<float> out, std::stop_token stop) {
     auto found = reader(track.id, segment.source, stop);
-    if (!found) return fail(found.error());
+    if (!found) return judged(found.error(), *segment.source);
     const std::int64_t offset = first - samplesAt(segment.target.start);
     buffer.resize(out.size());
-    if (auto read = (*found)->read(samplesAt(segment.sourceRange.start) + offset, buffer, stop); !read) return read;
+    if (auto read = (*found)->read(samplesAt(segment.sourceRange.start) + offset, buffer, stop); !read)
+        return judged(read.error(), *segment.source);
     applyGains(track.id, first, buffer, out);
     return {};
 }
 
 Result<SoundReader*> SoundRenderer::State::reader(CompositionTrackID track, const MediaTrackPtr& source,
                                                   std::stop_token stop) {
-    const auto found =
+    auto found =
         std::ranges::find_if(open, [&](const Open& entry) { return entry.track == track && entry.source == source; });
+    // An open file outlives its name: a player mustn't sound what an export no longer finds.
+    if (found != open.end() && readers && !isUnchanged(*found->source)) {
+        open.erase(found);
+        found = open.end();
+    }
     if (found != open.end()) {
         open.splice(open.begin(), open, found);
     } else {
         auto facts = std::dynamic_pointer_cast<const FFmpegTrack>(source);
         if (!facts) return fail(MediaError::invalidClip(source->url().baseName()));
         while (open.size() >= mostReaders || (open.size() >= keptReaders && open.back().usedAt + 1 < now))
-            open.pop_back();
-        auto made = SoundReader::open(std::move(facts), std::move(stop));
+            closeOldest();
+        auto made = newReader(facts, std::move(stop));
         if (!made) return fail(made.error());
-        open.push_front(Open{track, source, std::move(*made), now});
+        open.push_front(Open{track, std::move(facts), std::move(*made), now});
     }
     open.front().usedAt = now;
     return open.front().reader.get();
+}
+
+Result<std::unique_ptr<SoundReader>> SoundRenderer::State::newReader(const std::shared_ptr<const FFmpegTrack>& source,
+                                                                     std::stop_token stop) {
+    return readers ? readers->take(source, std::move(stop)) : SoundReader::open(source, std::move(stop));
+}
+
+void SoundRenderer::State::closeOldest() {
+    Open& oldest = open.back();
+    if (readers) readers->giveBack(std::move(oldest.source), std::move(oldest.reader));
+    open.pop_back();
+}
+
+Result<void> SoundRenderer::State::judged(Error failure, const MediaTrack& source) const {
+    if (readers && failure == MediaError::invalidClip(source.url().baseName())) return {};
+    return fail(std::move(failure));
 }
 
 std::span<const GainPoint> SoundRenderer::State::gains(CompositionTrackID track) const {

@@ -101,14 +101,78 @@ TEST_F(SoundStreams, EndAsCancelledOnAStopAndGoOnAfterwards) {
     EXPECT_TRUE(std::equal(part.begin(), part.end(), whole.begin()));
 }
 
-TEST_F(SoundStreams, FailWithTheNameOfASourceThatHasGone) {
+TEST_F(SoundStreams, OfAnEditGoOnWithTheReadersOfTheOneBefore) {
+    const auto before = loud();
+    auto stream = platform_.makeSoundStream(before);
+    read(*stream, 0, 7 * 48000);
+    EXPECT_EQ(platform_.sounds().count(), 0U) << "all on loan";
+    stream.reset();
+    const std::int64_t opened = platform_.sounds().openedCount();
+    const std::size_t waiting = platform_.sounds().count();
+    EXPECT_GT(waiting, 0U);
+    const int probes = platform_.probeCount();
+    for (int edits = 0; edits < 5; ++edits) {
+        const auto after = edit({overlay(folder_.url("b.m4a"), 0.5, 4, 0.25), overlay(folder_.url("a.wav"), 1, 3, 1)});
+        const auto whole = exported(after, 4 * 48000);
+        stream = platform_.makeSoundStream(after);
+        const auto sound = read(*stream, 0, 3 * 48000);
+        ASSERT_TRUE(std::equal(sound.begin(), sound.end(), whole.begin())) << "whoever read with them before";
+        stream.reset();
+    }
+    EXPECT_EQ(platform_.sounds().openedCount(), opened);
+    EXPECT_EQ(platform_.sounds().count(), waiting);
+    EXPECT_EQ(platform_.probeCount(), probes);
+}
+
+TEST_F(SoundStreams, LeaveNoMoreReadersThanTheLimit) {
+    std::vector<Clip> clips;
+    for (std::size_t i = 0; i < SoundReaderPool::most + 3; ++i) {
+        const auto at = static_cast<double>(i) / 10;
+        clips.push_back(overlay(makeSampleSound(folder_.path(), "s" + std::to_string(i) + ".wav", 2), 0, 2, at));
+    }
+    for (int i = 0; i < 3; ++i) {
+        read(*platform_.makeSoundStream(edit(clips)), 0, 3 * 48000);
+        EXPECT_EQ(platform_.sounds().count(), SoundReaderPool::most);
+    }
+    EXPECT_EQ(platform_.sounds().openedCount(), static_cast<std::int64_t>(clips.size()) + 2 * 3);
+}
+
+/// A voice from 0 to 4 s and music from 1 to 5 s, of which the voice goes in the midst of it, and comes back.
+TEST_F(SoundStreams, AreSilentWhereASourceHasGoneAndGoOnWithTheOthers) {
+    const FileURL voice = makeSampleSound(folder_.path(), "Voice.wav", 4);
+    const FileURL music = makeSampleSound(folder_.path(), "Music.wav", 4);
+    const auto both = exported(edit({overlay(voice, 0, 4, 0), overlay(music, 0, 4, 1, 0.25)}), 5 * 48000);
+    const auto alone = exported(edit({overlay(music, 0, 4, 1, 0.25)}), 5 * 48000);
+    const auto stream = platform_.makeSoundStream(edit({overlay(voice, 0, 4, 0), overlay(music, 0, 4, 1, 0.25)}));
+    const auto expectPart = [&](const std::vector<float>& whole, std::int64_t first, const char* what) {
+        const auto part = read(*stream, first, 24000);
+        for (std::size_t n = 0; n < part.size(); ++n)
+            ASSERT_NEAR(part[n], whole[static_cast<std::size_t>(first) * 2 + n], 1e-6F) << what << " + " << n / 2;
+    };
+    expectPart(both, 48000, "both");
+    const std::string away = voice.path() + ".away";
+    std::filesystem::rename(voice.path(), away);
+    // What was rendered already is still heard: the limiter's look ahead.
+    read(*stream, 72000, 24000);
+    expectPart(alone, 96000, "gone");
+    makeSampleSound(folder_.path(), "Voice.wav", 3);
+    expectPart(alone, 120000, "replaced");
+    std::filesystem::remove(voice.path());
+    std::filesystem::rename(away, voice.path());
+    read(*stream, 144000, 24000);
+    expectPart(both, 168000, "back");
+}
+
+TEST_F(SoundStreams, OfAnExportFailWithTheNameOfASourceThatHasGone) {
     const FileURL wav = makeSampleSound(folder_.path(), "Voice.wav", 4);
     const auto media = edit({overlay(wav, 0, 4, 0)});
     std::filesystem::remove(wav.path());
-    std::vector<float> out(200);
-    const auto failed = platform_.makeSoundStream(media)->read(0, out, {});
+    std::vector<float> out(200, 7.0F);
+    const auto failed = SoundRenderer(media).render(0, out, {});
     ASSERT_FALSE(failed);
     EXPECT_EQ(failed.error(), MediaError::invalidClip("Voice"));
+    const auto played = read(*platform_.makeSoundStream(media), 0, 100);
+    EXPECT_TRUE(std::ranges::all_of(played, [](float value) { return value == 0; })) << "a player goes on";
 }
 
 }  // namespace
