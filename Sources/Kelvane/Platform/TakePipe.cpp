@@ -42,7 +42,8 @@ float TakePipe::takePeak() {
 void TakePipe::wake(std::unique_lock<std::mutex>& lock) {
     if (std::exchange(isDraining_, true)) return;
     lock.unlock();
-    context_.runInBackground([pipe = shared_from_this()] { pipe->drain(); }, Lane::longWork);
+    // What lies here longer than a second is more than a crash may cost, and exports fill the lane of long works.
+    context_.runInBackground([pipe = shared_from_this()] { pipe->drain(); }, Lane::shortWork);
 }
 
 void TakePipe::drain() {

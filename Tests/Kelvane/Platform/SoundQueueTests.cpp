@@ -60,6 +60,18 @@ TEST(SoundQueue, AReadThatFindsTooLittleIsAnUnderrunUntilTheEndIsKnown) {
     EXPECT_EQ(queue.underruns(), 1);
 }
 
+TEST(SoundQueue, ADeviceThatAsksForNothingGetsNothingAndRanDryOfNothing) {
+    int rings = 0;
+    SoundQueue queue(4, [&rings] { ++rings; });
+    EXPECT_EQ(queue.read({}), 0);
+    queue.write(frames(1, 4));
+    EXPECT_EQ(queue.write({}), 0);
+    EXPECT_EQ(queue.read({}), 0);
+    EXPECT_EQ(queue.underruns(), 0);
+    EXPECT_EQ(rings, 0);
+    EXPECT_EQ(readFrames(queue, 4), frames(1, 4));
+}
+
 TEST(SoundQueue, IsOverWhenAllWasTakenAndNoMoreComes) {
     SoundQueue queue(8, {});
     queue.write(frames(1, 2));
