@@ -181,6 +181,32 @@ TEST_F(KelvaneAppTests, TheKeyForItEndsTheApplicationUnlessItIsBusy) {
     EXPECT_EQ(run([] { press(Qt::Key_Q, Qt::ControlModifier); }), 0);
 }
 
+TEST_F(KelvaneAppTests, AWindowThatIsNoLongerActivePausesItsPlayer) {
+    start({projectFile("Trailer")}, true);
+    ASSERT_TRUE(becomesTitled("Trailer"));
+    auto* window = shown().front();
+    const auto editor = view()->workspace()->editor();
+    editor->importURLs({sound()});
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !editor->busy(); }, 20'000));
+    editor->addAssets({editor->assets().front().id}, std::nullopt);
+    // An hour to play.
+    editor->update(editor->clips().front().id, [](Clip& clip) { clip.timelineStart = 3600; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !editor->isBuilding(); }, 20'000));
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window, 20'000));
+    editor->togglePlayback();
+    ASSERT_TRUE(editor->isPlaying());
+    QWindow other;
+    other.show();
+    other.requestActivate();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&other, 20'000));
+    EXPECT_FALSE(editor->isPlaying());
+    EXPECT_EQ(editor->player()->rate(), 0);
+    window->requestActivate();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window, 20'000));
+    EXPECT_FALSE(editor->isPlaying()) << "until a person wants it";
+    EXPECT_EQ(run([] { press(Qt::Key_Q, Qt::ControlModifier); }), 0);
+}
+
 TEST_F(KelvaneAppTests, NothingChangesAnyMoreFromTheTurnInWhichAQuitIsGranted) {
     start({projectFile("Trailer")});
     ASSERT_TRUE(becomesTitled("Trailer"));

@@ -255,6 +255,18 @@ TEST_F(PictureStreams, TellOfASourceWithoutAPictureThatDecodes) {
     }
 }
 
+TEST_F(PictureStreams, GoOverABrokenStretchAsAnExportDoes) {
+    const FileURL a = movie("a.mp4", "keyint=5:bframes=0");
+    wipeFrames(a, 43, 62);
+    const auto media = edit({clip(a, 0, 4)});
+    const auto stream = pictures(media);
+    for (int n = 35; n < 75; ++n) EXPECT_TRUE(pixelsOf(*show(*stream, n)) == expected(media, {n, 30})) << n;
+    EXPECT_FALSE(pixelsOf(*show(*stream, 70)) == pixelsOf(*show(*stream, 42))) << "it goes on behind it";
+    for (const int n : {50, 44, 61, 43, 66, 20})
+        EXPECT_TRUE(pixelsOf(*show(*stream, n)) == expected(media, {n, 30})) << n;
+    EXPECT_EQ(platform_.readers().count(), 1U);
+}
+
 TEST_F(PictureStreams, EndAsCancelledOnAStopAndGoOnAfterwards) {
     const auto media = edit({clip(movie("a.mp4"), 0, 4)});
     const auto stream = pictures(media);
