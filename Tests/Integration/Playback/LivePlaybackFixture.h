@@ -39,8 +39,8 @@ protected:
     [[nodiscard]] double playhead() const { return state().value("playhead", -1.0); }
 
     static std::chrono::nanoseconds now() { return std::chrono::steady_clock::now().time_since_epoch(); }
-    /// Presses Space, waits until the last frame is seen and all is silent, and expects what then is at rest: that
-    /// frame, unless the edit has sound alone and the playhead is where its pictures are over.
+    /// Presses Space, waits until the playhead is at the end and all is silent, and expects what then is at rest: the
+    /// last frame, unless the edit has sound alone and the playhead is where its pictures are over.
     Play playToTheEnd();
     /// Waits until a frame of the timeline has come that is no earlier than this, and not the last.
     bool sees(int atLeast, std::chrono::nanoseconds begun) const;
@@ -48,7 +48,8 @@ protected:
     bool fallsSilent(std::chrono::nanoseconds since) const;
     /// What was seen and heard since then.
     [[nodiscard]] Play since(std::chrono::nanoseconds begun) const;
-    /// Waits until what stands at the playhead is seen, and expects that nothing else follows. The playhead.
+    /// Waits until the playhead stands still and what stands there is seen, and expects that nothing else follows. The
+    /// playhead.
     double expectRest();
     /// The code of the frame that an assistant is shown of a time of the timeline.
     [[nodiscard]] int codeInspectedAt(double seconds) const;

@@ -21,8 +21,12 @@ constexpr bool isWatched =
     false;
 #endif
 
-/// A busy machine may make any one play stutter, and each show some frames late; what is out of step is so always.
+/// A busy machine may make any one play stutter, and each show frames late; what is out of step is so always.
 constexpr int plays = 3;
+/// Of the eye: on a machine that keeps it no longer from looking, half of the frames keep time, too.
+constexpr auto calm = 12ms;
+/// And on one that keeps it longer, by a frame, nothing can be told of times.
+constexpr auto busy = 33ms;
 /// How far apart the steps are in which an ear finds a tone's place, and what a coder's windows smear, milliseconds.
 constexpr double earshot = 5;
 /// Half a frame, later than which the player itself counts one as late; a step of the eye's; and the ear's.
@@ -30,7 +34,9 @@ constexpr double nearness = 500.0 / 30 + 5 + earshot;
 
 /// What was heard and seen of one play in which all went well, or what didn't.
 std::string shortcoming(const std::vector<Sight>& sights, const SoundEar::Heard& heard,
-                        const NumberedTimeline& timeline, std::chrono::nanoseconds first) {
+                        const NumberedTimeline& timeline, std::chrono::nanoseconds first, bool isCalm) {
+    for (const auto& tones : {timeline.tones(), timeline.overlayTones()})
+        if (auto fault = orderFault(heard, tones); !fault.empty()) return fault;
     const auto lane = measure(heard, timeline.tones(), first);
     const auto overlay = measure(heard, timeline.overlayTones(), lane.zero);
     const auto end = lane.zero + std::chrono::nanoseconds(std::llround(timeline.seconds() * 1e9));
@@ -44,32 +50,38 @@ std::string shortcoming(const std::vector<Sight>& sights, const SoundEar::Heard&
             return "tones between " + std::to_string(one.leastAmplitude) + " and " + std::to_string(one.mostAmplitude);
     }
     const auto close = closeness(sights, timeline, lane.zero);
-    const std::string found = std::to_string(close.shown) + " frames, thirds " + std::to_string(close.thirds[0]) + " " +
-                              std::to_string(close.thirds[1]) + " " + std::to_string(close.thirds[2]) +
-                              " ms late, between " + std::to_string(close.earliest) + " and " +
-                              std::to_string(close.latest) + " ms of their sound";
+    const auto tell = [](double milliseconds) { return std::to_string(milliseconds) + " ms"; };
+    std::string found = std::to_string(close.shown) + " frames, half of them within " + tell(close.median) +
+                        " of their sound, all between " + tell(close.earliest) + " and " + tell(close.latest);
+    for (const double soonest : close.soonest) found += ", the soonest of a third " + tell(soonest);
     ::testing::Test::RecordProperty("closeness", found);
-    const bool isClose = std::ranges::all_of(close.thirds, [](double late) { return std::abs(late) < nearness; });
+    const bool isClose = std::ranges::all_of(close.soonest, [](double late) { return std::abs(late) < nearness; });
     const bool isEarly = close.earliest < -2 * earshot;
-    return isClose && !isEarly && close.shown * 3 >= timeline.frames() * 2 ? "" : found;
+    const bool keepsTime = !isCalm || (close.median < nearness && close.shown * 10 >= timeline.frames() * 9);
+    return isClose && !isEarly && keepsTime && close.shown * 2 >= timeline.frames() ? "" : found;
 }
 
 TEST_F(LivePlayback, ShowsEachFrameOfAnEditAsItsToneIsHeard) {
     open(jumps);
     if (HasFatalFailure()) return;
     std::string fellShort = "nothing was played";
+    bool wasHeldUp = false;
     for (int i = 0; i < plays && !fellShort.empty() && !HasFailure(); ++i) {
         const auto begun = now();
         const auto play = playToTheEnd();
         EXPECT_EQ(pictureFault(play.sights, timeline), "");
-        EXPECT_EQ(soundFault(play.heard, timeline.tones(), begun), "");
-        EXPECT_EQ(soundFault(play.heard, timeline.overlayTones(), begun), "");
+        EXPECT_EQ(soundFault(play.heard, timeline.tones()), "");
+        EXPECT_EQ(soundFault(play.heard, timeline.overlayTones()), "");
         const auto first = ear->loudSince(begun, numbered::amplitude / 4);
         ASSERT_TRUE(first);
-        fellShort = shortcoming(play.sights, play.heard, timeline, *first);
+        const auto blink = eye->longestBlink(begun);
+        fellShort = shortcoming(play.sights, play.heard, timeline, *first, blink < calm);
+        wasHeldUp = wasHeldUp || blink > busy;
     }
-    if (!isWatched) EXPECT_EQ(fellShort, "");
     EXPECT_EQ(app->quit(), 0);
+    if (fellShort.empty() || HasFailure()) return;
+    if (isWatched || wasHeldUp) GTEST_SKIP() << "the machine was too busy for what is near in time: " << fellShort;
+    FAIL() << fellShort;
 }
 
 TEST_F(LivePlayback, RestsAtTheExactFrameWhereverItIsStopped) {
@@ -137,8 +149,8 @@ TEST_F(LivePlayback, GivesWayToAnAssistantsEditAndRestsOnTheFrameThatIsThereNow)
     begun = now();
     const auto play = playToTheEnd();
     EXPECT_EQ(pictureFault(play.sights, timeline), "");
-    EXPECT_EQ(soundFault(play.heard, timeline.tones(), begun), "");
-    EXPECT_EQ(soundFault(play.heard, timeline.overlayTones(), begun), "");
+    EXPECT_EQ(soundFault(play.heard, timeline.tones()), "");
+    EXPECT_EQ(soundFault(play.heard, timeline.overlayTones()), "");
 
     // An edit that ends before where it plays leaves it on its last frame, of which the rest plays. Then Play begins
     // anew.
@@ -153,7 +165,7 @@ TEST_F(LivePlayback, GivesWayToAnAssistantsEditAndRestsOnTheFrameThatIsThereNow)
     begun = now();
     const auto whole = playToTheEnd();
     EXPECT_EQ(pictureFault(whole.sights, timeline), "");
-    EXPECT_EQ(soundFault(whole.heard, timeline.tones(), begun), "");
+    EXPECT_EQ(soundFault(whole.heard, timeline.tones()), "");
     EXPECT_EQ(app->quit(), 0);
 }
 

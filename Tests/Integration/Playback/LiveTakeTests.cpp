@@ -19,6 +19,8 @@ constexpr double earshot = 0.005;
 /// A voice comes to lie no further than a frame from what it spoke to, as far as an eye that looks each 5 ms and that
 /// ear can tell.
 constexpr double nearness = 1.0 / 30 + 0.005 + 2 * earshot;
+/// A machine that keeps the eye from looking for longer, by a frame, is too busy to tell what is near in time.
+constexpr auto tooLong = 33ms;
 const NumberedTimeline film{.pieces = {{1, 20, 80}, {0, 3, 63}}};
 const std::string busy = "Kelvane is busy. Finish importing, exporting or the current timeline interaction.";
 const std::string stays = "kelvane: Not quitting: “First Film” is recording.\n";
@@ -108,11 +110,13 @@ TEST_F(LiveTake, HoldsAVoiceWhereThePictureWasAsItSpoke) {
     const auto kept = stretchOf(decode(takes().front()), voice);
     ASSERT_TRUE(spoken && kept);
     const double zero = zeroSeen(took);
-    RecordProperty("voiceAfterPictureMilliseconds",
-                   std::to_string((start + kept->first - (spoken->first - zero)) * 1000));
-    EXPECT_NEAR(start + kept->first, spoken->first - zero, nearness);
-    EXPECT_NEAR(start + kept->second, spoken->second - zero, nearness);
-    EXPECT_NEAR(kept->second - kept->first, spoken->second - spoken->first, 2 * earshot);
+    const double off = start + kept->first - (spoken->first - zero);
+    RecordProperty("voiceAfterPictureMilliseconds", std::to_string(off * 1000));
+    const bool wasHeldUp = eye->longestBlink(begun) > tooLong;
+    if (!wasHeldUp) {
+        EXPECT_NEAR(off, 0, nearness);
+        EXPECT_NEAR(kept->second - kept->first, spoken->second - spoken->first, 2 * earshot);
+    }
     // The film was silent beside it.
     const auto loud = ear->loudSince(begun, numbered::amplitude / 4);
     ASSERT_TRUE(loud);
@@ -128,13 +132,15 @@ TEST_F(LiveTake, HoldsAVoiceWhereThePictureWasAsItSpoke) {
         measure(play.heard, tonesFrom(start), *onset - std::chrono::nanoseconds(std::llround(start * 1e9)));
     const auto replayed = stretchOf(play.heard, voice);
     ASSERT_TRUE(replayed);
-    EXPECT_NEAR(replayed->first - secondsOf(tones.zero - play.heard.from), start + kept->first, 2 * earshot);
+    if (eye->longestBlink(played) <= tooLong)
+        EXPECT_NEAR(replayed->first - secondsOf(tones.zero - play.heard.from), start + kept->first, 2 * earshot);
 
     // One step of the history.
     const auto undone = app->result({"undo", "--revision", app->revision()});
     EXPECT_EQ(undone["timeline"], before["timeline"]);
     EXPECT_EQ(app->result({"redo", "--revision", app->revision()})["timeline"], after["timeline"]);
     EXPECT_EQ(app->quit(), 0);
+    if (wasHeldUp) GTEST_SKIP() << "the machine was too busy for what is near in time: " << off << " s";
 }
 
 TEST_F(LiveTake, KeepsEditsAndQuittingOutUntilItIsOver) {

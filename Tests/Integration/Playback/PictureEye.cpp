@@ -1,5 +1,7 @@
 #include "PictureEye.h"
 
+#include <algorithm>
+
 #include "NumberedFootage.h"
 
 namespace kelvane::testing {
@@ -9,6 +11,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto pause = 4ms;
+constexpr auto ordinary = 8ms;
 /// Points to both sides of the picture's middle.
 constexpr int around = 3;
 
@@ -31,6 +34,7 @@ void PictureEye::look(const std::stop_token& stop) {
             const std::scoped_lock lock(mutex_);
             if (sights_.empty() || sights_.back().code != code) sights_.push_back({code, before, ended, ended});
             sights_.back().until = begun;
+            if (ended - before > ordinary) blinks_.emplace_back(ended, ended - before);
         }
         before = begun;
         std::this_thread::sleep_for(pause);
@@ -40,6 +44,14 @@ void PictureEye::look(const std::stop_token& stop) {
 std::vector<Sight> PictureEye::sights() const {
     const std::scoped_lock lock(mutex_);
     return sights_;
+}
+
+std::chrono::nanoseconds PictureEye::longestBlink(std::chrono::nanoseconds since) const {
+    const std::scoped_lock lock(mutex_);
+    std::chrono::nanoseconds longest{0};
+    for (const auto& [at, length] : blinks_)
+        if (at > since) longest = std::max(longest, length);
+    return longest;
 }
 
 int PictureEye::code() const {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "LiveWindow.h"
@@ -29,6 +30,9 @@ public:
     [[nodiscard]] std::vector<Sight> sights() const;
     /// What it sees now.
     [[nodiscard]] int code() const;
+    /// The longest that it was kept from looking since then, which tells how busy the machine was; 0 for an ordinary
+    /// step.
+    [[nodiscard]] std::chrono::nanoseconds longestBlink(std::chrono::nanoseconds since) const;
 
 private:
     void look(const std::stop_token& stop);
@@ -37,6 +41,8 @@ private:
     ScreenRect column_;
     mutable std::mutex mutex_;
     std::vector<Sight> sights_;
+    /// When it had been kept from looking for longer than ordinary, and for how long.
+    std::vector<std::pair<std::chrono::nanoseconds, std::chrono::nanoseconds>> blinks_;
     std::jthread thread_;
 };
 

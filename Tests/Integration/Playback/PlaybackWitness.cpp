@@ -102,27 +102,45 @@ std::string pictureFault(const std::vector<Sight>& sights, const NumberedTimelin
     return {};
 }
 
-std::string soundFault(const SoundEar::Heard& heard, const std::vector<ExpectedTone>& tones,
-                       std::chrono::nanoseconds since) {
+namespace {
+
+/// The loudest tone of a lane, one after the other, each as long as a block; unheard ones aside.
+std::vector<double> loudest(const SoundEar::Heard& heard, const std::vector<ExpectedTone>& tones) {
     const auto lane = std::ranges::minmax(tones, {}, &ExpectedTone::frequency);
-    std::size_t last = 0;
     const double end = static_cast<double>(heard.samples.size()) / rate;
-    for (double at = std::max(secondsOf(since - heard.from), 0.0); at + block <= end; at += block / 2) {
-        double loudest = numbered::amplitude / 2;
+    std::vector<double> found;
+    for (double at = 0; at + block <= end; at += block / 2) {
+        double most = numbered::amplitude / 2;
         double frequency = 0;
         for (double tried = lane.min.frequency - 400; tried <= lane.max.frequency + 400; tried += 40) {
             const double loud = amplitudeOf(heard, tried, at, at + block);
-            if (loud <= loudest) continue;
-            loudest = loud;
+            if (loud <= most) continue;
+            most = loud;
             frequency = tried;
         }
-        if (frequency == 0) continue;
+        if (frequency > 0) found.push_back(frequency);
+    }
+    return found;
+}
+
+std::string nameOf(double frequency) { return "a tone of " + std::to_string(std::lround(frequency)) + " Hz"; }
+
+}  // namespace
+
+std::string soundFault(const SoundEar::Heard& heard, const std::vector<ExpectedTone>& tones) {
+    for (const double frequency : loudest(heard, tones))
+        if (std::ranges::find(tones, frequency, &ExpectedTone::frequency) == tones.end())
+            return nameOf(frequency) + ", which the timeline doesn't sound";
+    return {};
+}
+
+std::string orderFault(const SoundEar::Heard& heard, const std::vector<ExpectedTone>& tones) {
+    auto last = tones.begin();
+    for (const double frequency : loudest(heard, tones)) {
         const auto found = std::ranges::find(tones, frequency, &ExpectedTone::frequency);
-        const std::string name = "a tone of " + std::to_string(std::lround(frequency)) + " Hz";
-        if (found == tones.end()) return name + ", which the timeline doesn't sound";
-        const auto index = static_cast<std::size_t>(found - tones.begin());
-        if (index < last) return name + " after one of " + std::to_string(std::lround(tones[last].frequency)) + " Hz";
-        last = index;
+        if (found == tones.end()) return nameOf(frequency) + ", which the timeline doesn't sound";
+        if (found < last) return nameOf(frequency) + " after " + nameOf(last->frequency);
+        last = found;
     }
     return {};
 }
@@ -170,21 +188,22 @@ double longestHole(const SoundEar::Heard& heard, std::chrono::nanoseconds from, 
 }
 
 Closeness closeness(const std::vector<Sight>& sights, const NumberedTimeline& timeline, std::chrono::nanoseconds zero) {
-    Closeness close{.earliest = 1e9, .latest = -1e9};
-    std::array<std::vector<double>, 3> thirds;
+    constexpr double never = 1e9;
+    Closeness close{.soonest = {never, never, never}, .earliest = never, .latest = -never};
+    std::vector<double> all;
     for (const Sight& sight : sights) {
         const auto index = timeline.indexOf(sight.code);
         if (!index) continue;
         const auto due = zero + timeOf(static_cast<double>(*index) / numbered::framesPerSecond);
-        ++close.shown;
         // It came at an unknown moment between two looks.
         close.earliest = std::min(close.earliest, secondsOf(sight.notAfter - due) * 1000);
         close.latest = std::max(close.latest, secondsOf(sight.notBefore - due) * 1000);
-        thirds.at(static_cast<std::size_t>(*index * 3 / timeline.frames()))
-            .push_back(secondsOf((sight.notBefore + sight.notAfter) / 2 - due) * 1000);
+        all.push_back(secondsOf((sight.notBefore + sight.notAfter) / 2 - due) * 1000);
+        double& soonest = close.soonest.at(static_cast<std::size_t>(*index * 3 / timeline.frames()));
+        soonest = std::min(soonest, all.back());
     }
-    for (std::size_t i = 0; i < thirds.size(); ++i)
-        close.thirds.at(i) = thirds.at(i).empty() ? 1e9 : quantile(thirds.at(i), 0.1);
+    close.shown = static_cast<int>(all.size());
+    close.median = all.empty() ? never : quantile(all, 0.5);
     return close;
 }
 

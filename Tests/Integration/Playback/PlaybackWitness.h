@@ -29,8 +29,9 @@ struct HeardTones {
 /// How near the pictures came to the sound that was heard with them, milliseconds; late is positive.
 struct Closeness {
     int shown = 0;
-    /// For each third of the play, what a tenth of its frames kept to: the others may be late as the machine is busy.
-    std::array<double, 3> thirds{};
+    /// Of each third of the play, as a busy machine shows frames late and none early.
+    std::array<double, 3> soonest{};
+    double median = 0;
     /// So early, and so late, at least one was.
     double earliest = 0;
     double latest = 0;
@@ -40,10 +41,12 @@ struct Closeness {
 /// that it follows. Empty when all is as it should be, whatever came late or not at all.
 std::string pictureFault(const std::vector<Sight>& sights, const NumberedTimeline& timeline);
 
-/// What is wrong with the sound of one play from `since` on, in words: a tone of a lane that isn't the timeline's, or
-/// one before another that it follows. Empty when all is as it should be, whatever is missing.
-std::string soundFault(const SoundEar::Heard& heard, const std::vector<ExpectedTone>& tones,
-                       std::chrono::nanoseconds since);
+/// What is wrong with the sound of one play, in words: a tone of a lane that isn't the timeline's. Empty when all is as
+/// it should be, whatever is missing.
+std::string soundFault(const SoundEar::Heard& heard, const std::vector<ExpectedTone>& tones);
+
+/// The same, and one before another that it follows, as where a player that was held up takes its sound up again.
+std::string orderFault(const SoundEar::Heard& heard, const std::vector<ExpectedTone>& tones);
 
 /// Measures the tones of a play that began to sound at about `zero`. Those of less than 0.06 s are too short for it.
 HeardTones measure(const SoundEar::Heard& heard, const std::vector<ExpectedTone>& tones, std::chrono::nanoseconds zero);
