@@ -130,12 +130,12 @@ ScreenImage LivePlayback::sheetOf(double seconds) const {
     return sheet;
 }
 
-int LivePlayback::codeInspectedAt(double seconds) const {
+int LivePlayback::codeInspectedAt(double seconds) {
     // Where the tile is shows in one that begins and ends with light.
-    const auto tile = numbered::findPicture(sheetOf(0));
-    EXPECT_TRUE(tile);
-    return tile ? numbered::codeIn(sheetOf(seconds).part({tile->x + tile->width / 2, tile->y, 1, tile->height}))
-                : numbered::unreadable;
+    if (!tile_) tile_ = numbered::findPicture(sheetOf(0));
+    EXPECT_TRUE(tile_);
+    if (!tile_) return numbered::unreadable;
+    return numbered::codeIn(sheetOf(seconds).part({tile_->x + tile_->width / 2, tile_->y, 1, tile_->height}));
 }
 
 std::optional<ScreenRect> LivePlayback::findKnob() const {

@@ -52,7 +52,7 @@ protected:
     /// playhead.
     double expectRest();
     /// The code of the frame that an assistant is shown of a time of the timeline.
-    [[nodiscard]] int codeInspectedAt(double seconds) const;
+    [[nodiscard]] int codeInspectedAt(double seconds);
     /// Where the knob of the slider under the picture is, in points of the screen.
     [[nodiscard]] std::optional<ScreenRect> findKnob() const;
 
@@ -73,6 +73,8 @@ private:
     [[nodiscard]] ScreenImage sheetOf(double seconds) const;
 
     ScreenRect picture_;
+    /// Where a sheet has its tile.
+    std::optional<ScreenRect> tile_;
 };
 
 }  // namespace kelvane::testing
