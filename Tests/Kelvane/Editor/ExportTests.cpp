@@ -4,10 +4,8 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
-#include "Support/App/EditorFixture.h"
-#include "Support/ClipBuilder.h"
+#include "ExportFixture.h"
 #include "Support/UnprivilegedUser.h"
 
 namespace kelvane::testing {
@@ -18,12 +16,6 @@ using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using namespace std::chrono_literals;
 
-std::string contents(const FileURL& file) {
-    std::ostringstream text;
-    text << std::ifstream(file.path(), std::ios::binary).rdbuf();
-    return text.str();
-}
-
 /// How many of the process's descriptors hold a file that had the name `file` and has none any more.
 std::size_t holdsOfTheReplaced(const FileURL& file) {
     std::size_t count = 0;
@@ -33,68 +25,6 @@ std::size_t holdsOfTheReplaced(const FileURL& file) {
     }
     return count;
 }
-
-class Export : public EditorFixture {
-protected:
-    Export() {
-        std::filesystem::create_directories(output().path());
-        movie = makeManaged("a.mov", FakeFile::video(4));
-        sound = makeManaged("b.wav", FakeFile::audio(2));
-        load({videoClip(1, movie, 4)}, std::vector<Clip>{videoClip(91, movie, 4), audioClip(92, sound, 2)});
-        settlePreview();
-        media.clearCalls();
-    }
-    [[nodiscard]] FileURL output() const { return folder().appending("Output"); }
-    [[nodiscard]] FileURL place(const std::string& name) const { return output().appending(name); }
-    /// Starts an export whose answer lands in `answer`.
-    void start(const FileURL& file, bool overwrite = false, ExportResolution resolution = ExportResolution::automatic,
-               ExportFrameRate rate = ExportFrameRate::automatic, std::function<Result<void>()> validate = nullptr,
-               std::stop_token stop = {}) {
-        answer.reset();
-        task =
-            keep(editor->exportMedia(file, overwrite, resolution, rate, std::move(validate), std::move(stop)), &answer);
-    }
-    template <class... Arguments>
-    Result<void> run(Arguments... arguments) {
-        start(std::move(arguments)...);
-        context.settle();
-        check(answer.has_value(), "an export is done when nothing is left to run");
-        return *answer;
-    }
-    /// Runs the next piece of background work and what it leads to.
-    void step() {
-        ASSERT_TRUE(context.stepBackground());
-        context.runPosted();
-    }
-    /// The same until the movie has its name.
-    void stepUntilPublished(const FileURL& file) {
-        while (!std::filesystem::exists(file.path()) || contents(file) != media.exports.contents) {
-            ASSERT_TRUE(context.hasWork());
-            step();
-        }
-    }
-    void whenCalled(const std::string& prefix, std::function<void()> act) {
-        media.setObserver([prefix, act = std::move(act)](const std::string& line) {
-            if (line.starts_with(prefix)) act();
-        });
-    }
-    /// Expects what a refusal before the start leaves.
-    void expectUntouched() {
-        EXPECT_EQ(editor->exportFormat(), "Determining export settings…");
-        EXPECT_EQ(editor->exportedURL(), std::nullopt);
-        EXPECT_EQ(media.calls(), std::vector<std::string>());
-    }
-    /// Expects what the clean-up leaves, and that the folder of the exports holds `names`.
-    void expectCleanedUp(const std::vector<std::string>& names) {
-        EXPECT_FALSE(editor->isExporting());
-        EXPECT_EQ(context.pendingTimers(), 0U);
-        EXPECT_EQ(entries(output()), names);
-    }
-
-    FileURL movie, sound;
-    std::optional<Result<void>> answer;
-    QCoro::Task<void> task;
-};
 
 const Result<void> done;
 
@@ -518,99 +448,6 @@ TEST_F(Export, AnEditorThatIsLetGoFinishesItsExport) {
     EXPECT_EQ(answer, done);
     EXPECT_TRUE(weak.expired());
     EXPECT_THAT(entries(output()), ElementsAre("Film.mp4"));
-}
-
-class ExportFromWindow : public Export {
-protected:
-    void confirm(ExportContainer container = ExportContainer::mp4) {
-        editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, container);
-        context.settle();
-    }
-};
-
-TEST_F(ExportFromWindow, TheOptionsShowWhenThereIsSomethingToExport) {
-    editor->exportVideo();
-    EXPECT_TRUE(editor->showExportOptions());
-    editor->setShowExportOptions(false);
-    beBusy();
-    editor->exportVideo();
-    EXPECT_FALSE(editor->showExportOptions());
-    context.settle();
-    editor->commit({});
-    editor->exportVideo();
-    EXPECT_FALSE(editor->showExportOptions());
-}
-
-TEST_F(ExportFromWindow, ThePanelSaysWhatIsExported) {
-    confirm();
-    editor->confirmExport(ExportResolution::fullHD, ExportFrameRate::fps30, ExportContainer::mov);
-    EXPECT_THAT(
-        panels.askedDestinations,
-        ElementsAre(
-            FakePanels::DestinationQuestion{PanelContent::mp4Movie, "Trailer.mp4", "Auto · Auto fps · MP4"},
-            FakePanels::DestinationQuestion{PanelContent::quickTimeMovie, "Trailer.mov", "1080p · 30 fps · MOV"}));
-    EXPECT_FALSE(editor->busy());
-    EXPECT_EQ(editor->error(), std::nullopt);
-}
-
-TEST_F(ExportFromWindow, AProjectWithoutANameIsAVideo) {
-    makeEditor(false);
-    editor->commit({videoClip(1, movie, 4)});
-    confirm(ExportContainer::mov);
-    EXPECT_EQ(panels.askedDestinations.at(0).proposedName, "Video.mov");
-}
-
-TEST_F(ExportFromWindow, TheChosenFileIsReplaced) {
-    std::ofstream(place("Film.mp4").path()) << "old";
-    panels.destinations.push_back(place("Film.mp4"));
-    confirm();
-    EXPECT_EQ(contents(place("Film.mp4")), media.exports.contents);
-    EXPECT_EQ(editor->exportedURL(), place("Film.mp4"));
-    EXPECT_EQ(editor->error(), std::nullopt);
-}
-
-TEST_F(ExportFromWindow, AFailureIsShown) {
-    Error failure("The movie could not be written.");
-    failure.recoverySuggestion = "Free some space.";
-    media.exports.failure = failure;
-    panels.destinations.push_back(place("Film.mp4"));
-    confirm();
-    EXPECT_EQ(editor->error(), MediaEngine::exportFailureDescription(failure));
-}
-
-TEST_F(ExportFromWindow, ACancelledExportShowsNothing) {
-    panels.destinations.push_back(place("Film.mp4"));
-    whenCalled("exportTo", [this] { editor->cancelExport(); });
-    confirm();
-    EXPECT_EQ(editor->error(), std::nullopt);
-    expectCleanedUp({});
-}
-
-TEST_F(ExportFromWindow, AFailureThatACancelBringsAboutShowsNothing) {
-    panels.destinations.push_back(place("Film.mp4"));
-    media.failOn("exportTo", "The encoder broke off.");
-    whenCalled("exportTo", [this] { editor->cancelExport(); });
-    confirm();
-    EXPECT_EQ(editor->error(), std::nullopt);
-}
-
-TEST_F(ExportFromWindow, NothingIsAskedWhileBusyOrWithoutClips) {
-    beBusy();
-    editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
-    context.settle();
-    editor->commit({});
-    confirm();
-    EXPECT_THAT(panels.askedDestinations, IsEmpty());
-}
-
-TEST_F(ExportFromWindow, APanelThatOutlivesTheEditorExportsNothing) {
-    panels.hold = true;
-    panels.destinations.push_back(place("Film.mp4"));
-    confirm();
-    editor.reset();
-    panels.release();
-    context.settle();
-    EXPECT_THAT(entries(output()), IsEmpty());
 }
 
 }  // namespace

@@ -328,53 +328,6 @@ TEST_F(ProjectWindowsTests, ADuplicateHoldsWhatWasNotSavedYet) {
     context.settle();
 }
 
-TEST_F(ProjectWindowsTests, ADeletionIsAskedForAndEndsEverything) {
-    const auto row = projectWithClip("A");
-    const auto workspace = show(first);
-    const auto editor = open(row, workspace, false);
-    edit(*editor);
-    remove(row.id);
-    EXPECT_EQ(windows->library().projects().size(), 1u) << "cancelled";
-    EXPECT_EQ(
-        panels.askedConfirmations.front(),
-        (FakePanels::ConfirmQuestion{
-            "Delete “A”?",
-            "This permanently deletes the project, its media copies, and voice-over recordings. Files imported from "
-            "elsewhere will be kept.",
-            "Cancel", "Delete"}));
-    panels.confirmations = {true};
-    remove(row.id);
-    EXPECT_TRUE(windows->library().projects().empty());
-    EXPECT_EQ(workspace->editor(), nullptr);
-    EXPECT_FALSE(editor->ai().isConnected());
-    EXPECT_TRUE(windows->editors().empty());
-    advance(2000ms);
-    EXPECT_FALSE(folder.exists("Projects/" + row.id.upper())) << "a pending save brought the folder back";
-    EXPECT_TRUE(folder.exists("Sources/A.mov"));
-}
-
-TEST_F(ProjectWindowsTests, ABusyProjectIsNotDeleted) {
-    const auto row = projectWithClip("A");
-    const auto editor = open(row, show(first), false);
-    context.settle();
-    beginImport(*editor);
-    remove(row.id);
-    EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before deleting it.");
-    EXPECT_TRUE(panels.askedConfirmations.empty());
-    context.settle();
-    // Work that starts while the question stands open counts as well.
-    panels.hold = true;
-    panels.confirmations = {true};
-    remove(row.id);
-    windows->setError(std::nullopt);
-    editor->importURLs({folder.write("Sources/late2.mov")});
-    panels.release();
-    context.settle();
-    EXPECT_EQ(windows->error(), "Wait for this project’s import or export to finish before deleting it.");
-    EXPECT_EQ(windows->library().projects().size(), 1u);
-    context.settle();
-}
-
 TEST_F(ProjectWindowsTests, ALinkOpensTheProjectAtItsStart) {
     const auto row = projectWithClip("A");
     const auto workspace = show(first);
@@ -492,19 +445,6 @@ TEST_F(ProjectWindowsTests, AnExportKeepsQuittingOutWithoutAWord) {
     EXPECT_TRUE(other->ai().isConnected());
     context.settle();
     EXPECT_TRUE(confirmQuit());
-}
-
-TEST_F(ProjectWindowsTests, ARefusedDeletionLeavesTheProjectInItsWindow) {
-    const auto row = projectWithClip("A");
-    const auto workspace = show(first);
-    const auto editor = open(row, workspace, false);
-    std::filesystem::rename(folder.path("Projects/" + row.id.upper()), folder.path("gone"));
-    panels.confirmations = {true};
-    remove(row.id);
-    EXPECT_TRUE(windows->error());
-    EXPECT_EQ(workspace->editor(), editor);
-    EXPECT_FALSE(editor->ai().isConnected());
-    std::filesystem::rename(folder.path("gone"), folder.path("Projects/" + row.id.upper()));
 }
 
 TEST_F(ProjectWindowsTests, AProjectThatAnotherInstanceServesIsNotShown) {

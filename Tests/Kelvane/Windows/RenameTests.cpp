@@ -34,9 +34,7 @@ protected:
         if (!reply) return "under way";
         return *reply ? "done" : reply->error().message;
     }
-    [[nodiscard]] std::string savedName() const {
-        return ProjectStore(folder.url("Projects")).scan({}).front().name;
-    }
+    [[nodiscard]] std::string savedName() const { return ProjectStore(folder.url("Projects")).scan({}).front().name; }
 
     LibraryProject row = projectWithClip("A");
     std::shared_ptr<Editor> editor;
