@@ -45,6 +45,7 @@ Editor::~Editor() {
     exportTask_.request_stop();
     exportWork_.request_stop();
     copyTask_.request_stop();
+    settleCopies();
     ai_->suspend();
 }
 
@@ -160,7 +161,11 @@ bool Editor::isSaved(const Content& content) const {
 
 bool Editor::isSaved() const { return !isFileAhead_ && isSaved(content()); }
 
-void Editor::refreshDirty() { setDirty(!isSaved()); }
+void Editor::refreshDirty() {
+    setDirty(!isSaved());
+    // What was imported and is undone before a save stays as well.
+    if (!isDirty_) settleCopies();
+}
 
 void Editor::repairSelection() {
     std::set<UUID> kept;

@@ -431,8 +431,11 @@ private:
                                                          std::stop_token stop, std::shared_ptr<ProjectMedia> copies);
     /// The copies of one import; none where the project has no media folder.
     [[nodiscard]] std::shared_ptr<ProjectMedia> beginCopies() const;
-    /// Keeps what these copied and withdraws its records in the background: to be called once assets stand for it.
+    /// Keeps what these copied: to be called once assets stand for it. It stays recorded until the next save ends, so
+    /// that a sudden end before leaves no copy that no document names.
     void keepCopies(std::vector<std::shared_ptr<ProjectMedia>> copies);
+    /// Withdraws the records of what was kept, in the background.
+    void settleCopies();
     /// Done when the copies are gone.
     QCoro::Task<void> dropCopies(std::shared_ptr<ProjectMedia> copies);
     /// Takes what an import brought into the pool, as one step of history.
@@ -536,6 +539,8 @@ private:
     ClipArray savedAssets_;
     /// The file holds, or is about to hold, something else than what was last saved.
     bool isFileAhead_ = false;
+    /// What was imported and no save has written yet.
+    std::vector<std::shared_ptr<ProjectMedia>> unsavedCopies_;
     std::set<UUID> selectedAssetIDs_;
     std::set<UUID> selectedClipIDs_;
     std::optional<UUID> timelineSelectionAnchor_;

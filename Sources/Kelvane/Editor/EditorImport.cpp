@@ -98,7 +98,7 @@ QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
         announce(State::content);
         refreshDirty();
     }
-    // Until here no asset stood for the copies, and a sudden end would have left them to nobody.
+    // Until here no asset stood for the copies.
     keepCopies(std::move(kept));
     if (!failures.empty()) setError(joined(failures));
 }
@@ -164,12 +164,17 @@ std::shared_ptr<ProjectMedia> Editor::beginCopies() const {
 }
 
 void Editor::keepCopies(std::vector<std::shared_ptr<ProjectMedia>> copies) {
-    for (const auto& one : copies) one->commit();
-    if (services_.unfinished == nullptr || copies.empty()) return;
-    auto withdraw = [copies = std::move(copies)] {
-        for (const auto& one : copies) one->finish();
-    };
-    // Nobody waits for the records: a copy that one still names is kept once the document names it.
+    for (auto& one : copies) {
+        one->commit();
+        unsavedCopies_.push_back(std::move(one));
+    }
+    if (!isDirty_) settleCopies();
+}
+
+void Editor::settleCopies() {
+    if (unsavedCopies_.empty()) return;
+    auto withdraw = [copies = std::exchange(unsavedCopies_, {})] { ProjectMedia::finish(copies); };
+    // Nobody waits for the records.
     services_.context->runInBackground(std::move(withdraw), Lane::shortWork);
 }
 

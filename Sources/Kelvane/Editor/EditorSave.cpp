@@ -217,9 +217,12 @@ QCoro::Task<Result<void>> Editor::writeDocument(Content content, FileURL file) {
     // What is undone during the write is still to be saved again.
     isFileAhead_ = wasAhead || !isSaved(content);
     auto work = [content = std::move(content), root = mediaDirectory_, file = std::move(file),
-                 unfinished = services_.unfinished] {
+                 unfinished = services_.unfinished, copies = std::exchange(unsavedCopies_, {})] {
         const Project project{1, *content.clips, *content.assets, root};
-        return root ? ProjectFile::write(project, file) : writeOutside(project, file, unfinished);
+        Result<void> written = root ? ProjectFile::write(project, file) : writeOutside(project, file, unfinished);
+        // Where it can't be written they stay, too: nobody knows for how long they are the only ones by then.
+        ProjectMedia::finish(copies);
+        return written;
     };
     auto background = inBackground(*services_.context, std::move(work), Lane::shortWork);
     Result<void> written = co_await background;

@@ -35,6 +35,19 @@ const FileURL& ProjectMedia::directory() {
 ProjectMedia::~ProjectMedia() { finish(); }
 
 void ProjectMedia::finish() {
+    const auto tickets = settle();
+    if (unfinished_ != nullptr) unfinished_->end(tickets);
+}
+
+void ProjectMedia::finish(const std::vector<std::shared_ptr<ProjectMedia>>& all) {
+    std::map<UnfinishedWork*, std::vector<UnfinishedWork::Ticket>> tickets;
+    for (const auto& one : all)
+        for (const UnfinishedWork::Ticket ticket : one->settle()) tickets[one->unfinished_].push_back(ticket);
+    for (const auto& [unfinished, ended] : tickets)
+        if (unfinished != nullptr) unfinished->end(ended);
+}
+
+std::vector<UnfinishedWork::Ticket> ProjectMedia::settle() {
     std::vector<UnfinishedWork::Ticket> tickets;
     for (const Created& created : std::exchange(createdFolders_, {})) {
         const std::error_code failed = committed_ ? std::error_code() : removeFolder(created.folder.path());
@@ -47,7 +60,7 @@ void ProjectMedia::finish() {
         tickets.push_back(createdDirectory_->ticket);
         createdDirectory_.reset();
     }
-    if (unfinished_ != nullptr) unfinished_->end(tickets);
+    return tickets;
 }
 
 ProjectMedia::Created ProjectMedia::record(UnfinishedThing::Kind kind, const FileURL& place) const {

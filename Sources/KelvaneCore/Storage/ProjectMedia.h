@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <stop_token>
 #include <unordered_map>
@@ -44,6 +45,8 @@ public:
     /// is on the main thread, this is called before on another, as it waits for the disk where there is something to
     /// remove or to withdraw. Nothing is copied afterwards.
     void finish();
+    /// The same for several, whose records are withdrawn in one step. None of them is null.
+    static void finish(const std::vector<std::shared_ptr<ProjectMedia>>& all);
 
     /// Rewrites the media URLs of a project that was moved: those under the old `mediaRoot` come to lie in the
     /// folder of the same name beside `file`.
@@ -61,6 +64,8 @@ private:
     /// Adds to the totals what the files of these clips add to the copies.
     void countAll(const std::vector<Clip>& clips, const std::stop_token& stop);
     void count(const FileURL& source, std::int64_t size);
+    /// Removes what isn't committed. Answers the records that are to be withdrawn then.
+    [[nodiscard]] std::vector<UnfinishedWork::Ticket> settle();
     [[nodiscard]] Created record(UnfinishedThing::Kind kind, const FileURL& place) const;
     Result<FileURL> makeCopy(const FileURL& source, const std::stop_token& stop);
     void tell() const;

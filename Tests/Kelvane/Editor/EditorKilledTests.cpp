@@ -1,4 +1,4 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <filesystem>
 #include <fstream>
@@ -86,60 +86,103 @@ TEST_F(KilledEditor, LeavesTheOldFileOrTheWholeExportAndNothingElse) {
     EXPECT_EQ(seen.size(), 2u);
 }
 
-/// Two files that are brought in one after the other.
+/// Two files that are brought in one after the other, and the save behind them.
 class KilledImport : public KilledEditor {
 protected:
-    /// Runs `import` to each of its steps, and lets `check` see how many of the two copies are left, and whether assets
-    /// had come to stand for them.
-    void runImport(const std::function<bool()>& import,
-                   const std::function<void(std::size_t left, bool taken)>& check) {
-        const std::size_t before = mediaFiles().size();
+    /// Runs `import` and the save to each of their steps, and finds the copies of both files or none: those that the
+    /// document names.
+    void runImport(const std::function<bool()>& import) {
+        const std::vector<std::string> before = folderEntries(mediaFolder().path());
+        std::set<std::size_t> seen;
         run(
             [&] {
-                std::filesystem::remove(taken.path());
+                std::filesystem::remove(projectFile().path());
                 for (const std::string& name : folderEntries(mediaFolder().path()))
                     if (!movie.path().contains(name)) std::filesystem::remove_all(mediaFolder().appending(name).path());
             },
-            [&] {
-                editor->onProjectChange = [this] { std::ofstream(taken.path()) << "yes"; };
-                return import();
-            },
+            [&] { return import() && finish(editor->writeManagedProject(projectFile(), true)).has_value(); },
             [&](bool done) {
-                // A folder and a file for each copy.
-                const std::size_t added = mediaFiles().size() - before;
-                EXPECT_EQ(added % 2, 0u);
-                EXPECT_TRUE(!done || added == 4);
+                const std::string document = contents(projectFile());
+                std::size_t left = 0;
+                for (const std::string& name : folderEntries(mediaFolder().path())) {
+                    if (movie.path().contains(name)) continue;
+                    EXPECT_THAT(document, ::testing::HasSubstr(name)) << "nobody's copy";
+                    ++left;
+                }
+                EXPECT_TRUE(!done || left == 2);
+                seen.insert(left);
                 for (const std::string& file : mediaFiles())
                     if (file.ends_with("b.mov")) EXPECT_EQ(contents(mediaFolder().appending(file)), contents(picture));
-                check(added / 2, std::filesystem::exists(taken.path()));
             });
+        EXPECT_EQ(seen, (std::set<std::size_t>{0, 2}));
     }
 
     const FileURL picture = makeSource("b.mov", FakeFile::video(2));
     const FileURL sound = makeSource("c.wav", FakeFile::audio(3));
-    const FileURL taken = folder().appending("taken");
 };
 
-TEST_F(KilledImport, LeavesTheCopiesOfBothFilesOrNone) {
-    std::set<std::size_t> seen;
-    runImport([&] { return finish(editor->importMedia({picture, sound}, nullptr)).has_value(); },
-              [&](std::size_t left, bool) { seen.insert(left); });
-    EXPECT_EQ(seen, (std::set<std::size_t>{0, 2}));
+TEST_F(KilledImport, LeavesTheCopiesThatTheDocumentNamesAndNoOther) {
+    runImport([&] { return finish(editor->importMedia({picture, sound}, nullptr)).has_value(); });
 }
 
-TEST_F(KilledImport, FromTheWindowLeavesNoCopyThatNoAssetStoodFor) {
-    std::set<std::size_t> seen;
-    runImport(
-        [&] {
-            editor->importURLs({picture, sound});
-            context.settle();
-            return editor->assets().size() == 3 && !editor->error();
-        },
-        [&](std::size_t left, bool taken) {
-            if (!taken) EXPECT_EQ(left, 0u);
-            if (left == 2) seen.insert(left);
-        });
-    EXPECT_EQ(seen.size(), 1u);
+TEST_F(KilledImport, FromTheWindowLeavesTheCopiesThatTheDocumentNamesAndNoOther) {
+    runImport([&] {
+        editor->importURLs({picture, sound});
+        context.settle();
+        return editor->assets().size() == 3 && !editor->error();
+    });
+}
+
+/// Media that was brought in and stands in no document.
+class UnsavedImport : public EditorFixture {
+protected:
+    UnsavedImport() {
+        unfinished = &work_;
+        makeEditor();
+        load({}, std::vector<Clip>());
+        const auto imported = finish(editor->importMedia({makeSource("b.mov", FakeFile::video(2))}, nullptr));
+        EXPECT_TRUE(imported);
+    }
+    ~UnsavedImport() override {
+        editor.reset();
+        context.settle();
+    }
+    /// Whether a process that ended now would have the copy swept by the next start.
+    [[nodiscard]] bool isRecorded() const {
+        for (const std::string& name : folderEntries(unfinishedFolder(root())))
+            if (!contents(FileURL::fromPath(unfinishedFolder(root())).appending(name)).empty()) return true;
+        return false;
+    }
+    [[nodiscard]] FileURL root() const { return folder().appending("Kelvane/Projects"); }
+
+private:
+    UnfinishedWork work_{unfinishedFolder(folder().appending("Kelvane/Projects"))};
+};
+
+TEST_F(UnsavedImport, IsRecordedUntilADocumentNamesIt) {
+    EXPECT_TRUE(isRecorded());
+    EXPECT_TRUE(writeManaged(projectFile(), true));
+    EXPECT_FALSE(isRecorded());
+}
+
+TEST_F(UnsavedImport, IsKeptWhereItIsUndone) {
+    editor->undo();
+    context.settle();
+    EXPECT_FALSE(isRecorded());
+    editor->redo();
+    EXPECT_TRUE(std::filesystem::exists(editor->assets().front().url.path()));
+}
+
+TEST_F(UnsavedImport, IsKeptWhereTheDocumentCantBeWritten) {
+    EXPECT_FALSE(writeManaged(folder().appending("nowhere/Project.kelvane"), true));
+    EXPECT_FALSE(isRecorded()) << "nobody knows how long that lasts";
+}
+
+TEST_F(UnsavedImport, IsKeptWhereTheEditorGoes) {
+    editor.reset();
+    context.settle();
+    EXPECT_FALSE(isRecorded());
+    EXPECT_EQ(mediaFiles().size(), 2u);
 }
 
 }  // namespace
