@@ -123,6 +123,10 @@ bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
         if (workspace->editor()) workspace->editor()->pausePlayer();
     });
     connect(window.get(), &ApplicationWindow::quitRequested, this, &KelvaneApp::requestQuit);
+    // In the turn in which the window found everything saved, so that nothing changes behind it.
+    connect(window.get(), &ApplicationWindow::closed, this, [workspace] {
+        if (workspace->editor()) workspace->editor()->ai().suspend();
+    });
     // The window's own signal is on the stack when it closes.
     connect(
         window.get(), &ApplicationWindow::closed, this, [this, identity] { closeWindow(identity); },

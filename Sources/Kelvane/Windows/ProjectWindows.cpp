@@ -22,6 +22,16 @@ std::optional<LibraryProject> rowOf(const FileURL& file, const ProjectStore& sto
     return imported == rows.end() ? std::nullopt : std::optional(*imported);
 }
 
+/// The stamp of the document from which these arrays were read: `before`, taken before the reading, or the present one
+/// where the file has changed since and holds the same, as a load that copies media writes its document back. Blocks.
+DocumentStamp stampOfWhatWasRead(const FileURL& document, const DocumentStamp& before, const std::vector<Clip>& clips,
+                                 const std::vector<Clip>& assets) {
+    const DocumentStamp now = DocumentStamp::of(document);
+    if (now == before) return before;
+    const auto present = ProjectFile::read(document);
+    return present && present->clips == clips && present->assets == assets ? now : before;
+}
+
 QCoro::Task<Result<void>> failed(std::string sentence) { co_return fail(std::move(sentence)); }
 QCoro::Task<bool> answered(bool answer) { co_return answer; }
 
@@ -109,13 +119,19 @@ QCoro::Task<Result<void>> ProjectWindows::readProject(EditorPtr editor, std::str
     const UUID id = editor->id();
     const FileURL document = library_.projectURL(id);
     const auto work = beginWork(ProjectWork::Kind::opening, id, std::move(name));
+    // Before it is read: what is saved elsewhere from here on shows by another stamp.
+    auto look = [document] { return DocumentStamp::of(document); };
+    auto background = inBackground(*services_.context, std::move(look), Lane::shortWork);
+    const DocumentStamp before = co_await background;
+    if (self.isNull()) co_return fail(Error::cancelled());
     auto loading = editor->loadProject(document, work->stop.get_token(), report(work));
     Result<void> loaded = co_await loading;
     if (self.isNull()) co_return fail(Error::cancelled());
-    // Loading may have written the document back.
-    auto look = [document] { return DocumentStamp::of(document); };
-    auto background = inBackground(*services_.context, std::move(look), Lane::shortWork);
-    const DocumentStamp stamp = co_await background;
+    auto compare = [document, before, clips = editor->clipArray(), assets = editor->assetArray()] {
+        return stampOfWhatWasRead(document, before, *clips, *assets);
+    };
+    auto comparing = inBackground(*services_.context, std::move(compare), Lane::shortWork);
+    const DocumentStamp stamp = co_await comparing;
     if (self.isNull()) co_return fail(Error::cancelled());
     // Until the project is among those that are open, the work alone keeps a deletion out.
     endWork(work);
@@ -126,10 +142,9 @@ QCoro::Task<Result<void>> ProjectWindows::readProject(EditorPtr editor, std::str
 QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::loadEditor(LibraryProject project) {
     const QPointer<ProjectWindows> self(this);
     if (const auto known = editors_.find(project.id); known != editors_.end()) {
+        // A copy: what is returned may be moved out of its place.
         const EditorPtr editor = known->second;
-        auto refreshing = refreshEditor(editor);
-        const bool isFresh = co_await refreshing;
-        co_return isFresh ? editor : nullptr;
+        co_return editor;
     }
     const EditorPtr editor = makeEditor(project.id);
     auto reading = readProject(editor, project.name);
@@ -156,19 +171,22 @@ void ProjectWindows::enter(const EditorPtr& editor, const LibraryProject& projec
 
 QCoro::Task<bool> ProjectWindows::refreshEditor(EditorPtr editor) {
     const QPointer<ProjectWindows> self(this);
-    // While it was served here, nobody else could save it; unsaved changes of its own count for more than a file.
-    const auto isOurs = [&] { return editor->ai().isConnected() || editor->isDirty() || editor->busy(); };
+    // Unsaved changes of its own count for more than a file.
+    const auto isOurs = [&] { return editor->isDirty() || editor->isAtWork(); };
     if (isOurs()) co_return true;
+    // What is asked for meanwhile would be asked of what is old.
+    editor->beginSettling();
     auto look = [document = library_.projectURL(editor->id())] { return DocumentStamp::of(document); };
     auto background = inBackground(*services_.context, std::move(look), Lane::shortWork);
     const DocumentStamp present = co_await background;
-    if (self.isNull() || isBeingDeleted(editor->id()) || !editors_.contains(editor->id())) co_return false;
+    editor->endSettling();
+    if (self.isNull() || !editor->ai().isConnected()) co_return false;
     if (isOurs() || present == saving_.stamp(editor->id())) co_return true;
     auto reading = readProject(editor, editor->title());
     const Result<void> read = co_await reading;
     if (self.isNull()) co_return false;
     if (!read) showError(read.error());
-    co_return read.has_value();
+    co_return read && editor->ai().isConnected();
 }
 
 std::shared_ptr<Workspace> ProjectWindows::present(const WorkspacePtr& workspace) const {
@@ -197,6 +215,20 @@ QCoro::Task<bool> ProjectWindows::connectSession(EditorPtr editor) {
     if (self.isNull()) co_return false;
     if (!connected) showError(connected.error());
     co_return connected.has_value();
+}
+
+QCoro::Task<bool> ProjectWindows::serve(EditorPtr editor) {
+    const QPointer<ProjectWindows> self(this);
+    const bool wasServed = editor->ai().isConnected();
+    auto connecting = connectSession(editor);
+    const bool isConnected = co_await connecting;
+    if (self.isNull() || !isConnected) co_return false;
+    if (wasServed) co_return true;
+    // Only now nobody else can save it: another instance that had it may have done so after it was read here.
+    auto refreshing = refreshEditor(editor);
+    const bool isFresh = co_await refreshing;
+    if (!isFresh) editor->ai().suspend();
+    co_return isFresh;
 }
 
 bool ProjectWindows::isBeingDeleted(const UUID& projectID) const {
@@ -282,9 +314,9 @@ QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::showIn(WorkspacePtr target,
             auto showing = showInNewWindow(editor);
             co_return co_await showing;
         }
-        auto connecting = connectSession(editor);
-        const bool isConnected = co_await connecting;
-        if (self.isNull() || !isConnected) co_return EditorPtr();
+        auto serving = serve(editor);
+        const bool isServed = co_await serving;
+        if (self.isNull() || !isServed) co_return EditorPtr();
         // The project that is shown there may have changed while this one was connected.
     } while (!present(target) || !mayClose(*target));
     leaveEditor(*target);
@@ -296,9 +328,9 @@ QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::showIn(WorkspacePtr target,
 
 QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::showInNewWindow(EditorPtr editor) {
     const QPointer<ProjectWindows> self(this);
-    auto connecting = connectSession(editor);
-    const bool isConnected = co_await connecting;
-    if (self.isNull() || !isConnected) co_return EditorPtr();
+    auto serving = serve(editor);
+    const bool isServed = co_await serving;
+    if (self.isNull() || !isServed) co_return EditorPtr();
     const auto window = UUID::random();
     pendingWindows_[window] = editor;
     editor->setShown(true);

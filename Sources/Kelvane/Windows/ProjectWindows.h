@@ -130,7 +130,8 @@ private:
     QCoro::Task<EditorPtr> showIn(WorkspacePtr target, EditorPtr editor);
     QCoro::Task<EditorPtr> showInNewWindow(EditorPtr editor);
     QCoro::Task<EditorPtr> loadEditor(LibraryProject project);
-    /// Reads a project again that another instance has saved while it was not served here.
+    /// Reads a served project again that another instance has saved since it was read here. Answers whether it is as
+    /// its file is and still served.
     QCoro::Task<bool> refreshEditor(EditorPtr editor);
     QCoro::Task<Result<void>> readProject(EditorPtr editor, std::string name);
     void enter(const EditorPtr& editor, const LibraryProject& project);
@@ -139,8 +140,10 @@ private:
     [[nodiscard]] WorkspacePtr present(const WorkspacePtr& workspace) const;
     [[nodiscard]] WorkspacePtr workspaceShowing(const UUID& projectID) const;
     [[nodiscard]] WorkspacePtr activeWorkspace() const;
-    /// Answers whether the project is served, and to be shown, then.
+    /// Answers whether the project is served then. What it holds may be older than its file.
     QCoro::Task<bool> connectSession(EditorPtr editor);
+    /// Connects a project, and brings it up to its file. Answers whether it is to be shown.
+    QCoro::Task<bool> serve(EditorPtr editor);
     [[nodiscard]] bool isBeingDeleted(const UUID& projectID) const;
 
     // ProjectWindowsClosing.cpp

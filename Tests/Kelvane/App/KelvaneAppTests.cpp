@@ -110,6 +110,17 @@ TEST_F(KelvaneAppTests, ClosingTheLastWindowEndsTheApplication) {
     EXPECT_TRUE(shown().isEmpty());
 }
 
+TEST_F(KelvaneAppTests, AClosedWindowsProjectIsServedNoMoreFromTheSameTurnOn) {
+    start({projectFile("Trailer")});
+    ASSERT_TRUE(becomesTitled("Trailer"));
+    const auto editor = view()->workspace()->editor();
+    ASSERT_TRUE(editor->ai().isConnected());
+    // What came in behind the last save would be written by nobody, or over another instance's work.
+    shown().front()->close();
+    EXPECT_TRUE(shown().isEmpty());
+    EXPECT_FALSE(editor->ai().isConnected());
+}
+
 TEST_F(KelvaneAppTests, AFileThatCameBeforeTheFirstWindowIsShownThere) {
     start({projectFile("Trailer")});
     ASSERT_EQ(shown().size(), 1);

@@ -89,6 +89,10 @@ TEST_F(ConnectingTests, AWindowThatBecomesBusyMeanwhileIsNotTakenOver) {
     const auto busy = open(projectWithClip("A"), workspace, false);
     const auto other = project("B");
     beginToOpen(other, workspace);
+    // It is connected, and its file about to be looked at again.
+    ASSERT_TRUE(context.stepBackground());
+    context.runPosted();
+    ASSERT_FALSE(shown);
     beginImport(*busy);
     finishOpening();
     EXPECT_TRUE(busy->busy());
@@ -112,6 +116,50 @@ TEST_F(ConnectingTests, AProjectThatIsDeletedMeanwhileIsNotShown) {
     EXPECT_EQ(windows->error(), std::nullopt);
     EXPECT_FALSE(folder.exists("Projects/" + row.id.upper()));
     EXPECT_FALSE(CLIProjectDiscovery::publishedSocketPath(row.id));
+}
+
+TEST_F(ConnectingTests, WhatAnotherInstanceSavesLastIsShownHoweverLateItComes) {
+    // The file's stamp and its content are read, the session connects, and the stamp is looked at again.
+    for (int step = 0; step < 4; ++step) {
+        SCOPED_TRACE(step);
+        const auto row = projectWithClip("A" + std::to_string(step));
+        const auto openBeside = [&](double zoom) {
+            context.settle();
+            std::optional<std::shared_ptr<Editor>> opened;
+            const auto opening = keep(windows->open(row, nullptr, true), &opened);
+            context.runPosted();
+            for (int done = 0; done < step && !opened; ++done) {
+                EXPECT_TRUE(context.stepBackground());
+                context.runPosted();
+            }
+            // Another instance saves the project, and has let go of it before the session connects.
+            auto project = ProjectFile::read(windows->library().projectURL(row.id));
+            project->clips.front().zoom = zoom;
+            EXPECT_TRUE(ProjectFile::write(*project, windows->library().projectURL(row.id)));
+            const bool wasOpened = opened.has_value();
+            runUntil(context, [&] { return opened.has_value(); });
+            if (!wasOpened) EXPECT_EQ((*opened)->clips().front().zoom, zoom);
+            EXPECT_TRUE(isServed(row));
+            EXPECT_FALSE((*opened)->isDirty());
+            EXPECT_FALSE((*opened)->busy());
+            windows->unregister(show(second, asked.back()));
+        };
+        openBeside(2);
+        openBeside(3);
+    }
+}
+
+TEST_F(ConnectingTests, AProjectThatCantBeReadAgainIsNeitherShownNorServed) {
+    const auto row = projectWithClip("A");
+    const auto workspace = show(first);
+    beginToOpen(row, workspace);
+    breakDocument(row);
+    finishOpening();
+    EXPECT_EQ(*shown, nullptr);
+    EXPECT_EQ(workspace->editor(), nullptr);
+    EXPECT_TRUE(windows->error());
+    EXPECT_FALSE(isServed(row));
+    mendDocument(row);
 }
 
 TEST_F(ConnectingTests, ItKeepsQuittingOut) {
