@@ -73,6 +73,7 @@ ProjectSaving::ProjectSaving(MainContext& context, ProjectLibrary& library) : co
 void ProjectSaving::schedule(const std::shared_ptr<Editor>& editor) { after(autosaveDelay, editor); }
 
 void ProjectSaving::after(std::chrono::milliseconds pause, const std::shared_ptr<Editor>& editor) {
+    context_.checkMainThread();
     const QPointer<ProjectSaving> self(this);
     timers_[editor->id()] = context_.after(pause, [self, weak = std::weak_ptr(editor)] {
         const auto dirty = weak.lock();
@@ -93,9 +94,13 @@ bool ProjectSaving::isWriting(const UUID& projectID) const {
     return turns != turns_.end() && turns->second.isTaken();
 }
 
-TurnQueue& ProjectSaving::turns(const UUID& projectID) { return turns_.try_emplace(projectID, context_).first->second; }
+TurnQueue& ProjectSaving::turns(const UUID& projectID) {
+    context_.checkMainThread();
+    return turns_.try_emplace(projectID, context_).first->second;
+}
 
 void ProjectSaving::forget(const UUID& projectID) {
+    context_.checkMainThread();
     timers_.erase(projectID);
     turns_.erase(projectID);
     stamps_.erase(projectID);
@@ -114,6 +119,7 @@ QCoro::Task<bool> ProjectSaving::flush(std::shared_ptr<Editor> editor) {
 }
 
 QCoro::Task<bool> ProjectSaving::save(std::shared_ptr<Editor> editor, Reason reason) {
+    context_.checkMainThread();
     const QPointer<ProjectSaving> self(this);
     const UUID id = editor->id();
     if (forgotten_.contains(id)) co_return true;

@@ -59,6 +59,7 @@ ProjectWindows::~ProjectWindows() {
 }
 
 void ProjectWindows::setError(std::optional<std::string> error) {
+    services_.context->checkMainThread();
     error_ = std::move(error);
     Q_EMIT errorChanged();
 }
@@ -78,6 +79,7 @@ QCoro::Task<void> ProjectWindows::readLibrary() {
 }
 
 QCoro::Task<void> ProjectWindows::reload() {
+    services_.context->checkMainThread();
     const QPointer<ProjectWindows> self(this);
     const auto known = library_.projects();
     auto work = [store = library_.store(), known] { return store.scan(known); };
@@ -87,6 +89,7 @@ QCoro::Task<void> ProjectWindows::reload() {
 }
 
 std::shared_ptr<Editor> ProjectWindows::makeEditor(const UUID& id) {
+    services_.context->checkMainThread();
     auto editor = Editor::create(id, library_.mediaDirectory(id), services_);
     editor->setShown(false);
     const QPointer<ProjectWindows> self(this);
@@ -254,6 +257,7 @@ QCoro::Task<std::shared_ptr<Editor>> ProjectWindows::open(LibraryProject project
 }
 
 std::shared_ptr<ProjectWindows::Opening> ProjectWindows::beginOpening() {
+    services_.context->checkMainThread();
     const auto opening = std::make_shared<Opening>();
     std::erase_if(openings_, [](const auto& done) { return done.expired(); });
     for (const auto& waiting : openings_)
@@ -422,6 +426,7 @@ QCoro::Task<void> ProjectWindows::openPreview(UUID projectID) {
 }
 
 std::shared_ptr<Workspace> ProjectWindows::workspace(const std::optional<UUID>& id) {
+    services_.context->checkMainThread();
     if (id)
         if (const auto known = workspaces_.find(*id); known != workspaces_.end()) return known->second;
     const auto identity = id.value_or(UUID::random());
@@ -434,12 +439,14 @@ std::shared_ptr<Workspace> ProjectWindows::workspace(const std::optional<UUID>& 
 }
 
 void ProjectWindows::attach(const WorkspacePtr& workspace, PlatformWindow* window) {
+    services_.context->checkMainThread();
     windows_[workspace->id()] = window;
     workspaces_[workspace->id()] = workspace;
     updateWindow(*workspace, workspace->editor() && workspace->editor()->isDirty());
 }
 
 void ProjectWindows::updateWindow(const Workspace& workspace, bool dirty) {
+    services_.context->checkMainThread();
     const auto window = windows_.find(workspace.id());
     if (window == windows_.end()) return;
     window->second->setHasUnsavedChanges(dirty);

@@ -47,6 +47,7 @@ bool ProjectWindows::mayClose(const Workspace& workspace) const {
 }
 
 QCoro::Task<bool> ProjectWindows::confirmClose(WorkspacePtr workspace) {
+    services_.context->checkMainThread();
     const QPointer<ProjectWindows> self(this);
     const EditorPtr editor = workspace->editor();
     if (!editor) co_return true;
@@ -67,12 +68,14 @@ void ProjectWindows::leaveEditor(Workspace& workspace) {
 }
 
 void ProjectWindows::unregister(const WorkspacePtr& workspace) {
+    services_.context->checkMainThread();
     windows_.erase(workspace->id());
     workspaces_.erase(workspace->id());
     leaveEditor(*workspace);
 }
 
 QCoro::Task<void> ProjectWindows::showHome(WorkspacePtr workspace) {
+    services_.context->checkMainThread();
     const QPointer<ProjectWindows> self(this);
     if (const auto editor = workspace->editor()) {
         if (editor->isAtWork()) co_return;
@@ -106,6 +109,7 @@ std::optional<std::string> ProjectWindows::reasonToStay() const {
 }
 
 QCoro::Task<bool> ProjectWindows::confirmQuit() {
+    services_.context->checkMainThread();
     const QPointer<ProjectWindows> self(this);
     std::optional<std::string> reason;
     // Once while changes go on, as that may take long; then what changed meanwhile, which is little, without more.
@@ -142,6 +146,7 @@ QCoro::Task<std::optional<std::string>> ProjectWindows::saveEach(std::vector<Edi
 }
 
 void ProjectWindows::retire() {
+    services_.context->checkMainThread();
     for (const auto& [id, editor] : editors_) {
         editor->ai().suspend();
         editor->beginSettling();

@@ -9,6 +9,7 @@
 namespace kelvane {
 
 void ProjectWindows::newProject(const WorkspacePtr& workspace) {
+    services_.context->checkMainThread();
     const QPointer<ProjectWindows> self(this);
     services_.panels->askName("New Project", "Untitled", "Create",
                               [self, workspace](const std::optional<std::string>& name) {
@@ -42,6 +43,7 @@ QCoro::Task<void> ProjectWindows::createProject(std::string name, WorkspacePtr w
 }
 
 void ProjectWindows::chooseProject(const WorkspacePtr& workspace) {
+    services_.context->checkMainThread();
     const QPointer<ProjectWindows> self(this);
     services_.panels->chooseFiles(PanelContent::project,
                                   "Import editable projects and copy their media into your Kelvane library.",
@@ -56,6 +58,7 @@ void ProjectWindows::chooseProject(const WorkspacePtr& workspace) {
 }
 
 QCoro::Task<Result<void>> ProjectWindows::rename(UUID id, std::string name, std::function<Result<void>()> validate) {
+    services_.context->checkMainThread();
     const QPointer<ProjectWindows> self(this);
     // The row has one writer at a time.
     auto asked = saving_.turns(id).next();
@@ -75,6 +78,7 @@ QCoro::Task<Result<void>> ProjectWindows::rename(UUID id, std::string name, std:
 }
 
 QCoro::Task<void> ProjectWindows::duplicate(UUID id) {
+    services_.context->checkMainThread();
     const QPointer<ProjectWindows> self(this);
     const auto refuse = [this] {
         setError("Wait for this project’s import or export to finish before duplicating it.");
@@ -116,6 +120,7 @@ QCoro::Task<void> ProjectWindows::duplicate(UUID id) {
 }
 
 void ProjectWindows::remove(UUID id) {
+    services_.context->checkMainThread();
     const auto project = library_.find(id);
     if (!project) return;
     if (isBusy(id)) {
@@ -219,6 +224,7 @@ ProgressReport ProjectWindows::report(const WorkPtr& work) {
 }
 
 void ProjectWindows::cancelWork() {
+    services_.context->checkMainThread();
     for (const auto& work : work_) work->stop.request_stop();
 }
 

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "Session/AIAssistantSession.h"
 #include "Storage/ProjectFile.h"
@@ -445,6 +446,15 @@ TEST_F(ProjectWindowsTests, AnExportKeepsQuittingOutWithoutAWord) {
     EXPECT_TRUE(other->ai().isConnected());
     context.settle();
     EXPECT_TRUE(confirmQuit());
+}
+
+TEST_F(ProjectWindowsTests, NothingIsDoneOnAnotherThread) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto row = project("A");
+    const auto other = [](std::function<void()> act) { std::thread(std::move(act)).join(); };
+    const auto* const words = "internal fault: .* left the main thread";
+    EXPECT_DEATH(other([&] { windows->open(row, nullptr, false); }), words);
+    EXPECT_DEATH(other([&] { windows->rename(row.id, "B"); }), words);
 }
 
 TEST_F(ProjectWindowsTests, AProjectThatAnotherInstanceServesIsNotShown) {
