@@ -16,7 +16,9 @@
 #include "Media/FFmpeg/FFmpegPlatform.h"
 #include "Platform/QtMainContext.h"
 #include "Storage/ProjectFile.h"
+#include "Storage/UnfinishedSweep.h"
 #include "Support/App/FakePanels.h"
+#include "Support/UnfinishedWork.h"
 #include "Windows/ProjectWindows.h"
 
 namespace kelvane::benchmarks {
@@ -41,10 +43,12 @@ struct Application {
     explicit Application(
         const std::filesystem::path& library,
         MakePlayer makePlayer = [](Application&, PlayerRole) { return std::make_unique<StillPlayer>(); })
-        : windows(EditorServices{.context = &context,
+        : unfinished(unfinishedFolder(FileURL::fromPath(library.string()))),
+          windows(EditorServices{.context = &context,
                                  .media = &media,
                                  .panels = &panels,
-                                 .makePlayer = [this, makePlayer](PlayerRole role) { return makePlayer(*this, role); }},
+                                 .makePlayer = [this, makePlayer](PlayerRole role) { return makePlayer(*this, role); },
+                                 .unfinished = &unfinished},
                   FileURL::fromPath(library.string())),
           workspace(windows.workspace(std::nullopt)) {
         windows.attach(workspace, &window);
@@ -68,6 +72,7 @@ struct Application {
         });
     }
 
+    UnfinishedWork unfinished;
     FFmpegPlatform media;
     testing::FakePanels panels;
     QtMainContext context;

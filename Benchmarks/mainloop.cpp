@@ -1,13 +1,15 @@
 // Measures the longest turn of the main loop while projects are opened, duplicated and saved: the time from the return
 // of one poll of the event loop to the next poll. Every sync of the disk takes 100 ms more than it does. There is no
-// window.
+// window, but in the scene that measures its making.
 //
 //     bench-mainloop open <rounds> <folder> <movie> <megabytes>
 //     bench-mainloop duplicate <rounds> <folder> <movie> <megabytes>
 //     bench-mainloop edits <rounds> <folder> <movie>
+//     bench-mainloop views <rounds> <folder> <movie>
 //
 // A project of that much media is imported and shown; such a project is duplicated; a project of 1,000 clips of 10
-// sources is edited each second.
+// sources is edited each second; the application's window is made and shows such a project, which the first round does
+// as a start of the application does.
 //
 // Prints the round whose longest turn was shortest: that turn and the main thread's processor time in it, in
 // milliseconds, and the seconds that the round took. Where the folder's disk has no room, prints nothing and ends
@@ -22,6 +24,10 @@
 #include <unistd.h>
 
 #include <QGuiApplication>
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickStyle>
+#include <QQuickWindow>
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -36,6 +42,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Views/Window/PanelHost.h"
+#include "Views/Window/ProjectWindowView.h"
 #include "application.h"
 
 namespace {
@@ -233,6 +241,26 @@ Round editOnce(Application& application) {
     return round;
 }
 
+/// Makes the window as the application does, and opens a project in it.
+Round viewsOnce(const fs::path& folder, const fs::path& file) {
+    fs::remove_all(folder / "Library");
+    Application application(folder / "Library");
+    QQmlEngine engine;
+    ProjectWindowView view(application.windows, application.workspace);
+    std::unique_ptr<QObject> window;
+    const auto make = [&] {
+        QQmlComponent component(&engine, QUrl("qrc:/Views/Window/ProjectWindow.qml"));
+        window.reset(component.createWithInitialProperties({{"view", QVariant::fromValue(&view)}}));
+        auto* const shown = qobject_cast<QQuickWindow*>(window.get());
+        if (shown == nullptr) stop(component.errorString().toStdString());
+        shown->show();
+    };
+    return measured([&] {
+        application.context.post(make);
+        application.open(file);
+    });
+}
+
 void checkRoom(const fs::path& folder, std::uint64_t bytes) {
     struct statvfs disk{};
     if (::statvfs(folder.c_str(), &disk) == 0 && disk.f_bavail * disk.f_frsize > bytes) return;
@@ -259,7 +287,11 @@ int run(const std::vector<std::string>& arguments) {
     const fs::path movie = fs::absolute(arguments.at(4));
     fs::remove_all(folder);
     fs::create_directories(folder);
-    if (scene == "edits") {
+    if (scene == "views") {
+        registerWindowTypes();
+        const auto file = writeProject(folder / "Outside", movie, sourceCount, clipCount, 0);
+        report(rounds, [&] { return viewsOnce(folder, file); });
+    } else if (scene == "edits") {
         const auto file = writeProject(folder / "Outside", movie, sourceCount, clipCount, 0);
         Application application(folder / "Library");
         application.open(file);
@@ -285,10 +317,12 @@ int run(const std::vector<std::string>& arguments) {
 }  // namespace kelvane::benchmarks
 
 int main(int argc, char** argv) {
+    QQuickStyle::setStyle("Basic");
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     QGuiApplication application(argc, argv);
     isMainThread = true;
     if (argc < 5) {
-        std::fprintf(stderr, "bench-mainloop open|duplicate|edits <rounds> <folder> <movie> [<megabytes>]\n");
+        std::fprintf(stderr, "bench-mainloop open|duplicate|edits|views <rounds> <folder> <movie> [<megabytes>]\n");
         return 2;
     }
     return kelvane::benchmarks::run({argv, argv + argc});
