@@ -132,6 +132,7 @@ TEST_F(KilledApplication, AmidAnExportLeavesTheOldFileAfterTheNextStart) {
     app = std::make_unique<LiveApplication>(folder);
     EXPECT_TRUE(eventually([&] { return folderEntries(folder.path("out")).size() == 1; }));
     EXPECT_EQ(folder.read("out/Film.mp4"), "the old film");
+    EXPECT_TRUE(eventually([&] { return recordsWithWork() == 0; }));
     EXPECT_TRUE(eventually([&] { return !std::filesystem::exists(socketFolder); }));
     EXPECT_TRUE(eventually([&] { return !std::filesystem::exists(registry + ".json"); }));
     EXPECT_TRUE(eventually([&] { return !std::filesystem::exists(registry + ".lock"); }));
