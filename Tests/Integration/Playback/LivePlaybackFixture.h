@@ -39,7 +39,9 @@ protected:
     [[nodiscard]] double playhead() const { return state().value("playhead", -1.0); }
 
     static std::chrono::nanoseconds now() { return std::chrono::steady_clock::now().time_since_epoch(); }
-    /// Presses Space, waits until the playhead is at the end and all is silent, and expects what then is at rest: the
+    /// Presses Space until it is taken. None is while the preview of an edit is built, which nothing outside tells.
+    void pressToPlay();
+    /// Begins to play, waits until the playhead is at the end and all is silent, and expects what then is at rest: the
     /// last frame, unless the edit has sound alone and the playhead is where its pictures are over.
     Play playToTheEnd();
     /// Waits until a frame of the timeline has come that is no earlier than this, and not the last.

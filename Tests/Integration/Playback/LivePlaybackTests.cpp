@@ -160,7 +160,7 @@ TEST_F(LivePlayback, GivesWayToAnAssistantsEditAndRestsOnTheFrameThatIsThereNow)
     lay(shorter);
     ASSERT_TRUE(fallsSilent(begun));
     EXPECT_NEAR(expectRest(), shorter.seconds() - 1.0 / 30, 1e-9);
-    window->press(' ');
+    pressToPlay();
     EXPECT_TRUE(eventually([this] { return playhead() == shorter.seconds(); }));
     begun = now();
     const auto whole = playToTheEnd();
