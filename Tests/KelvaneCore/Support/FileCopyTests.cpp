@@ -1,15 +1,24 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/fiemap.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <new>
+#include <optional>
 #include <utility>
 
 #include "Support/FileCopy.h"
+#include "Support/FileDescriptor.h"
 #include "Support/TempFolder.h"
 
 namespace kelvane {
@@ -45,6 +54,36 @@ TEST(FileCopy, HoldsTheSameBytes) {
         EXPECT_EQ(message(copyFile(folder.path(name), folder.path("copy of " + name))), "(copied)");
         EXPECT_EQ(folder.read("copy of " + name), data);
     }
+}
+
+/// Where on its device a file of one stretch begins, bytes; nothing where the file system doesn't tell.
+std::optional<std::uint64_t> placeOnDevice(const std::string& path) {
+    const FileDescriptor file = FileDescriptor::open(path, O_RDONLY);
+    alignas(fiemap) std::array<char, sizeof(fiemap) + sizeof(fiemap_extent)> memory{};
+    auto* map = new (memory.data()) fiemap{};
+    map->fm_length = FIEMAP_MAX_OFFSET;
+    map->fm_flags = FIEMAP_FLAG_SYNC;
+    map->fm_extent_count = 1;
+    if (ioctl(file.get(), FS_IOC_FIEMAP, map) != 0 || map->fm_mapped_extents != 1) return std::nullopt;
+    return map->fm_extents[0].fe_physical;
+}
+
+TEST(FileCopy, IsByReferenceWhereTheFileSystemCan) {
+    const TempFolder folder;
+    folder.write("file", noise(8u << 20));
+    const FileDescriptor file = FileDescriptor::open(folder.path("file"), O_RDONLY);
+    const FileDescriptor probe = FileDescriptor::open(folder.path("probe"), O_RDWR | O_CREAT | O_EXCL, 0600);
+    if (ioctl(probe.get(), FICLONE, file.get()) != 0) GTEST_SKIP() << "this file system copies nothing by reference";
+    const auto place = placeOnDevice(folder.path("file"));
+    ASSERT_TRUE(place);
+    EXPECT_EQ(message(copyFile(folder.path("file"), folder.path("copy"))), "(copied)");
+    EXPECT_EQ(folder.read("copy"), folder.read("file"));
+    EXPECT_EQ(placeOnDevice(folder.path("copy")), place);
+    // What is written into the copy later leaves the source as it is.
+    const std::string before = folder.read("file");
+    std::fstream(folder.path("copy"), std::ios::in | std::ios::out | std::ios::binary) << "changed";
+    EXPECT_EQ(folder.read("file"), before);
+    EXPECT_NE(folder.read("copy"), before);
 }
 
 TEST(FileCopy, GoesBetweenFileSystems) {

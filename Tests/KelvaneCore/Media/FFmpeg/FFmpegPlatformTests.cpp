@@ -1,7 +1,13 @@
+#include <atomic>
 #include <fstream>
 #include <functional>
 #include <random>
+#include <sstream>
 #include <thread>
+
+extern "C" {
+#include <libavutil/log.h>
+}
 
 #include "KelvaneCore/Media/FFmpeg/Source/SourceFixture.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
@@ -153,6 +159,22 @@ TEST_F(Platform, ImportsNoSoundOfWhichNothingDecodes) {
     }
 }
 
+TEST_F(Platform, ImportsNoSoundOfAProfileThatNoDecoderTakes) {
+    const FileURL file = makeSampleSound(folder_.path(), "a.m4a", 3);
+    EXPECT_TRUE(MediaEngine::importClip(platform_, file, {}));
+    std::ifstream input(file.path(), std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(input)), {});
+    // The descriptor of the decoder's configuration, five bytes of it: then one of extended high efficiency (object
+    // type 42), whose sampling rate is a reserved one.
+    const auto descriptor = bytes.find(std::string("\x05\x80\x80\x80\x05", 5));
+    ASSERT_NE(descriptor, std::string::npos);
+    bytes.replace(descriptor + 5, 5, std::string("\xf9\x46\x4d\x00\x00", 5));
+    std::ofstream(file.path(), std::ios::binary) << bytes;
+    const auto imported = MediaEngine::importClip(platform_, file, {});
+    ASSERT_FALSE(imported);
+    EXPECT_EQ(imported.error(), MediaError::invalidClip("a.m4a"));
+}
+
 TEST_F(Platform, ImportsSoundWhoseBeginningAloneDoesNotDecode) {
     const FileURL file = makeSampleSound(folder_.path(), "a.m4a", 60);
     std::mt19937 random(1);
@@ -185,6 +207,65 @@ TEST_F(Platform, ImportsAVideoWhosePictureNeverDecodesAndExportsNoBlackFilmOfIt)
     const auto exported = (*session)->exportTo(folder_.url("out.mp4"), ExportContainer::mp4, {});
     ASSERT_FALSE(exported);
     EXPECT_EQ(exported.error().message, "“a.mp4” has no picture that can be decoded.");
+}
+
+/// Counts what decoders complain of while it lives. One at a time.
+class DecodingFaults {
+public:
+    DecodingFaults() {
+        count_ = 0;
+        av_log_set_callback([](void* context, int level, const char*, va_list) {
+            const AVClass* type = context != nullptr ? *static_cast<const AVClass* const*>(context) : nullptr;
+            if (type == nullptr || level > AV_LOG_ERROR) return;
+            const auto category = type->get_category != nullptr ? type->get_category(context) : type->category;
+            if (category == AV_CLASS_CATEGORY_DECODER) ++count_;
+        });
+    }
+    DecodingFaults(const DecodingFaults&) = delete;
+    DecodingFaults& operator=(const DecodingFaults&) = delete;
+    ~DecodingFaults() { av_log_set_callback(av_log_default_callback); }
+    [[nodiscard]] static int count() { return count_; }
+
+private:
+    inline static std::atomic<int> count_{0};
+};
+
+/// Fills the packets of a movie with noise for which `isSpoiled` says so; their beginnings stay.
+void spoil(const FileURL& file, const std::function<bool(int number)>& isSpoiled) {
+    std::string listed;
+    const std::vector<std::string> words{"ffprobe", "-v",      "error",         "-select_streams", "v:0",
+                                         "-of",     "csv=p=0", "-show_entries", "packet=pos,size", file.path()};
+    ASSERT_EQ(runTool(words, &listed), 0);
+    std::fstream movie(file.path(), std::ios::binary | std::ios::in | std::ios::out);
+    std::mt19937 random(1);
+    std::istringstream lines(listed);
+    std::string line;
+    for (int number = 0; std::getline(lines, line); ++number) {
+        if (!isSpoiled(number)) continue;
+        std::size_t behind = 0;
+        const std::streamoff size = std::stoll(line, &behind);
+        movie.seekp(std::stoll(line.substr(behind + 1)) + 24);
+        for (std::streamoff i = 24; i < size; ++i) movie.put(static_cast<char>(random()));
+    }
+}
+
+TEST_F(Platform, DecodesForAnImportWhatItsPropertiesAndItsPictureTakeAndNoMore) {
+    // Each frame is a key frame, and half a second is where the picture is taken.
+    SampleMovie movie;
+    movie.video = {"-c:v", "prores_ks", "-pix_fmt", "yuv422p10le"};
+    const FileURL file = make("a.mov", movie);
+    spoil(file, [](int number) { return number != 0 && (number < 14 || number > 17); });
+    const DecodingFaults faults;
+    const auto imported = MediaEngine::importClip(platform_, file, {});
+    ASSERT_TRUE(imported) << imported.error().message;
+    ASSERT_NE(imported->picture, nullptr);
+    EXPECT_EQ(numberOfStill(*imported->picture), 15);
+    EXPECT_EQ(DecodingFaults::count(), 0);
+    // Another frame shows that a decoder would have complained.
+    const auto asset = platform_.openAsset(file, {});
+    ASSERT_TRUE(asset);
+    (void)platform_.image(*asset, {600, 600}, {1024, 1024}, {});
+    EXPECT_GT(DecodingFaults::count(), 0);
 }
 
 TEST_F(Platform, HasNoStillOfSound) {

@@ -98,6 +98,7 @@ private:
     void followCanvas();
     [[nodiscard]] bool isOvertaken(std::uint64_t number) const;
     bool awaitReader(const PictureOrigin& shot, std::uint64_t number, const std::stop_token& stop);
+    void giveWay(const std::stop_token& stop);
     Result<VideoPicturePtr> black();
     [[nodiscard]] Asked ask(const PictureKey& key, MediaTime time) const;
     [[nodiscard]] MediaTime keptFrom(const PictureOrigin& shot) const;
@@ -120,6 +121,9 @@ private:
     std::uint64_t wanted_ = 0;
     /// Where the shot begins, on the timeline, whose reader is being prepared.
     std::optional<MediaTime> preparing_;
+    /// Whether a picture that is to be shown is being decoded, and how many were.
+    bool isDecoding_ = false;
+    std::uint64_t decoded_ = 0;
 
     // Of `picture` alone.
     PicturePainter painter_;
@@ -154,6 +158,13 @@ bool FFmpegPictureStream::awaitReader(const PictureOrigin& shot, std::uint64_t n
     if (!isPreparing()) return true;
     changed_.wait(lock, stop, [&] { return !isPreparing() || number < wanted_; });
     return number >= wanted_;
+}
+
+/// Holds a decode for later back while one for now is under way. Between two of those it goes on by a packet at least,
+/// so that a source that decodes too slowly comes to its next cut, too.
+void FFmpegPictureStream::giveWay(const std::stop_token& stop) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, stop, [this, begun = decoded_] { return !isDecoding_ || decoded_ != begun; });
 }
 
 Result<VideoPicturePtr> FFmpegPictureStream::black() {
@@ -223,7 +234,18 @@ Result<StreamPicture> FFmpegPictureStream::picture(MediaTime time, std::uint64_t
         return StreamPicture{std::move(kept), time, true};
     }
     if (!awaitReader(*shot, number, stop)) return StreamPicture{nullptr, time, false};
-    return decode(*shot, time, number, stop);
+    {
+        const std::lock_guard lock(mutex_);
+        isDecoding_ = true;
+    }
+    auto answer = decode(*shot, time, number, stop);
+    {
+        const std::lock_guard lock(mutex_);
+        isDecoding_ = false;
+        ++decoded_;
+    }
+    changed_.notify_all();
+    return answer;
 }
 
 Result<StreamPicture> FFmpegPictureStream::decode(const PictureOrigin& shot, MediaTime time, std::uint64_t number,
@@ -276,7 +298,12 @@ void FFmpegPictureStream::prepareCut(MediaTime from, MediaTime ahead, std::stop_
         preparing_ = shot->targetStart;
     }
     if (auto reader = readers_->lease(shot->track, shot->time, ReaderRole::preparing, user_, stop)) {
-        const auto frame = (*reader)->frame(shot->time, stop);
+        FrameCall call;
+        call.isOvertaken = [this, &stop] {
+            giveWay(stop);
+            return false;
+        };
+        const auto frame = (*reader)->frame(shot->time, call, stop);
         if (!frame && !stop.stop_requested()) reader->discard();
     }
     {

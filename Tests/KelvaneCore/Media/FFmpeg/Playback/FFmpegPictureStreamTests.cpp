@@ -1,8 +1,10 @@
 #include <atomic>
 #include <filesystem>
+#include <latch>
 #include <random>
 #include <thread>
 
+#include "KelvaneCore/Media/FFmpeg/PacketWatch.h"
 #include "Media/MediaError.h"
 #include "PlaybackFixture.h"
 
@@ -129,6 +131,45 @@ TEST_F(PictureStreams, PrepareACutWithinAFileWithoutLeavingWhatShows) {
     show(*stream, 30);
     EXPECT_EQ(packets(), atCut);
     EXPECT_EQ(opened(), 2);
+}
+
+TEST_F(PictureStreams, PrepareACutAfterThePictureThatIsWantedNow) {
+    const auto stream = pictures(edit(
+        {clip(movie("a.mp4", "keyint=120:bframes=0"), 0, 3), clip(movie("b.mp4", "keyint=120:bframes=0"), 3.5, 4)}));
+    show(*stream, 0);
+    std::latch isAmid(1);
+    std::latch isPreparing(1);
+    std::atomic<int> shown = 0;
+    std::atomic<int> preparedMeanwhile = 0;
+    std::atomic<bool> isShown = false;
+    std::thread::id showing;
+    {
+        const PacketWatch watch([&](int) {
+            if (std::this_thread::get_id() != showing) {
+                if (isShown) return;
+                if (++preparedMeanwhile == 1) isPreparing.count_down();
+                return;
+            }
+            if (++shown == 3) {
+                isAmid.count_down();
+                isPreparing.wait();
+            }
+            // Time enough for whoever doesn't hold back.
+            for (int i = 0; shown > 3 && i < 200; ++i) std::this_thread::yield();
+        });
+        const std::jthread preparer([&] {
+            isAmid.wait();
+            stream->prepareCut({89, 30}, {1, 2}, {});
+        });
+        showing = std::this_thread::get_id();
+        show(*stream, 80);
+        isShown = true;
+    }
+    EXPECT_GT(shown, 70);
+    EXPECT_LT(preparedMeanwhile, 20) << "what it opens with, of more than a hundred";
+    const std::int64_t before = packets();
+    show(*stream, 90);
+    EXPECT_EQ(packets(), before) << "and it was prepared in the end";
 }
 
 TEST_F(PictureStreams, PrepareNothingWhereNothingIsCut) {
