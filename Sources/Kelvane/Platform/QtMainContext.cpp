@@ -16,8 +16,9 @@ constexpr std::size_t playbackThreads = 6;
 /// Exports, imports, builds and up to eight requests must not queue behind one another; the threads mostly wait for the
 /// engine's own.
 constexpr std::size_t longThreads = 16;
-/// By the kernel's weights (1024 at 0, 110 at 10) a thread of another lane gets nine tenths of a core that both want.
-constexpr int longGiveWay = 10;
+/// The most there is. By the kernel's weights (1024 at 0, 15 at 19) a thread of another lane gets nine tenths of a core
+/// that eight of these want; at 10, whose weight is 110, it would get half.
+constexpr int longGiveWay = 19;
 /// Wakes the main thread for one piece of posted work.
 constexpr QEvent::Type wakeUp = QEvent::User;
 }  // namespace
