@@ -140,22 +140,23 @@ TEST_F(PictureStreams, PrepareACutAfterThePictureThatIsWantedNow) {
     std::latch isAmid(1);
     std::latch isPreparing(1);
     std::atomic<int> shown = 0;
-    std::atomic<int> preparedMeanwhile = 0;
-    std::atomic<bool> isShown = false;
+    std::atomic<int> prepared = 0;
+    /// As it was when the last packet was read of what shows.
+    int preparedMeanwhile = 0;
     std::thread::id showing;
     {
         const PacketWatch watch([&](int) {
             if (std::this_thread::get_id() != showing) {
-                if (isShown) return;
-                if (++preparedMeanwhile == 1) isPreparing.count_down();
+                if (++prepared == 1) isPreparing.count_down();
                 return;
             }
+            preparedMeanwhile = prepared;
             if (++shown == 3) {
                 isAmid.count_down();
                 isPreparing.wait();
             }
             // Time enough for whoever doesn't hold back.
-            for (int i = 0; shown > 3 && i < 200; ++i) std::this_thread::yield();
+            for (int i = 0; shown > 3 && i < 20; ++i) std::this_thread::yield();
         });
         const std::jthread preparer([&] {
             isAmid.wait();
@@ -163,9 +164,9 @@ TEST_F(PictureStreams, PrepareACutAfterThePictureThatIsWantedNow) {
         });
         showing = std::this_thread::get_id();
         show(*stream, 80);
-        isShown = true;
     }
     EXPECT_GT(shown, 70);
+    EXPECT_GT(prepared, 100);
     EXPECT_LT(preparedMeanwhile, 20) << "what it opens with, of more than a hundred";
     const std::int64_t before = packets();
     show(*stream, 90);
