@@ -162,14 +162,13 @@ TEST_F(Platform, ImportsNoSoundOfWhichNothingDecodes) {
 TEST_F(Platform, ImportsNoSoundOfAProfileThatNoDecoderTakes) {
     const FileURL file = makeSampleSound(folder_.path(), "a.m4a", 3);
     EXPECT_TRUE(MediaEngine::importClip(platform_, file, {}));
-    std::ifstream input(file.path(), std::ios::binary);
-    std::string bytes((std::istreambuf_iterator<char>(input)), {});
+    std::string bytes = folder_.read("a.m4a");
     // The descriptor of the decoder's configuration, five bytes of it: then one of extended high efficiency (object
     // type 42), whose sampling rate is a reserved one.
     const auto descriptor = bytes.find(std::string("\x05\x80\x80\x80\x05", 5));
     ASSERT_NE(descriptor, std::string::npos);
     bytes.replace(descriptor + 5, 5, std::string("\xf9\x46\x4d\x00\x00", 5));
-    std::ofstream(file.path(), std::ios::binary) << bytes;
+    folder_.write("a.m4a", bytes);
     const auto imported = MediaEngine::importClip(platform_, file, {});
     ASSERT_FALSE(imported);
     EXPECT_EQ(imported.error(), MediaError::invalidClip("a.m4a"));

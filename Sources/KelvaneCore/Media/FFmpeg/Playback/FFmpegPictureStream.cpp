@@ -299,6 +299,7 @@ void FFmpegPictureStream::prepareCut(MediaTime from, MediaTime ahead, std::stop_
     }
     if (auto reader = readers_->lease(shot->track, shot->time, ReaderRole::preparing, user_, stop)) {
         FrameCall call;
+        // Asked before each packet. What it has come to is never given up.
         call.isOvertaken = [this, &stop] {
             giveWay(stop);
             return false;
