@@ -5,6 +5,8 @@
 #include <QRectF>
 #include <QString>
 #include <array>
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -35,7 +37,7 @@ class TimelineView final : public QObject {
     /// "7 clips", and with a selection "2 selected" and "Volume 80%", each empty where it isn't shown.
     Q_PROPERTY(QString clipCount READ clipCount NOTIFY contentChanged)
     Q_PROPERTY(QString selectedCount READ selectedCount NOTIFY selectionChanged)
-    Q_PROPERTY(QString selectedVolume READ selectedVolume NOTIFY selectionChanged)
+    Q_PROPERTY(QString selectedVolume READ selectedVolume NOTIFY selectedVolumeChanged)
     /// "Recording " and the time so far; empty without a take.
     Q_PROPERTY(QString recordingTime READ recordingTime NOTIFY positionChanged)
     /// "00:17 / 00:33".
@@ -63,8 +65,10 @@ public:
     [[nodiscard]] const std::vector<Clip>& displayedClips() const;
     /// Where they stand.
     [[nodiscard]] const TimelinePlacement& displayedPlacement() const;
+    /// How often they were placed so far: playing places nothing anew.
+    [[nodiscard]] int placements() const { return placements_; }
     /// Where the clip at `index` of those is drawn, in content coordinates: its frame, moved by a gesture under way
-    /// and by an insertion that is shown.
+    /// and by an insertion that is shown. Empty where there is no such clip.
     [[nodiscard]] QRectF drawnFrame(std::size_t index) const;
     [[nodiscard]] double zoom() const { return zoom_; }
     [[nodiscard]] double pointsPerSecond() const;
@@ -110,47 +114,70 @@ public:
     Q_INVOKABLE void setZoom(double zoom);
     /// By a notch of 1.25, `notches` of them, which may be parts of one.
     Q_INVOKABLE void zoomBy(double notches);
+    /// Brackets of two fingers that draw apart; `pinch` tells by how much they have since they came down. Nothing while
+    /// the project is busy or its preview is built, and during another gesture.
     void beginPinch();
     void pinch(double magnification);
     void endPinch();
+    /// What a wheel or a touchpad sends, as it is: eighths of a degree, or points where `isPixels`. Control zooms,
+    /// Shift scrolls time; else two fingers scroll along the first clear axis, and a wheel scrolls lanes where there
+    /// are more than fit, and time where there aren't.
+    void wheel(QPointF delta, bool isPixels, Qt::KeyboardModifiers modifiers);
     /// The person scrolls by so many points of content, as a wheel, a touchpad or a finger does. Time follows x.
+    /// Nothing while the project is busy or its preview is built, and during a gesture.
     void scrollBy(QPointF delta);
-    /// The person's scrolling has come to its end.
-    void endScrolling();
+    /// The person's scrolling has come to its end. `wheel` knows its own; scrolling by a finger tells it.
+    Q_INVOKABLE void endScrolling();
     /// Shows the playhead's place, where nothing of a person's holds the viewport.
     void followPlayhead();
-    /// Goes to `seconds` at once, and moves the track there in 0.22 s.
+    /// Goes to `seconds` at once, and moves the track there in 0.22 s. Nothing while the project is busy or its preview
+    /// is built, and during a gesture on a clip or a rubber band.
     Q_INVOKABLE void seekOnClick(double seconds);
+    /// Goes to `seconds` at once, and the track with it. Nothing while busy or during a gesture on a clip; whether it
+    /// could.
+    Q_INVOKABLE bool seek(double seconds);
+    /// Goes on by so many seconds, or back, as the arrow keys do by one.
+    Q_INVOKABLE bool seekBy(double seconds);
 
     // The pointer. A press, moves and a release are one gesture, which the press decides: on a clip, on the ruler or
     // the playhead, or on the track. It becomes a drag when it has moved by 3 points, and is a click else.
     void press(QPointF point, Qt::KeyboardModifiers modifiers);
     void drag(QPointF point, Qt::KeyboardModifiers modifiers);
     void release(QPointF point, Qt::KeyboardModifiers modifiers);
+    /// The second press of a double click, which comes instead of a `press`.
     void doubleClick(QPointF point);
+    /// Modifier keys have changed while the pointer rests.
+    void changeModifiers(Qt::KeyboardModifiers modifiers);
     void hover(QPointF point);
     void leave();
-    /// Ends a gesture under way with nothing changed; whether there was one.
+    /// Ends a gesture under way with nothing changed, neither selection nor playhead; whether there was one.
     bool cancelGesture();
-    /// Clears the state of every gesture.
-    void resetGesture();
+    /// Clears the state of every gesture, a drop's too, and changes nothing: for what is about to change the project by
+    /// another road, and where the timeline disappears.
+    Q_INVOKABLE void resetGesture();
+    /// Shows where assets would land that are dragged over the track: at `index` of the array; with nothing no place is
+    /// shown. From the first call to `endDrop` nobody scrolls.
+    void showDrop(std::optional<std::ptrdiff_t> index);
+    void endDrop();
 
-    // Keys; each answers whether it was for the timeline.
-    bool pressKey(int key, Qt::KeyboardModifiers modifiers);
+    // Keys; whether it was for the timeline and could be done. `isRepeat` is a key that is held.
+    bool pressKey(int key, Qt::KeyboardModifiers modifiers, bool isRepeat = false);
 
-    // Commands.
+    // Commands. Each ends a gesture under way first.
     Q_INVOKABLE void moveEarlier();
     Q_INVOKABLE void moveLater();
     Q_INVOKABLE void split();
     Q_INVOKABLE void deleteSelection();
-    /// Of the clip's menu and of its accessible actions.
+    /// Of the clip's menu and of its accessible actions; held to 0 and 1, one step of history.
     void setVolume(const UUID& clipID, double volume);
+    void selectAll();
 
 Q_SIGNALS:
     /// What clips there are and how they look: content, drafts, thumbnails.
     void contentChanged();
     void selectionChanged();
-    /// Zoom or the viewport's width.
+    void selectedVolumeChanged();
+    /// Zoom, its range or the viewport's width.
     void scaleChanged();
     /// The visible part of the content.
     void scrolled();
@@ -161,22 +188,181 @@ Q_SIGNALS:
     void cursorChanged();
     /// The timeline takes the keyboard's focus.
     void focusWanted();
+    /// `resetGesture` was called: what is dropped is over, too.
+    void gestureReset();
 
 private:
+    /// What the pointer went down on.
+    enum class Target : std::uint8_t { ruler, playhead, clip, track };
+    /// From a press to its release.
+    struct Press {
+        Target target = Target::track;
+        QPointF point;
+        /// Its place in the content, which scrolling and zooming leave where it is.
+        double time = 0;
+        double contentY = 0;
+        Qt::KeyboardModifiers modifiers;
+        /// The clip under it, and which part of it that is.
+        std::optional<UUID> clipID;
+        TimelineGestures::ClipPart part = TimelineGestures::ClipPart::body;
+        /// Where the pointer is now.
+        QPointF now;
+        Qt::KeyboardModifiers modifiersNow;
+        bool isDrag = false;
+    };
+    /// What a gesture that is cancelled goes back to.
+    struct Before {
+        std::set<UUID> clips;
+        std::optional<UUID> primary;
+        std::set<UUID> assets;
+        double playhead = 0;
+    };
+    struct AnimatedSeek {
+        std::chrono::nanoseconds began{0};
+        double from = 0;
+        double to = 0;
+        /// The playhead that it was started for; another one ends it.
+        double playhead = 0;
+        Timer timer;
+    };
+    enum class Axis : std::uint8_t { undecided, time, lanes };
+    /// What is enabled.
+    struct Enabling {
+        bool earlier = false;
+        bool later = false;
+        bool split = false;
+        bool remove = false;
+        bool busy = false;
+        bool operator==(const Enabling&) const = default;
+    };
+
+    // TimelineView.cpp: what is shown.
+    void followEditor();
+    void followContent();
+    void followWork();
+    void followPosition();
+    /// Takes the editor's clips and the running take where they are others, or in any case; whether it took them.
+    bool takeContent(bool anyway = false);
+    void tellContent();
+    void placeClips();
+    /// Puts a draft in the place of the clip that it is of.
+    void showDraft(const Clip& draft);
+    void refreshEnabling();
+    [[nodiscard]] Enabling enabling() const;
+    [[nodiscard]] std::optional<std::size_t> displayedIndex(const UUID& clipID) const;
+    /// Length of what is there and of what is shown, whichever is longer; seconds.
+    [[nodiscard]] double longestDuration() const;
+    [[nodiscard]] const TimelineMarqueeLayout& frames() const;
+
+    // TimelineViewScrolling.cpp: the viewport.
+    void moveTo(QPointF origin);
+    [[nodiscard]] bool mayScroll() const;
+    [[nodiscard]] bool mayZoom() const;
+    /// Shows the rows' new lane at the bottom.
+    void revealNewLane(const std::vector<UUID>& before);
+    void revealRow(std::size_t index);
+    void wheelScroll(QPointF distance, bool isPixels);
+    void stopScrolling();
+    void cancelAnimatedSeek();
+    void stepAnimatedSeek();
+    /// Leaves the assets pane's choice, and goes to `seconds` on the timeline.
+    void seekTimeline(double seconds);
+
+    // TimelineViewPointer.cpp: presses, clicks, the rubber band, the scrub.
+    [[nodiscard]] QPointF contentPoint(QPointF point) const;
+    [[nodiscard]] std::optional<std::size_t> clipAt(QPointF contentPoint) const;
+    [[nodiscard]] TimelineGestures::ClipPart partAt(std::size_t index, QPointF contentPoint) const;
+    /// How far the pointer has come in the content.
+    [[nodiscard]] QPointF translation() const;
+    [[nodiscard]] bool isGesture() const;
+    void step();
+    void stepScrub(Editor& editor);
+    void stepMarquee(Editor& editor);
+    void click(const Press& press);
+    void remember(const Editor& editor);
+    void setCursor(Qt::CursorShape cursor);
+    void setHovered(std::optional<UUID> clip, std::optional<UUID> volumeClip);
+    void watchEdges();
+    void autoscroll();
+
+    // TimelineViewClips.cpp: what is done to clips.
+    void stepClip(Editor& editor);
+    bool decideClipGesture(Editor& editor);
+    void stepVolume();
+    void stepTrim(const Editor& editor);
+    void stepDrag(const Editor& editor, const Clip& clip);
+    void stepAudioDrag(const Editor& editor, const Clip& clip);
+    void stepVideoDrag(const Editor& editor, const Clip& clip);
+    void endClipGesture(Editor& editor);
+    void refreshInsertion();
+
+    // TimelineViewKeys.cpp.
+    bool pressPlainKey(Editor& editor, int key, bool isRepeat);
+    bool pressControlKey(Editor& editor, int key, bool extends);
+    bool escape(Editor& editor);
+    bool goToCut(const Editor& editor, bool forward);
+    bool trimToPlayhead(Editor& editor, TrimEdge edge);
+    bool selectBeside(Editor& editor, int columns, int rows, bool extends);
+
     std::shared_ptr<Workspace> workspace_;
     MainContext& context_;
     ReducedMotion reducedMotion_;
+    std::array<QMetaObject::Connection, 4> connections_;
+
+    // What is shown.
+    std::vector<Clip> clips_;
+    TimelinePlacement placement_;
+    int placements_ = 0;
+    /// What `clips_` were taken from.
+    ClipArray shownClips_;
+    std::optional<Clip> shownTake_;
+    mutable std::optional<TimelineMarqueeLayout> frames_;
+    // As announced last.
+    Enabling enabling_;
+    QString selectedVolume_;
+
+    // The viewport.
     double zoom_ = 1;
+    /// As announced last.
+    double lowestZoom_ = 1;
     double viewportWidth_ = 1000;
     QPointF origin_;
-    std::optional<TimelineInsertionLayout> insertionPreview_;
-    std::optional<QRectF> marqueeRect_;
-    std::optional<double> snapTime_;
+    std::optional<double> pinchStartZoom_;
+    /// The person scrolls: the playhead follows the track, and the track doesn't follow the playhead.
+    bool isScrolling_ = false;
+    Timer scrollEnd_;
+    Axis axis_ = Axis::undecided;
+    /// What two fingers have scrolled before an axis is clear.
+    QPointF undecided_;
+    std::optional<AnimatedSeek> animatedSeek_;
+
+    // Gestures.
+    std::optional<Press> press_;
+    std::optional<Before> before_;
+    /// The editor that was told of a gesture on a clip.
+    std::weak_ptr<Editor> interacting_;
     std::optional<UUID> dragging_;
+    double dragTranslation_ = 0;
+    double dragLaneTranslation_ = 0;
+    std::optional<UUID> dragAudioTrack_;
+    std::optional<std::ptrdiff_t> insertionIndex_;
+    std::optional<TimelineInsertionLayout> insertionPreview_;
+    std::optional<double> snapTime_;
     std::optional<Clip> trimOriginal_;
     std::optional<Clip> trimDraft_;
+    TrimEdge trimEdge_ = TrimEdge::start;
     std::optional<Clip> volumeOriginal_;
     std::optional<Clip> volumeDraft_;
+    std::optional<QRectF> marqueeRect_;
+    std::optional<double> scrubStartTime_;
+    /// Assets are dragged over the timeline.
+    bool isDropping_ = false;
+    std::optional<std::ptrdiff_t> dropIndex_;
+    /// When the pointer came to the viewport's edge, and when the track was last scrolled for it.
+    std::optional<std::chrono::nanoseconds> edgeSince_;
+    std::chrono::nanoseconds edgeMoved_{0};
+    Timer edgeTimer_;
+    bool isEdgeTimed_ = false;
     std::optional<UUID> hoveredClipID_;
     std::optional<UUID> hoveredVolumeClipID_;
     Qt::CursorShape cursor_ = Qt::ArrowCursor;

@@ -38,7 +38,7 @@ double ZoomRange::clamped(double zoom) const { return std::clamp(zoom, lower, up
 
 ZoomRange zoomRange(double viewportWidth, double duration) {
     const double fitting = std::max(viewportWidth, 1.0) / (std::max(duration, 1.0) * secondWidth);
-    return {std::min(fitting, 1.0), maximumZoom};
+    return {std::min(fitting, 1.0), TimelineMetrics::maximumZoom};
 }
 
 double contentWidth(double duration, double pointsPerSecond) { return std::max(duration * pointsPerSecond, 1.0); }
