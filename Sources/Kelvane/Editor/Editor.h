@@ -79,6 +79,8 @@ public:
     /// history and its place of play, and has neither a player nor pictures: what builds or loads them ends, and
     /// nothing begins to. When it is shown again both are made anew, as after a load. Harmless when it is so already.
     void setShown(bool shown);
+    /// What it was made with, for what works beside it on the same project.
+    [[nodiscard]] const EditorServices& services() const { return services_; }
 
     // The timeline's view state.
     double timelineZoom = 1;
