@@ -1,12 +1,12 @@
 #include "PreviewSurface.h"
 
 #include <QQuickWindow>
-#include <QSGImageNode>
-#include <QSGTexture>
 #include <cmath>
+#include <utility>
 
 #include "Platform/PictureFeed.h"
 #include "Timeline/Framing.h"
+#include "Views/ImageNode.h"
 
 namespace kelvane {
 
@@ -77,21 +77,8 @@ void PreviewSurface::itemChange(ItemChange change, const ItemChangeData& data) {
 }
 
 QSGNode* PreviewSurface::updatePaintNode(QSGNode* old, UpdatePaintNodeData*) {
-    auto* node = static_cast<QSGImageNode*>(old);
-    if (image_.isNull()) {
-        delete node;
-        return nullptr;
-    }
-    const bool isFirst = node == nullptr;
-    if (isFirst) {
-        node = window()->createImageNode();
-        node->setOwnsTexture(true);
-        node->setFiltering(QSGTexture::Linear);
-    }
-    if (isNew_ || isFirst) node->setTexture(window()->createTextureFromImage(image_, QQuickWindow::TextureIsOpaque));
-    isNew_ = false;
-    node->setRect(pictureRect());
-    return node;
+    return imageNode(*window(), old, image_, pictureRect(), std::exchange(isNew_, false),
+                     QQuickWindow::TextureIsOpaque);
 }
 
 }  // namespace kelvane

@@ -2,10 +2,9 @@
 
 #include <QPainter>
 #include <QQmlEngine>
-#include <QQuickWindow>
-#include <QSGImageNode>
 #include <utility>
 
+#include "Views/ImageNode.h"
 #include "Views/Theme.h"
 
 namespace kelvane {
@@ -164,21 +163,8 @@ void AudioWaveformView::paintSound(QPainter& painter, const QRect& part) const {
 }
 
 QSGNode* AudioWaveformView::updatePaintNode(QSGNode* old, UpdatePaintNodeData*) {
-    auto* node = static_cast<QSGImageNode*>(old);
-    if (image_.isNull()) {
-        delete node;
-        return nullptr;
-    }
-    const bool isFirst = node == nullptr;
-    if (isFirst) {
-        node = window()->createImageNode();
-        node->setOwnsTexture(true);
-        node->setFiltering(QSGTexture::Linear);
-    }
-    if (std::exchange(isTextureOld_, false) || isFirst)
-        node->setTexture(window()->createTextureFromImage(image_, QQuickWindow::TextureHasAlphaChannel));
-    node->setRect(part_);
-    return node;
+    return imageNode(*window(), old, image_, part_, std::exchange(isTextureOld_, false),
+                     QQuickWindow::TextureHasAlphaChannel);
 }
 
 void AudioWaveformView::geometryChange(const QRectF& now, const QRectF& before) {
