@@ -19,8 +19,10 @@ run_packages=(
     # Faces of the text on inspection pictures: Helvetica's measures, then names in any script, and emoji.
     fonts-liberation fonts-dejavu-core fonts-noto-core fonts-wqy-microhei fonts-noto-color-emoji
 )
-# pulseaudio is the tests' own sound server, xvfb their display, on which libxcb presses keys and sees what is shown.
-test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3 socat pulseaudio xvfb libxcb1-dev libxcb-xtest0-dev)
+# pulseaudio is the tests' own sound server, xvfb their display, on which libxcb presses keys and sees what is shown;
+# dbus-daemon and at-spi2-core are the session in which they read what a reader of the screen does.
+test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3 socat pulseaudio xvfb libxcb1-dev libxcb-xtest0-dev
+    dbus-daemon at-spi2-core)
 sanitizer_packages=(libclang-rt-19-dev)
 
 say() { printf '\033[1m%s\033[0m\n' "$*"; }

@@ -5,6 +5,7 @@
 #include <QQuickItem>
 
 #include "ProjectWindowView.h"
+#include "Views/Accessible/ItemAccessible.h"
 #include "Views/Preview/PreviewSurface.h"
 #include "Views/Waveform/AudioWaveformView.h"
 
@@ -85,6 +86,7 @@ PanelHost::Panel PanelHost::open(PanelQuestion& question, QString& error) const 
 }
 
 void registerWindowTypes() {
+    installAccessibleInterfaces();
     const auto* const made = "Made by the window.";
     qmlRegisterUncreatableType<ProjectWindowView>("Kelvane", 1, 0, "ProjectWindowView", made);
     qmlRegisterUncreatableType<PreviewView>("Kelvane", 1, 0, "PreviewView", made);

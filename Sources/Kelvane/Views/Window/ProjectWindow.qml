@@ -216,6 +216,8 @@ ApplicationWindow {
         modal: true
         visible: window.view.error.length > 0
         title: "Unable to Complete"
+        // What a reader of the screen is told that it is.
+        readonly property bool alert: true
         closePolicy: Popup.CloseOnEscape
         standardButtons: Dialog.Ok
         onAccepted: window.view.dismissError()
