@@ -174,6 +174,10 @@ public:
     /// another asset is hovered or the preview is built anew. A failure lands in `error`. Nothing while busy or
     /// playing, for an unknown id, and for a fraction that isn't finite.
     void previewAssetHover(const UUID& assetID, double fraction);
+    /// Shows the frame at an edge of a clip of the timeline that is being trimmed, as `draft` has it: the first that
+    /// stays, or the last. What it is built from stays as with assets, for all steps of a trim. One that can't be built
+    /// shows nothing; the preview's own build has the words for that. Nothing while busy or playing, and for audio.
+    void previewTrimHover(const Clip& draft, TrimEdge edge);
     /// Shows what was shown before the hover.
     void endHoverPreview();
 
@@ -496,9 +500,17 @@ private:
     void showBuiltPreview(const Result<EditedMediaPtr>& built);
 
     // EditorHover.cpp
+    /// Whose media a hover shows.
+    struct HoverSource {
+        bool isAsset = true;
+        UUID id;
+        bool operator==(const HoverSource&) const = default;
+    };
+    /// Shows the place at `seconds` of `clip`, which is `source`.
+    void hover(const HoverSource& source, const Clip& clip, const HoverPreview& preview, double seconds);
     static QCoro::Task<void> buildHover(std::weak_ptr<Editor> weak, MainContext* context, MediaPlatform* media,
-                                        Clip asset, std::stop_token stop);
-    void showBuiltHover(const UUID& assetID, const Result<EditedMediaPtr>& built);
+                                        Clip clip, HoverSource source, std::stop_token stop);
+    void showBuiltHover(const HoverSource& source, const Result<EditedMediaPtr>& built);
     /// Forgets what the hover player was built for.
     void dropHoverItem();
 
@@ -560,7 +572,9 @@ private:
     std::unique_ptr<Player> hoverPlayer_;
     std::optional<HoverPreview> hoverPreview_;
     /// Whose media the hover player holds or will hold.
-    std::optional<UUID> cachedHoverAssetID_;
+    std::optional<HoverSource> hoverSource_;
+    /// The place in it that is wanted, seconds.
+    double hoverTime_ = 0;
     /// Of a hover's build under way.
     std::stop_source hoverTask_{std::nostopstate};
     Timer previewTimer_;

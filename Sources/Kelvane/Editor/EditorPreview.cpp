@@ -177,6 +177,8 @@ bool Editor::isAudioPreview() const {
     const auto asset = hovered ? std::ranges::find(*assets_, *hovered, &Clip::id) : assets_->end();
     if (asset != assets_->end()) return asset->isAudio();
     if (const Clip* previewed = previewAsset()) return previewed->isAudio();
+    // The frame at a trimmed edge is a picture, wherever the playhead is.
+    if (hoverPreview_) return false;
     if (std::ranges::none_of(*clips_, &Clip::isAudio)) return false;
     const double video = placement().videoEnd();
     return video == 0 || video <= playhead_;
