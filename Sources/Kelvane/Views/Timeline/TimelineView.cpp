@@ -17,7 +17,8 @@ TimelineView::TimelineView(std::shared_ptr<Workspace> workspace, MainContext& co
 }
 
 TimelineView::~TimelineView() {
-    if (const auto editor = interacting_.lock()) editor->endInteraction();
+    blockSignals(true);
+    resetGesture();
 }
 
 // Following the project.

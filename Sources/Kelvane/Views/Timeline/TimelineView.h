@@ -289,7 +289,7 @@ private:
     void stepClip(Editor& editor);
     bool decideClipGesture(Editor& editor);
     void stepVolume();
-    void stepTrim(const Editor& editor);
+    void stepTrim(Editor& editor);
     void stepDrag(const Editor& editor, const Clip& clip);
     void stepAudioDrag(const Editor& editor, const Clip& clip);
     void stepVideoDrag(const Editor& editor, const Clip& clip);

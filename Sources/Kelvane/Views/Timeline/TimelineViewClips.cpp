@@ -58,7 +58,7 @@ void TimelineView::stepVolume() {
     Q_EMIT gestureChanged();
 }
 
-void TimelineView::stepTrim(const Editor& editor) {
+void TimelineView::stepTrim(Editor& editor) {
     const UUID& id = trimOriginal_->id;
     const auto targets = TimelineGestures::snapTargets(editor.clips(), editor.placement(), editor.playhead(), id);
     const TimelineGestures::Snapping snapping{targets, pointsPerSecond(), !(press_->modifiersNow & Qt::AltModifier)};
@@ -71,6 +71,7 @@ void TimelineView::stepTrim(const Editor& editor) {
     if (!isSame) {
         showDraft(trim.draft);
         tellContent();
+        editor.previewTrimHover(trim.draft, trimEdge_);
     }
     Q_EMIT gestureChanged();
 }

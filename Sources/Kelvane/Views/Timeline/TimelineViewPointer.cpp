@@ -284,7 +284,11 @@ void TimelineView::resetGesture() {
     isEdgeTimed_ = false;
     cancelAnimatedSeek();
     setCursor(Qt::ArrowCursor);
-    if (const auto editor = interacting_.lock()) editor->endInteraction();
+    if (const auto editor = interacting_.lock()) {
+        editor->endInteraction();
+        // The frame at a trimmed edge.
+        if (editor->hoverPreview() && !editor->assetHoverID()) editor->endHoverPreview();
+    }
     interacting_.reset();
     if (wasGesture && takeContent(hadDraft)) tellContent();
     if (wasGesture || wasDropping) Q_EMIT gestureChanged();
