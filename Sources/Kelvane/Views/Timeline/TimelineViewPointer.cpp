@@ -240,7 +240,9 @@ void TimelineView::stepMarquee(Editor& editor) {
 
 bool TimelineView::cancelGesture() {
     if (!isGesture()) {
+        if (!press_) return false;
         press_.reset();
+        leave();
         return false;
     }
     const auto before = std::exchange(before_, std::nullopt);

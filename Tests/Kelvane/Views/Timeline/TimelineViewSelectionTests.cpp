@@ -329,6 +329,17 @@ TEST_F(TimelineSelection, EscapeEndsAScrubWhereThePlayheadWas) {
     EXPECT_EQ(selected(), set({0}));
 }
 
+TEST_F(TimelineSelection, APressThatIsCancelledIsNoClick) {
+    for (const QPointF place : {at(7, 10), at(7, row(0)), empty(12)}) {
+        view->press(place, Qt::NoModifier);
+        EXPECT_FALSE(view->cancelGesture());
+        EXPECT_EQ(view->cursor(), Qt::ArrowCursor);
+        view->release(place, Qt::NoModifier);
+        EXPECT_EQ(editor->playhead(), 0);
+        EXPECT_EQ(selected(), set({0}));
+    }
+}
+
 TEST_F(TimelineSelection, AProjectThatTurnsBusyEndsAScrub) {
     beginDrag(at(7, 10), {32, 0});
     beBusy();
