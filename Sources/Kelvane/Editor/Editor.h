@@ -256,6 +256,8 @@ public:
     /// Replaces the timeline: one step of history, unless a gesture is running, and nothing is left to redo. Nothing
     /// while busy, and for an array that equals the present one by value. The clips must be valid.
     void commit(std::vector<Clip> clips);
+    /// Told behind an edit, an undo or a redo that an assistant asked for: these were the clips before it.
+    void noteAssistantEdit(const ClipArray& before) { Q_EMIT assistantEdited(before); }
     /// Commits the timeline with one clip changed by `change`, called once at most. Nothing for an unknown id, or when
     /// the result is no valid clip or the same.
     void update(const UUID& clipID, const std::function<void(Clip&)>& change);
@@ -381,6 +383,8 @@ Q_SIGNALS:
     void positionChanged();
     /// The players were made, or are gone. Sent at once.
     void playersChanged();
+    /// An assistant has changed the timeline, which held `before`. Sent at once.
+    void assistantEdited(const kelvane::ClipArray& before);
 
 private:
     Editor(const UUID& id, const std::optional<FileURL>& mediaDirectory, EditorServices services);

@@ -149,7 +149,11 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
             media = *std::move(built);
         }
         if (auto allowed = checkWrite(write.revision, write.epoch); !allowed) co_return fail(allowed.error());
-        editor_.lock()->commit(*target);
+        editor = editor_.lock();
+        const ClipArray before = editor->clipArray();
+        editor->commit(*target);
+        editor->noteAssistantEdit(before);
+        editor.reset();
     }
 
     auto state = projectState(write.compact);
@@ -171,10 +175,12 @@ QCoro::Task<Result<JSONObject>> AIAssistantSession::editTimeline(Write write) {
 
 Result<JSONObject> AIAssistantSession::travelHistory(const Write& write) {
     if (const auto editor = editor_.lock()) {
+        const ClipArray before = editor->clipArray();
         if (write.request.command == "undo")
             editor->undo();
         else
             editor->redo();
+        editor->noteAssistantEdit(before);
     }
     return projectState(write.compact);
 }
