@@ -14,8 +14,9 @@
 namespace kelvane {
 
 ApplicationWindow::ApplicationWindow(ProjectWindows& projects, std::shared_ptr<Workspace> workspace,
-                                     QQmlComponent& component, WindowPanels& panels)
-    : view_(projects, std::move(workspace)) {
+                                     QQmlComponent& component, WindowPanels& panels,
+                                     TimelineView::ReducedMotion reducedMotion)
+    : view_(projects, std::move(workspace), std::move(reducedMotion)) {
     std::unique_ptr<QObject> object(component.createWithInitialProperties({{"view", QVariant::fromValue(&view_)}}));
     window_.reset(qobject_cast<QQuickWindow*>(object.get()));
     if (!window_) return;
@@ -112,7 +113,8 @@ void KelvaneApp::sweepLeftovers() {
 bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
     auto workspace = projects_.workspace(id);
     const auto identity = workspace->id();
-    auto window = std::make_unique<ApplicationWindow>(projects_, workspace, *component_, panels_);
+    auto window = std::make_unique<ApplicationWindow>(projects_, workspace, *component_, panels_,
+                                                      [this] { return settings_.reducedMotion(); });
     if (!window->isOpen()) {
         qWarning("%s", qPrintable(component_->errorString()));
         projects_.unregister(workspace);

@@ -11,6 +11,7 @@
 #include "IncomingURLs.h"
 #include "Inspection/AudioWaveformCache.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
+#include "Platform/DesktopSettings.h"
 #include "Platform/PulseSoundRecorder.h"
 #include "Platform/QtMainContext.h"
 #include "Support/UnfinishedWork.h"
@@ -27,7 +28,7 @@ class ApplicationWindow final : public QObject, public PlatformWindow {
 
 public:
     ApplicationWindow(ProjectWindows& projects, std::shared_ptr<Workspace> workspace, QQmlComponent& component,
-                      WindowPanels& panels);
+                      WindowPanels& panels, TimelineView::ReducedMotion reducedMotion);
     ~ApplicationWindow() override;
 
     [[nodiscard]] bool isOpen() const { return window_ != nullptr; }
@@ -98,6 +99,7 @@ private:
     std::shared_ptr<PulseConnection> sound_ = std::make_shared<PulseConnection>(context_);
     PulseSoundRecording recording_{sound_, media_};
     WindowPanels panels_;
+    DesktopSettings settings_;
     QQmlEngine engine_;
     std::unique_ptr<QQmlComponent> component_;
     ProjectWindows projects_;

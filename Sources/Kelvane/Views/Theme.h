@@ -1,13 +1,171 @@
 #pragma once
 
-#include <QRgb>
+#include <QColor>
+#include <QFont>
+#include <QObject>
 
-/// The window's colours by what they stand for, for what is painted rather than laid out.
-namespace kelvane::Theme {
+#include "Views/Timeline/TimelineMetrics.h"
 
-/// The main action, selection, focus, and sound.
-inline constexpr QRgb accent = 0xff4ecdb8;
-/// What is being recorded.
-inline constexpr QRgb record = 0xffff5a52;
+namespace kelvane {
 
-}  // namespace kelvane::Theme
+/// A colour written as 0xRRGGBB.
+constexpr QColor themeColor(unsigned int value, double opacity = 1) {
+    return {static_cast<int>(value >> 16 & 0xff), static_cast<int>(value >> 8 & 0xff), static_cast<int>(value & 0xff),
+            static_cast<int>(255 * opacity + 0.5)};
+}
+
+/// The one home of the window's colours, type, sizes and times, for what is painted and, as the singleton "Theme", for
+/// what is laid out. Colours are named by what they stand for; lengths are points, times milliseconds. Constant; any
+/// thread.
+class Theme final : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QColor stage MEMBER stage CONSTANT)
+    Q_PROPERTY(QColor track MEMBER track CONSTANT)
+    Q_PROPERTY(QColor window MEMBER window CONSTANT)
+    Q_PROPERTY(QColor panel MEMBER panel CONSTANT)
+    Q_PROPERTY(QColor raised MEMBER raised CONSTANT)
+    Q_PROPERTY(QColor control MEMBER control CONSTANT)
+    Q_PROPERTY(QColor controlHover MEMBER controlHover CONSTANT)
+    Q_PROPERTY(QColor controlPressed MEMBER controlPressed CONSTANT)
+    Q_PROPERTY(QColor tip MEMBER tip CONSTANT)
+    Q_PROPERTY(QColor tipButton MEMBER tipButton CONSTANT)
+    Q_PROPERTY(QColor text1 MEMBER text1 CONSTANT)
+    Q_PROPERTY(QColor text2 MEMBER text2 CONSTANT)
+    Q_PROPERTY(QColor text3 MEMBER text3 CONSTANT)
+    Q_PROPERTY(QColor text4 MEMBER text4 CONSTANT)
+    Q_PROPERTY(QColor accent MEMBER accent CONSTANT)
+    Q_PROPERTY(QColor accentHover MEMBER accentHover CONSTANT)
+    Q_PROPERTY(QColor accentPressed MEMBER accentPressed CONSTANT)
+    Q_PROPERTY(QColor onAccent MEMBER onAccent CONSTANT)
+    Q_PROPERTY(QColor danger MEMBER danger CONSTANT)
+    Q_PROPERTY(QColor record MEMBER record CONSTANT)
+    Q_PROPERTY(QColor line MEMBER line CONSTANT)
+    Q_PROPERTY(QColor lineStrong MEMBER lineStrong CONSTANT)
+    Q_PROPERTY(QColor edge MEMBER edge CONSTANT)
+    Q_PROPERTY(QColor groove MEMBER groove CONSTANT)
+    Q_PROPERTY(QColor fill MEMBER fill CONSTANT)
+    Q_PROPERTY(QColor knob MEMBER knob CONSTANT)
+    Q_PROPERTY(QColor scrim MEMBER scrim CONSTANT)
+    Q_PROPERTY(QFont smallFont READ smallFont CONSTANT)
+    Q_PROPERTY(QFont captionFont READ captionFont CONSTANT)
+    Q_PROPERTY(QFont bodyFont READ bodyFont CONSTANT)
+    Q_PROPERTY(QFont buttonFont READ buttonFont CONSTANT)
+    Q_PROPERTY(QFont titleFont READ titleFont CONSTANT)
+    Q_PROPERTY(QFont cardTitleFont READ cardTitleFont CONSTANT)
+    Q_PROPERTY(QFont countdownFont READ countdownFont CONSTANT)
+    Q_PROPERTY(double headerHeight MEMBER headerHeight CONSTANT)
+    Q_PROPERTY(double toolbarHeight MEMBER toolbarHeight CONSTANT)
+    Q_PROPERTY(double rulerHeight MEMBER rulerHeight CONSTANT)
+    Q_PROPERTY(double controlRadius MEMBER controlRadius CONSTANT)
+    Q_PROPERTY(double menuRadius MEMBER menuRadius CONSTANT)
+    Q_PROPERTY(double previewRadius MEMBER previewRadius CONSTANT)
+    Q_PROPERTY(double sheetRadius MEMBER sheetRadius CONSTANT)
+    Q_PROPERTY(double focusRing MEMBER focusRing CONSTANT)
+    Q_PROPERTY(int fillIn MEMBER fillIn CONSTANT)
+    Q_PROPERTY(int fillOut MEMBER fillOut CONSTANT)
+    Q_PROPERTY(int tipDelay MEMBER tipDelay CONSTANT)
+    Q_PROPERTY(int tipFade MEMBER tipFade CONSTANT)
+    Q_PROPERTY(double busyOpacity MEMBER busyOpacity CONSTANT)
+
+public:
+    /// Around the preview.
+    static constexpr QColor stage = themeColor(0x0d0e10);
+    /// The timeline's viewport.
+    static constexpr QColor track = themeColor(0x121316);
+    /// The projects home, and fields of text.
+    static constexpr QColor window = themeColor(0x141518);
+    static constexpr QColor panel = themeColor(0x1a1c1f);
+    /// Sheets, menus, and cards that are hovered.
+    static constexpr QColor raised = themeColor(0x222529);
+    static constexpr QColor control = themeColor(0x2b2e33);
+    static constexpr QColor controlHover = themeColor(0x353940);
+    static constexpr QColor controlPressed = themeColor(0x24272b);
+    static constexpr QColor tip = themeColor(0x33373d);
+    static constexpr QColor tipButton = themeColor(0x444950);
+    /// Titles, labels, and icons that act.
+    static constexpr QColor text1 = themeColor(0xecedef);
+    /// Values and captions.
+    static constexpr QColor text2 = themeColor(0xa9aeb6);
+    /// Counts, dates, placeholders; never on `control`.
+    static constexpr QColor text3 = themeColor(0x8a9099);
+    /// What is disabled.
+    static constexpr QColor text4 = themeColor(0x5d626a);
+    /// The main action, selection, focus, landing places, and sound.
+    static constexpr QColor accent = themeColor(0x4ecdb8);
+    static constexpr QColor accentHover = themeColor(0x68dbc8);
+    static constexpr QColor accentPressed = themeColor(0x3bb5a1);
+    static constexpr QColor onAccent = themeColor(0x06211d);
+    static constexpr QColor danger = themeColor(0xff7a73);
+    /// What is being recorded.
+    static constexpr QColor record = themeColor(0xff5a52);
+    /// The line of a snap, and warnings.
+    static constexpr QColor snap = themeColor(0xffc857);
+    /// The playhead, grips, and the capsule of a volume.
+    static constexpr QColor playhead = themeColor(0xf4f5f6);
+    static constexpr QColor playheadRim = themeColor(0x000000, 0.45);
+    /// Body of a sound clip, and its name.
+    static constexpr QColor audioClip = themeColor(0x1c3431);
+    static constexpr QColor audioName = themeColor(0xd6efea);
+    static constexpr QColor lane = themeColor(0xffffff, 0.028);
+    static constexpr QColor ruler = themeColor(0xffffff, 0.05);
+    static constexpr QColor tick = themeColor(0xffffff, 0.18);
+    static constexpr QColor line = themeColor(0xffffff, 0.08);
+    static constexpr QColor lineStrong = themeColor(0xffffff, 0.16);
+    /// Rim of every picture, inside it.
+    static constexpr QColor edge = themeColor(0xffffff, 0.1);
+    /// Inside the ring of a selection.
+    static constexpr QColor selectionInset = themeColor(0x000000, 0.52);
+    static constexpr QColor groove = themeColor(0x3a3e45);
+    static constexpr QColor fill = themeColor(0xb9bec6);
+    static constexpr QColor knob = themeColor(0xf1f2f4);
+    static constexpr QColor scrim = themeColor(0x060708, 0.56);
+    /// Under the length of a clip.
+    static constexpr QColor badge = themeColor(0x0a0b0c, 0.86);
+    /// Over a clip that an assistant has changed, and its rim.
+    static constexpr QColor highlight = themeColor(0xffffff, 0.18);
+    static constexpr QColor highlightRim = themeColor(0xffffff, 0.8);
+
+    static constexpr double ghostOpacity = 0.35;
+    static constexpr double volumeShade = 0.45;
+    static constexpr double volumeLine = 0.65;
+    static constexpr double mutedVolumeLine = 0.35;
+    /// A sound's shape on a lane, and by itself over its background.
+    static constexpr double laneSoundFill = 0.4;
+    static constexpr double laneSoundLine = 0.65;
+    static constexpr double soundFill = 0.65;
+    static constexpr double soundBackground = 0.18;
+    /// The timeline while it can't be edited.
+    static constexpr double busyOpacity = 0.5;
+
+    static constexpr double headerHeight = 44;
+    static constexpr double toolbarHeight = 40;
+    static constexpr double rulerHeight = TimelineMetrics::rulerHeight;
+    static constexpr double clipRadius = 6;
+    static constexpr double controlRadius = 7;
+    static constexpr double menuRadius = 9;
+    static constexpr double previewRadius = 10;
+    static constexpr double sheetRadius = 12;
+    /// Width of the ring of the keyboard's focus, and of its gap.
+    static constexpr double focusRing = 2;
+
+    static constexpr int fillIn = 80;
+    static constexpr int fillOut = 120;
+    static constexpr int tipDelay = 600;
+    static constexpr int tipFade = 100;
+
+    explicit Theme(QObject* parent = nullptr) : QObject(parent) {}
+
+    static QFont font(int pixels, QFont::Weight weight = QFont::Normal);
+    static QFont rulerFont() { return font(10); }
+    static QFont smallFont() { return font(11); }
+    static QFont smallMediumFont() { return font(11, QFont::Medium); }
+    static QFont smallTitleFont() { return font(11, QFont::DemiBold); }
+    static QFont captionFont() { return font(12); }
+    static QFont bodyFont() { return font(13); }
+    static QFont buttonFont() { return font(13, QFont::Medium); }
+    static QFont titleFont() { return font(13, QFont::DemiBold); }
+    static QFont cardTitleFont() { return font(15, QFont::DemiBold); }
+    static QFont countdownFont() { return font(56, QFont::DemiBold); }
+};
+
+}  // namespace kelvane

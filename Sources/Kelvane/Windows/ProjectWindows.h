@@ -36,6 +36,8 @@ public:
     ~ProjectWindows() override;
 
     [[nodiscard]] ProjectLibrary& library() { return library_; }
+    /// The main thread and its clock.
+    [[nodiscard]] MainContext& context() const { return *services_.context; }
     /// Reads the library's rows again.
     QCoro::Task<void> reload();
     /// Text of the alert "Unable to Complete".

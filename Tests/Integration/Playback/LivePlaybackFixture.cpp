@@ -155,14 +155,18 @@ int LivePlayback::codeInspectedAt(double seconds) {
     return numbered::codeIn(sheetOf(seconds).part({tile_->x + tile_->width / 2, tile_->y, 1, tile_->height}));
 }
 
-std::optional<ScreenRect> LivePlayback::findKnob() const {
-    // Lighter than all around it, and wider than a letter's line.
-    constexpr int knob = 12;
-    const ScreenRect below{window->rect().x, picture_.y + picture_.height + 1, window->rect().width / 2, 50};
+std::optional<ScreenRect> LivePlayback::findPlayhead() const {
+    // It stands in the window's middle. Its head is wider than a letter's line, and lighter than all around it.
+    constexpr int head = 9;
+    constexpr int around = 16;
+    const ScreenRect& whole = window->rect();
+    const int top = picture_.y + picture_.height + 1;
+    const ScreenRect below{whole.x + whole.width / 2 - around, top, 2 * around, whole.y + whole.height - top};
     const ScreenImage image = window->screen().image(below);
+    if (image.pixels.empty()) return std::nullopt;
     for (int y = 0; y < image.height; ++y) {
         const auto [x, width] = numbered::lightStretch(image, y);
-        if (width >= knob) return ScreenRect{below.x + x, below.y + y, width, width};
+        if (width >= head) return ScreenRect{below.x + x, below.y + y, width, width};
     }
     return std::nullopt;
 }

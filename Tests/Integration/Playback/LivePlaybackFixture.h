@@ -55,8 +55,8 @@ protected:
     double expectRest();
     /// The code of the frame that an assistant is shown of a time of the timeline.
     [[nodiscard]] int codeInspectedAt(double seconds);
-    /// Where the knob of the slider under the picture is, in points of the screen.
-    [[nodiscard]] std::optional<ScreenRect> findKnob() const;
+    /// Where the head of the playhead is, in the timeline's ruler, in points of the screen.
+    [[nodiscard]] std::optional<ScreenRect> findPlayhead() const;
 
     TempFolder folder;
     SoundServer sound;

@@ -108,14 +108,14 @@ TEST_F(LivePlayback, RestsAtTheExactFrameWhereverItIsStopped) {
 
     // By hand, there and back again.
     window->setActive(true);
-    const auto knob = findKnob();
-    ASSERT_TRUE(knob);
-    const int row = knob->y + 2;
-    window->pointAt(knob->x + knob->width / 2, row);
+    const auto head = findPlayhead();
+    ASSERT_TRUE(head);
+    const int row = head->y + 2;
+    window->pointAt(head->x + head->width / 2, row);
     window->hold(true);
     for (const int to : {40, -60}) {
         const double before = playhead();
-        window->pointAt(knob->x + to, row);
+        window->pointAt(head->x + to, row);
         EXPECT_TRUE(eventually([&] { return playhead() != before; }));
     }
     window->hold(false);

@@ -20,6 +20,8 @@ constexpr int sampleRate = 48000;
 /// Between them, a bar is neither.
 constexpr int darkest = 70;
 constexpr int lightest = 185;
+/// Points by which a round corner narrows a picture at its upper and lower end.
+constexpr int roundest = 12;
 
 /// Whether a bar of a frame is lit, from the top.
 bool isLit(int code, int bar) { return ((code >> (7 - bar % 8) & 1) != 0) == (bar < 8); }
@@ -141,6 +143,13 @@ std::optional<ScreenRect> findPicture(const ScreenImage& image) {
         const auto [x, width] = lightStretch(image, y);
         if (width < least) continue;
         if (!found) found = ScreenRect{x, y, width, 0};
+        // Its corners may be round. The timeline below shows pictures of its own.
+        const bool isCentred = std::abs(2 * x + width - 2 * found->x - found->width) <= 4;
+        if (!isCentred || std::abs(width - found->width) > 2 * roundest) continue;
+        if (width > found->width) {
+            found->x = x;
+            found->width = width;
+        }
         found->height = y + 1 - found->y;
     }
     if (!found || found->height < found->width * 3 / 2) return std::nullopt;

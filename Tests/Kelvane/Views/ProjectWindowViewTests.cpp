@@ -281,14 +281,14 @@ TEST_F(ProjectWindowSurfaceTests, ABusyWindowStaysOpenAndItsWayHomeIsShut) {
     EXPECT_EQ(button("Undo"), nullptr);
     const auto editor = openClip();
     EXPECT_TRUE(isEnabled("Projects"));
+    EXPECT_TRUE(isEnabled("Export"));
     EXPECT_FALSE(isEnabled("Undo"));
     edit(*editor);
     context.runPosted();
     EXPECT_TRUE(isEnabled("Undo"));
     beginImport(*editor);
     context.runPosted();
-    for (const char* label : {"Projects", "Import Videos…", "Undo", "Export Video…"})
-        EXPECT_FALSE(isEnabled(label)) << label;
+    for (const char* label : {"Projects", "Import Videos…", "Undo", "Export"}) EXPECT_FALSE(isEnabled(label)) << label;
     EXPECT_FALSE(window()->close());
     EXPECT_TRUE(window()->isVisible());
     context.settle();

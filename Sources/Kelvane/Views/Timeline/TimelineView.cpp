@@ -36,6 +36,7 @@ void TimelineView::followEditor() {
             connect(editor.get(), &Editor::selectionChanged, this,
                     [this] {
                         refreshEnabling();
+                        refreshVolume();
                         Q_EMIT selectionChanged();
                     }),
             connect(editor.get(), &Editor::workChanged, this, &TimelineView::followWork),
@@ -137,11 +138,15 @@ void TimelineView::tellContent() {
         lowestZoom_ = lowest;
         Q_EMIT scaleChanged();
     }
-    if (const QString volume = selectedVolume(); volume != selectedVolume_) {
-        selectedVolume_ = volume;
-        Q_EMIT selectedVolumeChanged();
-    }
+    refreshVolume();
     refreshEnabling();
+}
+
+void TimelineView::refreshVolume() {
+    const QString volume = selectedVolume();
+    if (volume == selectedVolume_) return;
+    selectedVolume_ = volume;
+    Q_EMIT selectedVolumeChanged();
 }
 
 // What is shown.

@@ -91,6 +91,9 @@ public:
     [[nodiscard]] const std::optional<Clip>& volumeDraft() const { return volumeDraft_; }
     [[nodiscard]] const std::optional<UUID>& hoveredClipID() const { return hoveredClipID_; }
     [[nodiscard]] const std::optional<UUID>& hoveredVolumeClipID() const { return hoveredVolumeClipID_; }
+    /// The clip that is drawn under this point, where it stands without a gesture; none where there is none.
+    [[nodiscard]] std::optional<UUID> clipIDAt(QPointF point) const;
+    [[nodiscard]] bool reducedMotion() const { return reducedMotion_ && reducedMotion_(); }
     [[nodiscard]] bool isEditingClip() const { return dragging_ || trimOriginal_ || volumeOriginal_; }
     [[nodiscard]] Qt::CursorShape cursor() const { return cursor_; }
     [[nodiscard]] QString clipCount() const;
@@ -248,6 +251,7 @@ private:
     /// Puts a draft in the place of the clip that it is of.
     void showDraft(const Clip& draft);
     void refreshEnabling();
+    void refreshVolume();
     [[nodiscard]] Enabling enabling() const;
     [[nodiscard]] std::optional<std::size_t> displayedIndex(const UUID& clipID) const;
     /// Length of what is there and of what is shown, whichever is longer; seconds.

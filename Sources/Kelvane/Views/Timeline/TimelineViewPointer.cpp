@@ -47,6 +47,11 @@ std::optional<std::size_t> TimelineView::clipAt(QPointF point) const {
     return std::nullopt;
 }
 
+std::optional<UUID> TimelineView::clipIDAt(QPointF point) const {
+    const auto index = point.y() >= rulerHeight ? clipAt(contentPoint(point)) : std::nullopt;
+    return index ? std::optional(clips_[*index].id) : std::nullopt;
+}
+
 TimelineGestures::ClipPart TimelineView::partAt(std::size_t index, QPointF point) const {
     const QRectF frame = TimelineViewportLayout::clipFrame(placement_, index, pointsPerSecond());
     return TimelineGestures::clipPart(point.x() - frame.left(), point.y() - frame.top(), frame.width(),

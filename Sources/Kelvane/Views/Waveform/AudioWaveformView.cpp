@@ -13,18 +13,14 @@ namespace {
 
 constexpr const char* sharedCache = "audioWaveformCache";
 
-constexpr double overlayFill = 0.4;
-constexpr double overlayLine = 0.65;
-constexpr double ownFill = 0.65;
-constexpr double ownBackground = 0.18;
 /// Points of the mark of a recording, across and from the upper left corner.
 constexpr double markSize = 6;
 constexpr double markMargin = 6;
 /// Points painted beyond what is seen, so that not each step of a scroll paints.
 constexpr int imageMargin = 256;
 
-QColor color(QRgb opaque, double opacity = 1) {
-    QColor color(opaque);
+QColor accent(double opacity) {
+    QColor color = Theme::accent;
     color.setAlphaF(static_cast<float>(opacity));
     return color;
 }
@@ -33,6 +29,11 @@ QColor color(QRgb opaque, double opacity = 1) {
 
 void shareWaveforms(QQmlEngine& engine, AudioWaveformCache& cache) {
     engine.setProperty(sharedCache, QVariant::fromValue(&cache));
+}
+
+AudioWaveformCache* sharedWaveforms(const QObject& madeByEngine) {
+    const QQmlEngine* engine = qmlEngine(&madeByEngine);
+    return engine != nullptr ? engine->property(sharedCache).value<AudioWaveformCache*>() : nullptr;
 }
 
 AudioWaveformView::AudioWaveformView(QQuickItem* parent) : QQuickItem(parent) {
@@ -89,8 +90,7 @@ void AudioWaveformView::load() {
     peaks_.reset();
     isHeldBack_ = livePeaks_.has_value();
     if (isHeldBack_ || clip_.url.empty()) return;
-    const QQmlEngine* engine = qmlEngine(this);
-    auto* cache = engine != nullptr ? engine->property(sharedCache).value<AudioWaveformCache*>() : nullptr;
+    AudioWaveformCache* cache = sharedWaveforms(*this);
     if (cache != nullptr) take(this, cache, clip_.url, load_);
 }
 
@@ -140,11 +140,11 @@ QImage AudioWaveformView::painted(const QRect& part) const {
                   image.height() / static_cast<double>(part.height()));
     painter.translate(-part.topLeft());
     painter.setClipRect(boundingRect());
-    if (!overlay_) painter.fillRect(boundingRect(), color(Theme::accent, ownBackground));
+    if (!overlay_) painter.fillRect(boundingRect(), accent(Theme::soundBackground));
     paintSound(painter, part);
     if (isRecording_) {
         painter.setPen(Qt::NoPen);
-        painter.setBrush(color(Theme::record));
+        painter.setBrush(Theme::record);
         painter.drawEllipse(QRectF(markMargin, markMargin, markSize, markSize));
     }
     return image;
@@ -154,11 +154,11 @@ void AudioWaveformView::paintSound(QPainter& painter, const QRect& part) const {
     const QPolygonF points = outline_.pointsBetween(part.left(), part.right() + 1);
     if (points.isEmpty()) return;
     painter.setPen(Qt::NoPen);
-    painter.setBrush(color(Theme::accent, overlay_ ? overlayFill : ownFill));
+    painter.setBrush(accent(overlay_ ? Theme::laneSoundFill : Theme::soundFill));
     painter.drawPolygon(outline_.shapeOver(points));
     if (!overlay_) return;
     painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(color(Theme::accent, overlayLine), 1, Qt::SolidLine, Qt::FlatCap, Qt::RoundJoin));
+    painter.setPen(QPen(accent(Theme::laneSoundLine), 1, Qt::SolidLine, Qt::FlatCap, Qt::RoundJoin));
     painter.drawPolyline(points);
 }
 

@@ -19,6 +19,8 @@ namespace kelvane {
 /// Lets the waveforms that `engine` makes ask `cache`, the one of the application, which outlives them. Before it is
 /// called, and without an engine, they show live peaks alone.
 void shareWaveforms(QQmlEngine& engine, AudioWaveformCache& cache);
+/// The one that the engine of this object was given; null where it was given none.
+AudioWaveformCache* sharedWaveforms(const QObject& madeByEngine);
 
 /// Draws the sound of the stretch of a file that a clip shows (see waveformOutline). The file's peaks are asked for
 /// when the item is shown first and whenever it gets a clip of another file. What comes for a former file is dropped,

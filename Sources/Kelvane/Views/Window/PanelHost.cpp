@@ -6,7 +6,10 @@
 
 #include "ProjectWindowView.h"
 #include "Views/Accessible/ItemAccessible.h"
+#include "Views/Controls/Icon.h"
 #include "Views/Preview/PreviewSurface.h"
+#include "Views/Theme.h"
+#include "Views/Timeline/TimelineSurface.h"
 #include "Views/Waveform/AudioWaveformView.h"
 
 namespace kelvane {
@@ -91,6 +94,10 @@ void registerWindowTypes() {
     qmlRegisterUncreatableType<ProjectWindowView>("Kelvane", 1, 0, "ProjectWindowView", made);
     qmlRegisterUncreatableType<PreviewView>("Kelvane", 1, 0, "PreviewView", made);
     qmlRegisterType<PreviewSurface>("Kelvane", 1, 0, "PreviewSurface");
+    qmlRegisterUncreatableType<TimelineView>("Kelvane", 1, 0, "TimelineView", made);
+    qmlRegisterType<TimelineSurface>("Kelvane", 1, 0, "TimelineSurface");
+    qmlRegisterType<Icon>("Kelvane", 1, 0, "Icon");
+    qmlRegisterSingletonType<Theme>("Kelvane", 1, 0, "Theme", [](QQmlEngine*, QJSEngine*) { return new Theme; });
     qmlRegisterType<AudioWaveformView>("Kelvane", 1, 0, "AudioWaveformView");
     qmlRegisterUncreatableType<FilesQuestion>("Kelvane", 1, 0, "FilesQuestion", made);
     qmlRegisterUncreatableType<DestinationQuestion>("Kelvane", 1, 0, "DestinationQuestion", made);

@@ -4,21 +4,18 @@
 #include <QPointer>
 #include <utility>
 
-#include "Timeline/TimeLabel.h"
-#include "Timeline/TimelineLayout.h"
-
 namespace kelvane {
 
 namespace {
 QString text(const std::string& string) { return QString::fromStdString(string); }
-
-QString counted(std::size_t count, const QString& one, const QString& many) {
-    return QStringLiteral("%1 %2").arg(count).arg(count == 1 ? one : many);
-}
 }  // namespace
 
-ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Workspace> workspace)
-    : windows_(windows), workspace_(std::move(workspace)), preview_(workspace_) {
+ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Workspace> workspace,
+                                     TimelineView::ReducedMotion reducedMotion)
+    : windows_(windows),
+      workspace_(std::move(workspace)),
+      preview_(workspace_),
+      timeline_(workspace_, windows.context(), std::move(reducedMotion)) {
     connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
     connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::refreshDerived);
     connect(&windows_, &ProjectWindows::workChanged, this, &ProjectWindowView::copyingChanged);
@@ -39,11 +36,11 @@ void ProjectWindowView::followEditor() {
     }
     refreshContent();
     refreshWork();
+    if (workspace_->editor()) Q_EMIT projectShown();
 }
 
 void ProjectWindowView::refreshContent() {
     const auto editor = workspace_->editor();
-    clips_.setClips(editor ? editor->clipArray() : nullptr);
     windows_.updateWindow(*workspace_, editor && editor->isDirty());
     Q_EMIT contentChanged();
     refreshDerived();
@@ -75,14 +72,6 @@ QString ProjectWindowView::title() const {
     return showsHome() ? QStringLiteral("Projects") : text(workspace_->editor()->title());
 }
 
-QString ProjectWindowView::summary() const {
-    const auto editor = workspace_->editor();
-    if (!editor) return {};
-    const auto length = text(timeLabel(TimelineLayout::duration(editor->clips())));
-    return counted(editor->clips().size(), tr("clip"), tr("clips")) + " · " + length + " · " +
-           counted(editor->assets().size(), tr("asset"), tr("assets"));
-}
-
 QString ProjectWindowView::status() const {
     const auto editor = workspace_->editor();
     if (!editor) return {};
@@ -92,6 +81,8 @@ QString ProjectWindowView::status() const {
     if (editor->saveFailed()) return tr("Not saved");
     return editor->isDirty() ? tr("Saving…") : tr("Saved");
 }
+
+bool ProjectWindowView::unsaved() const { return workspace_->editor() && workspace_->editor()->saveFailed(); }
 
 double ProjectWindowView::progress() const {
     return workspace_->editor() ? static_cast<double>(workspace_->editor()->exportProgress()) : 0;
@@ -191,15 +182,20 @@ void ProjectWindowView::chooseProject() { windows_.chooseProject(workspace_); }
 void ProjectWindowView::showHome() { windows_.showHome(workspace_); }
 
 void ProjectWindowView::importMedia() {
-    if (const auto editor = workspace_->editor()) editor->importFiles();
+    if (const auto editor = editorToChange()) editor->importFiles();
+}
+
+std::shared_ptr<Editor> ProjectWindowView::editorToChange() {
+    timeline_.resetGesture();
+    return workspace_->editor();
 }
 
 void ProjectWindowView::undo() {
-    if (const auto editor = workspace_->editor()) editor->undo();
+    if (const auto editor = editorToChange()) editor->undo();
 }
 
 void ProjectWindowView::redo() {
-    if (const auto editor = workspace_->editor()) editor->redo();
+    if (const auto editor = editorToChange()) editor->redo();
 }
 
 void ProjectWindowView::save() {

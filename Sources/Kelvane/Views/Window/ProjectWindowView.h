@@ -6,9 +6,9 @@
 #include <array>
 #include <memory>
 
-#include "ClipListModel.h"
 #include "Views/Home/ProjectListModel.h"
 #include "Views/Preview/PreviewView.h"
+#include "Views/Timeline/TimelineView.h"
 #include "Windows/ProjectWindows.h"
 
 namespace kelvane {
@@ -18,12 +18,13 @@ class ProjectWindowView final : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool showsHome READ showsHome NOTIFY contentChanged)
     Q_PROPERTY(QString title READ title NOTIFY contentChanged)
-    Q_PROPERTY(QString summary READ summary NOTIFY contentChanged)
     Q_PROPERTY(bool edited READ edited NOTIFY contentChanged)
     Q_PROPERTY(double progress READ progress NOTIFY workChanged)
     Q_PROPERTY(bool busy READ busy NOTIFY workChanged)
     Q_PROPERTY(bool exporting READ exporting NOTIFY workChanged)
     Q_PROPERTY(QString status READ status NOTIFY statusChanged)
+    /// Whether changes could not be saved.
+    Q_PROPERTY(bool unsaved READ unsaved NOTIFY statusChanged)
     Q_PROPERTY(bool canUndo READ canUndo NOTIFY enablingChanged)
     Q_PROPERTY(bool canRedo READ canRedo NOTIFY enablingChanged)
     Q_PROPERTY(bool canExport READ canExport NOTIFY enablingChanged)
@@ -37,16 +38,18 @@ class ProjectWindowView final : public QObject {
     /// Text of the alert "Unable to Complete"; empty when there is none.
     Q_PROPERTY(QString error READ error NOTIFY errorChanged)
     Q_PROPERTY(kelvane::PreviewView* preview READ preview CONSTANT)
-    Q_PROPERTY(QAbstractItemModel* clips READ clips CONSTANT)
+    Q_PROPERTY(kelvane::TimelineView* timeline READ timeline CONSTANT)
     Q_PROPERTY(QAbstractItemModel* projects READ projects CONSTANT)
 
 public:
-    ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Workspace> workspace);
+    /// `reducedMotion` is the desktop's setting; none means that it isn't set.
+    ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Workspace> workspace,
+                      TimelineView::ReducedMotion reducedMotion = {});
 
     [[nodiscard]] bool showsHome() const;
     [[nodiscard]] QString title() const;
-    [[nodiscard]] QString summary() const;
     [[nodiscard]] QString status() const;
+    [[nodiscard]] bool unsaved() const;
     [[nodiscard]] double progress() const;
     [[nodiscard]] bool edited() const;
     [[nodiscard]] bool busy() const;
@@ -63,7 +66,7 @@ public:
     [[nodiscard]] double copyingProgress() const;
     [[nodiscard]] QString error() const;
     [[nodiscard]] PreviewView* preview() { return &preview_; }
-    [[nodiscard]] QAbstractItemModel* clips() { return &clips_; }
+    [[nodiscard]] TimelineView* timeline() { return &timeline_; }
     [[nodiscard]] QAbstractItemModel* projects() { return &projects_; }
     [[nodiscard]] const std::shared_ptr<Workspace>& workspace() const { return workspace_; }
 
@@ -92,6 +95,8 @@ Q_SIGNALS:
 
     /// Which project is shown, or its content.
     void contentChanged();
+    /// A project has come to be shown.
+    void projectShown();
     /// How far its work is.
     void workChanged();
     // Those that content and work both bear on are sent when their values are others.
@@ -126,12 +131,14 @@ private:
     /// Sends the signals of what content and work both bear on.
     void refreshDerived();
     void refreshProjects();
+    // A command that changes the project ends a gesture under way first.
+    [[nodiscard]] std::shared_ptr<Editor> editorToChange();
 
     ProjectWindows& windows_;
     std::shared_ptr<Workspace> workspace_;
     std::array<QMetaObject::Connection, 2> editorConnections_;
     PreviewView preview_;
-    ClipListModel clips_;
+    TimelineView timeline_;
     ProjectListModel projects_;
     // As announced last.
     Enabling enabling_;

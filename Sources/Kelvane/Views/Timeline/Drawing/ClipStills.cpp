@@ -1,0 +1,73 @@
+#include "ClipStills.h"
+
+#include <QPainter>
+#include <cmath>
+
+#include "Views/Timeline/TimelineMetrics.h"
+
+namespace kelvane {
+
+namespace {
+
+/// The picture's own pixels, which it must outlive.
+QImage viewOf(const StillImage& picture) {
+    return {picture.pixels.data(), picture.width, picture.height, 4 * picture.width, QImage::Format_RGBX8888};
+}
+
+QImage scaled(const StillImage& picture, const Clip& clip, double ratio) {
+    const QRect part = TimelineTiles::shownPart(QSizeF(picture.width, picture.height), clip).toRect();
+    const QSize pixels((QSizeF(TimelineMetrics::tileWidth, TimelineMetrics::trackHeight) * ratio).toSize());
+    QImage image = viewOf(picture)
+                       .copy(part)
+                       .scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+                       .convertToFormat(QImage::Format_RGB32);
+    image.setDevicePixelRatio(ratio);
+    return image;
+}
+
+}  // namespace
+
+void ClipStills::begin(const Editor* editor, const TimelineTiles* tiles, double ratio) {
+    editor_ = editor;
+    tiles_ = tiles;
+    wanted_.clear();
+    if (ratio == ratio_) return;
+    ratio_ = ratio;
+    places_.clear();
+    kept_.clear();
+    bytes_ = 0;
+}
+
+QImage ClipStills::tile(const Clip& clip, double left, double pointsPerSecond, double middle) {
+    StillImagePtr source;
+    if (tiles_ != nullptr) {
+        const MediaTime time = TimelineTiles::timeOf(clip, left, pointsPerSecond);
+        wanted_.push_back({clip.url, time, middle});
+        source = tiles_->picture(clip.url, time);
+    }
+    if (!source && editor_ != nullptr) {
+        const auto found = editor_->thumbnails().find(clip.url);
+        if (found != editor_->thumbnails().end()) source = found->second;
+    }
+    return source ? drawn(source, clip) : QImage();
+}
+
+QImage ClipStills::drawn(const StillImagePtr& source, const Clip& clip) {
+    const Key key{source.get(), clip.zoom, clip.horizontal, clip.vertical};
+    if (const auto known = places_.find(key); known != places_.end()) {
+        kept_.splice(kept_.begin(), kept_, known->second);
+        return known->second->image;
+    }
+    kept_.push_front({key, source, scaled(*source, clip, ratio_)});
+    places_[key] = kept_.begin();
+    bytes_ += static_cast<std::size_t>(kept_.front().image.sizeInBytes());
+    const QImage image = kept_.front().image;
+    while (bytes_ > limit && kept_.size() > 1) {
+        bytes_ -= static_cast<std::size_t>(kept_.back().image.sizeInBytes());
+        places_.erase(kept_.back().key);
+        kept_.pop_back();
+    }
+    return image;
+}
+
+}  // namespace kelvane
