@@ -83,7 +83,7 @@ TEST(TimelineZoom, ReachesDownToWhereTheWholeTimelineFits) {
     EXPECT_EQ((ZoomRange{0.5, 6}.clamped(2)), 2);
 }
 
-TEST(TimelineContent, GrowsByARowForEachLaneUntilTheViewportScrolls) {
+TEST(TimelineHeights, GrowByARowForEachLaneUntilTheViewportScrolls) {
     const struct {
         std::size_t lanes;
         double content;
