@@ -173,13 +173,20 @@ void ClipDrawing::paintOver(const TimelineDrawing& drawing, const Clip& clip, co
     }
 }
 
+std::optional<QRectF> ClipDrawing::lengthPlace(const Clip& clip, const QRectF& seen, bool isAtEnd) {
+    const QString text = QString::fromStdString(timeLabel(clip.duration()));
+    const double width = QFontMetricsF(Theme::smallMediumFont()).horizontalAdvance(text) + 2 * badgePadding;
+    if (width + 2 * badgeFoot > seen.width()) return std::nullopt;
+    const double left = isAtEnd ? seen.right() - badgeMargin - width : seen.left() + badgeMargin;
+    return QRectF(left, seen.bottom() - badgeFoot - badgeHeight, width, badgeHeight);
+}
+
 void ClipDrawing::paintLength(QPainter& painter, const Clip& clip, const QRectF& seen, const ClipLook& look) const {
+    const auto place = lengthPlace(clip, seen, look.hasLengthAtEnd);
+    if (!place) return;
+    const QRectF& pill = *place;
     const QFont font = Theme::smallMediumFont();
     const QString text = QString::fromStdString(timeLabel(clip.duration()));
-    const double width = QFontMetricsF(font).horizontalAdvance(text) + 2 * badgePadding;
-    if (width + 2 * badgeFoot > seen.width()) return;
-    const double left = look.hasLengthAtEnd ? seen.right() - badgeMargin - width : seen.left() + badgeMargin;
-    const QRectF pill(left, seen.bottom() - badgeFoot - badgeHeight, width, badgeHeight);
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setOpacity(look.length);

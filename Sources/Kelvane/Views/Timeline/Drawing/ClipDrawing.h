@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <optional>
 #include <unordered_map>
 
 #include "ClipRim.h"
@@ -36,6 +37,10 @@ struct ClipLook {
 class ClipDrawing {
 public:
     explicit ClipDrawing(std::function<void()> changed);
+
+    /// Where the length of a clip stands of which `seen` is in sight: at its beginning or its end. Nothing where there
+    /// is no room for it.
+    static std::optional<QRectF> lengthPlace(const Clip& clip, const QRectF& seen, bool isAtEnd);
 
     void begin(const Editor* editor, const TimelineTiles* tiles, AudioWaveformCache* cache, double pointsPerSecond,
                double ratio);

@@ -1,6 +1,7 @@
 #include "TimelineMarks.h"
 
 #include <QCoreApplication>
+#include <QFontMetricsF>
 #include <QPainterPath>
 #include <cmath>
 
@@ -16,7 +17,7 @@ namespace {
 using namespace TimelineMetrics;
 
 // Of a tick's label: where it begins behind the tick, and its upper end.
-constexpr QPointF labelPlace{1, 5};
+constexpr QPointF labelCorner{1, 5};
 constexpr double labelIndent = 4;
 constexpr double labelHeight = 12;
 constexpr double labelWidth = 80;
@@ -36,6 +37,7 @@ constexpr double marqueeFill = 0.12;
 constexpr double emptyIcon = 20;
 constexpr double emptyMargin = 19;
 constexpr double emptyGap = 8;
+constexpr double emptyHeight = 20;
 constexpr double barWidth = 5;
 constexpr double barMargin = 3;
 constexpr double shortestBar = 24;
@@ -62,6 +64,26 @@ void fillWithRim(QPainter& painter, const QRectF& rect, const QColor& color) {
 
 }  // namespace
 
+QRectF labelPlace(double x, const QString& label) {
+    const double width = QFontMetricsF(Theme::rulerFont()).horizontalAdvance(label);
+    return {x + labelCorner.x() + labelIndent, labelCorner.y(), std::min(width, labelWidth), labelHeight};
+}
+
+QRectF playheadPlace(QSizeF viewport) {
+    return {viewport.width() / 2 - playheadWidth / 2, 0, playheadWidth, viewport.height()};
+}
+
+QRectF hintPlace(QSizeF viewport) {
+    const double left = viewport.width() / 2 + emptyMargin + emptyIcon + emptyGap;
+    return {left, trackTop + trackHeight / 2 - emptyHeight / 2, viewport.width() - left, emptyHeight};
+}
+
+QRectF insertionPlace(double x, double originY) {
+    return {x - 1, trackTop - originY, markerWidth, trackHeight + markerReach};
+}
+
+QRectF snapPlace(double x, double height) { return {x - snapWidth / 2, 0, snapWidth, height}; }
+
 void paintRows(const TimelineDrawing& drawing, std::size_t count) {
     drawing.painter.fillRect(drawing.viewport(), Theme::track);
     const QColor color = blended(Theme::track, Theme::lane);
@@ -87,7 +109,7 @@ void paintRuler(const TimelineDrawing& drawing, double pointsPerSecond, double d
         const double x = drawing.snapped(seconds * pointsPerSecond - drawing.origin.x());
         painter.fillRect(QRectF(x, 0, 1, rulerHeight), Theme::tick);
         painter.setPen(Theme::text2);
-        const QRectF place(x + labelPlace.x() + labelIndent, labelPlace.y(), labelWidth, labelHeight);
+        const QRectF place(x + labelCorner.x() + labelIndent, labelCorner.y(), labelWidth, labelHeight);
         painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter,
                          QString::fromStdString(TimelineViewportLayout::timeDisplay(seconds)));
     }
@@ -97,7 +119,7 @@ void paintPlayhead(const TimelineDrawing& drawing, bool isRecording) {
     const QColor color = isRecording ? Theme::record : Theme::playhead;
     const double middle = drawing.size.width() / 2;
     const Smooth smooth(drawing.painter);
-    fillWithRim(drawing.painter, QRectF(middle - playheadWidth / 2, 0, playheadWidth, drawing.size.height()), color);
+    fillWithRim(drawing.painter, playheadPlace(drawing.size), color);
     const double left = middle - playheadHead.width() / 2;
     const double right = middle + playheadHead.width() / 2;
     const double foot = playheadTop + playheadHead.height();
@@ -126,8 +148,7 @@ void paintOldPlace(const TimelineDrawing& drawing, const QRectF& frame) {
 
 void paintInsertion(const TimelineDrawing& drawing, double x) {
     const double middle = drawing.snapped(x) + markerWidth / 2 - 1;
-    const double top = trackTop - drawing.origin.y();
-    const QRectF line(middle - markerWidth / 2, top, markerWidth, trackHeight + markerReach);
+    const QRectF line = insertionPlace(drawing.snapped(x), drawing.origin.y());
     drawing.painter.fillRect(line.adjusted(-1, 0, 1, 1), Theme::playheadRim);
     drawing.painter.fillRect(line, Theme::accent);
     const Smooth smooth(drawing.painter);
@@ -138,7 +159,7 @@ void paintInsertion(const TimelineDrawing& drawing, double x) {
 
 void paintSnap(const TimelineDrawing& drawing, double x, double rowFoot) {
     const double left = drawing.snapped(x) - snapWidth / 2;
-    drawing.painter.fillRect(QRectF(left, 0, snapWidth, drawing.size.height()), Theme::snap);
+    drawing.painter.fillRect(snapPlace(drawing.snapped(x), drawing.size.height()), Theme::snap);
     const Smooth smooth(drawing.painter);
     const QPointF middle(left + snapWidth / 2, rowFoot);
     drawing.painter.setPen(Qt::NoPen);
@@ -163,7 +184,7 @@ void paintEmpty(const TimelineDrawing& drawing) {
     IconShape::named(QStringLiteral("add-to-track")).paint(painter, icon, Theme::text3);
     painter.setFont(Theme::bodyFont());
     painter.setPen(Theme::text3);
-    const QRectF place(icon.right() + emptyGap, middle - 10, drawing.size.width() - icon.right() - emptyGap, 20);
+    const QRectF place = hintPlace(drawing.size);
     painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter,
                      QCoreApplication::translate("kelvane::TimelineView", "Drag assets here"));
 }

@@ -7,6 +7,15 @@ namespace kelvane {
 /// What is drawn of the timeline beside its clips. Places are of the viewport, points.
 namespace TimelineMarks {
 
+/// Where the label of a tick at `x` of the viewport stands.
+QRectF labelPlace(double x, const QString& label);
+/// Where what is drawn below stands, in a viewport of that size or for the same arguments.
+QRectF playheadPlace(QSizeF viewport);
+QRectF hintPlace(QSizeF viewport);
+/// `originY` is how far the rows are scrolled.
+QRectF insertionPlace(double x, double originY);
+QRectF snapPlace(double x, double height);
+
 /// The rows' ground, for so many of them.
 void paintRows(const TimelineDrawing& drawing, std::size_t count);
 /// The ruler, over what is scrolled below it.

@@ -29,12 +29,17 @@ double secondsSince(TimelinePainter::Time then, TimelinePainter::Time now) {
     return std::chrono::duration<double>(now - then).count();
 }
 
-/// Whether a trim works on the clip's end.
-bool trimsEnd(const TimelineView& view) {
-    return view.trimOriginal() && view.trimDraft() && view.trimOriginal()->end != view.trimDraft()->end;
+}  // namespace
+
+std::optional<UUID> TimelinePainter::measuredClip(const TimelineView& view) {
+    // The value of a volume stands alone, and nothing is measured under way.
+    if (view.dragging() || view.volumeDraft() || view.hoveredVolumeClipID()) return std::nullopt;
+    return view.trimOriginal() ? std::optional(view.trimOriginal()->id) : view.hoveredClipID();
 }
 
-}  // namespace
+bool TimelinePainter::trimsEnd(const TimelineView& view) {
+    return view.trimOriginal() && view.trimDraft() && view.trimOriginal()->end != view.trimDraft()->end;
+}
 
 void TimelinePainter::projectChanged() {
     motion_.clear();
@@ -144,9 +149,7 @@ ClipLook TimelinePainter::lookOf(const TimelineView& view, const Clip& clip, con
 }
 
 void TimelinePainter::followHover(const TimelineView& view, const Surroundings& around) {
-    std::optional<UUID> wanted = view.trimOriginal() ? std::optional(view.trimOriginal()->id) : view.hoveredClipID();
-    // The value of a volume stands alone, and nothing is measured under way.
-    if (view.dragging() || view.volumeDraft() || view.hoveredVolumeClipID()) wanted.reset();
+    const auto wanted = measuredClip(view);
     if (!wanted)
         measured_.reset();
     else if (!measured_ || measured_->clip != *wanted)

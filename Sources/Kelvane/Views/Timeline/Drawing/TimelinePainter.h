@@ -19,6 +19,11 @@ public:
     /// `changed` is called when something has come that is drawn differently from now on.
     explicit TimelinePainter(std::function<void()> changed) : clips_(std::move(changed)) {}
 
+    /// The clip whose length is shown; none without one.
+    static std::optional<UUID> measuredClip(const TimelineView& view);
+    /// Whether a trim works on a clip's end, where the length then stands.
+    static bool trimsEnd(const TimelineView& view);
+
     /// What isn't the view's to say.
     struct Surroundings {
         const TimelineTiles* tiles = nullptr;
