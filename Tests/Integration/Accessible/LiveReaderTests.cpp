@@ -14,6 +14,7 @@ namespace {
 using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
 using ::testing::Not;
 
 /// The real application on a display of its own, read from outside over the bus of a session of its own.
@@ -46,6 +47,12 @@ protected:
         std::optional<BusNode> found;
         EXPECT_TRUE(eventually([&] { return (found = bus.find(role, name)).has_value(); })) << bus.tree();
         return found.value_or(BusNode{});
+    }
+    /// The first clip of the video track.
+    BusNode firstClip() {
+        std::vector<BusNode> clips;
+        EXPECT_TRUE(eventually([&] { return !(clips = bus.children(node("list", "Video"))).empty(); })) << bus.tree();
+        return clips.empty() ? BusNode{} : clips.front();
     }
     [[nodiscard]] bool isEnabled(const BusNode& node) const { return bus.report(node).states.contains("enabled"); }
 
@@ -102,6 +109,31 @@ TEST_F(LiveReader, ASliderIsReadSetAndSteppedFromOutside) {
     EXPECT_TRUE(bus.act(seek, "Increase"));
     EXPECT_TRUE(eventually([&] { return std::abs(bus.value(seek)->current - 2 - step) < 0.002; }))
         << bus.value(seek)->current;
+}
+
+TEST_F(LiveReader, AClipIsReadAndItsVolumeSteppedFromOutside) {
+    addClip();
+    const auto clip = firstClip();
+    const auto report = bus.report(clip);
+    EXPECT_EQ(report.description, "Volume 100 percent");
+    EXPECT_THAT(report.states, IsSupersetOf({"enabled", "showing", "selectable"}));
+    const auto viewport = bus.report(node("panel", "Timeline viewport")).extents;
+    EXPECT_TRUE(viewport.contains(report.extents.topLeft()));
+    EXPECT_EQ(report.extents.height(), 86);
+    EXPECT_TRUE(bus.act(clip, "Decrease Volume"));
+    EXPECT_TRUE(eventually([&] { return bus.report(clip).description == "Volume 95 percent"; }));
+}
+
+TEST_F(LiveReader, WhatHappensIsSaid) {
+    addClip();
+    const auto clip = firstClip();
+    EXPECT_TRUE(bus.act(clip, "Press"));
+    EXPECT_TRUE(eventually([&] { return bus.report(clip).states.contains("selected"); }));
+    EXPECT_TRUE(bus.act(node("push button", "Delete Clip"), "Press"));
+    (void)node("label", "1 clip deleted.");
+    EXPECT_THAT(bus.tree(), Not(HasSubstr("list item")));
+    EXPECT_TRUE(bus.act(node("push button", "Undo"), "Press"));
+    (void)node("label", "Undone.");
 }
 
 }  // namespace

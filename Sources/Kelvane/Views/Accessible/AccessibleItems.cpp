@@ -47,7 +47,9 @@ QString shownText(const QQuickItem& item) {
     return isMarkup ? QTextDocumentFragment::fromHtml(text).toPlainText() : text;
 }
 
-bool isText(const QQuickItem& item) { return inherits(item, "QQuickText"); }
+bool isText(const QQuickItem& item) {
+    return inherits(item, "QQuickText") || inherits(item, "kelvane::AnnouncementLabel");
+}
 
 /// Roles of what only holds others, which is worth a word only where it has a name.
 bool isHolder(QAccessible::Role role) {
@@ -70,8 +72,9 @@ bool isWhole(QAccessible::Role role) {
 /// What the item is without a word of its own: as before a reader is there, or while the item is made.
 QAccessible::Role roleByType(const QQuickItem& item) {
     // What stands further down is the more general.
-    static constexpr std::array<std::pair<const char*, QAccessible::Role>, 13> types = {{
+    static constexpr std::array<std::pair<const char*, QAccessible::Role>, 14> types = {{
         {"QQuickText", QAccessible::StaticText},
+        {"kelvane::AnnouncementLabel", QAccessible::StaticText},
         {"QQuickTextInput", QAccessible::EditableText},
         {"QQuickTextEdit", QAccessible::EditableText},
         {"QQuickSlider", QAccessible::Slider},

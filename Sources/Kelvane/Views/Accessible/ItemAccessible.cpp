@@ -5,6 +5,7 @@
 #include <QQuickWindow>
 
 #include "AccessibleItems.h"
+#include "TimelineAccessible.h"
 
 namespace kelvane {
 
@@ -51,6 +52,7 @@ void followChanges(QQuickItem& item) {
 
 QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object) {
     if (auto* window = qobject_cast<QQuickWindow*>(object)) return new WindowAccessible(*window);
+    if (auto* surface = qobject_cast<TimelineSurface*>(object)) return new TimelineAccessible(*surface);
     auto* item = qobject_cast<QQuickItem*>(object);
     if (!item) return nullptr;
     // By type as well: Qt asks for an interface before an item has its properties.

@@ -37,6 +37,9 @@ Item {
         width: parent.width
         height: Math.max(pane.height - toolbar.height, 0)
         view: pane.view
+        Accessible.role: Accessible.Grouping
+        Accessible.name: qsTr("Timeline viewport")
+        Accessible.description: qsTr("Scroll the timeline or drag to seek")
         // What is at work keeps hands out; a take can be watched all the same.
         opacity: pane.view.busy && !pane.preview.recording && pane.preview.countdown === 0 ? Theme.busyOpacity : 1
         onMenuWanted: point => clipMenu.popup(surface, point)
@@ -52,6 +55,8 @@ Item {
             width: parent.width
             height: Theme.rulerHeight
             enabled: pane.preview.canSeek
+            // The timeline's own tree has the ruler.
+            Accessible.ignored: true
             Accessible.role: Accessible.Slider
             Accessible.name: qsTr("Seek")
             Accessible.description: qsTr("Timeline ruler. Use left and right arrow keys to seek, or Enter to return to the beginning.")

@@ -5,6 +5,7 @@
 #include <QQuickItem>
 
 #include "ProjectWindowView.h"
+#include "Views/Accessible/Announcer.h"
 #include "Views/Accessible/ItemAccessible.h"
 #include "Views/Controls/Icon.h"
 #include "Views/Preview/PreviewSurface.h"
@@ -96,6 +97,7 @@ void registerWindowTypes() {
     qmlRegisterType<PreviewSurface>("Kelvane", 1, 0, "PreviewSurface");
     qmlRegisterUncreatableType<TimelineView>("Kelvane", 1, 0, "TimelineView", made);
     qmlRegisterType<TimelineSurface>("Kelvane", 1, 0, "TimelineSurface");
+    qmlRegisterType<AnnouncementLabel>("Kelvane", 1, 0, "AnnouncementLabel");
     qmlRegisterType<Icon>("Kelvane", 1, 0, "Icon");
     qmlRegisterSingletonType<Theme>("Kelvane", 1, 0, "Theme", [](QQmlEngine*, QJSEngine*) { return new Theme; });
     qmlRegisterType<AudioWaveformView>("Kelvane", 1, 0, "AudioWaveformView");

@@ -67,6 +67,7 @@ ApplicationWindow {
             foot: height > 240 ? 48 : 8
             view: window.view.preview
         }
+        AnnouncementLabel { view: window.view }
         TimelinePane {
             id: timelinePane
             anchors.bottom: parent.bottom

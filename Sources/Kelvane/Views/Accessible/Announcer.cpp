@@ -1,0 +1,183 @@
+#include "Announcer.h"
+
+#include <QAccessible>
+#include <algorithm>
+#include <ranges>
+#include <set>
+
+namespace kelvane {
+
+namespace {
+
+std::set<UUID> idsOf(const std::vector<Clip>& clips) {
+    std::set<UUID> ids;
+    for (const auto& clip : clips) ids.insert(clip.id);
+    return ids;
+}
+
+std::vector<UUID> videoIDs(const std::vector<Clip>& clips) {
+    std::vector<UUID> ids;
+    for (const auto& clip : clips)
+        if (!clip.isAudio()) ids.push_back(clip.id);
+    return ids;
+}
+
+const Clip* find(const std::vector<Clip>& clips, const UUID& id) {
+    const auto found = std::ranges::find(clips, id, &Clip::id);
+    return found == clips.end() ? nullptr : &*found;
+}
+
+/// Whether one clip became two that play the same.
+bool isSplit(const std::vector<Clip>& before, const std::vector<Clip>& after) {
+    if (after.size() != before.size() + 1) return false;
+    const auto known = idsOf(before);
+    const auto added = std::ranges::find_if(after, [&known](const Clip& clip) { return !known.contains(clip.id); });
+    if (added == after.end()) return false;
+    return std::ranges::any_of(before, [&](const Clip& whole) {
+        const auto* head = find(after, whole.id);
+        return head && head->url == added->url && head->start == whole.start && head->end == added->start &&
+               added->end == whole.end;
+    });
+}
+
+QString movedText(const std::vector<Clip>& before, const std::vector<Clip>& after, const std::optional<UUID>& moved) {
+    const auto was = videoIDs(before);
+    const auto is = videoIDs(after);
+    if (!moved || was == is) return {};
+    const auto from = std::ranges::find(was, *moved) - was.begin();
+    const auto to = std::ranges::find(is, *moved) - is.begin();
+    if (from == to || to == std::ssize(is)) return {};
+    return Announcer::tr("Moved to position %1 of %2.").arg(to + 1).arg(is.size());
+}
+
+}  // namespace
+
+QString announcementOf(const std::vector<Clip>& before, const std::vector<Clip>& after,
+                       const std::optional<UUID>& moved) {
+    if (isSplit(before, after)) return Announcer::tr("Split. %1 clips.").arg(after.size());
+    const auto was = idsOf(before);
+    const auto is = idsOf(after);
+    if (was == is) return movedText(before, after, moved);
+    if (!std::ranges::includes(was, is)) return {};
+    const auto gone = was.size() - is.size();
+    return gone == 1 ? Announcer::tr("1 clip deleted.") : Announcer::tr("%1 clips deleted.").arg(gone);
+}
+
+Announcer::Announcer(std::shared_ptr<Workspace> workspace) : workspace_(std::move(workspace)) {
+    connect(workspace_.get(), &Workspace::editorChanged, this, &Announcer::followEditor);
+    followEditor();
+}
+
+void Announcer::say(const QString& text, Manner manner) {
+    if (text.isEmpty()) return;
+    text_ = text;
+    Q_EMIT said(text, manner);
+}
+
+void Announcer::follow(TimelineView* timeline) {
+    disconnect(snaps_);
+    timeline_ = timeline;
+    snapped_.reset();
+    if (timeline) snaps_ = connect(timeline, &TimelineView::gestureChanged, this, &Announcer::followSnap);
+}
+
+void Announcer::followEditor() {
+    for (const auto& connection : connections_) disconnect(connection);
+    remember();
+    const auto editor = workspace_->editor();
+    if (!editor) return;
+    connections_ = {connect(editor.get(), &Editor::contentChanged, this, &Announcer::followContent),
+                    connect(editor.get(), &Editor::workChanged, this, &Announcer::followWork)};
+}
+
+void Announcer::remember() {
+    const auto editor = workspace_->editor();
+    clips_ = editor ? editor->clipArray() : nullptr;
+    undoable_ = editor ? editor->undoStack().size() : 0;
+    redoable_ = editor ? editor->redoStack().size() : 0;
+    undone_ = redoable_ > 0 ? editor->redoStack().back().clips : nullptr;
+    if (!editor || !editor->isImporting()) assets_ = editor ? editor->assets().size() : 0;
+    isImporting_ = editor && editor->isImporting();
+    isRecording_ = editor && editor->isRecording();
+    saveFailed_ = editor && editor->saveFailed();
+    countdown_ = editor ? editor->recordingCountdown() : std::nullopt;
+}
+
+void Announcer::followContent() {
+    const auto editor = workspace_->editor();
+    const auto before = clips_;
+    const auto undone = undone_;
+    const bool isUndo = editor->redoStack().size() > redoable_;
+    const bool isRedo = undone && editor->clipArray() == undone && editor->redoStack().size() < redoable_;
+    const bool failsNow = editor->saveFailed() && !saveFailed_;
+    clips_ = editor->clipArray();
+    undoable_ = editor->undoStack().size();
+    redoable_ = editor->redoStack().size();
+    undone_ = redoable_ > 0 ? editor->redoStack().back().clips : nullptr;
+    saveFailed_ = editor->saveFailed();
+    if (!editor->isImporting() && !isImporting_) assets_ = editor->assets().size();
+    if (isUndo)
+        say(tr("Undone."));
+    else if (isRedo)
+        say(tr("Redone."));
+    else if (before && before != clips_)
+        say(announcementOf(*before, *clips_, editor->selection()));
+    if (failsNow) say(tr("Not saved"), Manner::assertive);
+}
+
+void Announcer::followWork() {
+    const auto editor = workspace_->editor();
+    if (isImporting_ && !editor->isImporting() && editor->assets().size() > assets_) {
+        const auto count = editor->assets().size() - assets_;
+        say(count == 1 ? tr("1 asset imported.") : tr("%1 assets imported.").arg(count));
+    }
+    if (!editor->isImporting()) assets_ = editor->assets().size();
+    isImporting_ = editor->isImporting();
+    if (const auto count = editor->recordingCountdown(); count != std::exchange(countdown_, count) && count)
+        say(tr("Recording starts in %1 seconds").arg(*count), Manner::assertive);
+    if (const bool is = editor->isRecording(); is != std::exchange(isRecording_, is))
+        say(is ? tr("Recording") : tr("Recording stopped"), Manner::assertive);
+}
+
+void Announcer::followSnap() {
+    const auto snapped = timeline_->snapTime();
+    const bool isNew = snapped && snapped != snapped_;
+    snapped_ = snapped;
+    if (isNew && *snapped == timeline_->position()) say(tr("Snapped to playhead."));
+}
+
+AnnouncementLabel::AnnouncementLabel(QQuickItem* parent) : QQuickItem(parent) { setSize({1, 1}); }
+
+void AnnouncementLabel::setView(ProjectWindowView* view) {
+    if (view == view_) return;
+    view_ = view;
+    announcer_.reset();
+    if (view) {
+        announcer_ = std::make_unique<Announcer>(view->workspace());
+        announcer_->follow(view->timeline());
+        connect(announcer_.get(), &Announcer::said, this, &AnnouncementLabel::tell);
+    }
+    Q_EMIT viewChanged();
+}
+
+void AnnouncementLabel::tell(const QString& text, Announcer::Manner manner) {
+    Q_EMIT textChanged();
+    if (!QAccessible::isActive()) return;
+    QAccessibleEvent named(this, QAccessible::NameChanged);
+    QAccessible::updateAccessibility(&named);
+    const bool interrupts = manner == Announcer::Manner::assertive;
+    if (interrupts) {
+        QAccessibleEvent alert(this, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
+    }
+#if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
+    QAccessibleAnnouncementEvent announcement(this, text);
+    announcement.setPoliteness(interrupts ? QAccessible::AnnouncementPoliteness::Assertive
+                                          : QAccessible::AnnouncementPoliteness::Polite);
+    QAccessible::updateAccessibility(&announcement);
+#else
+    Q_UNUSED(text)
+#endif
+}
+
+}  // namespace kelvane
