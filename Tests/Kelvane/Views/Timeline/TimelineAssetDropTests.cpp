@@ -231,7 +231,7 @@ TEST_F(TimelineAssetDropTests, AChangeThatWasTakenBackDoesNotCount) {
     enter(1);
     EXPECT_TRUE(drop(4));
     editor->update(before[0].id, [](Clip& clip) { clip.volume = 0.5; });
-    editor->undo();
+    editor->update(before[0].id, [](Clip& clip) { clip.volume = 1; });
     settlePreview();
     deliver(IDs{id(2)});
     EXPECT_EQ(timeline(), (Names{"a", "new", "b", "a"}));
