@@ -55,8 +55,13 @@ QImage ClipStills::tile(const Clip& clip, double left, double pointsPerSecond, d
 QImage ClipStills::drawn(const StillImagePtr& source, const Clip& clip) {
     const Key key{source.get(), clip.zoom, clip.horizontal, clip.vertical};
     if (const auto known = places_.find(key); known != places_.end()) {
-        kept_.splice(kept_.begin(), kept_, known->second);
-        return known->second->image;
+        if (known->second->source.lock() == source) {
+            kept_.splice(kept_.begin(), kept_, known->second);
+            return known->second->image;
+        }
+        bytes_ -= static_cast<std::size_t>(known->second->image.sizeInBytes());
+        kept_.erase(known->second);
+        places_.erase(known);
     }
     kept_.push_front({key, source, scaled(*source, clip, ratio_)});
     places_[key] = kept_.begin();

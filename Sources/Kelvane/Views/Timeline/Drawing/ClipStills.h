@@ -3,6 +3,7 @@
 #include <QImage>
 #include <list>
 #include <map>
+#include <memory>
 #include <tuple>
 #include <vector>
 
@@ -32,8 +33,8 @@ private:
     using Key = std::tuple<const StillImage*, double, double, double>;
     struct Kept {
         Key key;
-        /// Keeps the address its own.
-        StillImagePtr source;
+        /// Says whether the key's address is still the picture that it was, and keeps no pixels.
+        std::weak_ptr<const StillImage> source;
         QImage image;
     };
     QImage drawn(const StillImagePtr& source, const Clip& clip);
