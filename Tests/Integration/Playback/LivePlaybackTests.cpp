@@ -128,7 +128,8 @@ TEST_F(LivePlayback, RestsAtTheExactFrameWhereverItIsStopped) {
 /// The first piece comes last, and one is cut off in the midst.
 const NumberedTimeline rearranged{
     .pieces = {{0, 3, 30}, {0, 60, 85}, {1, 2, 18}, {1, 20, 50}}, .overlayFrom = 0.5, .overlayLength = 1};
-const NumberedTimeline shorter{.pieces = {{0, 3, 21}}};
+// As many rows as before, so that the picture keeps its place in the window.
+const NumberedTimeline shorter{.pieces = {{0, 3, 21}}, .overlayFrom = 0.1, .overlayLength = 0.4};
 
 TEST_F(LivePlayback, GivesWayToAnAssistantsEditAndRestsOnTheFrameThatIsThereNow) {
     open(jumps);
@@ -163,7 +164,10 @@ TEST_F(LivePlayback, GivesWayToAnAssistantsEditAndRestsOnTheFrameThatIsThereNow)
     pressToPlay();
     EXPECT_TRUE(eventually([this] { return playhead() == shorter.seconds(); }));
     begun = now();
-    const auto whole = playToTheEnd();
+    auto whole = playToTheEnd();
+    // At its very end an edit with sound beside its pictures shows none, which may be seen before it plays.
+    ASSERT_FALSE(whole.sights.empty());
+    if (!timeline.indexOf(whole.sights.front().code)) whole.sights.erase(whole.sights.begin());
     EXPECT_EQ(pictureFault(whole.sights, timeline), "");
     EXPECT_EQ(soundFault(whole.heard, timeline.tones()), "");
     EXPECT_EQ(app->quit(), 0);
