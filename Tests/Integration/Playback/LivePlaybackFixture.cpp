@@ -86,6 +86,14 @@ bool LivePlayback::fallsSilent(std::chrono::nanoseconds since) const {
     });
 }
 
+bool LivePlayback::picturesEnd() const {
+    const auto asked = now();
+    return eventually([this, asked] {
+        const auto last = eye->sights().back();
+        return last.until > std::max(last.notAfter, asked) + silence;
+    });
+}
+
 LivePlayback::Play LivePlayback::since(std::chrono::nanoseconds begun) const {
     Play play{eye->sights(), ear->heard(begun)};
     std::erase_if(play.sights, [begun](const Sight& sight) { return sight.notAfter < begun; });

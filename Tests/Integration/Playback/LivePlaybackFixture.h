@@ -48,6 +48,8 @@ protected:
     bool sees(int atLeast, std::chrono::nanoseconds begun) const;
     /// Waits for silence after a sound later than `since`.
     bool fallsSilent(std::chrono::nanoseconds since) const;
+    /// Waits until no other picture has come for a while.
+    [[nodiscard]] bool picturesEnd() const;
     /// What was seen and heard since then.
     [[nodiscard]] Play since(std::chrono::nanoseconds begun) const;
     /// Waits until the playhead stands still and what stands there is seen, and expects that nothing else follows. The

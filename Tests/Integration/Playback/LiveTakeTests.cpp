@@ -21,7 +21,9 @@ constexpr double earshot = 0.005;
 constexpr double nearness = 1.0 / 30 + 0.005 + 2 * earshot;
 /// A machine that keeps the eye from looking for longer, by a frame, is too busy to tell what is near in time.
 constexpr auto tooLong = 33ms;
-const NumberedTimeline film{.pieces = {{1, 20, 80}, {0, 3, 63}}};
+/// The timeline has all the rows that it shows at once, so that a take's makes it no higher and the picture keeps its
+/// place in the window.
+const NumberedTimeline film{.pieces = {{1, 20, 80}, {0, 3, 63}}, .mutedLanes = 3};
 const std::string busy = "Kelvane is busy. Finish importing, exporting or the current timeline interaction.";
 const std::string stays = "kelvane: Not quitting: “First Film” is recording.\n";
 
@@ -53,6 +55,15 @@ protected:
         window->press(' ');
         EXPECT_TRUE(fallsSilent(begun));
         return expectRest();
+    }
+    /// Presses R, which does nothing as long as it isn't known whether the microphone may be used. Whether the editor
+    /// was free within a second.
+    [[nodiscard]] bool cancelCountdown() const {
+        window->press('r');
+        const auto end = now() + 1s;
+        while (isBusy())
+            if (now() > end) return false;
+        return true;
     }
     [[nodiscard]] bool isBusy() const { return state().value("busy", false); }
     /// Where the timeline's zero was by what was seen, seconds of the play: by those that came soonest, as a busy
@@ -148,8 +159,7 @@ TEST_F(LiveTake, KeepsEditsAndQuittingOutUntilItIsOver) {
     if (HasFatalFailure()) return;
     window->press('r');
     ASSERT_TRUE(eventually([this] { return isBusy(); }));
-    window->press('r');
-    ASSERT_TRUE(eventually([this] { return !isBusy(); }));
+    ASSERT_TRUE(eventually([this] { return cancelCountdown(); }));
     EXPECT_TRUE(takes().empty()) << "a countdown that was cancelled left a file";
 
     const auto begun = now();
@@ -165,13 +175,13 @@ TEST_F(LiveTake, KeepsEditsAndQuittingOutUntilItIsOver) {
     EXPECT_EQ(app->revision(), revision);
     window->press(' ');
     ASSERT_TRUE(eventually([this] { return !isBusy(); }));
-    EXPECT_EQ(state()["timeline"].size(), film.pieces.size() + 1);
+    EXPECT_EQ(state()["timeline"].size(), film.pieces.size() + film.mutedLanes + 1);
 
     // What was kept is saved, and nothing else lies about.
     EXPECT_EQ(app->quit(), 0);
     const auto saved = ProjectFile::read(app->projectFile());
     ASSERT_TRUE(saved) << saved.error().message;
-    ASSERT_EQ(saved->clips.size(), film.pieces.size() + 1);
+    ASSERT_EQ(saved->clips.size(), film.pieces.size() + film.mutedLanes + 1);
     ASSERT_EQ(takes().size(), 1U);
     EXPECT_EQ(saved->clips.back().url.path(), takes().front());
     EXPECT_GT(saved->clips.back().duration(), 5.0 / 30);

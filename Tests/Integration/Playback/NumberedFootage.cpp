@@ -22,6 +22,8 @@ constexpr int darkest = 70;
 constexpr int lightest = 185;
 /// Points by which a round corner narrows a picture at its upper and lower end.
 constexpr int roundest = 12;
+/// Seconds of an overlay that isn't heard.
+constexpr double mutedLength = 0.5;
 
 /// Whether a bar of a frame is lit, from the top.
 bool isLit(int code, int bar) { return ((code >> (7 - bar % 8) & 1) != 0) == (bar < 8); }
@@ -245,6 +247,12 @@ nlohmann::json NumberedTimeline::entries(const std::vector<std::string>& assets)
                            {"start", 0},
                            {"end", overlayLength},
                            {"timelineStart", overlayFrom}});
+    for (int lane = 0; lane < mutedLanes; ++lane)
+        entries.push_back({{"assetID", assets.at(overlayFile)},
+                           {"start", 0},
+                           {"end", mutedLength},
+                           {"timelineStart", 0},
+                           {"volume", 0}});
     return entries;
 }
 

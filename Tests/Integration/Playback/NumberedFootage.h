@@ -67,6 +67,8 @@ struct NumberedTimeline {
     /// Where the overlay begins and how long it is, seconds.
     double overlayFrom = 0;
     double overlayLength = 0;
+    /// Lanes of an overlay that isn't heard.
+    int mutedLanes = 0;
 
     [[nodiscard]] int frames() const;
     [[nodiscard]] double seconds() const { return static_cast<double>(frames()) / numbered::framesPerSecond; }
