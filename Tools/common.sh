@@ -6,7 +6,7 @@ build=${KELVANE_BUILD:-$root/build}
 # Debian 12 and 13 name these alike.
 build_packages=(
     ca-certificates cmake ninja-build ccache pkg-config clang-19 lld-19
-    qt6-base-dev qt6-declarative-dev qcoro-qt6-dev
+    qt6-base-dev qt6-declarative-dev qt6-svg-dev qcoro-qt6-dev
     libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev libswscale-dev libswresample-dev
     libzimg-dev libpulse-dev nlohmann-json3-dev libfmt-dev libutf8proc-dev libssl-dev
 )
@@ -14,8 +14,12 @@ run_packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
     qml6-module-qtquick-window qml6-module-qtquick-dialogs qml6-module-qtqml qml6-module-qtqml-models
     qml6-module-qtqml-workerscript qml6-module-qt-labs-folderlistmodel
+    # Reads the icons.
+    libqt6svg6
     # Opens links: the command that brings a person back to a project, and desktop assistants.
     xdg-utils
+    # The window's face. Names in other scripts, and desktops without it, have the ones below.
+    fonts-inter
     # Faces of the text on inspection pictures: Helvetica's measures, then names in any script, and emoji.
     fonts-liberation fonts-dejavu-core fonts-noto-core fonts-wqy-microhei fonts-noto-color-emoji
 )

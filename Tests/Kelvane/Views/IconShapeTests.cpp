@@ -1,59 +1,38 @@
+#include "Views/Controls/IconShape.h"
+
 #include <gtest/gtest.h>
 
 #include <QDir>
 #include <QImage>
 
-#include "Views/Controls/IconShape.h"
-
 namespace kelvane::testing {
 namespace {
 
-QRectF boundsOf(const char* path) {
-    const auto read = svgPath(QString::fromLatin1(path));
-    return read ? read->boundingRect() : QRectF();
+/// What an icon looks like on a transparent ground with a margin of half its size.
+QImage painted(IconShape& shape, int size, const QColor& color) {
+    QImage image(2 * size, 2 * size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    shape.paint(painter, QRectF(size / 2.0, size / 2.0, size, size), color);
+    painter.end();
+    return image;
 }
 
-TEST(SVGPath, ReadsLinesOfBothKinds) {
-    EXPECT_EQ(boundsOf("M2 3L10 3 10 9z"), QRectF(2, 3, 8, 6));
-    EXPECT_EQ(boundsOf("m2 3h8v6h-8z"), QRectF(2, 3, 8, 6));
-    EXPECT_EQ(boundsOf("M2,3H10V9"), QRectF(2, 3, 8, 6));
-    EXPECT_EQ(boundsOf("M4.5.5l-1.25.75"), QRectF(3.25, 0.5, 1.25, 0.75)) << "numbers need no gaps";
-}
-
-TEST(SVGPath, ReadsArcsAsTheyTurn) {
-    // A circle of two halves, both ways round.
-    for (const char* circle : {"M20 12a8 8 0 1 1-16 0a8 8 0 0 1 16 0z", "M20 12a8 8 0 1 0-16 0a8 8 0 0 0 16 0z"}) {
-        const QRectF bounds = boundsOf(circle);
-        EXPECT_NEAR(bounds.left(), 4, 0.01) << circle;
-        EXPECT_NEAR(bounds.right(), 20, 0.01) << circle;
-        EXPECT_NEAR(bounds.top(), 4, 0.01) << circle;
-        EXPECT_NEAR(bounds.bottom(), 20, 0.01) << circle;
-    }
-    // A quarter, clockwise from the top to the right.
-    const auto quarter = svgPath(u"M12 4A8 8 0 0 1 20 12");
-    ASSERT_TRUE(quarter);
-    const QPointF half = quarter->pointAtPercent(0.5);
-    EXPECT_NEAR(half.x(), 12 + 8 * M_SQRT1_2, 0.01);
-    EXPECT_NEAR(half.y(), 12 - 8 * M_SQRT1_2, 0.01);
-    EXPECT_EQ(quarter->currentPosition(), QPointF(20, 12));
-}
-
-TEST(SVGPath, RefusesWhatItDoesNotKnow) {
-    for (const char* path : {"M1", "M1 2Q3 4 5 6", "M1 2L3", "M1 2z3", "M1 2A3 3 45 0 1 9 9", "1 2", "M1 x"})
-        EXPECT_FALSE(svgPath(QString::fromLatin1(path))) << path;
+/// How much of the image is covered, in pixels of full opacity.
+double ink(const QImage& image) {
+    double sum = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) sum += qAlpha(image.pixel(x, y)) / 255.0;
+    return sum;
 }
 
 TEST(IconShape, EveryIconIsUnderstoodAndDrawsSomethingInsideItsSquare) {
     const QStringList files = QDir(":/Views/Icons").entryList();
     EXPECT_GT(files.size(), 40);
     for (const QString& file : files) {
-        const IconShape& shape = IconShape::named(QString(file).chopped(4));
+        IconShape& shape = IconShape::named(QString(file).chopped(4));
         ASSERT_FALSE(shape.isEmpty()) << file.toStdString();
-        QImage image(48, 48, QImage::Format_ARGB32_Premultiplied);
-        image.fill(Qt::transparent);
-        QPainter painter(&image);
-        shape.paint(painter, {12, 12, 24, 24}, Qt::red);
-        painter.end();
+        const QImage image = painted(shape, 24, Qt::red);
         int inside = 0;
         int outside = 0;
         for (int y = 0; y < 48; ++y)
@@ -65,10 +44,42 @@ TEST(IconShape, EveryIconIsUnderstoodAndDrawsSomethingInsideItsSquare) {
     EXPECT_TRUE(IconShape::named("no such icon").isEmpty());
 }
 
-TEST(IconShape, RefusesADocumentThatItDoesNotKnow) {
-    EXPECT_TRUE(IconShape::parsed("<svg><path d=\"M1 2L3 4\" stroke=\"currentColor\" stroke-width=\"2\"/></svg>"));
-    EXPECT_FALSE(IconShape::parsed("<svg><circle r=\"3\"/></svg>"));
-    EXPECT_FALSE(IconShape::parsed("<svg><path d=\"M1 2"));
+TEST(IconShape, IsPaintedInTheColorThatIsAskedForAndInNoOther) {
+    IconShape& trash = IconShape::named("trash");
+    for (const QColor color : {QColor(0x4e, 0xcd, 0xb8), QColor(255, 0, 0), QColor(0x4e, 0xcd, 0xb8)}) {
+        const QImage image = painted(trash, 24, color).convertToFormat(QImage::Format_ARGB32);
+        int solid = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                if (qAlpha(image.pixel(x, y)) == 255) {
+                    ++solid;
+                    EXPECT_EQ(image.pixel(x, y), color.rgb());
+                }
+        EXPECT_GT(solid, 5);
+    }
+    QColor half(Qt::white);
+    half.setAlphaF(0.5F);
+    EXPECT_NEAR(ink(painted(trash, 24, half)), ink(painted(trash, 24, Qt::white)) / 2, 2);
+}
+
+TEST(IconShape, IsDrawnAnewAtEachSizeAndNotScaledUp) {
+    // A stroke keeps an edge of one pixel however large it is: what is half covered doesn't grow with the surface.
+    const auto halfCovered = [](int size) {
+        const QImage image = painted(IconShape::named("stop"), size, Qt::white);
+        int count = 0;
+        for (int y = 0; y < image.height(); ++y)
+            for (int x = 0; x < image.width(); ++x)
+                if (const int alpha = qAlpha(image.pixel(x, y)); alpha > 16 && alpha < 240) ++count;
+        return count;
+    };
+    EXPECT_LE(halfCovered(96), 5 * halfCovered(24) + 40);
+}
+
+TEST(IconShape, WhatIsNoDrawingDrawsNothing) {
+    for (const char* file : {"", "<svg", "no drawing", "<svg xmlns=\"http://www.w3.org/2000/svg\"/>"}) {
+        IconShape shape{QByteArray(file)};
+        EXPECT_EQ(ink(painted(shape, 24, Qt::white)), 0) << file;
+    }
 }
 
 }  // namespace
