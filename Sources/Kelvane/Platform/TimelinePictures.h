@@ -26,6 +26,7 @@ public:
     TimelinePictures(MainContext& context, MakeStream make);
 
     [[nodiscard]] VideoPicturePtr picture() const override { return picture_; }
+    [[nodiscard]] bool isAwaited() const override { return wish_.has_value(); }
     /// Draws at the largest size that fits, at most the item's own.
     void setSurfaceSize(Size pixels) override;
     void setPictureObserver(std::function<void()> observer) override { observer_ = std::move(observer); }

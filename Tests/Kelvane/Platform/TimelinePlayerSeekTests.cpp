@@ -37,6 +37,18 @@ TEST_F(Seeking, TheNumberChangesAtOnceAndThePictureOfThatVeryMomentFollows) {
     EXPECT_EQ(player->rate(), 0);
 }
 
+TEST_F(Seeking, ThePictureIsAwaitedUntilItIsThere) {
+    sources->decoding = 4ms;
+    run(1s);
+    EXPECT_FALSE(feed().isAwaited());
+    player->seek(2);
+    EXPECT_TRUE(feed().isAwaited());
+    EXPECT_EQ(shownTime(), MediaTime(0)) << "the former one";
+    run(1s);
+    EXPECT_FALSE(feed().isAwaited());
+    EXPECT_EQ(shownTime(), MediaTime(1200));
+}
+
 TEST_F(Seeking, TimesOutsideTheItemMeanItsNearestEnd) {
     player->seek(-3);
     EXPECT_EQ(player->position(), 0);

@@ -170,6 +170,31 @@ TEST_F(PreviewTests, WhatIsShownIsToldWhereverThePlayheadStands) {
     EXPECT_FALSE(label->property("visible").toBool());
 }
 
+TEST_F(PreviewTests, APlaceholderStaysUntilThePictureBehindItIsThere) {
+    media.addFileNamed("Voice.wav", FakeFile::audio(3));
+    const auto editor = openClip();
+    finish(context, editor->importMedia({folder.write("Sources/Voice.wav")}, nullptr));
+    editor->addAssets({editor->assets().back().id}, std::nullopt);
+    advance(std::chrono::milliseconds(180));
+    preview.setSurfaceSize({108, 192});
+    player().feed.show(grey());
+    preview.seek(10);
+    context.runPosted();
+    EXPECT_TRUE(preview.audioOnly()) << "behind the last picture";
+    player().feed.awaited = true;
+    preview.seek(1);
+    context.runPosted();
+    EXPECT_TRUE(preview.audioOnly()) << "what is there is the picture of before";
+    player().feed.awaited = false;
+    player().feed.show(grey());
+    EXPECT_FALSE(preview.audioOnly());
+    preview.seek(10);
+    context.runPosted();
+    preview.seek(9.9);
+    context.runPosted();
+    EXPECT_FALSE(preview.audioOnly()) << "the picture stood there already";
+}
+
 TEST_F(PreviewTests, NothingCanBeDoneWithATimelineThatWasEmptied) {
     const auto editor = openClip();
     editor->deleteSelection();

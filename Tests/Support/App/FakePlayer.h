@@ -12,12 +12,14 @@ public:
     [[nodiscard]] VideoPicturePtr picture() const override { return surface == Size() ? nullptr : shown_; }
     void setSurfaceSize(Size pixels) override { surface = pixels; }
     void setPictureObserver(std::function<void()> observer) override { observer_ = std::move(observer); }
+    [[nodiscard]] bool isAwaited() const override { return awaited; }
     void show(VideoPicturePtr picture) {
         shown_ = std::move(picture);
         if (observer_) observer_();
     }
 
     Size surface;
+    bool awaited = false;
 
 private:
     VideoPicturePtr shown_;

@@ -1,5 +1,6 @@
 #include "PreviewView.h"
 
+#include <utility>
 #include <vector>
 
 #include "Editor/Editor.h"
@@ -40,7 +41,7 @@ void PreviewView::followEditor() {
             connect(editor.get(), &Editor::positionChanged, this,
                     [this] {
                         Q_EMIT positionChanged();
-                        Q_EMIT feedChanged();
+                        tellFeed();
                     }),
             connect(editor.get(), &Editor::playersChanged, this, &PreviewView::followPlayers),
         };
@@ -53,12 +54,27 @@ void PreviewView::tellAll() {
     Q_EMIT contentChanged();
     Q_EMIT workChanged();
     Q_EMIT positionChanged();
+    tellFeed();
 }
 
 void PreviewView::followPlayers() {
     if (const auto& editor = workspace_->editor())
-        for (PictureFeed* feed : feedsOf(*editor)) feed->setPictureObserver([this] { Q_EMIT feedChanged(); });
+        for (PictureFeed* feed : feedsOf(*editor)) feed->setPictureObserver([this] { tellFeed(); });
+    tellFeed();
+}
+
+void PreviewView::tellFeed() {
+    const auto editor = workspace_->editor();
+    const bool isAudioOnly = editor && (editor->isAudioPreview() || (audioOnly_ && isBehind()));
+    if (std::exchange(audioOnly_, isAudioOnly) != isAudioOnly) Q_EMIT audioOnlyChanged();
     Q_EMIT feedChanged();
+}
+
+bool PreviewView::isBehind() const {
+    const PictureFeed* shown = feed();
+    if (shown == nullptr || shown->picture() == nullptr) return false;
+    const Editor& editor = *workspace_->editor();
+    return editor.hoverPreview() ? shown != editor.hoverPlayer()->pictures() : shown->isAwaited();
 }
 
 void PreviewView::setSurfaceSize(Size pixels) {
@@ -79,7 +95,6 @@ bool PreviewView::hasPreview() const { return workspace_->editor() && workspace_
 double PreviewView::duration() const { return workspace_->editor() ? workspace_->editor()->previewDuration() : 0; }
 double PreviewView::position() const { return workspace_->editor() ? workspace_->editor()->previewPlayhead() : 0; }
 bool PreviewView::playing() const { return workspace_->editor() && workspace_->editor()->isPlaying(); }
-bool PreviewView::audioOnly() const { return workspace_->editor() && workspace_->editor()->isAudioPreview(); }
 bool PreviewView::building() const { return workspace_->editor() && workspace_->editor()->isBuilding(); }
 bool PreviewView::recording() const { return workspace_->editor() && workspace_->editor()->isRecording(); }
 

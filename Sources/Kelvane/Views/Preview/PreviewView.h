@@ -17,8 +17,9 @@ class PreviewView final : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool hasPreview READ hasPreview NOTIFY contentChanged)
     Q_PROPERTY(double duration READ duration NOTIFY contentChanged)
-    /// Whether a placeholder stands for the picture, as sound alone is shown.
-    Q_PROPERTY(bool audioOnly READ audioOnly NOTIFY positionChanged)
+    /// Whether a placeholder stands for the picture, as sound alone is shown. It stays until the picture behind it is
+    /// there, so that none flashes up which was shown before it.
+    Q_PROPERTY(bool audioOnly READ audioOnly NOTIFY audioOnlyChanged)
     Q_PROPERTY(double position READ position NOTIFY positionChanged)
     Q_PROPERTY(bool playing READ playing NOTIFY positionChanged)
     Q_PROPERTY(bool building READ building NOTIFY workChanged)
@@ -37,7 +38,7 @@ public:
     [[nodiscard]] double duration() const;
     [[nodiscard]] double position() const;
     [[nodiscard]] bool playing() const;
-    [[nodiscard]] bool audioOnly() const;
+    [[nodiscard]] bool audioOnly() const { return audioOnly_; }
     [[nodiscard]] bool building() const;
     [[nodiscard]] bool recording() const;
     [[nodiscard]] int countdown() const;
@@ -58,12 +59,16 @@ Q_SIGNALS:
     void contentChanged();
     void workChanged();
     void positionChanged();
+    void audioOnlyChanged();
     /// Another feed is to be painted, or its picture is another one.
     void feedChanged();
 
 private:
     void followEditor();
     void followPlayers();
+    void tellFeed();
+    /// Whether what would be painted is of before what is wanted now.
+    [[nodiscard]] bool isBehind() const;
     /// Content and choice decide what is shown, and with it everything else.
     void tellAll();
 
@@ -71,6 +76,7 @@ private:
     std::array<QMetaObject::Connection, 5> connections_;
     /// The editor whose players report here.
     std::weak_ptr<Editor> followed_;
+    bool audioOnly_ = false;
 };
 
 }  // namespace kelvane
