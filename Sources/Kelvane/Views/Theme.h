@@ -55,6 +55,7 @@ class Theme final : public QObject {
     Q_PROPERTY(QFont countdownFont READ countdownFont CONSTANT)
     Q_PROPERTY(double headerHeight MEMBER headerHeight CONSTANT)
     Q_PROPERTY(double toolbarHeight MEMBER toolbarHeight CONSTANT)
+    Q_PROPERTY(double inspectorWidth MEMBER inspectorWidth CONSTANT)
     Q_PROPERTY(double rulerHeight MEMBER rulerHeight CONSTANT)
     Q_PROPERTY(double controlRadius MEMBER controlRadius CONSTANT)
     Q_PROPERTY(double menuRadius MEMBER menuRadius CONSTANT)
@@ -139,6 +140,7 @@ public:
 
     static constexpr double headerHeight = 44;
     static constexpr double toolbarHeight = 40;
+    static constexpr double inspectorWidth = 256;
     static constexpr double rulerHeight = TimelineMetrics::rulerHeight;
     static constexpr double clipRadius = 6;
     static constexpr double controlRadius = 7;

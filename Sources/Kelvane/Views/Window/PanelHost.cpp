@@ -93,6 +93,13 @@ void registerWindowTypes() {
     installAccessibleInterfaces();
     const auto* const made = "Made by the window.";
     qmlRegisterUncreatableType<ProjectWindowView>("Kelvane", 1, 0, "ProjectWindowView", made);
+    qmlRegisterUncreatableType<EditorView>("Kelvane", 1, 0, "EditorView", made);
+    qmlRegisterUncreatableType<AssetsView>("Kelvane", 1, 0, "AssetsView", made);
+    qmlRegisterUncreatableType<InspectorView>("Kelvane", 1, 0, "InspectorView", made);
+    qmlRegisterUncreatableType<ExportOptionsView>("Kelvane", 1, 0, "ExportOptionsView", made);
+    qmlRegisterUncreatableType<ExportingView>("Kelvane", 1, 0, "ExportingView", made);
+    qmlRegisterUncreatableType<AIAssistantView>("Kelvane", 1, 0, "AIAssistantView", made);
+    qmlRegisterUncreatableType<ProjectsHomeView>("Kelvane", 1, 0, "ProjectsHomeView", made);
     qmlRegisterUncreatableType<PreviewView>("Kelvane", 1, 0, "PreviewView", made);
     qmlRegisterType<PreviewSurface>("Kelvane", 1, 0, "PreviewSurface");
     qmlRegisterUncreatableType<TimelineView>("Kelvane", 1, 0, "TimelineView", made);

@@ -1,10 +1,10 @@
 import QtQuick
 import QtQuick.Controls.Basic
-import QtQuick.Layouts
 import Kelvane
 import "../Controls"
-import "../Preview"
-import "../Timeline"
+import "../Assistants"
+import "../Export"
+import "../Home"
 
 ApplicationWindow {
     id: window
@@ -36,7 +36,7 @@ ApplicationWindow {
     Connections {
         target: window.view
         function onCloseConfirmed() { window.close() }
-        function onProjectShown() { timelinePane.surface.forceActiveFocus(Qt.OtherFocusReason) }
+        function onProjectShown() { editorPane.timeline.forceActiveFocus(Qt.OtherFocusReason) }
     }
 
     Shortcut { sequences: [StandardKey.Undo]; enabled: view.canUndo; onActivated: view.undo() }
@@ -56,52 +56,16 @@ ApplicationWindow {
 
     header: ProjectHeader { view: window.view }
 
-    Item {
+    EditorPane {
+        id: editorPane
         anchors.fill: parent
         visible: !window.view.showsHome
-
-        PreviewPane {
-            anchors.top: parent.top
-            anchors.bottom: timelinePane.top
-            width: parent.width
-            foot: height > 240 ? 48 : 8
-            view: window.view.preview
-        }
-        AnnouncementLabel { view: window.view }
-        TimelinePane {
-            id: timelinePane
-            anchors.bottom: parent.bottom
-            width: parent.width
-            // What is above it keeps some room in any window.
-            height: Math.min(implicitHeight, parent.height - 64)
-            view: window.view.timeline
-            preview: window.view.preview
-        }
-        WorkBar {
-            anchors.horizontalCenter: parent.horizontalCenter
-            anchors.bottom: timelinePane.top
-            anchors.bottomMargin: 6
-            view: window.view
-        }
+        view: window.view
     }
-
-    ListView {
-        id: projectList
+    HomeView {
         anchors.fill: parent
-        anchors.margins: 24
         visible: window.view.showsHome
-        model: window.view.projects
-        delegate: projectRow
-        clip: true
-        spacing: 6
-        ScrollBar.vertical: ScrollBar {}
-    }
-    Label {
-        anchors.centerIn: projectList
-        visible: projectList.visible && projectList.count === 0
-        horizontalAlignment: Text.AlignHCenter
-        color: Theme.text2
-        text: "No projects yet.\nCreate one with New Project…"
+        view: window.view.home
     }
     WorkBar {
         visible: window.view.showsHome && showsWork
@@ -111,36 +75,9 @@ ApplicationWindow {
         view: window.view
     }
 
-    Component {
-        id: projectRow
-        Rectangle {
-            required property int index
-            required property string name
-            required property string modified
-            required property string length
-            width: ListView.view.width
-            height: 52
-            radius: Theme.sheetRadius
-            color: mouse.containsMouse ? Theme.raised : Theme.panel
-            MouseArea {
-                id: mouse
-                anchors.fill: parent
-                hoverEnabled: true
-                onDoubleClicked: window.view.openProject(index)
-            }
-            RowLayout {
-                anchors.fill: parent
-                anchors.leftMargin: 14
-                anchors.rightMargin: 14
-                spacing: 16
-                Label { text: name; textFormat: Text.PlainText; elide: Text.ElideRight; font: Theme.cardTitleFont; Layout.fillWidth: true }
-                Label { text: modified; color: Theme.text3 }
-                Label { text: length; horizontalAlignment: Text.AlignRight; Layout.preferredWidth: 70 }
-                TextButton { text: "Open"; onClicked: window.view.openProject(index) }
-                TextButton { text: "Delete…"; onClicked: window.view.deleteProject(index) }
-            }
-        }
-    }
+    ExportOptionsSheet { view: window.view.exportOptions }
+    ExportingSheet { view: window.view.exportWork }
+    AIAssistantSheet { view: window.view.assistants }
 
     Dialog {
         anchors.centerIn: parent

@@ -15,12 +15,17 @@ ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Wo
     : windows_(windows),
       workspace_(std::move(workspace)),
       preview_(workspace_),
-      timeline_(workspace_, windows.context(), std::move(reducedMotion)) {
+      timeline_(workspace_, windows.context(), std::move(reducedMotion)),
+      editor_(workspace_),
+      assets_(workspace_),
+      inspector_(workspace_),
+      exportOptions_(workspace_),
+      exportWork_(workspace_),
+      assistants_(workspace_),
+      home_(windows_, workspace_) {
     connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
     connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::refreshDerived);
     connect(&windows_, &ProjectWindows::workChanged, this, &ProjectWindowView::copyingChanged);
-    connect(&windows_, &ProjectWindows::libraryChanged, this, &ProjectWindowView::refreshProjects);
-    refreshProjects();
     followEditor();
 }
 
@@ -63,8 +68,6 @@ void ProjectWindowView::refreshDerived() {
     if (const QString present = status(); std::exchange(status_, present) != present) Q_EMIT statusChanged();
     if (const QString present = error(); std::exchange(error_, present) != present) Q_EMIT errorChanged();
 }
-
-void ProjectWindowView::refreshProjects() { projects_.setProjects(windows_.library().projects()); }
 
 bool ProjectWindowView::showsHome() const { return workspace_->editor() == nullptr; }
 
@@ -167,14 +170,6 @@ QString ProjectWindowView::error() const {
     if (windows_.error()) return text(*windows_.error());
     const auto editor = workspace_->editor();
     return editor && editor->error() ? text(*editor->error()) : QString();
-}
-
-void ProjectWindowView::openProject(int row) {
-    if (const auto project = projects_.at(row)) windows_.open(*project, workspace_, false);
-}
-
-void ProjectWindowView::deleteProject(int row) {
-    if (const auto project = projects_.at(row)) windows_.remove(project->id);
 }
 
 void ProjectWindowView::newProject() { windows_.newProject(workspace_); }

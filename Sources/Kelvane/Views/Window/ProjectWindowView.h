@@ -6,7 +6,13 @@
 #include <array>
 #include <memory>
 
-#include "Views/Home/ProjectListModel.h"
+#include "EditorView.h"
+#include "Views/Assets/AssetsView.h"
+#include "Views/Assistants/AIAssistantView.h"
+#include "Views/Export/ExportOptionsView.h"
+#include "Views/Export/ExportingView.h"
+#include "Views/Home/ProjectsHomeView.h"
+#include "Views/Inspector/InspectorView.h"
 #include "Views/Preview/PreviewView.h"
 #include "Views/Timeline/TimelineView.h"
 #include "Windows/ProjectWindows.h"
@@ -39,7 +45,13 @@ class ProjectWindowView final : public QObject {
     Q_PROPERTY(QString error READ error NOTIFY errorChanged)
     Q_PROPERTY(kelvane::PreviewView* preview READ preview CONSTANT)
     Q_PROPERTY(kelvane::TimelineView* timeline READ timeline CONSTANT)
-    Q_PROPERTY(QAbstractItemModel* projects READ projects CONSTANT)
+    Q_PROPERTY(kelvane::EditorView* editor READ editor CONSTANT)
+    Q_PROPERTY(kelvane::AssetsView* assets READ assets CONSTANT)
+    Q_PROPERTY(kelvane::InspectorView* inspector READ inspector CONSTANT)
+    Q_PROPERTY(kelvane::ExportOptionsView* exportOptions READ exportOptions CONSTANT)
+    Q_PROPERTY(kelvane::ExportingView* exportWork READ exportWork CONSTANT)
+    Q_PROPERTY(kelvane::AIAssistantView* assistants READ assistants CONSTANT)
+    Q_PROPERTY(kelvane::ProjectsHomeView* home READ home CONSTANT)
 
 public:
     /// `reducedMotion` is the desktop's setting; none means that it isn't set.
@@ -67,11 +79,15 @@ public:
     [[nodiscard]] QString error() const;
     [[nodiscard]] PreviewView* preview() { return &preview_; }
     [[nodiscard]] TimelineView* timeline() { return &timeline_; }
-    [[nodiscard]] QAbstractItemModel* projects() { return &projects_; }
+    [[nodiscard]] EditorView* editor() { return &editor_; }
+    [[nodiscard]] AssetsView* assets() { return &assets_; }
+    [[nodiscard]] InspectorView* inspector() { return &inspector_; }
+    [[nodiscard]] ExportOptionsView* exportOptions() { return &exportOptions_; }
+    [[nodiscard]] ExportingView* exportWork() { return &exportWork_; }
+    [[nodiscard]] AIAssistantView* assistants() { return &assistants_; }
+    [[nodiscard]] ProjectsHomeView* home() { return &home_; }
     [[nodiscard]] const std::shared_ptr<Workspace>& workspace() const { return workspace_; }
 
-    Q_INVOKABLE void openProject(int row);
-    Q_INVOKABLE void deleteProject(int row);
     Q_INVOKABLE void newProject();
     Q_INVOKABLE void chooseProject();
     Q_INVOKABLE void showHome();
@@ -130,7 +146,6 @@ private:
     void refreshWork();
     /// Sends the signals of what content and work both bear on.
     void refreshDerived();
-    void refreshProjects();
     // A command that changes the project ends a gesture under way first.
     [[nodiscard]] std::shared_ptr<Editor> editorToChange();
 
@@ -139,7 +154,13 @@ private:
     std::array<QMetaObject::Connection, 2> editorConnections_;
     PreviewView preview_;
     TimelineView timeline_;
-    ProjectListModel projects_;
+    EditorView editor_;
+    AssetsView assets_;
+    InspectorView inspector_;
+    ExportOptionsView exportOptions_;
+    ExportingView exportWork_;
+    AIAssistantView assistants_;
+    ProjectsHomeView home_;
     // As announced last.
     Enabling enabling_;
     QString status_;

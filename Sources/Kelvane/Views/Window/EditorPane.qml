@@ -1,0 +1,71 @@
+import QtQuick
+import Kelvane
+import "../Assets"
+import "../Inspector"
+import "../Preview"
+import "../Timeline"
+
+// The panes of a project: assets, divider and preview above the timeline, and the inspector beside all of them.
+Item {
+    id: pane
+
+    required property ProjectWindowView view
+    readonly property EditorView editor: view.editor
+    readonly property alias timeline: timelinePane.surface
+
+    Item {
+        id: work
+        anchors.left: parent.left
+        anchors.right: inspector.visible ? inspector.left : parent.right
+        height: parent.height
+
+        AssetsPane {
+            id: assets
+            width: pane.editor.assetsWidth
+            height: timelinePane.y
+            view: pane.view.assets
+        }
+        PaneDivider {
+            id: divider
+            x: assets.width
+            height: timelinePane.y
+            view: pane.editor
+        }
+        PreviewPane {
+            x: divider.x + divider.width
+            width: Math.max(work.width - x, 0)
+            height: timelinePane.y
+            foot: 48
+            view: pane.view.preview
+        }
+        TimelinePane {
+            id: timelinePane
+            anchors.bottom: parent.bottom
+            width: parent.width
+            // What is above it keeps some room in any window.
+            height: Math.min(implicitHeight, parent.height - 64)
+            view: pane.view.timeline
+            preview: pane.view.preview
+        }
+        Binding {
+            target: pane.editor
+            property: "rowWidth"
+            value: work.width
+        }
+        WorkBar {
+            anchors.horizontalCenter: parent.horizontalCenter
+            anchors.bottom: timelinePane.top
+            anchors.bottomMargin: 6
+            view: pane.view
+        }
+    }
+    InspectorPane {
+        id: inspector
+        anchors.right: parent.right
+        width: Theme.inspectorWidth
+        height: parent.height
+        visible: pane.editor.showInspector
+        view: pane.view.inspector
+    }
+    AnnouncementLabel { view: pane.view }
+}
