@@ -9,6 +9,7 @@
 #include "Platform/TimelinePlayer.h"
 #include "Session/AIAssistantSession.h"
 #include "Storage/UnfinishedSweep.h"
+#include "Views/Theme.h"
 #include "Views/Waveform/AudioWaveformView.h"
 
 namespace kelvane {
@@ -60,7 +61,13 @@ KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
                  .unfinished = &unfinished_}) {
     registerWindowTypes();
     shareWaveforms(engine_, waveforms_);
+    followAppearance();
+    connect(&settings_, &DesktopSettings::changed, this, &KelvaneApp::followAppearance);
     incoming_.open(urls);
+}
+
+void KelvaneApp::followAppearance() {
+    Theme::setAppearance({.moreContrast = settings_.moreContrast(), .reducedMotion = settings_.reducedMotion()});
 }
 
 std::unique_ptr<Player> KelvaneApp::makePlayer(PlayerRole role) {

@@ -88,6 +88,8 @@ private:
 
     /// What shows and sounds a timeline, or shows the pictures under a pointer.
     std::unique_ptr<Player> makePlayer(PlayerRole role);
+    /// Lets the windows look and move as the desktop says.
+    void followAppearance();
     /// Removes what earlier processes left, in the background.
     void sweepLeftovers();
 

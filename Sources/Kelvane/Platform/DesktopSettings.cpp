@@ -17,6 +17,7 @@ struct Key {
     QString space;
     QString name;
 };
+const Key contrastKey{QStringLiteral("org.freedesktop.appearance"), QStringLiteral("contrast")};
 const Key reducedMotionKey{QStringLiteral("org.freedesktop.appearance"), QStringLiteral("reduced-motion")};
 const Key animationsKey{QStringLiteral("org.gnome.desktop.interface"), QStringLiteral("enable-animations")};
 const Key factorKey{QStringLiteral("org.kde.kdeglobals.KDE"), QStringLiteral("AnimationDurationFactor")};
@@ -36,8 +37,13 @@ QVariant unwrapped(QVariant value) {
 
 }  // namespace
 
-bool MotionSettings::take(const QString& space, const QString& key, const QVariant& value) {
+bool AppearanceSettings::take(const QString& space, const QString& key, const QVariant& value) {
     bool isNumber = false;
+    if (space == contrastKey.space && key == contrastKey.name) {
+        const unsigned int number = value.toUInt(&isNumber);
+        if (isNumber) contrast = number;
+        return isNumber;
+    }
     if (space == reducedMotionKey.space && key == reducedMotionKey.name) {
         const unsigned int number = value.toUInt(&isNumber);
         if (isNumber) reducedMotion = number;
@@ -56,7 +62,7 @@ bool MotionSettings::take(const QString& space, const QString& key, const QVaria
     return false;
 }
 
-bool MotionSettings::isReduced() const {
+bool AppearanceSettings::isMotionReduced() const {
     if (reducedMotion) return *reducedMotion == 1;
     if (enableAnimations) return !*enableAnimations;
     return durationFactor == 0;
@@ -72,7 +78,7 @@ void DesktopSettings::follow(const QDBusConnection& bus) {
     if (!bus.isConnected()) return;
     QDBusConnection(bus).connect(portal, portalPath, settings, QStringLiteral("SettingChanged"), this,
                                  SLOT(followSetting(QString, QString, QDBusVariant)));
-    for (const Key& key : {reducedMotionKey, animationsKey, factorKey}) {
+    for (const Key& key : {contrastKey, reducedMotionKey, animationsKey, factorKey}) {
         // The question that all portals know.
         QDBusMessage question = QDBusMessage::createMethodCall(portal, portalPath, settings, QStringLiteral("Read"));
         question << key.space << key.name;
@@ -90,8 +96,10 @@ void DesktopSettings::followSetting(const QString& space, const QString& key, co
 }
 
 void DesktopSettings::take(const QString& space, const QString& key, const QVariant& value) {
-    const bool was = reducedMotion();
-    if (motion_.take(space, key, unwrapped(value)) && reducedMotion() != was) Q_EMIT changed();
+    const bool wasReduced = reducedMotion();
+    const bool wasStrong = moreContrast();
+    if (!appearance_.take(space, key, unwrapped(value))) return;
+    if (reducedMotion() != wasReduced || moreContrast() != wasStrong) Q_EMIT changed();
 }
 
 }  // namespace kelvane

@@ -9,8 +9,10 @@ class QDBusConnection;
 
 namespace kelvane {
 
-/// What desktops say about motion, each as far as it is known. A plain value.
-struct MotionSettings {
+/// What desktops say about how programs look and move, each as far as it is known. A plain value.
+struct AppearanceSettings {
+    /// Of all desktops, "contrast" in the namespace "org.freedesktop.appearance": 1 where more is wanted.
+    std::optional<unsigned int> contrast;
     /// Of all desktops, "reduced-motion" in the namespace "org.freedesktop.appearance": 1 where it is wanted.
     std::optional<unsigned int> reducedMotion;
     /// GNOME's, "enable-animations" in "org.gnome.desktop.interface".
@@ -21,8 +23,9 @@ struct MotionSettings {
     /// Takes what one of these keys is set to; whether it is one, and its value one that it can have.
     bool take(const QString& space, const QString& key, const QVariant& value);
     /// Whether motion is to be reduced: what all desktops say counts first, then GNOME's word, then KDE's.
-    [[nodiscard]] bool isReduced() const;
-    bool operator==(const MotionSettings&) const = default;
+    [[nodiscard]] bool isMotionReduced() const;
+    [[nodiscard]] bool wantsMoreContrast() const { return contrast == 1; }
+    bool operator==(const AppearanceSettings&) const = default;
 };
 
 /// The desktop's settings, asked for through its portal and followed while they change. Until the portal has answered,
@@ -35,9 +38,11 @@ public:
     DesktopSettings();
     explicit DesktopSettings(const QDBusConnection& bus);
 
-    [[nodiscard]] bool reducedMotion() const { return motion_.isReduced(); }
+    [[nodiscard]] bool reducedMotion() const { return appearance_.isMotionReduced(); }
+    [[nodiscard]] bool moreContrast() const { return appearance_.wantsMoreContrast(); }
 
 Q_SIGNALS:
+    /// What is answered above is something else.
     void changed();
 
 private Q_SLOTS:
@@ -47,7 +52,7 @@ private:
     void follow(const QDBusConnection& bus);
     void take(const QString& space, const QString& key, const QVariant& value);
 
-    MotionSettings motion_;
+    AppearanceSettings appearance_;
 };
 
 }  // namespace kelvane

@@ -3,6 +3,7 @@
 #include <QColor>
 #include <QFont>
 #include <QObject>
+#include <vector>
 
 #include "Views/Timeline/TimelineMetrics.h"
 
@@ -14,9 +15,16 @@ constexpr QColor themeColor(unsigned int value, double opacity = 1) {
             static_cast<int>(255 * opacity + 0.5)};
 }
 
+/// How the desktop wants windows to be.
+struct Appearance {
+    bool moreContrast = false;
+    bool reducedMotion = false;
+    bool operator==(const Appearance&) const = default;
+};
+
 /// The one home of the window's colours, type, sizes and times, for what is painted and, as the singleton "Theme", for
-/// what is laid out. Colours are named by what they stand for; lengths are points, times milliseconds. Constant; any
-/// thread.
+/// what is laid out. Colours are named by what they stand for; lengths are points, times milliseconds. Constant, and
+/// for any thread, but for what follows the desktop's wish for more contrast or less motion: that is the main thread's.
 class Theme final : public QObject {
     Q_OBJECT
     Q_PROPERTY(QColor stage MEMBER stage CONSTANT)
@@ -29,9 +37,10 @@ class Theme final : public QObject {
     Q_PROPERTY(QColor controlPressed MEMBER controlPressed CONSTANT)
     Q_PROPERTY(QColor tip MEMBER tip CONSTANT)
     Q_PROPERTY(QColor tipButton MEMBER tipButton CONSTANT)
+    Q_PROPERTY(QColor tipButtonHover MEMBER tipButtonHover CONSTANT)
     Q_PROPERTY(QColor text1 MEMBER text1 CONSTANT)
-    Q_PROPERTY(QColor text2 MEMBER text2 CONSTANT)
-    Q_PROPERTY(QColor text3 MEMBER text3 CONSTANT)
+    Q_PROPERTY(QColor text2 READ presentText2 NOTIFY appearanceChanged)
+    Q_PROPERTY(QColor text3 READ presentText3 NOTIFY appearanceChanged)
     Q_PROPERTY(QColor text4 MEMBER text4 CONSTANT)
     Q_PROPERTY(QColor accent MEMBER accent CONSTANT)
     Q_PROPERTY(QColor accentHover MEMBER accentHover CONSTANT)
@@ -39,10 +48,10 @@ class Theme final : public QObject {
     Q_PROPERTY(QColor onAccent MEMBER onAccent CONSTANT)
     Q_PROPERTY(QColor danger MEMBER danger CONSTANT)
     Q_PROPERTY(QColor record MEMBER record CONSTANT)
-    Q_PROPERTY(QColor line MEMBER line CONSTANT)
-    Q_PROPERTY(QColor lineStrong MEMBER lineStrong CONSTANT)
+    Q_PROPERTY(QColor line READ presentLine NOTIFY appearanceChanged)
+    Q_PROPERTY(QColor lineStrong READ presentLineStrong NOTIFY appearanceChanged)
     Q_PROPERTY(QColor edge MEMBER edge CONSTANT)
-    Q_PROPERTY(QColor groove MEMBER groove CONSTANT)
+    Q_PROPERTY(QColor groove READ presentGroove NOTIFY appearanceChanged)
     Q_PROPERTY(QColor fill MEMBER fill CONSTANT)
     Q_PROPERTY(QColor knob MEMBER knob CONSTANT)
     Q_PROPERTY(QColor scrim MEMBER scrim CONSTANT)
@@ -62,10 +71,13 @@ class Theme final : public QObject {
     Q_PROPERTY(double previewRadius MEMBER previewRadius CONSTANT)
     Q_PROPERTY(double sheetRadius MEMBER sheetRadius CONSTANT)
     Q_PROPERTY(double focusRing MEMBER focusRing CONSTANT)
-    Q_PROPERTY(int fillIn MEMBER fillIn CONSTANT)
-    Q_PROPERTY(int fillOut MEMBER fillOut CONSTANT)
-    Q_PROPERTY(int tipDelay MEMBER tipDelay CONSTANT)
+    Q_PROPERTY(int fillIn READ presentFillIn NOTIFY appearanceChanged)
+    Q_PROPERTY(int fillOut READ presentFillOut NOTIFY appearanceChanged)
     Q_PROPERTY(int tipFade MEMBER tipFade CONSTANT)
+    Q_PROPERTY(int toastIn MEMBER toastIn CONSTANT)
+    Q_PROPERTY(int toastOut MEMBER toastOut CONSTANT)
+    Q_PROPERTY(double toastRise READ presentToastRise NOTIFY appearanceChanged)
+    Q_PROPERTY(bool reducedMotion READ reducedMotion NOTIFY appearanceChanged)
     Q_PROPERTY(double busyOpacity MEMBER busyOpacity CONSTANT)
 
 public:
@@ -83,12 +95,13 @@ public:
     static constexpr QColor controlPressed = themeColor(0x24272b);
     static constexpr QColor tip = themeColor(0x33373d);
     static constexpr QColor tipButton = themeColor(0x444950);
+    static constexpr QColor tipButtonHover = themeColor(0x4f555d);
     /// Titles, labels, and icons that act.
     static constexpr QColor text1 = themeColor(0xecedef);
-    /// Values and captions.
-    static constexpr QColor text2 = themeColor(0xa9aeb6);
+    /// Values and captions. With more contrast another one, as the following that aren't constant.
+    static inline QColor text2 = themeColor(0xa9aeb6);
     /// Counts, dates, placeholders; never on `control`.
-    static constexpr QColor text3 = themeColor(0x8a9099);
+    static inline QColor text3 = themeColor(0x8a9099);
     /// What is disabled.
     static constexpr QColor text4 = themeColor(0x5d626a);
     /// The main action, selection, focus, landing places, and sound.
@@ -110,13 +123,13 @@ public:
     static constexpr QColor lane = themeColor(0xffffff, 0.028);
     static constexpr QColor ruler = themeColor(0xffffff, 0.05);
     static constexpr QColor tick = themeColor(0xffffff, 0.18);
-    static constexpr QColor line = themeColor(0xffffff, 0.08);
-    static constexpr QColor lineStrong = themeColor(0xffffff, 0.16);
+    static inline QColor line = themeColor(0xffffff, 0.08);
+    static inline QColor lineStrong = themeColor(0xffffff, 0.16);
     /// Rim of every picture, inside it.
     static constexpr QColor edge = themeColor(0xffffff, 0.1);
     /// Inside the ring of a selection.
     static constexpr QColor selectionInset = themeColor(0x000000, 0.52);
-    static constexpr QColor groove = themeColor(0x3a3e45);
+    static inline QColor groove = themeColor(0x3a3e45);
     static constexpr QColor fill = themeColor(0xb9bec6);
     static constexpr QColor knob = themeColor(0xf1f2f4);
     static constexpr QColor scrim = themeColor(0x060708, 0.56);
@@ -152,10 +165,19 @@ public:
 
     static constexpr int fillIn = 80;
     static constexpr int fillOut = 120;
-    static constexpr int tipDelay = 600;
     static constexpr int tipFade = 100;
+    static constexpr int toastIn = 200;
+    static constexpr int toastOut = 160;
+    static constexpr double toastRise = 8;
+    static constexpr int thumbnailFade = 120;
 
-    explicit Theme(QObject* parent = nullptr) : QObject(parent) {}
+    explicit Theme(QObject* parent = nullptr);
+    ~Theme() override;
+
+    /// Lets all that is shown follow; the usual appearance until it is called.
+    static void setAppearance(Appearance appearance);
+    [[nodiscard]] static const Appearance& appearance() { return appearance_; }
+    [[nodiscard]] static bool reducedMotion() { return appearance_.reducedMotion; }
 
     static QFont font(int pixels, QFont::Weight weight = QFont::Normal);
     static QFont rulerFont() { return font(10); }
@@ -168,6 +190,25 @@ public:
     static QFont titleFont() { return font(13, QFont::DemiBold); }
     static QFont cardTitleFont() { return font(15, QFont::DemiBold); }
     static QFont countdownFont() { return font(56, QFont::DemiBold); }
+
+    // What QML reads of what isn't constant.
+    [[nodiscard]] static QColor presentText2() { return text2; }
+    [[nodiscard]] static QColor presentText3() { return text3; }
+    [[nodiscard]] static QColor presentLine() { return line; }
+    [[nodiscard]] static QColor presentLineStrong() { return lineStrong; }
+    [[nodiscard]] static QColor presentGroove() { return groove; }
+    /// At once where motion is reduced.
+    [[nodiscard]] static int presentFillIn() { return reducedMotion() ? 0 : fillIn; }
+    [[nodiscard]] static int presentFillOut() { return reducedMotion() ? 0 : fillOut; }
+    [[nodiscard]] static double presentToastRise() { return reducedMotion() ? 0 : toastRise; }
+
+Q_SIGNALS:
+    void appearanceChanged();
+
+private:
+    static inline Appearance appearance_;
+    /// Those that tell of a change.
+    static inline std::vector<Theme*> themes_;
 };
 
 }  // namespace kelvane
