@@ -54,4 +54,17 @@ std::vector<UUID> changedClips(std::span<const Clip> before, std::span<const Cli
     return changed;
 }
 
+ClipChanges clipChanges(std::span<const Clip> before, std::span<const Clip> after) {
+    const std::vector<UUID> was = idsOf(before);
+    const std::vector<UUID> is = idsOf(after);
+    const std::unordered_set<UUID> known(was.begin(), was.end());
+    const std::unordered_set<UUID> left(is.begin(), is.end());
+    ClipChanges changes;
+    for (const UUID& id : changedClips(before, after))
+        (known.contains(id) ? changes.changed : changes.added).push_back(id);
+    for (const UUID& id : was)
+        if (!left.contains(id)) changes.removed.push_back(id);
+    return changes;
+}
+
 }  // namespace kelvane

@@ -4,8 +4,10 @@
 #include <QSGImageNode>
 #include <QSGTexture>
 #include <cmath>
+#include <utility>
 
 #include "TimelineChanges.h"
+#include "Views/Timeline/Drawing/TimelineMarks.h"
 #include "Views/Waveform/AudioWaveformView.h"
 
 namespace kelvane {
@@ -19,6 +21,9 @@ TimelineSurface::TimelineSurface(QQuickItem* parent) : QQuickItem(parent), paint
     setFlag(ItemAcceptsDrops);
     clock_.start();
     connect(&tiles_, &TimelineTiles::changed, this, &TimelineSurface::repaint);
+    connect(&theme_, &Theme::appearanceChanged, this, &TimelineSurface::repaint);
+    barTimer_.setSingleShot(true);
+    connect(&barTimer_, &QTimer::timeout, this, &TimelineSurface::repaint);
 }
 
 void TimelineSurface::setView(TimelineView* view) {
@@ -31,6 +36,7 @@ void TimelineSurface::setView(TimelineView* view) {
         for (const auto signal : {&TimelineView::selectionChanged, &TimelineView::scaleChanged, &TimelineView::scrolled,
                                   &TimelineView::gestureChanged, &TimelineView::enablingChanged})
             connect(view_, signal, this, &TimelineSurface::repaint);
+        connect(view_, &TimelineView::scrolled, this, &TimelineSurface::followScrolling);
         connect(view_, &TimelineView::cursorChanged, this, [this] { setCursor(view_->cursor()); });
         connect(view_, &TimelineView::focusWanted, this, [this] {
             if (!hasActiveFocus()) forceActiveFocus(Qt::OtherFocusReason);
@@ -58,7 +64,20 @@ void TimelineSurface::followContent() {
 void TimelineSurface::highlight(const ClipArray& before) {
     const auto editor = shown_.lock();
     if (!editor || !before) return;
-    painter_.highlight(changedClips(*before, editor->clips()), now());
+    painter_.highlight(clipChanges(*before, editor->clips()), now());
+    repaint();
+}
+
+void TimelineSurface::followScrolling() {
+    const double top = view_->visibleOrigin().y();
+    if (std::exchange(scrolledTo_, top) != top) bar_.scrolled(now());
+}
+
+void TimelineSurface::hoverBar(std::optional<QPointF> point) {
+    const bool isThere =
+        point && view_ && TimelineMarks::scrollBarZone(size(), view_->contentHeight()).contains(*point);
+    if (isThere == bar_.isHovered()) return;
+    bar_.setHovered(isThere, now());
     repaint();
 }
 
@@ -83,9 +102,14 @@ void TimelineSurface::updatePolish() {
         .now = now(),
         .reducedMotion = view_->reducedMotion(),
         .hasKeyboard = hasKeyboard(),
-        .scrollBar = view_->contentHeight() > height() ? 1.0 : 0.0,
+        .scrollBar = bar_.shown(now(), view_->reducedMotion()),
+        .isScrollBarHovered = bar_.isHovered(),
     };
     isMoving_ = painter_.paint(image_, *view_, around);
+    if (const auto wait = bar_.untilChange(around.now); wait && *wait > std::chrono::nanoseconds(0))
+        barTimer_.start(std::chrono::duration_cast<std::chrono::milliseconds>(*wait) + std::chrono::milliseconds(1));
+    else
+        isMoving_ = isMoving_ || wait.has_value();
     tiles_.want(painter_.tilesInSight());
     isTextureOld_ = true;
     update();

@@ -4,10 +4,13 @@
 #include <QImage>
 #include <QPointer>
 #include <QQuickItem>
+#include <QTimer>
 
+#include "ScrollBarFade.h"
 #include "TimelineAssetDropArea.h"
 #include "TimelineTiles.h"
 #include "TimelineView.h"
+#include "Views/Theme.h"
 #include "Views/Timeline/Drawing/TimelinePainter.h"
 
 namespace kelvane {
@@ -82,6 +85,9 @@ private:
     void highlight(const ClipArray& before);
     [[nodiscard]] std::chrono::nanoseconds now() const;
     void followContent();
+    void followScrolling();
+    /// The pointer is there; nowhere where it has left.
+    void hoverBar(std::optional<QPointF> point);
     [[nodiscard]] double ratio() const;
     void setWorksByKeyboard(bool works);
     [[nodiscard]] bool grabsFinger(QPointF point) const;
@@ -101,6 +107,12 @@ private:
     QImage image_;
     bool isTextureOld_ = true;
     bool isMoving_ = false;
+    ScrollBarFade bar_;
+    double scrolledTo_ = 0;
+    /// Until the bar begins to go.
+    QTimer barTimer_;
+    /// Tells when its colours are others.
+    Theme theme_;
     bool worksByKeyboard_ = false;
     QMetaObject::Connection frames_;
     std::optional<UUID> menuClip_;

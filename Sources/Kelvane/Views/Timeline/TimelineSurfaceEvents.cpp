@@ -65,10 +65,12 @@ void TimelineSurface::hoverEnterEvent(QHoverEvent* event) { hoverMoveEvent(event
 
 void TimelineSurface::hoverMoveEvent(QHoverEvent* event) {
     if (view_) view_->hover(event->position());
+    hoverBar(event->position());
 }
 
 void TimelineSurface::hoverLeaveEvent(QHoverEvent*) {
     if (view_) view_->leave();
+    hoverBar(std::nullopt);
 }
 
 void TimelineSurface::wheelEvent(QWheelEvent* event) {

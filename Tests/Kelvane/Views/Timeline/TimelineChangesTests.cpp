@@ -40,5 +40,18 @@ TEST_F(ChangedClips, AreThoseThatMovedAndNotThoseThatMadeRoom) {
     EXPECT_THAT(changedClips(before, after), SizeIs(2)) << "one of three stays";
 }
 
+TEST(ClipChanges, TellWhatCameWhatWentAndWhatIsOtherwise) {
+    const std::vector<Clip> before{videoClip(1), videoClip(2), videoClip(3), audioClip(4)};
+    auto after = before;
+    after[2].volume = 0.3;
+    after.erase(after.begin());
+    after.insert(after.begin() + 1, videoClip(7));
+    EXPECT_EQ(clipChanges(before, after),
+              (ClipChanges{.added = {uuid(7)}, .changed = {uuid(3)}, .removed = {uuid(1)}}));
+    EXPECT_EQ(clipChanges(before, before), ClipChanges());
+    EXPECT_THAT(clipChanges(before, {}).removed, SizeIs(4));
+    EXPECT_THAT(clipChanges({}, before).added, SizeIs(4));
+}
+
 }  // namespace
 }  // namespace kelvane::testing

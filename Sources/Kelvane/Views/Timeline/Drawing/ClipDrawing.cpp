@@ -61,8 +61,9 @@ ClipDrawing::ClipDrawing(std::function<void()> changed)
       selectedRim_(blended(Theme::track, Theme::lane), {{2, Theme::accent}, {1, Theme::selectionInset}}) {}
 
 void ClipDrawing::begin(const Editor* editor, const TimelineTiles* tiles, AudioWaveformCache* cache,
-                        double pointsPerSecond, double ratio) {
-    stills_.begin(editor, tiles, ratio);
+                        double pointsPerSecond, double ratio, std::optional<std::chrono::nanoseconds> now) {
+    // Another scale shows other pictures everywhere, as soon as it can.
+    stills_.begin(editor, tiles, ratio, pointsPerSecond == pointsPerSecond_ ? now : std::nullopt);
     sounds_.begin(cache, ratio);
     pointsPerSecond_ = pointsPerSecond;
     ratio_ = ratio;
@@ -77,10 +78,12 @@ std::vector<TileRequest> ClipDrawing::end() {
 void ClipDrawing::paint(const TimelineDrawing& drawing, const Clip& clip, const QRectF& frame, const ClipLook& look) {
     const QRectF seen = frame.intersected(drawing.viewport().adjusted(-overhang, -overhang, overhang, overhang));
     if (seen.isEmpty()) return;
+    if (look.arrived < 1) drawing.painter.setOpacity(look.arrived);
     paintBody(drawing, clip, frame, seen, look);
     TimelineVolumeOverlay{clip.volume, frame.width(), frame.height(), look.showsVolume}.paint(
         drawing, frame, frame.intersected(drawing.viewport()));
     (look.isSelected ? selectedRim_ : rim_).paint(drawing.painter, frame, ratio_);
+    if (look.arrived < 1) drawing.painter.setOpacity(1);
     paintOver(drawing, clip, frame, frame.intersected(drawing.viewport()), look);
 }
 
@@ -101,13 +104,21 @@ void ClipDrawing::paintTiles(const TimelineDrawing& drawing, const Clip& clip, c
     for (double left = std::max(0.0, std::floor((seen.left() - frame.left()) / tileWidth)) * tileWidth;
          left < std::min(frame.width(), width) && frame.left() + left < seen.right(); left += tileWidth) {
         const QRectF place(frame.left() + left, frame.top(), std::min(tileWidth, frame.width() - left), frame.height());
-        const QImage tile = stills_.tile(clip, left, pointsPerSecond_, std::abs(place.center().x() - middle));
-        if (tile.isNull()) {
-            isMissing = true;
-            drawing.painter.fillRect(place, Theme::control);
+        const auto tile = stills_.tile(clip, left, pointsPerSecond_, std::abs(place.center().x() - middle));
+        const auto draw = [&](const QImage& image) {
+            if (image.isNull())
+                drawing.painter.fillRect(place, Theme::control);
+            else
+                drawing.painter.drawImage(place, image, QRectF(QPointF(), place.size() * ratio_));
+        };
+        isMissing = isMissing || tile.image.isNull();
+        if (tile.shown < 1) {
+            draw(tile.former);
+            drawing.painter.setOpacity(tile.shown * look.arrived);
+            draw(tile.image);
+            drawing.painter.setOpacity(look.arrived);
         } else {
-            const QSizeF pixels = place.size() * ratio_;
-            drawing.painter.drawImage(place, tile, QRectF(QPointF(), pixels));
+            draw(tile.image);
         }
     }
     if (isMissing) paintMissing(drawing, clip, seen, look);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <chrono>
 #include <optional>
 #include <unordered_map>
 
@@ -29,6 +30,8 @@ struct ClipLook {
     bool hasLengthAtEnd = false;
     /// How far an assistant's mark has come up, 0 to 1.
     double highlight = 0;
+    /// How far a new clip has come up, 0 to 1.
+    double arrived = 1;
     /// How far the length has come up, 0 to 1.
     double length = 0;
 };
@@ -42,8 +45,9 @@ public:
     /// is no room for it.
     static std::optional<QRectF> lengthPlace(const Clip& clip, const QRectF& seen, bool isAtEnd);
 
+    /// Pictures that come fade in by the time `now`; without it they stand at once.
     void begin(const Editor* editor, const TimelineTiles* tiles, AudioWaveformCache* cache, double pointsPerSecond,
-               double ratio);
+               double ratio, std::optional<std::chrono::nanoseconds> now);
     /// Draws the clip at `frame` of the viewport, whose edges lie on whole pixels, on its row.
     void paint(const TimelineDrawing& drawing, const Clip& clip, const QRectF& frame, const ClipLook& look);
     /// The same over other clips, with the shadow of what is lifted.
@@ -52,6 +56,8 @@ public:
     void paintGhost(const TimelineDrawing& drawing, const Clip& clip, const QRectF& frame);
     /// Ends the drawing; the tiles that were in sight.
     std::vector<TileRequest> end();
+    /// Whether a picture was still on its way up.
+    [[nodiscard]] bool isFading() const { return stills_.isFading(); }
 
 private:
     void paintBody(const TimelineDrawing& drawing, const Clip& clip, const QRectF& frame, const QRectF& seen,

@@ -27,10 +27,15 @@ QImage scaled(const StillImage& picture, const Clip& clip, double ratio) {
 
 }  // namespace
 
-void ClipStills::begin(const Editor* editor, const TimelineTiles* tiles, double ratio) {
+void ClipStills::begin(const Editor* editor, const TimelineTiles* tiles, double ratio,
+                       std::optional<std::chrono::nanoseconds> now) {
     editor_ = editor;
     tiles_ = tiles;
+    now_ = now;
+    isFading_ = false;
     wanted_.clear();
+    // What wasn't drawn last is shown as it is when it comes into sight.
+    before_ = std::exchange(present_, {});
     if (ratio == ratio_) return;
     ratio_ = ratio;
     places_.clear();
@@ -38,18 +43,51 @@ void ClipStills::begin(const Editor* editor, const TimelineTiles* tiles, double 
     bytes_ = 0;
 }
 
-QImage ClipStills::tile(const Clip& clip, double left, double pointsPerSecond, double middle) {
+std::vector<TileRequest> ClipStills::end() {
+    before_.clear();
+    return std::move(wanted_);
+}
+
+ClipStills::Standing ClipStills::stand(const Place& place, const StillImagePtr& source, bool isOwn) {
+    Standing standing{.source = source, .isOwn = isOwn, .former = {}};
+    const auto known = before_.find(place);
+    if (!now_ || known == before_.end()) return standing;
+    const Standing& was = known->second;
+    // A tile's own picture that takes another's place belongs to a clip that is trimmed: it follows the hand.
+    const bool comes = source && (!was.source || (isOwn && !was.isOwn));
+    if (comes) {
+        standing.former = was.source;
+        standing.since = *now_;
+        standing.fades = true;
+    } else if (was.fades && *now_ - was.since < fade) {
+        standing.former = was.former;
+        standing.since = was.since;
+        standing.fades = true;
+    }
+    return standing;
+}
+
+ClipStills::Tile ClipStills::tile(const Clip& clip, double left, double pointsPerSecond, double middle) {
     StillImagePtr source;
     if (tiles_ != nullptr) {
         const MediaTime time = TimelineTiles::timeOf(clip, left, pointsPerSecond);
         wanted_.push_back({clip.url, time, middle});
         source = tiles_->picture(clip.url, time);
     }
+    const bool isOwn = source != nullptr;
     if (!source && editor_ != nullptr) {
         const auto found = editor_->thumbnails().find(clip.url);
         if (found != editor_->thumbnails().end()) source = found->second;
     }
-    return source ? drawn(source, clip) : QImage();
+    const Place place{clip.id, static_cast<int>(left / TimelineMetrics::tileWidth)};
+    const Standing& standing = present_.insert_or_assign(place, stand(place, source, isOwn)).first->second;
+    Tile tile{.image = source ? drawn(source, clip) : QImage(), .former = {}};
+    if (standing.fades) {
+        isFading_ = true;
+        tile.shown = std::chrono::duration<double>(*now_ - standing.since) / std::chrono::duration<double>(fade);
+        if (standing.former) tile.former = drawn(standing.former, clip);
+    }
+    return tile;
 }
 
 QImage ClipStills::drawn(const StillImagePtr& source, const Clip& clip) {

@@ -39,6 +39,7 @@ constexpr double emptyMargin = 19;
 constexpr double emptyGap = 8;
 constexpr double emptyHeight = 20;
 constexpr double barWidth = 5;
+constexpr double hoveredBarWidth = 8;
 constexpr double barMargin = 3;
 constexpr double shortestBar = 24;
 
@@ -83,6 +84,12 @@ QRectF insertionPlace(double x, double originY) {
 }
 
 QRectF snapPlace(double x, double height) { return {x - snapWidth / 2, 0, snapWidth, height}; }
+
+QRectF scrollBarZone(QSizeF viewport, double contentHeight) {
+    if (contentHeight <= viewport.height()) return {};
+    const double width = hoveredBarWidth + 2 * barMargin;
+    return {viewport.width() - width, rulerHeight, width, viewport.height() - rulerHeight};
+}
 
 void paintRows(const TimelineDrawing& drawing, std::size_t count) {
     drawing.painter.fillRect(drawing.viewport(), Theme::track);
@@ -189,17 +196,18 @@ void paintEmpty(const TimelineDrawing& drawing) {
                      QCoreApplication::translate("kelvane::TimelineView", "Drag assets here"));
 }
 
-void paintScrollBar(const TimelineDrawing& drawing, double contentHeight, double shown) {
+void paintScrollBar(const TimelineDrawing& drawing, double contentHeight, double shown, bool isHovered) {
     const double room = drawing.size.height() - rulerHeight;
     const double content = contentHeight - rulerHeight;
     if (shown <= 0 || content <= room) return;
     const double length = std::max(room * room / content, shortestBar);
     const double top = rulerHeight + (room - length) * drawing.origin.y() / (content - room);
-    const QRectF bar(drawing.size.width() - barMargin - barWidth, top, barWidth, length);
+    const double width = isHovered ? hoveredBarWidth : barWidth;
+    const QRectF bar(drawing.size.width() - barMargin - width, top, width, length);
     const Smooth smooth(drawing.painter);
     drawing.painter.setPen(Qt::NoPen);
     drawing.painter.setBrush(faded(Theme::text3, shown * 0.7));
-    drawing.painter.drawRoundedRect(bar, barWidth / 2, barWidth / 2);
+    drawing.painter.drawRoundedRect(bar, width / 2, width / 2);
 }
 
 void paintFocus(const TimelineDrawing& drawing) {

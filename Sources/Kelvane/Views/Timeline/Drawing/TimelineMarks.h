@@ -15,6 +15,8 @@ QRectF hintPlace(QSizeF viewport);
 /// `originY` is how far the rows are scrolled.
 QRectF insertionPlace(double x, double originY);
 QRectF snapPlace(double x, double height);
+/// Where the pointer brings up the bar beside the rows; empty where all of them fit.
+QRectF scrollBarZone(QSizeF viewport, double contentHeight);
 
 /// The rows' ground, for so many of them.
 void paintRows(const TimelineDrawing& drawing, std::size_t count);
@@ -32,7 +34,7 @@ void paintMarquee(const TimelineDrawing& drawing, const QRectF& rect);
 /// What stands on a track without clips.
 void paintEmpty(const TimelineDrawing& drawing);
 /// How far the rows are scrolled, where there are more than fit; `shown` is how far it has come up, 0 to 1.
-void paintScrollBar(const TimelineDrawing& drawing, double contentHeight, double shown);
+void paintScrollBar(const TimelineDrawing& drawing, double contentHeight, double shown, bool isHovered);
 /// The ring of the keyboard's focus, where no clip has it.
 void paintFocus(const TimelineDrawing& drawing);
 

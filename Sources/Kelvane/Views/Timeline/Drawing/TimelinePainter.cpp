@@ -24,6 +24,7 @@ constexpr double lengthRise = 0.16;
 constexpr double reducedLengthRise = 0.1;
 constexpr double highlightStay = 0.4;
 constexpr double highlightFall = 0.6;
+constexpr double arrival = 0.2;
 
 double secondsSince(TimelinePainter::Time then, TimelinePainter::Time now) {
     return std::chrono::duration<double>(now - then).count();
@@ -48,11 +49,15 @@ void TimelinePainter::projectChanged() {
     areRowsOld_ = true;
 }
 
-void TimelinePainter::highlight(const std::vector<UUID>& clips, Time now) {
-    for (const UUID& clip : clips) highlights_.push_back({clip, now});
+void TimelinePainter::highlight(const ClipChanges& changes, Time now) {
+    for (const UUID& clip : changes.changed) highlights_.push_back({clip, now, false});
+    for (const UUID& clip : changes.added) highlights_.push_back({clip, now, true});
 }
 
 bool TimelinePainter::paint(QImage& image, const TimelineView& view, const Surroundings& around) {
+    std::erase_if(highlights_, [&around](const Mark& mark) {
+        return secondsSince(mark.since, around.now) >= highlightStay + highlightFall;
+    });
     if (std::exchange(areRowsOld_, false)) rows_ = TimelineRows(view.displayedPlacement());
     const auto editor = view.editor();
     QPainter painter(&image);
@@ -66,17 +71,15 @@ bool TimelinePainter::paint(QImage& image, const TimelineView& view, const Surro
     motion_.begin(around.now, !around.reducedMotion && scale == pointsPerSecond_ && !isHeld);
     pointsPerSecond_ = scale;
     followHover(view, around);
-    clips_.begin(editor.get(), around.tiles, around.waveforms, scale, around.ratio);
+    clips_.begin(editor.get(), around.tiles, around.waveforms, scale, around.ratio,
+                 around.reducedMotion ? std::nullopt : std::optional(around.now));
     TimelineMarks::paintRows(drawing, rows_.count());
     paintClips(drawing, view, around);
     tiles_ = clips_.end();
     paintMarks(drawing, view, around);
     const bool isMoving = motion_.end();
-    std::erase_if(highlights_, [&around](const Mark& mark) {
-        return secondsSince(mark.since, around.now) >= highlightStay + highlightFall;
-    });
     const bool isRising = measured_ && lengthShown(measured_->clip, around) < 1;
-    return isMoving || isRising || !highlights_.empty();
+    return isMoving || isRising || !highlights_.empty() || clips_.isFading();
 }
 
 void TimelinePainter::paintClips(const TimelineDrawing& drawing, const TimelineView& view, const Surroundings& around) {
@@ -145,6 +148,7 @@ ClipLook TimelinePainter::lookOf(const TimelineView& view, const Clip& clip, con
     look.hasLengthAtEnd = isTrimmed && trimsEnd(view);
     look.length = lengthShown(clip.id, around);
     look.highlight = highlightOf(clip.id, around);
+    look.arrived = arrivalOf(clip.id, around);
     return look;
 }
 
@@ -174,6 +178,15 @@ double TimelinePainter::highlightOf(const UUID& clip, const Surroundings& around
     return shown;
 }
 
+double TimelinePainter::arrivalOf(const UUID& clip, const Surroundings& around) const {
+    if (around.reducedMotion) return 1;
+    double shown = 1;
+    for (const Mark& mark : highlights_)
+        if (mark.isNew && mark.clip == clip)
+            shown = std::clamp(secondsSince(mark.since, around.now) / arrival, 0.0, shown);
+    return shown;
+}
+
 void TimelinePainter::paintMarks(const TimelineDrawing& drawing, const TimelineView& view,
                                  const Surroundings& around) const {
     if (view.empty()) TimelineMarks::paintEmpty(drawing);
@@ -189,7 +202,7 @@ void TimelinePainter::paintMarks(const TimelineDrawing& drawing, const TimelineV
     }
     const auto editor = view.editor();
     TimelineMarks::paintPlayhead(drawing, editor && editor->isRecording());
-    TimelineMarks::paintScrollBar(drawing, view.contentHeight(), around.scrollBar);
+    TimelineMarks::paintScrollBar(drawing, view.contentHeight(), around.scrollBar, around.isScrollBarHovered);
     if (around.hasKeyboard && !(editor && editor->selection())) TimelineMarks::paintFocus(drawing);
 }
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "ClipDrawing.h"
+#include "Views/Timeline/TimelineChanges.h"
 #include "Views/Timeline/TimelineMotion.h"
 #include "Views/Timeline/TimelineRows.h"
 #include "Views/Timeline/TimelineView.h"
@@ -38,14 +39,15 @@ public:
         bool hasKeyboard = false;
         /// How far the bar beside the lanes has come up, 0 to 1.
         double scrollBar = 0;
+        bool isScrollBarHovered = false;
     };
 
     /// Clips are others, or stand elsewhere.
     void contentChanged() { areRowsOld_ = true; }
     /// Another project is shown: nothing travels from where the former one's clips stood.
     void projectChanged();
-    /// An assistant has changed these clips: they are marked for a second.
-    void highlight(const std::vector<UUID>& clips, Time now);
+    /// An assistant has done this: what it added fades in, and that and what it changed is marked for a second.
+    void highlight(const ClipChanges& changes, Time now);
 
     /// Paints all of `image`, whose pixels are those of the device. Whether something moves, so that another painting
     /// is due.
@@ -61,6 +63,8 @@ private:
     /// How far the length of the hovered clip has come up.
     [[nodiscard]] double lengthShown(const UUID& clip, const Surroundings& around) const;
     [[nodiscard]] double highlightOf(const UUID& clip, const Surroundings& around) const;
+    /// How far a new clip has come up.
+    [[nodiscard]] double arrivalOf(const UUID& clip, const Surroundings& around) const;
     void followHover(const TimelineView& view, const Surroundings& around);
 
     ClipDrawing clips_;
@@ -72,6 +76,7 @@ private:
     struct Mark {
         UUID clip;
         Time since{0};
+        bool isNew = false;
     };
     /// The clip whose length is shown.
     std::optional<Mark> measured_;
