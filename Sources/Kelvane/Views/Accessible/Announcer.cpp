@@ -4,6 +4,9 @@
 #include <algorithm>
 #include <ranges>
 #include <set>
+#include <utility>
+
+#include "Views/Window/AssistantToast.h"
 
 namespace kelvane {
 
@@ -83,11 +86,13 @@ void Announcer::follow(TimelineView* timeline) {
 
 void Announcer::followEditor() {
     for (const auto& connection : connections_) disconnect(connection);
+    assistantText_.clear();
     remember();
     const auto editor = workspace_->editor();
     if (!editor) return;
     connections_ = {connect(editor.get(), &Editor::contentChanged, this, &Announcer::followContent),
-                    connect(editor.get(), &Editor::workChanged, this, &Announcer::followWork)};
+                    connect(editor.get(), &Editor::workChanged, this, &Announcer::followWork),
+                    connect(editor.get(), &Editor::assistantEdited, this, &Announcer::noteAssistant)};
 }
 
 void Announcer::remember() {
@@ -116,13 +121,20 @@ void Announcer::followContent() {
     undone_ = redoable_ > 0 ? editor->redoStack().back().clips : nullptr;
     saveFailed_ = editor->saveFailed();
     if (!editor->isImporting() && !isImporting_) assets_ = editor->assets().size();
-    if (isUndo)
+    const QString assistantText = std::exchange(assistantText_, QString());
+    if (!assistantText.isEmpty())
+        say(assistantText + ".");
+    else if (isUndo)
         say(tr("Undone."));
     else if (isRedo)
         say(tr("Redone."));
     else if (before && before != clips_)
         say(announcementOf(*before, *clips_, editor->selection()));
     if (failsNow) say(tr("Not saved"), Manner::assertive);
+}
+
+void Announcer::noteAssistant(const ClipArray& before) {
+    if (before) assistantText_ = assistantEditText(*before, workspace_->editor()->clips());
 }
 
 void Announcer::followWork() {

@@ -44,13 +44,15 @@ Q_SIGNALS:
 private:
     void followEditor();
     void followContent();
+    /// An assistant has changed the timeline, which held `before`.
+    void noteAssistant(const ClipArray& before);
     void followWork();
     void followSnap();
     /// What is compared with at the next change.
     void remember();
 
     std::shared_ptr<Workspace> workspace_;
-    std::array<QMetaObject::Connection, 2> connections_;
+    std::array<QMetaObject::Connection, 3> connections_;
     QMetaObject::Connection snaps_;
     QPointer<TimelineView> timeline_;
     QString text_;
@@ -65,6 +67,8 @@ private:
     bool saveFailed_ = false;
     std::optional<int> countdown_;
     std::optional<double> snapped_;
+    /// What an assistant did since content was announced last.
+    QString assistantText_;
 };
 
 /// The label that stands in the accessible tree for what was said last, and tells of each sentence, also of one that is

@@ -36,8 +36,5 @@ KeyButton {
         Behavior on color { ColorAnimation { duration: button.hovered ? Theme.fillIn : Theme.fillOut } }
         FocusRing { visible: button.visualFocus }
     }
-    HelpTip {
-        text: button.help.length > 0 ? button.help : button.label
-        visible: (button.hovered || button.visualFocus) && !button.down
-    }
+    HelpTip { text: button.help.length > 0 ? button.help : button.label }
 }

@@ -87,8 +87,5 @@ Item {
         onPositionChanged: mouse => { if (pressed) slider.go(mouse.x) }
         onDoubleClicked: slider.reset()
     }
-    HelpTip {
-        text: slider.label
-        visible: area.containsMouse && !slider.pressed
-    }
+    HelpTip { text: slider.label }
 }

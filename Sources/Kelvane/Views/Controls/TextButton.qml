@@ -51,8 +51,5 @@ KeyButton {
         Behavior on color { ColorAnimation { duration: button.hovered ? Theme.fillIn : Theme.fillOut } }
         FocusRing { visible: button.visualFocus }
     }
-    HelpTip {
-        text: button.help
-        visible: button.help.length > 0 && (button.hovered || button.visualFocus) && !button.down
-    }
+    HelpTip { text: button.help }
 }

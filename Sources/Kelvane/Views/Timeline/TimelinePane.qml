@@ -73,11 +73,11 @@ Item {
                 restoreMode: Binding.RestoreNone
             }
         }
-        HoverHandler { id: hover }
-        HelpTip {
+        Item {
+            width: parent.width
+            height: Theme.rulerHeight
             // Where there is nothing that says so by itself.
-            text: qsTr("Scroll the timeline or drag to seek")
-            visible: hover.hovered && hover.point.position.y < Theme.rulerHeight && !pane.view.empty
+            HelpTip { text: pane.view.empty ? "" : qsTr("Scroll the timeline or drag to seek") }
         }
     }
 

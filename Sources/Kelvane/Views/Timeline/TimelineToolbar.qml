@@ -159,11 +159,9 @@ Item {
             text: toolbar.view.timeReadout
             leading: text.indexOf(" ")
             Accessible.description: readoutTip.text
-            HoverHandler { id: readoutHover }
             HelpTip {
                 id: readoutTip
                 text: qsTr("Timeline position / total duration")
-                visible: readoutHover.hovered
             }
         }
     }

@@ -32,11 +32,19 @@ Item {
             view: pane.editor
         }
         PreviewPane {
+            id: preview
             x: divider.x + divider.width
             width: Math.max(work.width - x, 0)
             height: timelinePane.y
             foot: 48
             view: pane.view.preview
+        }
+        AssistantToastBar {
+            // Under the preview, where the picture leaves room.
+            x: Math.round(preview.x + (preview.width - width) / 2)
+            y: preview.height - height - 6
+            toast: pane.view.toast
+            onFocusLeft: pane.timeline.forceActiveFocus(Qt.OtherFocusReason)
         }
         TimelinePane {
             id: timelinePane

@@ -69,6 +69,5 @@ Item {
     }
     HelpTip {
         text: qsTr("Resize assets")
-        visible: area.containsMouse && !area.pressed
     }
 }

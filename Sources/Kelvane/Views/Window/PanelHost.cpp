@@ -7,6 +7,7 @@
 #include "ProjectWindowView.h"
 #include "Views/Accessible/Announcer.h"
 #include "Views/Accessible/ItemAccessible.h"
+#include "Views/Controls/HelpTips.h"
 #include "Views/Controls/Icon.h"
 #include "Views/Preview/PreviewSurface.h"
 #include "Views/Theme.h"
@@ -106,6 +107,9 @@ void registerWindowTypes() {
     qmlRegisterType<TimelineSurface>("Kelvane", 1, 0, "TimelineSurface");
     qmlRegisterType<AnnouncementLabel>("Kelvane", 1, 0, "AnnouncementLabel");
     qmlRegisterType<Icon>("Kelvane", 1, 0, "Icon");
+    qmlRegisterType<HelpTip>("Kelvane", 1, 0, "HelpTip");
+    qmlRegisterUncreatableType<AssistantToast>("Kelvane", 1, 0, "AssistantToast", made);
+    qmlRegisterUncreatableType<HelpTips>("Kelvane", 1, 0, "HelpTips", made);
     qmlRegisterSingletonType<Theme>("Kelvane", 1, 0, "Theme", [](QQmlEngine*, QJSEngine*) { return new Theme; });
     qmlRegisterType<AudioWaveformView>("Kelvane", 1, 0, "AudioWaveformView");
     qmlRegisterUncreatableType<FilesQuestion>("Kelvane", 1, 0, "FilesQuestion", made);

@@ -55,6 +55,7 @@ ApplicationWindow {
     Shortcut { sequence: "Ctrl+1"; enabled: view.canShowHome; onActivated: view.showHome() }
 
     header: ProjectHeader { view: window.view }
+    HelpBubble { tips: window.view.tips }
 
     EditorPane {
         id: editorPane

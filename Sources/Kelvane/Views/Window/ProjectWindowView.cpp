@@ -22,7 +22,9 @@ ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Wo
       exportOptions_(workspace_),
       exportWork_(workspace_),
       assistants_(workspace_),
-      home_(windows_, workspace_) {
+      home_(windows_, workspace_),
+      tips_(windows.context()),
+      toast_(workspace_, windows.context(), timeline_) {
     connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
     connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::refreshDerived);
     connect(&windows_, &ProjectWindows::workChanged, this, &ProjectWindowView::copyingChanged);
@@ -65,6 +67,7 @@ void ProjectWindowView::refreshDerived() {
                             .import = canImport(),
                             .showHome = canShowHome()};
     if (std::exchange(enabling_, enabling) != enabling) Q_EMIT enablingChanged();
+    tips_.setBusyReason(busyReason());
     if (const QString present = status(); std::exchange(status_, present) != present) Q_EMIT statusChanged();
     if (const QString present = error(); std::exchange(error_, present) != present) Q_EMIT errorChanged();
 }
@@ -124,6 +127,16 @@ std::shared_ptr<ProjectWork> ProjectWindowView::shownWork() const {
 TransferProgress ProjectWindowView::shownProgress() const {
     if (const auto work = shownWork()) return work->progress;
     return workspace_->editor() ? workspace_->editor()->copyProgress() : TransferProgress();
+}
+
+QString ProjectWindowView::busyReason() const {
+    const auto editor = workspace_->editor();
+    if (!editor || !editor->busy()) return {};
+    if (editor->isExporting()) return tr("Not available while exporting");
+    if (editor->isImporting()) return tr("Not available while importing");
+    if (editor->isRecording() || editor->isPreparingRecording()) return tr("Not available while recording");
+    if (editor->isCopying()) return tr("Not available while media is copied");
+    return tr("Not available while the project is saved");
 }
 
 QString ProjectWindowView::copying() const {

@@ -6,9 +6,11 @@
 #include <array>
 #include <memory>
 
+#include "AssistantToast.h"
 #include "EditorView.h"
 #include "Views/Assets/AssetsView.h"
 #include "Views/Assistants/AIAssistantView.h"
+#include "Views/Controls/HelpTips.h"
 #include "Views/Export/ExportOptionsView.h"
 #include "Views/Export/ExportingView.h"
 #include "Views/Home/ProjectsHomeView.h"
@@ -52,6 +54,8 @@ class ProjectWindowView final : public QObject {
     Q_PROPERTY(kelvane::ExportingView* exportWork READ exportWork CONSTANT)
     Q_PROPERTY(kelvane::AIAssistantView* assistants READ assistants CONSTANT)
     Q_PROPERTY(kelvane::ProjectsHomeView* home READ home CONSTANT)
+    Q_PROPERTY(kelvane::HelpTips* tips READ tips CONSTANT)
+    Q_PROPERTY(kelvane::AssistantToast* toast READ toast CONSTANT)
 
 public:
     /// `reducedMotion` is the desktop's setting; none means that it isn't set.
@@ -74,6 +78,8 @@ public:
     [[nodiscard]] bool canSave() const;
     [[nodiscard]] bool canImport() const;
     [[nodiscard]] bool canShowHome() const;
+    /// Why what would change the project is disabled; empty where nothing is at work.
+    [[nodiscard]] QString busyReason() const;
     [[nodiscard]] QString copying() const;
     [[nodiscard]] double copyingProgress() const;
     [[nodiscard]] QString error() const;
@@ -86,6 +92,8 @@ public:
     [[nodiscard]] ExportingView* exportWork() { return &exportWork_; }
     [[nodiscard]] AIAssistantView* assistants() { return &assistants_; }
     [[nodiscard]] ProjectsHomeView* home() { return &home_; }
+    [[nodiscard]] HelpTips* tips() { return &tips_; }
+    [[nodiscard]] AssistantToast* toast() { return &toast_; }
     [[nodiscard]] const std::shared_ptr<Workspace>& workspace() const { return workspace_; }
 
     Q_INVOKABLE void newProject();
@@ -161,6 +169,8 @@ private:
     ExportingView exportWork_;
     AIAssistantView assistants_;
     ProjectsHomeView home_;
+    HelpTips tips_;
+    AssistantToast toast_;
     // As announced last.
     Enabling enabling_;
     QString status_;

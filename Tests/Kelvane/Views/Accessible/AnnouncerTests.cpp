@@ -58,6 +58,23 @@ TEST_F(AnnouncerTests, AnEditIsSaidByWhatItMadeOfTheTimeline) {
     EXPECT_THAT(heard(), ElementsAre("1 clip deleted."));
 }
 
+TEST_F(AnnouncerTests, WhatAnAssistantDidIsSaidAsItsAct) {
+    start({videoClip(4), videoClip(4), videoClip(4)});
+    const auto edit = [this](const std::function<void()>& act) {
+        const ClipArray before = editor->clipArray();
+        act();
+        editor->noteAssistantEdit(before);
+        return heard();
+    };
+    EXPECT_THAT(edit([this] { editor->commit({clip(0), clip(1)}); }), ElementsAre("Assistant removed 1 clip."));
+    EXPECT_THAT(edit([this] { editor->undo(); }), ElementsAre("Assistant added 1 clip."));
+    EXPECT_THAT(edit([] {}), IsEmpty());
+    editor->update(clip(0).id, [](Clip& clip) { clip.volume = 0.5; });
+    EXPECT_THAT(heard(), IsEmpty()) << "a hand's";
+    editor->undo();
+    EXPECT_THAT(heard(), ElementsAre("Undone."));
+}
+
 TEST_F(AnnouncerTests, EachUndoIsSaid) {
     start({videoClip(4), videoClip(4), videoClip(4)});
     for (int i = 0; i < 2; ++i) {

@@ -1,9 +1,9 @@
-#include "Views/Controls/IconShape.h"
-
 #include <gtest/gtest.h>
 
 #include <QDir>
 #include <QImage>
+
+#include "Views/Controls/IconShape.h"
 
 namespace kelvane::testing {
 namespace {
