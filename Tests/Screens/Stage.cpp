@@ -30,6 +30,17 @@ struct NoWindow final : PlatformWindow {
     void setProjectFile(const std::optional<FileURL>&) override {}
 };
 
+/// Whether something is on its way that is going to be shown.
+bool isAwaited(const Editor& editor) {
+    if (editor.isBuilding() || editor.isLoadingThumbnails()) return true;
+    const auto isComing = [](Player* player) {
+        const PictureFeed* feed = player != nullptr ? player->pictures() : nullptr;
+        return feed != nullptr && (feed->isAwaited() || feed->picture() == nullptr);
+    };
+    return (editor.hoverPreview() && isComing(editor.hoverPlayer())) ||
+           (!editor.clips().empty() && isComing(editor.player()));
+}
+
 }  // namespace
 
 void stop(const std::string& words) {
@@ -67,6 +78,8 @@ Stage::Stage(fs::path footage, const fs::path& library)
         component.createWithInitialProperties({{"view", QVariant::fromValue(view_.get())}})));
     if (!window_) stop(component.errorString().toStdString());
     window_->show();
+    window_->requestActivate();
+    runUntil([this] { return window_->isActive(); });
 }
 
 Stage::~Stage() { windows_.unregister(workspace_); }
@@ -113,7 +126,7 @@ void Stage::settle() {
         const auto end = context_.now() + std::chrono::milliseconds(120);
         runUntil([&] {
             const auto shown = workspace_->editor();
-            return context_.now() > end && !(shown && (shown->isBuilding() || shown->isLoadingThumbnails()));
+            return context_.now() > end && !(shown && isAwaited(*shown));
         });
         const QImage now = window_->grabWindow();
         still = now == before ? still + 1 : 0;

@@ -15,7 +15,7 @@ namespace {
 constexpr QPoint corner{1, 1};
 
 /// The states whose picture is taken while something moves, at once.
-constexpr const char* fleeting[]{"assistant-edit", "countdown"};
+constexpr const char* fleeting[]{"assistant-edit", "countdown", "recording"};
 
 }  // namespace
 
@@ -114,8 +114,11 @@ void Stage::showDrop() {
 }
 
 void Stage::showTrim() {
-    open("Late light", film(), 25);
-    drag(at(33, 0, 50) - QPoint(5, 0), at(26.5, 0, 50) - QPoint(1, 0));
+    auto clips = film();
+    // Its end comes into the reach of the trimmed one.
+    clips[7].timelineStart = 20.6;
+    open("Late light", clips, 25);
+    drag(at(33, 0, 50) - QPoint(5, 0), at(29.6, 0, 50) - QPoint(3, 0));
 }
 
 void Stage::showVolume() {
@@ -145,13 +148,17 @@ void Stage::showCountdown() {
 void Stage::showRecording() {
     startRecording();
     runUntil([this] { return editor().isRecording(); });
-    for (int i = 1; i <= 150; ++i) {
-        recording_.recorder->time = i / 30.0;
+    // By the clock that the pictures go by.
+    const auto begun = context_.now();
+    const auto gone = [&] { return std::chrono::duration<double>(context_.now() - begun).count(); };
+    runUntil([&] {
+        const double time = gone();
+        const int step = static_cast<int>(time * 30);
+        recording_.recorder->time = time;
         recording_.recorder->power =
-            static_cast<float>(-4 - 26 * ((i * 7919 % 100) / 100.0) - (i / 18 % 3 == 2 ? 30 : 0));
-        const double grown = i / 30.0;
-        runUntil([&] { return editor().recordingElapsed() >= grown; });
-    }
+            static_cast<float>(-4 - 26 * ((step * 7919 % 100) / 100.0) - (step / 18 % 3 == 2 ? 30 : 0));
+        return editor().recordingElapsed() >= 5;
+    });
 }
 
 void Stage::showAssistantEdit() {
@@ -175,8 +182,8 @@ void Stage::showAssistantEdit() {
 void Stage::showFocus() {
     open("Late light", film(), 17.5);
     editor().selectTimelineClips({editor().clips()[3].id});
-    auto& timeline = const_cast<TimelineSurface&>(surface());
-    timeline.forceActiveFocus(Qt::TabFocusReason);
+    item("zoomSlider").forceActiveFocus(Qt::TabFocusReason);
+    item("timelineSurface").forceActiveFocus(Qt::TabFocusReason);
 }
 
 void Stage::showTip() {
