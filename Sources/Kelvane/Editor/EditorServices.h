@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "Media/MediaPlatform.h"
+#include "Platform/DesktopServices.h"
 #include "Platform/MainContext.h"
 #include "Platform/Panels.h"
 #include "Platform/Player.h"
@@ -30,6 +31,8 @@ struct EditorServices {
     SoundRecording* recording = nullptr;
     /// Where copies and exports are recorded while they are made; without it a sudden end leaves them.
     UnfinishedWork* unfinished = nullptr;
+    /// The desktop's other applications; without it there are none.
+    DesktopServices* desktop = nullptr;
 };
 
 }  // namespace kelvane

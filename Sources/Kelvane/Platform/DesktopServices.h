@@ -25,7 +25,8 @@ struct DesktopApplication {
     bool operator==(const DesktopApplication&) const = default;
 };
 
-/// Finds applications and hands them URLs. Outlives everything that uses it. The main thread.
+/// Finds applications and hands them URLs, and shows files in their folders. Outlives everything that uses it. The main
+/// thread.
 class DesktopServices {
 public:
     virtual ~DesktopServices() = default;
@@ -37,6 +38,10 @@ public:
     /// Opens `url` with `application`. Done when the application has been started, and failed in words when it could
     /// not be, or ended at once with a failure.
     virtual QCoro::Task<Result<void>> open(std::string url, DesktopApplication application) = 0;
+    /// Has the desktop's file manager show `file` selected in its folder, or the folder alone where the file is gone or
+    /// nothing can select. Done when a program has taken it up; fails in words where the folder is gone and where
+    /// nothing opens it.
+    virtual QCoro::Task<Result<void>> showInFolder(FileURL file) = 0;
 };
 
 }  // namespace kelvane

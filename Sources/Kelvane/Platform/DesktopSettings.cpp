@@ -3,7 +3,8 @@
 #include <QDBusConnection>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QFile>
+
+#include "SessionBus.h"
 
 namespace kelvane {
 
@@ -21,13 +22,6 @@ const Key contrastKey{QStringLiteral("org.freedesktop.appearance"), QStringLiter
 const Key reducedMotionKey{QStringLiteral("org.freedesktop.appearance"), QStringLiteral("reduced-motion")};
 const Key animationsKey{QStringLiteral("org.gnome.desktop.interface"), QStringLiteral("enable-animations")};
 const Key factorKey{QStringLiteral("org.kde.kdeglobals.KDE"), QStringLiteral("AnimationDurationFactor")};
-
-/// Whether the user has a session's bus. Asking for one that isn't there would start it.
-bool hasSession() {
-    if (!qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")) return true;
-    const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    return !folder.isEmpty() && QFile::exists(folder + QStringLiteral("/bus"));
-}
 
 /// The value in an answer, which the portal's older question wraps twice.
 QVariant unwrapped(QVariant value) {
@@ -69,7 +63,7 @@ bool AppearanceSettings::isMotionReduced() const {
 }
 
 DesktopSettings::DesktopSettings() {
-    if (hasSession()) follow(QDBusConnection::sessionBus());
+    if (const auto bus = sessionBus()) follow(*bus);
 }
 
 DesktopSettings::DesktopSettings(const QDBusConnection& bus) { follow(bus); }

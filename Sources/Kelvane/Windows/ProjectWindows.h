@@ -38,6 +38,8 @@ public:
     [[nodiscard]] ProjectLibrary& library() { return library_; }
     /// The main thread and its clock.
     [[nodiscard]] MainContext& context() const { return *services_.context; }
+    /// The desktop's other applications; null where there are none.
+    [[nodiscard]] DesktopServices* desktop() const { return services_.desktop; }
     /// Reads the library's rows again.
     QCoro::Task<void> reload();
     /// Text of the alert "Unable to Complete".

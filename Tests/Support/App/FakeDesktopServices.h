@@ -31,6 +31,8 @@ public:
     /// The answer to the next openings; nothing lets them succeed.
     std::optional<Error> refusal;
     std::vector<Opened> opened;
+    /// Files that were to be shown in their folders, oldest first.
+    std::vector<FileURL> shown;
 
     [[nodiscard]] std::optional<DesktopApplication> applicationFor(std::string_view id,
                                                                    std::string_view scheme) override {
@@ -42,6 +44,11 @@ public:
     }
     QCoro::Task<Result<void>> open(std::string url, DesktopApplication application) override {
         opened.push_back({std::move(url), application.id});
+        if (refusal) co_return fail(*refusal);
+        co_return Result<void>();
+    }
+    QCoro::Task<Result<void>> showInFolder(FileURL file) override {
+        shown.push_back(std::move(file));
         if (refusal) co_return fail(*refusal);
         co_return Result<void>();
     }
