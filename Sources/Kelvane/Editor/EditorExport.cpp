@@ -290,6 +290,7 @@ QCoro::Task<Result<void>> Editor::publishExport(ExportJobPtr job) {
     (void)co_await syncing;
     freeReplaced(*job);
     exportedURL_ = job->destination;
+    services_.panels->noteRecentDocument(job->destination);
     exportProgress_ = 1;
     announce(State::work);
     co_return Result<void>();

@@ -28,7 +28,7 @@ public:
     /// Two buttons; answers whether `confirmButton` was chosen.
     virtual void confirm(std::string message, std::string informativeText, std::string cancelButton,
                          std::string confirmButton, std::function<void(bool)> answer) = 0;
-    /// Tells the desktop's list of recent documents.
+    /// Tells the desktop's list of recent documents, behind the caller's back: what keeps it out is told nobody.
     virtual void noteRecentDocument(const FileURL& file) = 0;
 };
 

@@ -370,6 +370,7 @@ QCoro::Task<void> ProjectWindows::openProject(FileURL file, WorkspacePtr workspa
     }
     auto task = openInTurn(*std::move(row), std::move(workspace), newWindow);
     opening->outcome->editor = co_await task;
+    if (opening->outcome->editor && !self.isNull()) services_.panels->noteRecentDocument(file);
 }
 
 QCoro::Task<Result<LibraryProject>> ProjectWindows::importProject(FileURL file) {
