@@ -197,6 +197,13 @@ public:
 
     // Work in progress.
     [[nodiscard]] bool isImporting() const { return isImporting_; }
+    /// How far a person's import is: the file that is brought in, counted from 1, of how many. Zeros while there is none.
+    struct ImportProgress {
+        std::size_t file = 0;
+        std::size_t count = 0;
+        bool operator==(const ImportProgress&) const = default;
+    };
+    [[nodiscard]] const ImportProgress& importProgress() const { return importProgress_; }
     [[nodiscard]] bool isExporting() const { return isExporting_; }
     [[nodiscard]] bool isRecording() const { return isRecording_; }
     [[nodiscard]] bool isPreparingRecording() const { return isPreparingRecording_; }
@@ -314,10 +321,13 @@ public:
     // Import.
     /// Asks for files and passes them to `importURLs`. Nothing while busy.
     void importFiles();
-    /// Brings files into the media pool one by one, past those that fail, whose sentences land in `error`, one a line.
-    /// Files that an asset stands for are skipped. Makes no step of history. Returns at once; `isImporting` tells when
-    /// it is done. Nothing while busy or for no files.
+    /// Brings files into the media pool one by one, past those that fail, whose sentences land in `error`, one a line
+    /// and each once. Files that an asset stands for are skipped. Makes no step of history. Returns at once;
+    /// `isImporting` tells when it is done. Nothing while busy or for no files.
     void importURLs(std::vector<FileURL> urls);
+    /// Stops a person's import: the file under way is given up and its copy removed, those before it stay, and nothing
+    /// is said. Nothing where there is none.
+    void cancelImport();
     /// Brings all of these files into the media pool as one step of history, or none. Answers an asset's id for each,
     /// in their order, also of those that were there. `validateCommit` may veto at the last moment. Fails with "Kelvane
     /// is busy.", also during a gesture, in the words of the file that fails or of the veto, or as cancelled, at the
@@ -585,6 +595,9 @@ private:
     std::stop_source previewTask_{std::nostopstate};
 
     bool isImporting_ = false;
+    ImportProgress importProgress_;
+    /// Of a person's import under way.
+    std::stop_source importTask_{std::nostopstate};
     bool isExporting_ = false;
     bool isAdmittingExport_ = false;
     bool isRecording_ = false;

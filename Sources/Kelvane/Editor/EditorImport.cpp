@@ -42,6 +42,10 @@ Result<ImportedClip> bringIn(MediaPlatform& media, ProjectMedia* copies, const F
     return imported;
 }
 
+void addOnce(std::vector<std::string>& lines, std::string line) {
+    if (std::ranges::find(lines, line) == lines.end()) lines.push_back(std::move(line));
+}
+
 std::string joined(const std::vector<std::string>& lines) {
     std::string text;
     for (const std::string& line : lines) text += text.empty() ? line : "\n" + line;
@@ -61,19 +65,26 @@ void Editor::importFiles() {
 void Editor::importURLs(std::vector<FileURL> urls) {
     if (busy() || urls.empty()) return;
     isImporting_ = true;
+    importTask_ = std::stop_source();
+    importProgress_ = {.file = 1, .count = urls.size()};
     announce(State::work);
     importEach(std::move(urls));
 }
+
+void Editor::cancelImport() { importTask_.request_stop(); }
 
 QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
     const std::shared_ptr<Editor> self = shared_from_this();
     std::vector<Clip> arrivals;
     std::vector<std::string> failures;
     std::vector<std::shared_ptr<ProjectMedia>> kept;
-    for (const FileURL& url : urls) {
+    const std::stop_token stop = importTask_.get_token();
+    for (std::size_t i = 0; i < urls.size() && !stop.stop_requested(); ++i) {
+        const FileURL& url = urls[i];
+        set(importProgress_.file, i + 1, State::work);
         if (knownAs(*assets_, url) != nullptr || knownAs(arrivals, url) != nullptr) continue;
         const auto copies = beginCopies();
-        auto work = [media = services_.media, copies, url] { return bringIn(*media, copies.get(), url, {}); };
+        auto work = [media = services_.media, copies, url, stop] { return bringIn(*media, copies.get(), url, stop); };
         auto background = inBackground(*services_.context, std::move(work));
         Result<ImportedClip> imported = co_await background;
         if (imported) {
@@ -83,12 +94,14 @@ QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
             copies->commit();
             kept.push_back(copies);
         } else {
-            failures.push_back(std::move(imported.error().message));
+            addOnce(failures, std::move(imported.error().message));
             auto dropping = dropCopies(copies);
             co_await dropping;
         }
     }
     isImporting_ = false;
+    importProgress_ = {};
+    importTask_ = std::stop_source(std::nostopstate);
     announce(State::work);
     if (!arrivals.empty()) {
         std::vector<Clip> assets = *assets_;
@@ -100,7 +113,7 @@ QCoro::Task<void> Editor::importEach(std::vector<FileURL> urls) {
     }
     // Until here no asset stood for the copies.
     keepCopies(std::move(kept));
-    if (!failures.empty()) setError(joined(failures));
+    if (!failures.empty() && !stop.stop_requested()) setError(joined(failures));
 }
 
 QCoro::Task<Result<std::vector<UUID>>> Editor::importMedia(std::vector<FileURL> urls,

@@ -109,6 +109,67 @@ TEST_F(Import, TheSameFileTwiceIsImportedOnce) {
     EXPECT_THAT(mediaFiles(), SizeIs(2));
 }
 
+TEST_F(Import, FromTheWindowTellsWhichOfHowManyFilesIsBroughtIn) {
+    EXPECT_EQ(editor->importProgress(), Editor::ImportProgress());
+    editor->importURLs({a, a, text, c});
+    std::vector<std::size_t> files;
+    while (editor->isImporting()) {
+        EXPECT_EQ(editor->importProgress().count, 4U);
+        files.push_back(editor->importProgress().file);
+        ASSERT_TRUE(context.stepBackground());
+        context.runPosted();
+    }
+    EXPECT_THAT(files, ElementsAre(1, 3, 3, 4)) << "the copy of what failed is removed before the next";
+    EXPECT_EQ(editor->importProgress(), Editor::ImportProgress());
+    auto commanded = editor->importMedia({b}, nullptr, {});
+    EXPECT_EQ(editor->importProgress(), Editor::ImportProgress()) << "an assistant's import isn't a person's";
+    context.settle();
+}
+
+TEST_F(Import, FromTheWindowStopsAtTheFileUnderWayAndKeepsThoseBeforeIt) {
+    editor->importURLs({a, text, b, c});
+    // The first one, and the failure with its removal.
+    for (int step = 0; step < 3; ++step) {
+        ASSERT_TRUE(context.stepBackground());
+        context.runPosted();
+    }
+    ASSERT_EQ(editor->importProgress().file, 3U);
+    editor->cancelImport();
+    EXPECT_TRUE(editor->isImporting()) << "until the file under way is put away";
+    context.settle();
+    EXPECT_FALSE(editor->isImporting());
+    EXPECT_THAT(assetNames(), ElementsAre("a.mov"));
+    EXPECT_THAT(mediaFiles(), SizeIs(2)) << "no copy of the second";
+    EXPECT_EQ(editor->error(), std::nullopt) << "nothing is said";
+    EXPECT_EQ(projectChanges, 1);
+    editor->cancelImport();
+    importFromWindow({b});
+    EXPECT_THAT(assetNames(), ElementsAre("a.mov", "b.wav")) << "a stop is for the import that it came in";
+}
+
+TEST_F(Import, FromTheWindowKeepsAFileThatWasDoneWhenTheStopCame) {
+    editor->importURLs({a, c});
+    ASSERT_TRUE(context.stepBackground());
+    editor->cancelImport();
+    context.settle();
+    EXPECT_THAT(assetNames(), ElementsAre("a.mov"));
+    EXPECT_THAT(mediaFiles(), SizeIs(2));
+    EXPECT_EQ(editor->error(), std::nullopt);
+}
+
+TEST_F(Import, FilesThatFailFromTheWindowAreListedOnce) {
+    const auto other = makeSource("other.txt", FakeFile::neither());
+    importFromWindow({text});
+    const auto first = editor->error().value_or("");
+    editor->setError(std::nullopt);
+    importFromWindow({other});
+    const auto second = editor->error().value_or("");
+    editor->setError(std::nullopt);
+    importFromWindow({text, other, a, text});
+    EXPECT_EQ(editor->error(), first == second ? first : first + "\n" + second);
+    EXPECT_THAT(assetNames(), ElementsAre("a.mov"));
+}
+
 TEST_F(Import, AFileIsKnownByThePlaceItCameFrom) {
     importFromWindow({a});
     const FileURL inside = editor->assets()[0].url;

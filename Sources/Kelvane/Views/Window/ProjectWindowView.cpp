@@ -98,6 +98,12 @@ bool ProjectWindowView::edited() const { return workspace_->editor() && workspac
 bool ProjectWindowView::busy() const { return workspace_->editor() && workspace_->editor()->busy(); }
 bool ProjectWindowView::exporting() const { return workspace_->editor() && workspace_->editor()->isExporting(); }
 
+QString ProjectWindowView::importProgress() const {
+    const auto editor = workspace_->editor();
+    const auto progress = editor ? editor->importProgress() : Editor::ImportProgress();
+    return progress.count > 1 ? tr("%1 of %2").arg(progress.file).arg(progress.count) : QString();
+}
+
 bool ProjectWindowView::canUndo() const {
     const auto editor = workspace_->editor();
     return editor && !editor->undoStack().empty() && !editor->busy();
@@ -217,6 +223,10 @@ void ProjectWindowView::exportVideo() {
 
 void ProjectWindowView::cancelExport() {
     if (const auto editor = workspace_->editor()) editor->cancelExport();
+}
+
+void ProjectWindowView::cancelImport() {
+    if (const auto editor = workspace_->editor()) editor->cancelImport();
 }
 
 void ProjectWindowView::dismissError() {

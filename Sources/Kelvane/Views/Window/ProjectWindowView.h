@@ -30,6 +30,9 @@ class ProjectWindowView final : public QObject {
     Q_PROPERTY(double progress READ progress NOTIFY workChanged)
     Q_PROPERTY(bool busy READ busy NOTIFY workChanged)
     Q_PROPERTY(bool exporting READ exporting NOTIFY workChanged)
+    /// Which of several files a person's import brings in, such as "3 of 12"; empty for one file and where there is
+    /// none.
+    Q_PROPERTY(QString importProgress READ importProgress NOTIFY workChanged)
     Q_PROPERTY(QString status READ status NOTIFY statusChanged)
     /// Whether changes could not be saved.
     Q_PROPERTY(bool unsaved READ unsaved NOTIFY statusChanged)
@@ -70,6 +73,7 @@ public:
     [[nodiscard]] bool edited() const;
     [[nodiscard]] bool busy() const;
     [[nodiscard]] bool exporting() const;
+    [[nodiscard]] QString importProgress() const;
     // What is enabled. On the projects home only going there is, and what makes or opens a project, which always is; a
     // project that is busy keeps out all that acts on it or leaves it.
     [[nodiscard]] bool canUndo() const;
@@ -105,6 +109,8 @@ public:
     Q_INVOKABLE void save();
     Q_INVOKABLE void exportVideo();
     Q_INVOKABLE void cancelExport();
+    /// Stops a person's import; the files before the one under way stay.
+    Q_INVOKABLE void cancelImport();
     /// Stops what `copying` tells of, as far as it can be stopped, and nothing else.
     Q_INVOKABLE void cancelCopying();
     Q_INVOKABLE void dismissError();
