@@ -12,21 +12,22 @@ build_packages=(
 )
 run_packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
-    qml6-module-qtquick-window qml6-module-qtquick-dialogs qml6-module-qtqml qml6-module-qtqml-models
-    qml6-module-qtqml-workerscript qml6-module-qt-labs-folderlistmodel
+    qml6-module-qtquick-window qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtqml-workerscript
     # Reads the icons.
     libqt6svg6
-    # Opens links: the command that brings a person back to a project, and desktop assistants.
-    xdg-utils
+    # Opens links: the command that brings a person back to a project, and desktop assistants. The other two tell the
+    # desktop which program that is.
+    xdg-utils desktop-file-utils shared-mime-info
     # The window's face. Names in other scripts, and desktops without it, have the ones below.
     fonts-inter
     # Faces of the text on inspection pictures: Helvetica's measures, then names in any script, and emoji.
     fonts-liberation fonts-dejavu-core fonts-noto-core fonts-wqy-microhei fonts-noto-color-emoji
 )
 # pulseaudio is the tests' own sound server, xvfb their display, on which libxcb presses keys and sees what is shown;
-# dbus-daemon and at-spi2-core are the session in which they read what a reader of the screen does.
+# dbus-daemon and at-spi2-core are the session in which they read what a reader of the screen does; appstream and
+# libxml2-utils check what the desktop is told.
 test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3 socat pulseaudio xvfb libxcb1-dev libxcb-xtest0-dev
-    dbus-daemon at-spi2-core)
+    dbus-daemon at-spi2-core appstream libxml2-utils)
 sanitizer_packages=(libclang-rt-19-dev)
 
 say() { printf '\033[1m%s\033[0m\n' "$*"; }
