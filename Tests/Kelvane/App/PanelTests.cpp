@@ -133,23 +133,5 @@ TEST_F(PanelModules, ThoseListedAreEnoughForEveryPanel) {
                 ::testing::ExitedWithCode(0), "");
 }
 
-TEST_F(PanelModules, AMissingOneIsToldInASentenceAndThePanelCountsAsCancelled) {
-    std::vector<std::string> packages = listed;
-    ASSERT_EQ(std::erase(packages, "qml6-module-qt-labs-folderlistmodel"), 1U);
-    EXPECT_EXIT(expectAsking(packages, "declined open declined open declined closed declined closed "),
-                ::testing::ExitedWithCode(0),
-                "kelvane: The chooser of files can’t be shown: module \"Qt.labs.folderlistmodel\" is not installed\\.\n"
-                "(.*\n)*kelvane: The chooser of a place for the file can’t be shown: module "
-                "\"Qt.labs.folderlistmodel\" is not installed\\.\n");
-}
-
-TEST_F(PanelModules, WithoutTheDialogsOnlyTheirPanelsAreMissing) {
-    std::vector<std::string> packages = listed;
-    ASSERT_EQ(std::erase(packages, "qml6-module-qtquick-dialogs"), 1U);
-    EXPECT_EXIT(expectAsking(packages, "declined open declined open declined closed declined closed "),
-                ::testing::ExitedWithCode(0),
-                "kelvane: The chooser of files can’t be shown: module \"QtQuick.Dialogs\" is not installed\\.");
-}
-
 }  // namespace
 }  // namespace kelvane::testing

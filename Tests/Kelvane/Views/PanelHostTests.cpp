@@ -3,9 +3,11 @@
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTest>
+#include <QTimer>
 
 #include "Support/App/FakeMainContext.h"
 #include "Support/Patience.h"
+#include "Support/TempFolder.h"
 #include "Views/Window/PanelHost.h"
 
 namespace kelvane::testing {
@@ -157,6 +159,118 @@ TEST_F(PanelHostTests, AQuestionThatIsAnsweredElsewhereTakesItsPanelAlong) {
     expectShown(*first);
     QTest::keyClick(&first->window, Qt::Key_Escape);
     EXPECT_THAT(answers, ElementsAre("no", "cancelled"));
+}
+
+TEST_F(PanelHostTests, APanelThatCanNotBeMadeIsToldAndCountsAsCancelled) {
+    QQmlEngine bare;
+    bare.setImportPathList({});
+    first.reset();
+    Window window(panels, bare);
+    activate(window);
+    std::size_t chosen = 1;
+    panels.chooseFiles(PanelContent::media, "Choose", [&](const auto& files) { chosen = files.size(); });
+    EXPECT_TRUE(becomes([&] { return panels.question() == nullptr; }));
+    EXPECT_EQ(chosen, 0U);
+    ASSERT_EQ(failures.size(), 1U);
+    EXPECT_TRUE(failures.front().starts_with("The chooser of files can’t be shown: ")) << failures.front();
+    failures.clear();
+}
+
+/// The chooser that the window draws itself.
+class OwnChooserTests : public PanelHostTests {
+protected:
+    OwnChooserTests() {
+        for (const char* name : {"a.mp4", "b c.mp4", "old.mp4", "sub/inner.mp4"}) folder.write(name);
+        panels.beginNextIn(folder.path());
+        // The disk is asked in the background.
+        pump.setInterval(1);
+        QObject::connect(&pump, &QTimer::timeout, [this] { context.settle(); });
+        pump.start();
+    }
+    void chooseFiles() {
+        panels.chooseFiles(PanelContent::media, "Choose videos.", [this](const auto& files) {
+            answers.emplace_back("chosen");
+            for (const auto& file : files) answers.push_back(file.path());
+        });
+        expectShown(*first);
+    }
+    void chooseDestination() {
+        panels.chooseDestination(PanelContent::mp4Movie, "Film.mp4", "4K",
+                                 [this](const auto& file) { answers.push_back(file ? file->path() : "cancelled"); });
+        expectShown(*first);
+    }
+    void type(const std::string& text) {
+        for (const char letter : text) QTest::keyClick(&first->window, letter);
+        QTest::keyClick(&first->window, Qt::Key_Return);
+    }
+    [[nodiscard]] QQuickItem* field() const {
+        for (auto* item : first->host->panel()->findChildren<QQuickItem*>())
+            if (item->inherits("QQuickTextField")) return item;
+        return nullptr;
+    }
+    bool isAnswered() {
+        return becomes([this] { return !answers.empty(); });
+    }
+
+    TempFolder folder;
+    QTimer pump;
+};
+
+TEST_F(OwnChooserTests, APathIsTypedIntoTheFieldAndReturnTakesIt) {
+    chooseFiles();
+    ASSERT_NE(field(), nullptr);
+    EXPECT_TRUE(field()->hasActiveFocus());
+    type("sub/inner.mp4");
+    ASSERT_TRUE(isAnswered());
+    EXPECT_THAT(answers, ElementsAre("chosen", folder.path("sub/inner.mp4")));
+    EXPECT_TRUE(becomes([this] { return first->host->panel() == nullptr; }));
+}
+
+TEST_F(OwnChooserTests, SeveralFilesAreTypedInQuotes) {
+    chooseFiles();
+    type("\"a.mp4\" \"b c.mp4\"");
+    ASSERT_TRUE(isAnswered());
+    EXPECT_THAT(answers, ElementsAre("chosen", folder.path("a.mp4"), folder.path("b c.mp4")));
+}
+
+TEST_F(OwnChooserTests, WhatIsNotThereKeepsTheChooserOpenAndEscapeDeclines) {
+    chooseFiles();
+    type("gone.mp4");
+    auto* browser = first->host->panel()->findChild<FileBrowser*>();
+    ASSERT_NE(browser, nullptr);
+    EXPECT_TRUE(becomes([&] { return browser->problem() == "“gone.mp4” can’t be found."; }));
+    EXPECT_THAT(answers, IsEmpty());
+    QTest::keyClick(&first->window, Qt::Key_Escape);
+    EXPECT_THAT(answers, ElementsAre("chosen"));
+}
+
+TEST_F(OwnChooserTests, AnEmptyFieldTakesNothing) {
+    chooseFiles();
+    QTest::keyClick(&first->window, Qt::Key_Return);
+    QCoreApplication::processEvents();
+    EXPECT_THAT(answers, IsEmpty());
+    EXPECT_NE(first->host->panel(), nullptr);
+}
+
+TEST_F(OwnChooserTests, TheProposedNameIsTakenByReturnAndReplacedByTypingUpToItsExtension) {
+    chooseDestination();
+    EXPECT_EQ(field()->property("text"), "Film.mp4");
+    QTest::keyClick(&first->window, Qt::Key_Return);
+    ASSERT_TRUE(isAnswered());
+    chooseDestination();
+    type("other");
+    ASSERT_TRUE(becomes([this] { return answers.size() == 2; }));
+    EXPECT_THAT(answers, ElementsAre(folder.path("Film.mp4"), folder.path("other.mp4")));
+}
+
+TEST_F(OwnChooserTests, AFileThatIsThereIsAskedAboutFirst) {
+    chooseDestination();
+    type("old");
+    ASSERT_TRUE(becomes([this] { return qobject_cast<ConfirmQuestion*>(panels.question()) != nullptr; }));
+    EXPECT_EQ(panels.question()->title(), "“old.mp4” already exists. Do you want to replace it?");
+    expectShown(*first);
+    QTest::keyClick(&first->window, Qt::Key_Return);
+    EXPECT_THAT(answers, ElementsAre("cancelled")) << "the safe button is the default one";
 }
 
 }  // namespace

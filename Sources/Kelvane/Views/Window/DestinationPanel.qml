@@ -1,18 +1,16 @@
-import QtQml
-import QtQuick.Dialogs
+import QtQuick
 import Kelvane
 
-FileDialog {
+ChooserPanel {
     id: panel
 
     required property DestinationQuestion question
 
-    title: question.title
-    nameFilters: question.filters
-    defaultSuffix: question.suffix
-    fileMode: FileDialog.SaveFile
-    // Once: bound, it would take back what a person has typed when the folder changes.
-    Component.onCompleted: currentFile = currentFolder + "/" + encodeURIComponent(question.initial)
-    onAccepted: panel.question.answer(panel.selectedFile)
+    title: question.title.length > 0 ? question.title : qsTr("Save As")
+    acceptText: qsTr("Save")
     onRejected: panel.question.cancel()
+    Connections {
+        target: panel.browser
+        function onAccepted(files) { panel.question.answer(files[0]) }
+    }
 }

@@ -1,14 +1,16 @@
-import QtQuick.Dialogs
+import QtQuick
 import Kelvane
 
-FileDialog {
+ChooserPanel {
     id: panel
 
     required property FilesQuestion question
 
     title: question.title
-    nameFilters: question.filters
-    fileMode: FileDialog.OpenFiles
-    onAccepted: panel.question.answer(panel.selectedFiles)
+    acceptText: qsTr("Open")
     onRejected: panel.question.cancel()
+    Connections {
+        target: panel.browser
+        function onAccepted(files) { panel.question.answer(files) }
+    }
 }

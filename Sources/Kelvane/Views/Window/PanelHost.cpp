@@ -1,9 +1,10 @@
 #include "PanelHost.h"
 
-#include <QFile>
+#include <QGuiApplication>
 #include <QQmlComponent>
 #include <QQuickItem>
 
+#include "FileBrowser.h"
 #include "ProjectWindowView.h"
 #include "Views/Accessible/Announcer.h"
 #include "Views/Accessible/ItemAccessible.h"
@@ -18,15 +19,12 @@ namespace kelvane {
 
 namespace {
 
-/// The toolkit's own chooser of files, where the desktop has none. It is loaded only when it opens, and where a module
-/// that it imports is missing, the toolkit goes on with nothing and ends the program.
-const QString toolkitChooser = QStringLiteral(":/qt-project.org/imports/QtQuick/Dialogs/quickimpl/qml/FileDialog.qml");
-
 /// Why a component can't be made; null where it can.
 QString problem(const QQmlComponent& component) {
     if (component.isReady()) return {};
     const QList<QQmlError> errors = component.errors();
-    return errors.isEmpty() ? QObject::tr("its file can’t be read") : errors.first().description();
+    // The last one is the reason of those before.
+    return errors.isEmpty() ? QObject::tr("its file can’t be read") : errors.last().description();
 }
 
 }  // namespace
@@ -36,11 +34,13 @@ PanelHost::PanelHost(WindowPanels& panels, QQmlEngine& engine, QQuickWindow& win
     connect(&panels_, &WindowPanels::questionChanged, this, &PanelHost::dropPanel);
     // Later, as the panel of the question before may be amid its closing.
     connect(&panels_, &WindowPanels::questionChanged, this, &PanelHost::follow, Qt::QueuedConnection);
+    connect(&window_, &QWindow::activeChanged, this, [this] { hasLostFocus_ = hasLostFocus_ || !window_.isActive(); });
     connect(&window_, &QWindow::activeChanged, this, &PanelHost::follow, Qt::QueuedConnection);
 }
 
 PanelHost::~PanelHost() {
     // At once, as the window goes next.
+    delete chooser_.release();
     delete panel_.release();
     if (question_) question_->cancel();
 }
@@ -51,17 +51,48 @@ void PanelHost::follow() {
         !question->enter(PanelQuestion::Stage::taken))
         return;
     question_ = question;
-    QString error;
-    panel_ = open(*question, error);
-    if (panel_)
-        question->enter(PanelQuestion::Stage::shown);
+    auto* chooses = qobject_cast<ChooserQuestion*>(question);
+    if (chooses == nullptr || !askDesktop(*chooses)) show(*question);
+}
+
+bool PanelHost::askDesktop(ChooserQuestion& question) {
+    const auto bus = panels_.bus();
+    if (!bus) return false;
+    ChooserRequest request = question.request();
+    if (QGuiApplication::platformName() == QStringLiteral("xcb"))
+        request.parentWindow = QStringLiteral("x11:") + QString::number(window_.winId(), 16);
+    hasLostFocus_ = false;
+    chooser_.reset(new PortalChooser(
+        panels_.context(), *bus, request, [this] { return hasLostFocus_; },
+        [this](const ChooserOutcome& outcome) { hearDesktop(outcome); }));
+    return true;
+}
+
+void PanelHost::hearDesktop(const ChooserOutcome& outcome) {
+    chooser_.reset();
+    auto* question = qobject_cast<ChooserQuestion*>(question_.get());
+    if (question == nullptr || question->stage() == PanelQuestion::Stage::answered) return;
+    if (outcome.kind == ChooserOutcome::Kind::unavailable) return show(*question);
+    // The desktop's choosers ask themselves whether a file may be replaced.
+    if (outcome.kind == ChooserOutcome::Kind::chosen)
+        question->choose(outcome.files, true);
     else
-        panels_.giveUp(*question, error);
+        question->cancel();
+}
+
+void PanelHost::show(PanelQuestion& question) {
+    QString error;
+    panel_ = open(question, error);
+    if (panel_)
+        question.enter(PanelQuestion::Stage::shown);
+    else
+        panels_.giveUp(question, error);
 }
 
 void PanelHost::dropPanel() {
-    if (!panel_ || question_ == panels_.question()) return;
-    // The toolkit's chooser belongs to the window, and would stay in it.
+    if (question_ == panels_.question()) return;
+    chooser_.reset();
+    if (!panel_) return;
     QMetaObject::invokeMethod(panel_.get(), "close");
     panel_.reset();
 }
@@ -70,24 +101,29 @@ PanelHost::Panel PanelHost::open(PanelQuestion& question, QString& error) const 
     QQmlComponent component(&engine_, QUrl(QStringLiteral("qrc:/Views/Window/") + question.panel()));
     error = problem(component);
     if (!error.isEmpty()) return nullptr;
-    if (question.choosesFiles() && QFile::exists(toolkitChooser)) {
-        const QQmlComponent chooser(&engine_, QUrl(QStringLiteral("qrc") + toolkitChooser));
-        error = problem(chooser);
-        if (!error.isEmpty()) return nullptr;
-    }
-    QVariantMap properties{{"question", QVariant::fromValue(&question)}};
-    // A chooser may be a window of the desktop, the others are drawn in this one.
-    if (question.choosesFiles())
-        properties.insert("parentWindow", QVariant::fromValue<QWindow*>(&window_));
-    else
-        properties.insert("parent", QVariant::fromValue(window_.contentItem()));
+    QVariantMap properties{{"question", QVariant::fromValue(&question)},
+                           {"parent", QVariant::fromValue(window_.contentItem())}};
+    std::unique_ptr<FileBrowser> browser = browserFor(question);
+    if (browser) properties.insert("browser", QVariant::fromValue(browser.get()));
     Panel panel(component.createWithInitialProperties(properties));
     error = panel ? QString() : problem(component);
     if (!panel) return nullptr;
+    if (browser) browser.release()->setParent(panel.get());
     QMetaObject::invokeMethod(panel.get(), "open");
     if (panel->property("visible").toBool()) return panel;
     error = QObject::tr("it does not open");
     return nullptr;
+}
+
+std::unique_ptr<FileBrowser> PanelHost::browserFor(PanelQuestion& question) const {
+    auto* chooses = qobject_cast<ChooserQuestion*>(&question);
+    if (chooses == nullptr) return nullptr;
+    auto browser =
+        std::make_unique<FileBrowser>(panels_.context(), chooses->request(), chooses->suffix(), panels_.startFolders());
+    // The next one begins where this one ended.
+    connect(browser.get(), &FileBrowser::accepted, &panels_,
+            [&panels = panels_, from = browser.get()] { panels.beginNextIn(from->folder().toStdString()); });
+    return browser;
 }
 
 void registerWindowTypes() {
@@ -112,6 +148,7 @@ void registerWindowTypes() {
     qmlRegisterUncreatableType<HelpTips>("Kelvane", 1, 0, "HelpTips", made);
     qmlRegisterSingletonType<Theme>("Kelvane", 1, 0, "Theme", [](QQmlEngine*, QJSEngine*) { return new Theme; });
     qmlRegisterType<AudioWaveformView>("Kelvane", 1, 0, "AudioWaveformView");
+    qmlRegisterUncreatableType<FileBrowser>("Kelvane", 1, 0, "FileBrowser", made);
     qmlRegisterUncreatableType<FilesQuestion>("Kelvane", 1, 0, "FilesQuestion", made);
     qmlRegisterUncreatableType<DestinationQuestion>("Kelvane", 1, 0, "DestinationQuestion", made);
     qmlRegisterUncreatableType<NameQuestion>("Kelvane", 1, 0, "NameQuestion", made);

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "Platform/PortalChooser.h"
 #include "Support/FileURL.h"
 
 namespace kelvane {
@@ -26,8 +27,6 @@ public:
     [[nodiscard]] virtual QString panel() const = 0;
     /// What the panel is, at the head of a sentence.
     [[nodiscard]] virtual QString description() const = 0;
-    /// Whether the panel shows the toolkit's own chooser of files.
-    [[nodiscard]] virtual bool choosesFiles() const { return false; }
     /// Answers what a person who declines answers.
     Q_INVOKABLE void cancel();
 
@@ -54,10 +53,27 @@ private:
     Stage stage_ = Stage::waiting;
 };
 
-/// Which files?
-class FilesQuestion final : public PanelQuestion {
+/// A question that a chooser of files answers: the desktop's, or the panel.
+class ChooserQuestion : public PanelQuestion {
     Q_OBJECT
-    /// Filters of a chooser, the first one chosen.
+
+public:
+    /// What the chooser is asked.
+    [[nodiscard]] virtual ChooserRequest request() const = 0;
+    /// The extension of a name that is typed without it; has no dot, and is empty for files that are there.
+    [[nodiscard]] virtual QString suffix() const { return {}; }
+    /// Answers what a person has chosen; at least one. `knows` tells that they were asked whether a file that is there
+    /// may be replaced.
+    virtual void choose(const std::vector<FileURL>& files, bool knows) = 0;
+
+protected:
+    using PanelQuestion::PanelQuestion;
+};
+
+/// Which files?
+class FilesQuestion final : public ChooserQuestion {
+    Q_OBJECT
+    /// Filters of a chooser, the first one chosen, such as "Movies (*.mp4 *.mov)".
     Q_PROPERTY(QStringList filters READ filters CONSTANT)
 
 public:
@@ -65,12 +81,13 @@ public:
     using Answer = std::function<void(std::vector<FileURL>)>;
 
     FilesQuestion(const std::string& title, QStringList filters, Answer answer)
-        : PanelQuestion(title), filters_(std::move(filters)), answer_(std::move(answer)) {}
+        : ChooserQuestion(title), filters_(std::move(filters)), answer_(std::move(answer)) {}
 
     [[nodiscard]] const QStringList& filters() const { return filters_; }
     [[nodiscard]] QString panel() const override { return QStringLiteral("FilesPanel.qml"); }
     [[nodiscard]] QString description() const override { return tr("The chooser of files"); }
-    [[nodiscard]] bool choosesFiles() const override { return true; }
+    [[nodiscard]] ChooserRequest request() const override;
+    void choose(const std::vector<FileURL>& files, bool knows) override;
     Q_INVOKABLE void answer(const QList<QUrl>& files);
 
 private:
@@ -81,7 +98,7 @@ private:
 };
 
 /// Under which name, and where, is a file to be written?
-class DestinationQuestion final : public PanelQuestion {
+class DestinationQuestion final : public ChooserQuestion {
     Q_OBJECT
     /// The proposed name, with its extension.
     Q_PROPERTY(QString initial READ initial CONSTANT)
@@ -90,11 +107,16 @@ class DestinationQuestion final : public PanelQuestion {
     Q_PROPERTY(QString suffix READ suffix CONSTANT)
 
 public:
-    using Answer = std::function<void(std::optional<FileURL>)>;
+    struct Destination {
+        FileURL file;
+        /// Whether the person was asked already whether it may be replaced.
+        bool knows = false;
+    };
+    using Answer = std::function<void(std::optional<Destination>)>;
 
     DestinationQuestion(const std::string& title, const std::string& initial, QStringList filters, QString suffix,
                         Answer answer)
-        : PanelQuestion(title),
+        : ChooserQuestion(title),
           initial_(QString::fromStdString(initial)),
           filters_(std::move(filters)),
           suffix_(std::move(suffix)),
@@ -102,10 +124,11 @@ public:
 
     [[nodiscard]] const QString& initial() const { return initial_; }
     [[nodiscard]] const QStringList& filters() const { return filters_; }
-    [[nodiscard]] const QString& suffix() const { return suffix_; }
+    [[nodiscard]] QString suffix() const override { return suffix_; }
     [[nodiscard]] QString panel() const override { return QStringLiteral("DestinationPanel.qml"); }
     [[nodiscard]] QString description() const override { return tr("The chooser of a place for the file"); }
-    [[nodiscard]] bool choosesFiles() const override { return true; }
+    [[nodiscard]] ChooserRequest request() const override;
+    void choose(const std::vector<FileURL>& files, bool knows) override;
     Q_INVOKABLE void answer(const QUrl& file);
 
 private:

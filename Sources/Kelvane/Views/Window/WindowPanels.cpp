@@ -1,10 +1,12 @@
 #include "WindowPanels.h"
 
+#include <QDateTime>
 #include <QPointer>
 #include <QThread>
 #include <algorithm>
 #include <utility>
 
+#include "Platform/RecentFiles.h"
 #include "Support/AtomicFile.h"
 #include "Support/Error.h"
 #include "Support/Text.h"
@@ -100,11 +102,11 @@ void WindowPanels::chooseFiles(PanelContent content, std::string message,
 
 void WindowPanels::chooseDestination(PanelContent content, std::string proposedName, std::string message,
                                      std::function<void(std::optional<FileURL>)> answer) {
-    auto confirmed = [this, answer = std::move(answer)](const std::optional<FileURL>& file) {
-        if (file)
-            confirmReplacing(*file, answer);
+    auto confirmed = [this, answer = std::move(answer)](const std::optional<DestinationQuestion::Destination>& place) {
+        if (place && !place->knows)
+            confirmReplacing(place->file, answer);
         else
-            answer(std::nullopt);
+            answer(place ? std::optional(place->file) : std::nullopt);
     };
     ask(std::make_unique<DestinationQuestion>(message, proposedName, filters(content), suffix(content),
                                               std::move(confirmed)));
@@ -145,6 +147,12 @@ void WindowPanels::confirm(std::string message, std::string informativeText, std
         std::move(answer)));
 }
 
-void WindowPanels::noteRecentDocument(const FileURL&) {}
+void WindowPanels::noteRecentDocument(const FileURL& file) {
+    auto note = [file, list = RecentFiles::listPath(), now = QDateTime::currentDateTimeUtc()] {
+        // A list that can't be written is no matter of the file's.
+        (void)RecentFiles::note(file, list, now);
+    };
+    context_.runInBackground(std::move(note), Lane::shortWork);
+}
 
 }  // namespace kelvane

@@ -18,8 +18,10 @@ class WindowPanels final : public QObject, public Panels {
     Q_OBJECT
 
 public:
-    /// `context` outlives this object.
-    WindowPanels(bool canAsk, MainContext& context) : canAsk_(canAsk), context_(context) {}
+    /// `context` outlives this object. `bus` is the one on which the desktop's own choosers are; none means that there
+    /// are none.
+    WindowPanels(bool canAsk, MainContext& context, BusSource bus = {})
+        : canAsk_(canAsk), context_(context), bus_(std::move(bus)) {}
     /// Questions that are still open are never answered.
     ~WindowPanels() override;
 
@@ -27,6 +29,12 @@ public:
     [[nodiscard]] PanelQuestion* question() const {
         return questions_.empty() || isLooking_ ? nullptr : questions_.front().get();
     }
+    [[nodiscard]] MainContext& context() const { return context_; }
+    /// Where the desktop's choosers are asked.
+    [[nodiscard]] std::optional<QDBusConnection> bus() const { return bus_ ? bus_() : std::nullopt; }
+    /// The folder in which our own chooser begins: where the last one ended; none at first.
+    [[nodiscard]] std::vector<std::string> startFolders() const { return startFolders_; }
+    void beginNextIn(const std::string& folder) { startFolders_ = {folder}; }
     /// Tells that the panel of `question` can't be made, because of `reason`, and cancels it.
     void giveUp(PanelQuestion& question, const QString& reason);
 
@@ -50,11 +58,13 @@ Q_SIGNALS:
 private:
     void ask(std::unique_ptr<PanelQuestion> question);
     void announce();
-    /// The chooser of the toolkit replaces files without a question. Nothing is asked while the disk is.
+    /// Our own chooser leaves the question to this. Nothing is asked while the disk is.
     QCoro::Task<void> confirmReplacing(FileURL file, std::function<void(std::optional<FileURL>)> answer);
 
     bool canAsk_;
     MainContext& context_;
+    BusSource bus_;
+    std::vector<std::string> startFolders_;
     /// A file was chosen, and whether it exists isn't known yet.
     bool isLooking_ = false;
     /// Set while whoever asked hears the answer: how many questions that led to. They come before those that wait.

@@ -1,0 +1,239 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import Kelvane
+import "../Controls"
+
+// A folder's rows, and the field in which names and paths can be typed: what our own choosers of files show.
+FocusScope {
+    id: pane
+
+    required property FileBrowser browser
+    // Return was pressed where it means the default button.
+    signal confirmed()
+
+    readonly property Item field: nameField
+
+    implicitHeight: column.implicitHeight
+    implicitWidth: 620
+
+    Column {
+        id: column
+        width: parent.width
+        spacing: 10
+
+        Row {
+            width: parent.width
+            spacing: 6
+            IconButton {
+                id: up
+                label: qsTr("Parent folder")
+                symbol: "chevron-up"
+                onClicked: pane.browser.showParent()
+            }
+            Text {
+                width: parent.width - up.width - parent.spacing
+                anchors.verticalCenter: up.verticalCenter
+                text: pane.browser.folder
+                textFormat: Text.PlainText
+                elide: Text.ElideLeft
+                font: Theme.bodyFont
+                color: Theme.text2
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
+            }
+        }
+        Row {
+            width: parent.width
+            height: 240
+            spacing: 10
+            ListView {
+                id: places
+                width: 132
+                height: parent.height
+                model: pane.browser.places
+                clip: true
+                boundsBehavior: Flickable.StopAtBounds
+                Accessible.role: Accessible.List
+                Accessible.name: qsTr("Places")
+                delegate: KeyButton {
+                    id: place
+                    required property int index
+                    required property string modelData
+                    width: ListView.view.width
+                    height: 28
+                    text: modelData
+                    focusPolicy: Qt.TabFocus
+                    Accessible.role: Accessible.ListItem
+                    Accessible.name: text
+                    onClicked: pane.browser.showPlace(index)
+                    contentItem: Text {
+                        text: place.text
+                        font: Theme.bodyFont
+                        color: Theme.text1
+                        elide: Text.ElideRight
+                        verticalAlignment: Text.AlignVCenter
+                        Accessible.ignored: true
+                    }
+                    background: Rectangle {
+                        radius: Theme.controlRadius
+                        color: place.down ? Theme.controlPressed : place.hovered ? Theme.control : "transparent"
+                        FocusRing { visible: place.visualFocus }
+                    }
+                }
+            }
+            Rectangle {
+                width: parent.width - places.width - parent.spacing
+                height: parent.height
+                radius: Theme.controlRadius
+                color: Theme.window
+                border.width: 1
+                border.color: Theme.lineStrong
+                ListView {
+                    id: rows
+                    anchors.fill: parent
+                    anchors.margins: 4
+                    model: pane.browser.rows
+                    clip: true
+                    activeFocusOnTab: true
+                    keyNavigationEnabled: false
+                    boundsBehavior: Flickable.StopAtBounds
+                    ScrollBar.vertical: ScrollBar { policy: rows.contentHeight > rows.height ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff }
+                    Accessible.role: Accessible.List
+                    Accessible.name: qsTr("Files")
+                    function go(row, modifiers) {
+                        currentIndex = Math.max(0, Math.min(count - 1, row))
+                        pane.browser.choose(currentIndex, false, (modifiers & Qt.ShiftModifier) !== 0)
+                    }
+                    Keys.onUpPressed: event => go(currentIndex - 1, event.modifiers)
+                    Keys.onDownPressed: event => go(currentIndex + 1, event.modifiers)
+                    Keys.onReturnPressed: pane.browser.open(currentIndex)
+                    Keys.onEnterPressed: pane.browser.open(currentIndex)
+                    Keys.onPressed: event => {
+                        if (event.key === Qt.Key_Backspace) pane.browser.showParent()
+                        else if (event.key === Qt.Key_Home) go(0, event.modifiers)
+                        else if (event.key === Qt.Key_End) go(count - 1, event.modifiers)
+                        else return
+                        event.accepted = true
+                    }
+                    delegate: Item {
+                        id: row
+                        required property int index
+                        required property string name
+                        required property bool isFolder
+                        required property bool chosen
+                        width: ListView.view.width
+                        height: 28
+                        Accessible.role: Accessible.ListItem
+                        Accessible.name: name
+                        Accessible.description: isFolder ? qsTr("Folder") : ""
+                        Accessible.selectable: true
+                        Accessible.selected: chosen
+                        Accessible.onPressAction: pane.browser.open(index)
+                        Rectangle {
+                            anchors.fill: parent
+                            radius: Theme.controlRadius - 2
+                            color: row.chosen ? Theme.controlPressed : pointer.containsMouse ? Theme.control : "transparent"
+                            FocusRing { visible: rows.activeFocus && rows.currentIndex === row.index; gap: 0 }
+                        }
+                        Icon {
+                            x: 8
+                            anchors.verticalCenter: parent.verticalCenter
+                            name: row.isFolder ? "folder" : "film"
+                            size: 16
+                            color: Theme.text2
+                        }
+                        Text {
+                            x: 32
+                            width: parent.width - 40
+                            anchors.verticalCenter: parent.verticalCenter
+                            text: row.name
+                            textFormat: Text.PlainText
+                            elide: Text.ElideMiddle
+                            font: Theme.bodyFont
+                            color: Theme.text1
+                            Accessible.ignored: true
+                        }
+                        MouseArea {
+                            id: pointer
+                            anchors.fill: parent
+                            hoverEnabled: true
+                            onPressed: mouse => {
+                                rows.currentIndex = row.index
+                                rows.forceActiveFocus(Qt.MouseFocusReason)
+                                pane.browser.choose(row.index, (mouse.modifiers & Qt.ControlModifier) !== 0, (mouse.modifiers & Qt.ShiftModifier) !== 0)
+                            }
+                            onDoubleClicked: pane.browser.open(row.index)
+                        }
+                    }
+                }
+                Connections {
+                    target: pane.browser
+                    function onFolderChanged() { rows.currentIndex = 0; rows.positionViewAtBeginning() }
+                }
+            }
+        }
+        Row {
+            width: parent.width
+            spacing: 10
+            Text {
+                id: fieldLabel
+                anchors.verticalCenter: nameField.verticalCenter
+                text: qsTr("File name")
+                font: Theme.bodyFont
+                color: Theme.text2
+                Accessible.ignored: true
+            }
+            TextField {
+                id: nameField
+                width: parent.width - fieldLabel.width - parent.spacing - (kinds.visible ? kinds.width + parent.spacing : 0)
+                implicitHeight: 32
+                leftPadding: 10
+                rightPadding: 10
+                focus: true
+                font: Theme.bodyFont
+                color: Theme.text1
+                selectByMouse: true
+                selectionColor: Theme.accent
+                selectedTextColor: Theme.onAccent
+                text: pane.browser.text
+                onTextEdited: pane.browser.text = text
+                onAccepted: pane.confirmed()
+                Accessible.name: qsTr("File name")
+                background: Rectangle {
+                    radius: Theme.controlRadius
+                    color: Theme.window
+                    border.width: 1
+                    border.color: Theme.lineStrong
+                    FocusRing { visible: nameField.activeFocus; gap: 0 }
+                }
+                // A proposed name is replaced by typing, its extension is not.
+                Component.onCompleted: {
+                    const dot = text.lastIndexOf(".")
+                    select(0, dot > 0 ? dot : text.length)
+                }
+            }
+            ComboBox {
+                id: kinds
+                visible: pane.browser.filters.length > 1
+                width: 168
+                implicitHeight: 32
+                model: pane.browser.filters
+                currentIndex: pane.browser.filter
+                font: Theme.bodyFont
+                Accessible.name: qsTr("Kind of file")
+                onActivated: index => pane.browser.filter = index
+            }
+        }
+        Text {
+            width: parent.width
+            visible: text.length > 0
+            text: pane.browser.problem
+            textFormat: Text.PlainText
+            wrapMode: Text.Wrap
+            font: Theme.bodyFont
+            color: Theme.danger
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+    }
+}
