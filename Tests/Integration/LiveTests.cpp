@@ -199,9 +199,12 @@ TEST_F(LiveTests, ADocumentIsWholeWheneverTheApplicationIsKilled) {
     }
 }
 
-TEST_F(LiveTests, ASecondInstanceIsToldAndGoesOn) {
+TEST_F(LiveTests, AnInstanceWithACopyOfTheLibraryIsToldAndGoesOn) {
     start();
-    LiveApplication second(folder, {"kelvane://project/" + app->project(), "kelvane://project/not-an-id"});
+    // One with the same library would be the same instance.
+    const TempFolder copy;
+    std::filesystem::copy(folder.path("Kelvane"), copy.path("Kelvane"), std::filesystem::copy_options::recursive);
+    LiveApplication second(copy, {"kelvane://project/" + app->project(), "kelvane://project/not-an-id"});
     EXPECT_TRUE(second.tells("kelvane: This project is already connected in another Kelvane instance.\n"));
     EXPECT_TRUE(second.isRunning());
     EXPECT_EQ(second.quit(), 0) << "the alert neither ended nor blocked it";

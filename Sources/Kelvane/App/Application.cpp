@@ -9,7 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "FirstInstance.h"
 #include "KelvaneApp.h"
+#include "Storage/ProjectStore.h"
 #include "Support/FileDescriptor.h"
 
 namespace {
@@ -52,15 +54,18 @@ bool set(const char* variable) {
 
 /// The application's entry, called by the thin executable. Returns the exit status.
 extern "C" __attribute__((visibility("default"))) int kelvaneApplicationMain(int argc, char** argv) {
-    if (!set("QT_QPA_PLATFORM") && !set("DISPLAY") && !set("WAYLAND_DISPLAY")) {
-        std::fputs("Kelvane needs a display. Set QT_QPA_PLATFORM=offscreen to run it without one.\n", stderr);
-        return 1;
-    }
     signal(SIGPIPE, SIG_IGN);
     // A limit on file sizes is reported by the write that meets it.
     signal(SIGXFSZ, SIG_IGN);
     // Arguments are read before the toolkit takes its own out of them.
-    const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+    const auto request = kelvane::startRequest({argv + (argc > 0 ? 1 : 0), argv + argc});
+    // Before anything that takes time: what is handed over needs no display either.
+    auto role = kelvane::claimLibrary(kelvane::ProjectStore::defaultRoot(), request);
+    if (role.kind == kelvane::StartRole::Kind::handedOver) return 0;
+    if (!set("QT_QPA_PLATFORM") && !set("DISPLAY") && !set("WAYLAND_DISPLAY")) {
+        std::fputs("Kelvane needs a display. Set QT_QPA_PLATFORM=offscreen to run it without one.\n", stderr);
+        return 1;
+    }
 
     QCoreApplication::setApplicationName("Kelvane");
     QGuiApplication::setDesktopFileName("kelvane");
@@ -74,7 +79,7 @@ extern "C" __attribute__((visibility("default"))) int kelvaneApplicationMain(int
 
     // Connections that were accepted before a quit may still be on their threads, and use the application's context: it
     // lasts to the end of the process, and is not taken down around them.
-    auto* app = new kelvane::KelvaneApp(hasDisplay, kelvane::incomingURLs(arguments));
+    auto* app = new kelvane::KelvaneApp(hasDisplay, request.urls, std::move(role.instance));
     catchQuitSignals();
     QSocketNotifier quit(quitReceiver.get(), QSocketNotifier::Read);
     QObject::connect(&quit, &QSocketNotifier::activated, app, [app] {

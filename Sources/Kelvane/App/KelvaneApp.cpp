@@ -1,7 +1,9 @@
 #include "KelvaneApp.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QUrl>
+#include <algorithm>
 #include <cstdio>
 
 #include "CLI/CLISweep.h"
@@ -13,6 +15,17 @@
 #include "Views/Waveform/AudioWaveformView.h"
 
 namespace kelvane {
+
+namespace {
+
+/// Where the desktop's own choosers are asked: where windows are shown on a desktop.
+BusSource choosers() {
+    const QString platform = QGuiApplication::platformName();
+    const bool isOnDesktop = platform == QStringLiteral("xcb") || platform.startsWith(QStringLiteral("wayland"));
+    return isOnDesktop ? BusSource(sessionBus) : BusSource();
+}
+
+}  // namespace
 
 ApplicationWindow::ApplicationWindow(ProjectWindows& projects, std::shared_ptr<Workspace> workspace,
                                      QQmlComponent& component, WindowPanels& panels,
@@ -40,6 +53,8 @@ ApplicationWindow::~ApplicationWindow() {
 }
 
 void ApplicationWindow::bringToFront() {
+    // A window that was put away comes back as it was.
+    window_->setWindowStates(window_->windowStates() & ~Qt::WindowMinimized);
     window_->show();
     window_->raise();
     window_->requestActivate();
@@ -50,15 +65,17 @@ void ApplicationWindow::setProjectFile(const std::optional<FileURL>& url) {
     if (window_) window_->setFilePath(url ? QString::fromStdString(url->path()) : QString());
 }
 
-KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls)
+KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls, std::unique_ptr<FirstInstance> instance)
     : unfinished_(unfinishedFolder(ProjectStore::defaultRoot())),
-      panels_(hasDisplay, context_),
+      panels_(hasDisplay, context_, choosers()),
       projects_({.context = &context_,
                  .media = &media_,
                  .panels = &panels_,
                  .makePlayer = [this](PlayerRole role) { return makePlayer(role); },
                  .recording = &recording_,
-                 .unfinished = &unfinished_}) {
+                 .unfinished = &unfinished_,
+                 .desktop = &desktop_}),
+      instance_(std::move(instance)) {
     registerWindowTypes();
     shareWaveforms(engine_, waveforms_);
     followAppearance();
@@ -88,14 +105,7 @@ bool KelvaneApp::start() {
         qWarning("%s", qPrintable(component_->errorString()));
         return false;
     }
-    projects_.activateApplication = [this] {
-        for (const auto& [id, window] : windows_) {
-            if (window->isActive()) {
-                window->bringToFront();
-                return;
-            }
-        }
-    };
+    projects_.activateApplication = [this] { comeForward(); };
     if (!openWindow(std::nullopt)) return false;
     projects_.openWindow = [this](const UUID& id) { openWindow(id); };
     projects_.tell = [](const std::string& sentence) { std::fprintf(stderr, "kelvane: %s\n", sentence.c_str()); };
@@ -106,6 +116,7 @@ bool KelvaneApp::start() {
     connect(&panels_, &WindowPanels::failed, this,
             [this](const QString& sentence) { projects_.setError(sentence.toStdString()); });
     incoming_.start(projects_);
+    if (instance_) instance_->serve([this](StartRequest request) { receive(std::move(request)); });
     sweepLeftovers();
     return true;
 }
@@ -179,7 +190,27 @@ QCoro::Task<void> KelvaneApp::quit() {
     if (co_await asking) end();
 }
 
+void KelvaneApp::receive(StartRequest request) {
+    // Where the toolkit takes it from, once, when it asks for the focus.
+    const bool isTaken = QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
+    if (isTaken && !request.activationToken.empty())
+        qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(request.activationToken));
+    comeForward();
+    incoming_.open(request.urls);
+}
+
+void KelvaneApp::comeForward() {
+    if (windows_.empty()) {
+        openWindow(std::nullopt);
+        return;
+    }
+    const auto active = std::ranges::find_if(windows_, [](const auto& entry) { return entry.second->isActive(); });
+    (active == windows_.end() ? windows_.begin() : active)->second->bringToFront();
+}
+
 void KelvaneApp::end() {
+    // Who starts the program from here on is the first.
+    if (instance_) instance_->close();
     projects_.retire();
     QCoreApplication::quit();
 }

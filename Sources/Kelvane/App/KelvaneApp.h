@@ -8,12 +8,14 @@
 #include <map>
 #include <memory>
 
+#include "FirstInstance.h"
 #include "IncomingURLs.h"
 #include "Inspection/AudioWaveformCache.h"
 #include "Media/FFmpeg/FFmpegPlatform.h"
 #include "Platform/DesktopSettings.h"
 #include "Platform/PulseSoundRecorder.h"
 #include "Platform/QtMainContext.h"
+#include "Platform/XDGDesktopServices.h"
 #include "Support/UnfinishedWork.h"
 #include "Views/Window/PanelHost.h"
 #include "Views/Window/ProjectWindowView.h"
@@ -60,8 +62,9 @@ class KelvaneApp final : public QObject {
     Q_OBJECT
 
 public:
-    /// `urls` are handled once the first window stands. Without a display nobody is asked anything.
-    KelvaneApp(bool hasDisplay, std::vector<FileURL> urls);
+    /// `urls` are handled once the first window stands. Without a display nobody is asked anything. `instance` is there
+    /// where this process is the library's first: further starts hand over to it.
+    KelvaneApp(bool hasDisplay, std::vector<FileURL> urls, std::unique_ptr<FirstInstance> instance = nullptr);
 
     /// What makes the surfaces.
     [[nodiscard]] QQmlEngine& engine() { return engine_; }
@@ -73,6 +76,8 @@ public:
     bool start();
     /// Ends the application, unless something is busy or can't be saved.
     void requestQuit();
+    /// Brings a window forward and opens what another start of the program was given.
+    void receive(StartRequest request);
     /// Withdraws every live connection and ends the decoding of waveforms; the last call before the process ends.
     void shutDown();
 
@@ -84,6 +89,8 @@ private:
     QCoro::Task<void> quit();
     /// Ends the application, of which nothing changes any more.
     void end();
+    /// Brings the window to the front that was there last, or a new one where none is left.
+    void comeForward();
     void setActiveWindow(const UUID& id);
 
     /// What shows and sounds a timeline, or shows the pictures under a pointer.
@@ -102,10 +109,12 @@ private:
     PulseSoundRecording recording_{sound_, media_};
     WindowPanels panels_;
     DesktopSettings settings_;
+    XDGDesktopServices desktop_{context_};
     QQmlEngine engine_;
     std::unique_ptr<QQmlComponent> component_;
     ProjectWindows projects_;
     IncomingURLQueue incoming_;
+    std::unique_ptr<FirstInstance> instance_;
     std::map<UUID, std::unique_ptr<ApplicationWindow>> windows_;
 };
 

@@ -102,6 +102,47 @@ protected:
     std::unique_ptr<KelvaneApp> app;
 };
 
+TEST_F(KelvaneAppTests, WhatAnotherStartWasGivenOpensInTheWindowThatComesForward) {
+    start();
+    ASSERT_TRUE(becomesTitled("Kelvane"));
+    shown().front()->showMinimized();
+    app->receive({.urls = {projectFile("Trailer")}, .activationToken = "leave"});
+    EXPECT_TRUE(becomesTitled("Trailer"));
+    ASSERT_EQ(shown().size(), 1);
+    EXPECT_FALSE(shown().front()->windowStates().testFlag(Qt::WindowMinimized));
+    EXPECT_TRUE(qEnvironmentVariableIsEmpty("XDG_ACTIVATION_TOKEN")) << "nothing takes it here";
+}
+
+TEST_F(KelvaneAppTests, AnotherStartBringsAWindowWhereNoneIsLeft) {
+    start({projectFile("Trailer")});
+    ASSERT_TRUE(becomesTitled("Trailer"));
+    const int seen = 7;
+    EXPECT_EQ(run([this] {
+                  const auto editor = view()->workspace()->editor();
+                  // Something keeps the application from ending with its window.
+                  editor->beginCopying();
+                  view()->showHome();
+                  shown().front()->close();
+                  app->receive({});
+                  EXPECT_TRUE(QTest::qWaitFor([] { return !shown().isEmpty(); }, 20'000));
+                  QCoreApplication::exit(seen);
+              }),
+              seen);
+}
+
+TEST_F(KelvaneAppTests, FromTheTurnInWhichAQuitIsGrantedTheNextStartIsTheFirst) {
+    const auto registry = folder.path("registry");
+    auto role = claimLibrary(ProjectStore::defaultRoot(), {}, 20s, registry);
+    ASSERT_EQ(role.kind, StartRole::Kind::first);
+    app = std::make_unique<KelvaneApp>(false, std::vector<FileURL>(), std::move(role.instance));
+    ASSERT_TRUE(app->start());
+    EXPECT_EQ(run([&] {
+                  app->requestQuit();
+                  EXPECT_EQ(claimLibrary(ProjectStore::defaultRoot(), {}, 20s, registry).kind, StartRole::Kind::first);
+              }),
+              0);
+}
+
 TEST_F(KelvaneAppTests, ClosingTheLastWindowEndsTheApplication) {
     start();
     ASSERT_EQ(shown().size(), 1);
