@@ -220,6 +220,31 @@ FocusScope {
                 model: pane.browser.filters
                 currentIndex: pane.browser.filter
                 font: Theme.bodyFont
+                palette.button: Theme.control
+                palette.mid: Theme.controlPressed
+                palette.buttonText: Theme.text1
+                palette.dark: Theme.text2
+                palette.window: Theme.raised
+                delegate: ItemDelegate {
+                    id: kind
+                    required property int index
+                    required property string modelData
+                    width: ListView.view ? ListView.view.width : 0
+                    implicitHeight: 30
+                    text: modelData
+                    highlighted: kinds.highlightedIndex === index
+                    Accessible.role: Accessible.ListItem
+                    Accessible.name: text
+                    contentItem: Text {
+                        text: kind.text
+                        font: Theme.bodyFont
+                        color: Theme.text1
+                        elide: Text.ElideRight
+                        verticalAlignment: Text.AlignVCenter
+                        Accessible.ignored: true
+                    }
+                    background: Rectangle { color: kind.highlighted ? Theme.controlHover : "transparent" }
+                }
                 Accessible.name: qsTr("Kind of file")
                 onActivated: index => pane.browser.filter = index
             }
