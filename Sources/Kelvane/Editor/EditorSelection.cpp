@@ -86,6 +86,7 @@ void Editor::selectAssets(const std::set<UUID>& ids) {
     std::set<UUID> chosen = existing(*assets_, ids);
     setSelection(std::nullopt);
     set(selectedAssetIDs_, std::move(chosen), State::selection);
+    endHoverPreview();
     if (previewAssetID_ && !selectedAssetIDs_.contains(*previewAssetID_)) leaveAssetPreview();
 }
 

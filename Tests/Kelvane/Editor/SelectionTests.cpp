@@ -149,6 +149,13 @@ TEST_F(AssetSelection, ShowingAnAssetSelectsIt) {
     EXPECT_EQ(editor->selection(), std::nullopt);
 }
 
+TEST_F(AssetSelection, SelectingAssetsEndsAHover) {
+    editor->previewAssetHover(uuid(91), 0.5);
+    ASSERT_TRUE(editor->hoverPreview());
+    editor->selectAssets({uuid(92)});
+    EXPECT_FALSE(editor->hoverPreview());
+}
+
 TEST_F(AssetSelection, SelectingOtherAssetsLeavesTheShownOne) {
     editor->showAssetPreview(uuid(92));
     editor->selectAssets({uuid(91), uuid(92)});
