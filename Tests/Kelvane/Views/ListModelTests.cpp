@@ -7,8 +7,9 @@
 #include <random>
 
 #include "Support/ClipBuilder.h"
+#include "Timeline/TimeLabel.h"
 #include "Views/Home/ProjectListModel.h"
-#include "Views/Window/ClipListModel.h"
+#include "Views/Rows/RecordListModel.h"
 
 namespace kelvane::testing {
 namespace {
@@ -16,7 +17,23 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
+using ClipArray = RecordListModel<Clip>::Records;
+
 ClipArray shared(std::vector<Clip> clips) { return std::make_shared<const std::vector<Clip>>(std::move(clips)); }
+
+/// Clips with their names and lengths.
+class ClipRows final : public RecordListModel<Clip> {
+public:
+    void setClips(ClipArray clips) { setRecords(std::move(clips)); }
+    [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override {
+        const Clip* clip = record(index.row());
+        if (clip == nullptr || role < Qt::UserRole) return {};
+        return QString::fromStdString(role == Qt::UserRole ? clip->name() : timeLabel(clip->duration()));
+    }
+    [[nodiscard]] QHash<int, QByteArray> roleNames() const override {
+        return {{Qt::UserRole, "name"}, {Qt::UserRole + 1, "length"}};
+    }
+};
 
 /// A clip that shows its number as its name.
 Clip numbered(int number) { return videoClip(number, "/media/" + std::to_string(number) + ".mov", 10); }
@@ -59,8 +76,8 @@ private:
     std::vector<std::string> told;
 };
 
-TEST(ClipListModel, TellsWhatChangedAmongAThousandRowsAndNoMore) {
-    ClipListModel model;
+TEST(RecordListModel, TellsWhatChangedAmongAThousandRowsAndNoMore) {
+    ClipRows model;
     const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     Listener listener(model);
     auto clips = numbered(0, 1000);
@@ -85,8 +102,8 @@ TEST(ClipListModel, TellsWhatChangedAmongAThousandRowsAndNoMore) {
     EXPECT_THAT(listener.take(), ElementsAre("removed 0-990"));
 }
 
-TEST(ClipListModel, FollowsRandomEditsAndPersistentIndicesFollowTheirClips) {
-    ClipListModel model;
+TEST(RecordListModel, FollowsRandomEditsAndPersistentIndicesFollowTheirClips) {
+    ClipRows model;
     const QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     Listener listener(model);
     std::mt19937 random(31);
