@@ -258,7 +258,8 @@ bool TimelineTiles::dropOldest() {
 void TimelineTiles::finish(const PassPtr& pass, const Result<void>& outcome) {
     pass_.reset();
     // What was stopped tells nothing about its file.
-    if (!pass->stop.stop_requested() && (!outcome || !pass->missing.empty())) failed_.insert(pass->file);
+    const bool fails = !pass->stop.stop_requested() && (!outcome || !pass->missing.empty());
+    if (fails && failed_.insert(pass->file).second) Q_EMIT changed();
     startPass();
 }
 

@@ -58,6 +58,8 @@ public:
     void want(std::vector<TileRequest> tiles);
     /// The picture of a tile, upright and in the shape of its file; null while there is none.
     [[nodiscard]] StillImagePtr picture(const FileURL& file, MediaTime time) const;
+    /// Whether the file was tried, and a picture of it can't be had.
+    [[nodiscard]] bool hasFailed(const FileURL& file) const { return failed_.contains(file); }
     /// Of the pixels that are kept, at most the limit.
     [[nodiscard]] std::size_t bytes() const { return bytes_; }
 
@@ -75,7 +77,7 @@ public:
     static QRectF shownPart(QSizeF picture, const Clip& clip);
 
 Q_SIGNALS:
-    /// `picture` answers more than before, or less.
+    /// `picture` or `hasFailed` answers otherwise than before.
     void changed();
 
 private:

@@ -127,7 +127,7 @@ void ClipDrawing::paintTiles(const TimelineDrawing& drawing, const Clip& clip, c
 void ClipDrawing::paintMissing(const TimelineDrawing& drawing, const Clip& clip, const QRectF& seen,
                                const ClipLook& look) {
     // A file that shows nothing has no picture at all; others wait for theirs.
-    if (look.isLoading || seen.width() < narrowestName) return;
+    if (look.isLoading || !stills_.hasFailed(clip.url) || seen.width() < narrowestName) return;
     const QRectF mark(seen.left() + nameMargin, seen.center().y() - warningSize / 2, warningSize, warningSize);
     IconShape::named(QStringLiteral("warning")).paint(drawing.painter, mark, Theme::snap);
     const QRectF place(mark.right() + nameMargin, mark.top(), seen.right() - mark.right() - 2 * nameMargin,

@@ -41,6 +41,8 @@ public:
     /// The tile that begins `left` points behind the clip's beginning. `middle` is how far it is from the viewport's
     /// middle.
     Tile tile(const Clip& clip, double left, double pointsPerSecond, double middle);
+    /// Whether no picture of the file can be had.
+    [[nodiscard]] bool hasFailed(const FileURL& file) const { return tiles_ == nullptr || tiles_->hasFailed(file); }
     /// Ends the drawing; the tiles that were in sight.
     std::vector<TileRequest> end();
     /// Whether a picture was on its way up in the last drawing.
