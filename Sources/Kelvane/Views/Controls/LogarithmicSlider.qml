@@ -9,10 +9,10 @@ Item {
     property real from: 1
     property real to: 2
     property real value: 1
-    // By what a reader of the screen changes it, and by what ratios keys do.
-    property real stepSize: 0.1
-    property real ratio: 1.05
-    property real pageRatio: 1.25
+    // The ratios of a hundredth and of a tenth of its way, by which keys and readers of the screen step it.
+    readonly property real ratio: Math.pow(to / from, 0.01)
+    readonly property real pageRatio: Math.pow(to / from, 0.1)
+    readonly property real stepSize: value * (ratio - 1)
     readonly property bool pressed: area.pressed
     readonly property real knobSize: area.containsMouse || pressed ? 16 : 14
     readonly property real place: to > from && from > 0 ? Math.min(Math.max(Math.log(value / from) / Math.log(to / from), 0), 1) : 0

@@ -31,7 +31,11 @@ std::optional<TimelineAssetDropDelegate> TimelineAssetDropArea::delegate() {
                                      .isEnabled = !editor->busy(),
                                      .timelineInset = view_.viewportWidth() / 2,
                                      .pointsPerSecond = view_.pointsPerSecond(),
-                                     .animation = {}};
+                                     .animation = [this](const std::function<void()>& insert) {
+                                         insert();
+                                         // Who drops something goes on with it.
+                                         Q_EMIT view_.focusWanted();
+                                     }};
 }
 
 TimelineDrag TimelineAssetDropArea::dragOf(const QDropEvent& event) const {

@@ -44,35 +44,6 @@ Item {
         opacity: pane.view.busy && !pane.preview.recording && pane.preview.countdown === 0 ? Theme.busyOpacity : 1
         onMenuWanted: point => clipMenu.popup(surface, point)
 
-        // The ruler, for who works by its value.
-        Item {
-            id: ruler
-            objectName: "seekSlider"
-            property real value: 0
-            readonly property real from: 0
-            readonly property real to: pane.view.duration
-            readonly property real stepSize: 1
-            width: parent.width
-            height: Theme.rulerHeight
-            enabled: pane.preview.canSeek
-            // The timeline's own tree has the ruler.
-            Accessible.ignored: true
-            Accessible.role: Accessible.Slider
-            Accessible.name: qsTr("Seek")
-            Accessible.description: qsTr("Timeline ruler. Use left and right arrow keys to seek, or Enter to return to the beginning.")
-            // A reader of the screen sets the value, without a hand on it.
-            onValueChanged: {
-                if (value === pane.view.position) return
-                pane.view.seekOnClick(Math.min(Math.max(value, from), to))
-                value = pane.view.position
-            }
-            Binding {
-                target: ruler
-                property: "value"
-                value: pane.view.position
-                restoreMode: Binding.RestoreNone
-            }
-        }
         Item {
             width: parent.width
             height: Theme.rulerHeight

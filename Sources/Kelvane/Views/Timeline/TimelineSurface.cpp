@@ -38,9 +38,7 @@ void TimelineSurface::setView(TimelineView* view) {
             connect(view_, signal, this, &TimelineSurface::repaint);
         connect(view_, &TimelineView::scrolled, this, &TimelineSurface::followScrolling);
         connect(view_, &TimelineView::cursorChanged, this, [this] { setCursor(view_->cursor()); });
-        connect(view_, &TimelineView::focusWanted, this, [this] {
-            if (!hasActiveFocus()) forceActiveFocus(Qt::OtherFocusReason);
-        });
+        connect(view_, &TimelineView::focusWanted, this, &TimelineSurface::takeFocus);
         view_->setViewportWidth(width());
     }
     Q_EMIT viewChanged();

@@ -90,6 +90,7 @@ private:
     void hoverBar(std::optional<QPointF> point);
     [[nodiscard]] double ratio() const;
     void setWorksByKeyboard(bool works);
+    void takeFocus();
     [[nodiscard]] bool grabsFinger(QPointF point) const;
     void openMenu(const UUID& clip, QPointF point);
     void touchOne(const QTouchEvent& event);
@@ -120,6 +121,8 @@ private:
     Touch touch_ = Touch::none;
     QPointF touchBegin_;
     QPointF touchLast_;
+    /// The finger has stopped a track that went on by itself.
+    bool hasCaught_ = false;
     /// Between two fingers when they came down, points.
     double touchSpan_ = 0;
     /// Of a touchpad's pinch so far.

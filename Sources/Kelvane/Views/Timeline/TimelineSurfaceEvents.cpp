@@ -1,6 +1,7 @@
 #include <QGuiApplication>
 #include <QLineF>
 #include <QNativeGestureEvent>
+#include <QQuickWindow>
 #include <QTouchEvent>
 #include <cmath>
 #include <utility>
@@ -26,6 +27,18 @@ Qt::KeyboardModifiers modifierOf(int key) {
     }
 }
 
+/// What a wheel turns by a notch, eighths of a degree, and the points that fingers come along for as much.
+constexpr int wholeNotch = 120;
+constexpr double notchDistance = 80;
+
+/// Whether fingers scroll, and not the notches of a wheel. Where the platform tells no phases it tells the movements of
+/// both as pixels and as turns; but a wheel turns by whole notches.
+bool isByFingers(const QWheelEvent& event) {
+    if (event.phase() != Qt::NoScrollPhase || event.deviceType() == QInputDevice::DeviceType::TouchPad) return true;
+    const QPoint angle = event.angleDelta();
+    return angle.x() % wholeNotch != 0 || angle.y() % wholeNotch != 0;
+}
+
 bool isByKeyboard(Qt::FocusReason reason) {
     return reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason;
 }
@@ -40,6 +53,7 @@ void TimelineSurface::mousePressEvent(QMouseEvent* event) {
         if (const auto clip = view_->clipIDAt(event->position())) openMenu(*clip, event->position());
         return;
     }
+    if (!hasActiveFocus()) forceActiveFocus(Qt::MouseFocusReason);
     view_->press(event->position(), event->modifiers());
 }
 
@@ -54,7 +68,7 @@ void TimelineSurface::mouseReleaseEvent(QMouseEvent* event) {
 }
 
 void TimelineSurface::mouseDoubleClickEvent(QMouseEvent* event) {
-    if (view_ && event->button() == Qt::LeftButton) view_->doubleClick(event->position());
+    if (view_ && event->button() == Qt::LeftButton) view_->doubleClick(event->position(), event->modifiers());
 }
 
 void TimelineSurface::mouseUngrabEvent() {
@@ -75,11 +89,15 @@ void TimelineSurface::hoverLeaveEvent(QHoverEvent*) {
 
 void TimelineSurface::wheelEvent(QWheelEvent* event) {
     if (!view_) return event->ignore();
-    const bool isPixels = !event->pixelDelta().isNull();
-    const QPointF delta = isPixels ? QPointF(event->pixelDelta()) : QPointF(event->angleDelta());
-    if (!delta.isNull()) view_->wheel(delta, isPixels, event->modifiers());
-    if (event->phase() == Qt::ScrollEnd) view_->endScrolling();
     event->accept();
+    if (event->phase() == Qt::ScrollBegin) (void)view_->catchScrolling();
+    const bool byFingers = isByFingers(*event);
+    const QPointF angle(event->angleDelta());
+    const bool hasPoints = !event->pixelDelta().isNull() && (event->phase() != Qt::NoScrollPhase || angle.isNull());
+    const QPointF points = hasPoints ? QPointF(event->pixelDelta()) : angle / wholeNotch * notchDistance;
+    if (!points.isNull())
+        view_->wheel(byFingers || hasPoints ? points : angle, byFingers || hasPoints, event->modifiers());
+    if (event->phase() == Qt::ScrollEnd) view_->releaseScrolling();
 }
 
 void TimelineSurface::dragEnterEvent(QDragEnterEvent* event) {
@@ -156,9 +174,12 @@ void TimelineSurface::touchOne(const QTouchEvent& event) {
     switch (touch_) {
         case Touch::none:
             // What is chosen is moved by a finger, and everything else goes with it.
-            touch_ = grabsFinger(point) ? Touch::gesture : Touch::scroll;
+            hasCaught_ = view_->catchScrolling();
+            touch_ = !hasCaught_ && grabsFinger(point) ? Touch::gesture : Touch::scroll;
             touchBegin_ = touchLast_ = point;
             if (touch_ == Touch::gesture) view_->press(point, event.modifiers());
+            // When it came down counts for the speed at which it lets go.
+            if (touch_ == Touch::scroll) view_->scrollBy({});
             break;
         case Touch::gesture:
             view_->drag(point, event.modifiers());
@@ -204,8 +225,12 @@ void TimelineSurface::endTouch(QPointF point, bool isCancelled) {
             view_->release(point, {});
     }
     if (ended != Touch::scroll) return;
-    view_->endScrolling();
-    if (isCancelled || touchLast_ != touchBegin_) return;
+    if (isCancelled)
+        view_->endScrolling();
+    else
+        view_->releaseScrolling();
+    // A finger that stopped the track meant no more by it.
+    if (isCancelled || hasCaught_ || touchLast_ != touchBegin_) return;
     view_->press(touchBegin_, {});
     view_->release(touchBegin_, {});
 }
@@ -228,7 +253,7 @@ void TimelineSurface::keyPressEvent(QKeyEvent* event) {
         if (!index) return event->ignore();
         const QPointF place = view_->drawnFrame(*index).center() - view_->visibleOrigin();
         const double x = std::clamp(place.x() + width() / 2, 0.0, width());
-        return openMenu(*editor->selection(), {x, place.y()});
+        return openMenu(*editor->selection(), {x, std::clamp(place.y(), 0.0, height())});
     }
     const bool isDone = view_->pressKey(event->key(), event->modifiers(), event->isAutoRepeat());
     event->setAccepted(isDone);
@@ -256,6 +281,14 @@ void TimelineSurface::setWorksByKeyboard(bool works) {
     if (hasKeyboard() == had) return;
     repaint();
     Q_EMIT hasKeyboardChanged();
+}
+
+void TimelineSurface::takeFocus() {
+    if (hasActiveFocus()) return;
+    // The ring goes along from a button that the keyboard has pressed.
+    const auto* former = window() != nullptr ? window()->activeFocusItem() : nullptr;
+    const bool byKeyboard = former != nullptr && former->property("visualFocus").toBool();
+    forceActiveFocus(byKeyboard ? Qt::TabFocusReason : Qt::OtherFocusReason);
 }
 
 void TimelineSurface::focusInEvent(QFocusEvent* event) {

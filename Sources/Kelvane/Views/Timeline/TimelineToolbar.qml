@@ -12,6 +12,10 @@ Item {
     readonly property bool isRecording: preview.recording
     // Where there is little room the title gives way, as what stands beside it says more.
     readonly property bool isNarrow: width < 640
+    // The clips' count gives way next, where something is chosen.
+    readonly property real countEnd: header.x + 16 + (isNarrow ? 0 : 8 + title.implicitWidth) + 8 + clipCount.implicitWidth
+        + 8 + selectedCount.implicitWidth + 8 + selectedVolume.implicitWidth
+    readonly property bool hasRoomForCount: view.selectedCount.length === 0 || countEnd + 16 + acts.width <= zooms.x
 
     implicitHeight: Theme.toolbarHeight
 
@@ -37,14 +41,19 @@ Item {
             color: Theme.text2
         }
         HeaderText {
+            id: title
             visible: !toolbar.isNarrow && !toolbar.isRecording
             text: qsTr("Timeline")
             font: Theme.titleFont
             color: Theme.text1
         }
-        HeaderText { visible: text.length > 0 && toolbar.view.selectedCount.length === 0 && !toolbar.isRecording; text: toolbar.view.clipCount }
-        HeaderText { text: toolbar.view.selectedCount }
-        HeaderText { text: toolbar.view.selectedVolume }
+        HeaderText {
+            id: clipCount
+            visible: toolbar.hasRoomForCount && !toolbar.isRecording
+            text: toolbar.view.clipCount
+        }
+        HeaderText { id: selectedCount; text: toolbar.view.selectedCount }
+        HeaderText { id: selectedVolume; text: toolbar.view.selectedVolume }
         Rectangle {
             anchors.verticalCenter: parent.verticalCenter
             visible: toolbar.isRecording

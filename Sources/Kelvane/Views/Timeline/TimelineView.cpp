@@ -26,7 +26,7 @@ TimelineView::~TimelineView() {
 void TimelineView::followEditor() {
     resetGesture();
     stopScrolling();
-    leave();
+    clearHover();
     for (const auto& connection : connections_) disconnect(connection);
     pinchStartZoom_.reset();
     const auto editor = this->editor();
@@ -65,7 +65,7 @@ void TimelineView::followContent() {
         const auto id = held ? std::optional(held->id) : dragging_;
         if (id && !editor()->placement().index(*id)) resetGesture();
         refreshInsertion();
-        if (hoveredClipID_ && !placement_.index(*hoveredClipID_)) leave();
+        if (hoveredClipID_ && !placement_.index(*hoveredClipID_)) clearHover();
     }
     tellContent();
 }
@@ -75,7 +75,7 @@ void TimelineView::followWork() {
     const bool isBusy = editor()->busy();
     if (isBusy && !wasBusy) {
         resetGesture();
-        leave();
+        clearHover();
         editor()->endHoverPreview();
     }
     if (takeContent()) tellContent();

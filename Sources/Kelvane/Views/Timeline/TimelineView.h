@@ -57,6 +57,9 @@ public:
     TimelineView(std::shared_ptr<Workspace> workspace, MainContext& context, ReducedMotion reducedMotion);
     ~TimelineView() override;
 
+    /// Of its timers.
+    [[nodiscard]] MainContext& context() const { return context_; }
+
     // What is shown.
     /// The project; null on the projects home.
     [[nodiscard]] std::shared_ptr<Editor> editor() const { return workspace_->editor(); }
@@ -122,15 +125,21 @@ public:
     void beginPinch();
     void pinch(double magnification);
     void endPinch();
-    /// What a wheel or a touchpad sends, as it is: eighths of a degree, or points where `isPixels`. Control zooms,
-    /// Shift scrolls time; else two fingers scroll along the first clear axis, and a wheel scrolls lanes where there
-    /// are more than fit, and time where there aren't.
-    void wheel(QPointF delta, bool isPixels, Qt::KeyboardModifiers modifiers);
+    /// What a wheel or a touchpad sends: eighths of a degree of a wheel's notches, or points that fingers came along.
+    /// Control zooms, Shift scrolls time; else two fingers scroll along the first clear axis, and a wheel scrolls lanes
+    /// where there are more than fit, and time where there aren't.
+    void wheel(QPointF delta, bool byFingers, Qt::KeyboardModifiers modifiers);
     /// The person scrolls by so many points of content, as a wheel, a touchpad or a finger does. Time follows x.
     /// Nothing while the project is busy or its preview is built, and during a gesture.
     void scrollBy(QPointF delta);
     /// The person's scrolling has come to its end. `wheel` knows its own; scrolling by a finger tells it.
     Q_INVOKABLE void endScrolling();
+    /// Fingers that scrolled have let go: the track goes on as fast as they moved it in the last tenth of a second, and
+    /// slower and slower, time following. It stops where they rested before, at the content's ends, with reduced
+    /// motion, and by whatever else moves the track, seeks, plays, or keeps scrolling out.
+    void releaseScrolling();
+    /// Stops a track that goes on by itself; whether it did.
+    bool catchScrolling();
     /// Shows the playhead's place, where nothing of a person's holds the viewport.
     void followPlayhead();
     /// Goes to `seconds` at once, and moves the track there in 0.22 s. Nothing while the project is busy or its preview
@@ -147,8 +156,10 @@ public:
     void press(QPointF point, Qt::KeyboardModifiers modifiers);
     void drag(QPointF point, Qt::KeyboardModifiers modifiers);
     void release(QPointF point, Qt::KeyboardModifiers modifiers);
-    /// The second press of a double click, which comes instead of a `press`.
-    void doubleClick(QPointF point);
+    /// Says that the press under way, else one here, is the second of a double click. One that is let go of without a
+    /// drag, and without Control and Shift, does besides what a click does: it shows the inspector for a clip, and
+    /// makes a volume full on its line.
+    void doubleClick(QPointF point, Qt::KeyboardModifiers modifiers);
     /// Modifier keys have changed while the pointer rests.
     void changeModifiers(Qt::KeyboardModifiers modifiers);
     void hover(QPointF point);
@@ -166,7 +177,7 @@ public:
     // Keys; whether it was for the timeline and could be done. `isRepeat` is a key that is held.
     bool pressKey(int key, Qt::KeyboardModifiers modifiers, bool isRepeat = false);
 
-    // Commands. Each ends a gesture under way first.
+    // Commands. Each ends a gesture under way first, and the keyboard's focus goes to what it was done to.
     Q_INVOKABLE void moveEarlier();
     Q_INVOKABLE void moveLater();
     Q_INVOKABLE void split();
@@ -212,13 +223,29 @@ private:
         QPointF now;
         Qt::KeyboardModifiers modifiersNow;
         bool isDrag = false;
+        bool isDouble = false;
     };
     /// What a gesture that is cancelled goes back to.
     struct Before {
         std::set<UUID> clips;
         std::optional<UUID> primary;
         std::set<UUID> assets;
+        std::optional<UUID> previewedAsset;
         double playhead = 0;
+    };
+    /// What a person scrolled at one moment.
+    struct Movement {
+        std::chrono::nanoseconds time{0};
+        QPointF distance;
+    };
+    /// A track that goes on by itself.
+    struct Fling {
+        std::chrono::nanoseconds began{0};
+        /// Points a second at its beginning.
+        QPointF speed;
+        /// Points so far.
+        QPointF moved;
+        Timer timer;
     };
     struct AnimatedSeek {
         std::chrono::nanoseconds began{0};
@@ -265,8 +292,13 @@ private:
     /// Shows the rows' new lane at the bottom.
     void revealNewLane(const std::vector<UUID>& before);
     void revealRow(std::size_t index);
-    void wheelScroll(QPointF distance, bool isPixels);
+    void wheelScroll(QPointF distance, bool byFingers);
     void stopScrolling();
+    /// Moves the track by a person's doing, and time with it; whether it could be moved.
+    bool scrollContent(QPointF delta);
+    /// How fast the person scrolls now, points a second.
+    [[nodiscard]] QPointF scrollingSpeed() const;
+    void stepFling();
     void cancelAnimatedSeek();
     void stepAnimatedSeek();
     /// Leaves the assets pane's choice, and goes to `seconds` on the timeline.
@@ -283,6 +315,11 @@ private:
     void stepScrub(Editor& editor);
     void stepMarquee(Editor& editor);
     void click(const Press& press);
+    void clickTwice(const Press& press);
+    /// No clip is hovered, wherever the pointer rests.
+    void clearHover();
+    /// What the pointer is over may be another clip, as the track has moved under it.
+    void refreshHover();
     void remember(const Editor& editor);
     void setCursor(Qt::CursorShape cursor);
     void setHovered(std::optional<UUID> clip, std::optional<UUID> volumeClip);
@@ -338,6 +375,9 @@ private:
     Axis axis_ = Axis::undecided;
     /// What two fingers have scrolled before an axis is clear.
     QPointF undecided_;
+    /// The last tenth of a second of the person's scrolling.
+    std::vector<Movement> movements_;
+    std::optional<Fling> fling_;
     std::optional<AnimatedSeek> animatedSeek_;
 
     // Gestures.
@@ -369,6 +409,8 @@ private:
     bool isEdgeTimed_ = false;
     std::optional<UUID> hoveredClipID_;
     std::optional<UUID> hoveredVolumeClipID_;
+    /// Where the pointer rests over the viewport.
+    std::optional<QPointF> hoverPoint_;
     Qt::CursorShape cursor_ = Qt::ArrowCursor;
 };
 

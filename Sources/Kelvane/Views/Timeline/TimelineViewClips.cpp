@@ -145,24 +145,28 @@ void TimelineView::moveEarlier() {
     if (!canMoveEarlier()) return;
     resetGesture();
     editor()->moveSelection(-1);
+    Q_EMIT focusWanted();
 }
 
 void TimelineView::moveLater() {
     if (!canMoveLater()) return;
     resetGesture();
     editor()->moveSelection(1);
+    Q_EMIT focusWanted();
 }
 
 void TimelineView::split() {
     if (!canSplit()) return;
     resetGesture();
     editor()->split();
+    Q_EMIT focusWanted();
 }
 
 void TimelineView::deleteSelection() {
     if (!canDelete()) return;
     resetGesture();
     editor()->deleteSelection();
+    Q_EMIT focusWanted();
 }
 
 void TimelineView::setVolume(const UUID& clipID, double volume) {

@@ -79,11 +79,12 @@ void TimelineView::setHovered(std::optional<UUID> clip, std::optional<UUID> volu
 }
 
 void TimelineView::hover(QPointF point) {
+    hoverPoint_ = point;
     if (press_) return;
-    if (!editor() || busy() || point.y() < rulerHeight) return leave();
+    if (!editor() || busy() || point.y() < rulerHeight) return clearHover();
     const QPointF place = contentPoint(point);
     const auto index = clipAt(place);
-    if (!index) return leave();
+    if (!index) return clearHover();
     // The playhead lies over the clips: where it can be taken hold of, nothing of theirs can.
     const bool isHeld = std::abs(point.x() - viewportWidth_ / 2) <= playheadGrab / 2;
     const auto part = isHeld ? TimelineGestures::ClipPart::body : partAt(*index, place);
@@ -104,9 +105,19 @@ void TimelineView::hover(QPointF point) {
 }
 
 void TimelineView::leave() {
-    if (press_) return;
+    hoverPoint_.reset();
+    if (!press_) clearHover();
+}
+
+void TimelineView::clearHover() {
     setCursor(Qt::ArrowCursor);
     setHovered(std::nullopt, std::nullopt);
+}
+
+void TimelineView::refreshHover() {
+    const auto editor = this->editor();
+    // A playing track goes on without a look at the clips.
+    if (hoverPoint_ && !press_ && editor && !editor->isPlaying()) hover(*hoverPoint_);
 }
 
 // From a press to its release.
@@ -115,6 +126,7 @@ void TimelineView::press(QPointF point, Qt::KeyboardModifiers modifiers) {
     // A second button ends what the first began.
     if (press_) return void(cancelGesture());
     if (!editor()) return;
+    (void)catchScrolling();
     const QPointF place = contentPoint(point);
     Press press;
     press.point = press.now = point;
@@ -161,6 +173,7 @@ void TimelineView::release(QPointF point, Qt::KeyboardModifiers modifiers) {
     if (!press.isDrag) {
         press_.reset();
         click(press);
+        if (press.isDouble) clickTwice(press);
         hover(point);
         return;
     }
@@ -169,16 +182,17 @@ void TimelineView::release(QPointF point, Qt::KeyboardModifiers modifiers) {
     hover(point);
 }
 
-void TimelineView::doubleClick(QPointF point) {
-    const auto editor = this->editor();
-    if (!editor || point.y() < rulerHeight) return;
-    const QPointF place = contentPoint(point);
-    const auto index = clipAt(place);
-    if (!index) return;
-    if (partAt(*index, place) == TimelineGestures::ClipPart::volume)
-        setVolume(UUID(clips_[*index].id), 1);
+void TimelineView::doubleClick(QPointF point, Qt::KeyboardModifiers modifiers) {
+    if (!press_) press(point, modifiers);
+    if (press_) press_->isDouble = true;
+}
+
+void TimelineView::clickTwice(const Press& press) {
+    if (!press.clipID || (press.modifiers & (Qt::ControlModifier | Qt::ShiftModifier))) return;
+    if (press.part == TimelineGestures::ClipPart::volume)
+        setVolume(*press.clipID, 1);
     else
-        editor->setShowInspector(true);
+        editor()->setShowInspector(true);
 }
 
 void TimelineView::click(const Press& press) {
@@ -206,7 +220,8 @@ void TimelineView::step() {
 }
 
 void TimelineView::remember(const Editor& editor) {
-    before_ = Before{editor.selectedClipIDs(), editor.selection(), editor.selectedAssetIDs(), editor.playhead()};
+    before_ = Before{editor.selectedClipIDs(), editor.selection(), editor.selectedAssetIDs(), editor.previewAssetID(),
+                     editor.playhead()};
 }
 
 void TimelineView::stepScrub(Editor& editor) {
@@ -247,7 +262,7 @@ bool TimelineView::cancelGesture() {
     if (!isGesture()) {
         if (!press_) return false;
         press_.reset();
-        leave();
+        clearHover();
         return false;
     }
     const auto before = std::exchange(before_, std::nullopt);
@@ -262,14 +277,18 @@ bool TimelineView::cancelGesture() {
     // The primary clip is one of those selected, which the selection of all of them then keeps.
     if (before->primary && editor->placement().index(*before->primary)) editor->setSelection(before->primary);
     editor->selectTimelineClips(before->clips);
-    if (before->clips.empty() && !before->assets.empty()) editor->selectAssets(before->assets);
+    if (before->previewedAsset)
+        editor->showAssetPreview(*before->previewedAsset);
+    else if (before->clips.empty() && !before->assets.empty())
+        editor->selectAssets(before->assets);
     return true;
 }
 
 void TimelineView::resetGesture() {
     const bool wasGesture = isGesture();
     const bool hadDraft = trimDraft_ || volumeDraft_;
-    const bool wasSeeking = animatedSeek_.has_value();
+    const bool wasMoving = animatedSeek_ || fling_;
+    if (fling_) stopScrolling();
     press_.reset();
     before_.reset();
     dragging_.reset();
@@ -299,7 +318,7 @@ void TimelineView::resetGesture() {
     interacting_.reset();
     if (wasGesture && takeContent(hadDraft)) tellContent();
     if (wasGesture || wasDropping) Q_EMIT gestureChanged();
-    if (wasGesture || wasSeeking) followPlayhead();
+    if (wasGesture || wasMoving) followPlayhead();
     Q_EMIT gestureReset();
 }
 

@@ -27,6 +27,13 @@ constexpr double clearRatio = 1.5;
 constexpr double clearEnough = 16;
 /// How long after its last movement a wheel's scrolling is over.
 constexpr std::chrono::milliseconds wheelRest{150};
+/// The time in which fingers' speed is taken, what they rest at least when they stop, and how a track that they let go
+/// of slows down: to a third in each such time, from at most so many points a second until it is slower than so many.
+constexpr std::chrono::milliseconds speedSpan{100};
+constexpr std::chrono::milliseconds fingerRest{50};
+constexpr std::chrono::duration<double> flingTime{0.325};
+constexpr double fastestFling = 8000;
+constexpr double slowestFling = 40;
 /// The animated seek: how long, and how often the track moves.
 constexpr std::chrono::duration<double> seekTime{0.22};
 constexpr std::chrono::milliseconds seekStep{8};
@@ -42,6 +49,7 @@ void TimelineView::moveTo(QPointF origin) {
     if (const auto editor = this->editor()) editor->timelineScrollOffset = held.x();
     if (held == origin_) return;
     origin_ = held;
+    refreshHover();
     Q_EMIT scrolled();
 }
 
@@ -81,6 +89,7 @@ void TimelineView::setZoom(double zoom) {
     const double held = TimelineViewportLayout::zoomRange(viewportWidth_, longestDuration()).clamped(zoom);
     if (held == zoom_) return;
     cancelAnimatedSeek();
+    (void)catchScrolling();
     // Also where the track doesn't follow the playhead, what stands in its middle stays there.
     const double x = origin_.x() / zoom_ * held;
     zoom_ = held;
@@ -119,25 +128,25 @@ void TimelineView::endPinch() {
 
 // Scrolling by a person.
 
-void TimelineView::wheel(QPointF delta, bool isPixels, Qt::KeyboardModifiers modifiers) {
+void TimelineView::wheel(QPointF delta, bool byFingers, Qt::KeyboardModifiers modifiers) {
     if (!std::isfinite(delta.x()) || !std::isfinite(delta.y())) return;
-    const QPointF notches = delta / (isPixels ? notchDistance : notchAngle);
+    (void)catchScrolling();
+    const QPointF notches = delta / (byFingers ? notchDistance : notchAngle);
     const double strongest = std::abs(delta.x()) > std::abs(delta.y()) ? notches.x() : notches.y();
     if (modifiers & Qt::ControlModifier) {
         if (mayZoom()) zoomBy(strongest);
         return;
     }
     if (!mayScroll()) return;
-    const QPointF distance = isPixels ? -delta : -notches * notchDistance;
     if (modifiers & Qt::ShiftModifier)
         scrollBy({-strongest * notchDistance, 0});
     else
-        wheelScroll(distance, isPixels);
+        wheelScroll(-notches * notchDistance, byFingers);
     scrollEnd_ = context_.after(wheelRest, [this] { endScrolling(); });
 }
 
-void TimelineView::wheelScroll(QPointF distance, bool isPixels) {
-    if (isPixels && axis_ == Axis::undecided) {
+void TimelineView::wheelScroll(QPointF distance, bool byFingers) {
+    if (byFingers && axis_ == Axis::undecided) {
         undecided_ += distance;
         const double x = std::abs(undecided_.x());
         const double y = std::abs(undecided_.y());
@@ -156,25 +165,80 @@ void TimelineView::wheelScroll(QPointF distance, bool isPixels) {
 
 void TimelineView::scrollBy(QPointF delta) {
     if (!mayScroll() || !std::isfinite(delta.x()) || !std::isfinite(delta.y())) return;
+    fling_.reset();
+    const auto now = context_.now();
+    std::erase_if(movements_, [now](const Movement& movement) { return now - movement.time > speedSpan; });
+    movements_.push_back({now, delta});
+    (void)scrollContent(delta);
+}
+
+bool TimelineView::scrollContent(QPointF delta) {
     if (delta.x() != 0) cancelAnimatedSeek();
-    const double before = origin_.x();
+    const QPointF before = origin_;
     moveTo(origin_ + delta);
-    if (std::abs(origin_.x() - before) <= leastScroll) return;
+    if (std::abs(origin_.x() - before.x()) <= leastScroll) return origin_ != before;
     isScrolling_ = true;
     seekTimeline(origin_.x() / pointsPerSecond());
+    return true;
 }
 
 void TimelineView::endScrolling() {
-    if (!isScrolling_ && axis_ == Axis::undecided && undecided_.isNull()) return;
+    const bool isAtRest = !isScrolling_ && axis_ == Axis::undecided && undecided_.isNull() && !fling_;
     stopScrolling();
+    if (isAtRest) return;
     followPlayhead();
 }
 
 void TimelineView::stopScrolling() {
     scrollEnd_.cancel();
+    fling_.reset();
+    movements_.clear();
     isScrolling_ = false;
     axis_ = Axis::undecided;
     undecided_ = {};
+}
+
+QPointF TimelineView::scrollingSpeed() const {
+    const auto now = context_.now();
+    // Fingers that rested before they were lifted meant to stop.
+    if (movements_.size() < 2 || now - movements_.back().time > fingerRest) return {};
+    const std::chrono::duration<double> span = movements_.back().time - movements_.front().time;
+    if (span.count() <= 0) return {};
+    QPointF distance;
+    // The first one tells where the stretch begins.
+    for (auto movement = movements_.begin() + 1; movement != movements_.end(); ++movement)
+        distance += movement->distance;
+    const QPointF speed = distance / span.count();
+    return {std::clamp(speed.x(), -fastestFling, fastestFling), std::clamp(speed.y(), -fastestFling, fastestFling)};
+}
+
+void TimelineView::releaseScrolling() {
+    const QPointF speed = mayScroll() && !reducedMotion() ? scrollingSpeed() : QPointF();
+    if (std::hypot(speed.x(), speed.y()) < slowestFling) return endScrolling();
+    scrollEnd_.cancel();
+    fling_ = Fling{context_.now(), speed, {}, {}};
+    fling_->timer = context_.after(seekStep, [this] { stepFling(); });
+}
+
+bool TimelineView::catchScrolling() {
+    if (!fling_) return false;
+    endScrolling();
+    return true;
+}
+
+void TimelineView::stepFling() {
+    const auto editor = this->editor();
+    if (!mayScroll() || editor->isPlaying()) return endScrolling();
+    const std::chrono::duration<double> elapsed = context_.now() - fling_->began;
+    const double left = std::exp(-elapsed / flingTime);
+    const QPointF moved = fling_->speed * flingTime.count() * (1 - left);
+    const QPointF step = moved - std::exchange(fling_->moved, moved);
+    const bool isSlow = std::hypot(fling_->speed.x(), fling_->speed.y()) * left < slowestFling;
+    const bool hasMoved = scrollContent(step);
+    // What listens to the scrolling may have ended it.
+    if (!fling_) return;
+    if (isSlow || !hasMoved) return endScrolling();
+    fling_->timer = context_.after(seekStep, [this] { stepFling(); });
 }
 
 // Scrolling by the program.

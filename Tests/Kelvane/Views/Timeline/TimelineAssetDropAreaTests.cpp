@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <QMimeData>
+#include <QSignalSpy>
 #include <QUrl>
 
 #include "Support/App/EditorFixture.h"
@@ -80,6 +81,15 @@ TEST_F(TimelineAssetDropAreaTests, ADragIsMarkedAndItsDropInsertsInOneStep) {
     EXPECT_EQ(marker(), -1);
     editor->undo();
     EXPECT_EQ(editor->clips(), before);
+}
+
+TEST_F(TimelineAssetDropAreaTests, WhoDropsHasTheKeyboardOnTheTimeline) {
+    const QSignalSpy focus(&view, &TimelineView::focusWanted);
+    enter(700);
+    context.settle();
+    EXPECT_EQ(focus.size(), 0);
+    drop(700);
+    EXPECT_EQ(focus.size(), 1);
 }
 
 TEST_F(TimelineAssetDropAreaTests, APlaceCountsFromWhatIsScrolledIntoSight) {

@@ -21,7 +21,7 @@ TEST_F(TimelineContent, WithoutAProjectThereIsNothing) {
     dragBy({300, 60}, {50, 50});
     dragBy({300, 10}, {50, 0});
     view->hover({300, 60});
-    view->doubleClick({300, 60});
+    view->doubleClick({300, 60}, Qt::NoModifier);
     view->wheel({0, 120}, false, Qt::NoModifier);
     view->pinch(2);
     view->seekOnClick(3);

@@ -293,6 +293,17 @@ TEST_F(TimelineScrolling, TwoFingersScrollAlongTheFirstClearAxis) {
     EXPECT_EQ(view->visibleOrigin(), QPointF(30, 10));
 }
 
+TEST_F(TimelineScrolling, WhatIsUnderARestingPointerIsAnotherClipOnceTheTrackHasMoved) {
+    fill({videoClip(5), videoClip(5)});
+    view->hover(at(2, row(0)));
+    EXPECT_EQ(view->hoveredClipID(), clip(0).id);
+    view->wheel({0, -240}, false, Qt::NoModifier);
+    EXPECT_EQ(view->hoveredClipID(), clip(1).id);
+    view->leave();
+    view->wheel({0, 240}, false, Qt::NoModifier);
+    EXPECT_FALSE(view->hoveredClipID());
+}
+
 // A pinch.
 
 TEST_F(TimelineScrolling, APinchZoomsFromWhereItBegan) {

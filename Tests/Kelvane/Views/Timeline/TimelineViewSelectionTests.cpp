@@ -19,6 +19,12 @@ protected:
     /// A place below all rows of clips there is none; this one is on the lane, behind its clip.
     [[nodiscard]] QPointF empty(double seconds) const { return at(seconds, row(1)); }
 
+    void doubleClick(QPointF point, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        view->doubleClick(point, modifiers);
+        view->release(point, modifiers);
+        tell();
+    }
+
     std::vector<UUID> clips;
 };
 
@@ -106,21 +112,36 @@ TEST_F(TimelineSelection, ABusyProjectTakesNoClicks) {
 }
 
 TEST_F(TimelineSelection, ADoubleClickOnAClipShowsTheInspector) {
-    view->doubleClick(at(7, row(0)));
+    doubleClick(at(7, row(0)));
     EXPECT_TRUE(editor->showInspector());
+    EXPECT_EQ(selected(), set({1})) << "as a click does";
     EXPECT_EQ(undoSteps(), 0u);
 }
 
 TEST_F(TimelineSelection, ADoubleClickElsewhereShowsNothing) {
-    view->doubleClick(empty(10));
-    view->doubleClick(at(7, 10));
+    doubleClick(empty(10));
+    doubleClick(at(7, 10));
     EXPECT_FALSE(editor->showInspector());
+}
+
+TEST_F(TimelineSelection, ADoubleClickWithControlOrShiftIsTwoClicks) {
+    for (const auto modifier : {Qt::ControlModifier, Qt::ShiftModifier}) doubleClick(at(7, row(0)), modifier);
+    EXPECT_FALSE(editor->showInspector());
+}
+
+TEST_F(TimelineSelection, ADoubleClickThatMovesIsADrag) {
+    const QPointF from = at(7, row(0));
+    view->doubleClick(from, Qt::NoModifier);
+    view->drag(from + QPointF(192, 0), Qt::NoModifier);
+    view->release(from + QPointF(192, 0), Qt::NoModifier);
+    EXPECT_FALSE(editor->showInspector());
+    EXPECT_EQ(order(), (std::vector{clips[0], clips[2], clips[1], clips[3], clips[4]}));
 }
 
 TEST_F(TimelineSelection, ADoubleClickOnTheVolumeLineMakesItFull) {
     view->setVolume(clips[1], 0.5);
     tell();
-    view->doubleClick(at(7, volumeLine(0, 0.5)));
+    doubleClick(at(7, volumeLine(0, 0.5)));
     EXPECT_EQ(clip(1).volume, 1);
     EXPECT_FALSE(editor->showInspector());
     EXPECT_EQ(undoSteps(), 2u);
@@ -225,6 +246,18 @@ TEST_F(TimelineSelection, EscapeGivesSelectedAssetsBack) {
     EXPECT_TRUE(view->cancelGesture());
     EXPECT_EQ(editor->selectedAssetIDs(), assets);
     EXPECT_TRUE(selected().empty());
+}
+
+TEST_F(TimelineSelection, EscapeGivesAnAssetsPreviewBack) {
+    const UUID asset = editor->assets().front().id;
+    editor->showAssetPreview(asset);
+    settlePreview();
+    beginDrag(empty(12), {-10, -60});
+    settlePreview();
+    ASSERT_FALSE(editor->previewAssetID());
+    EXPECT_TRUE(view->cancelGesture());
+    EXPECT_EQ(editor->previewAssetID(), asset);
+    EXPECT_EQ(editor->selectedAssetIDs(), std::set{asset});
 }
 
 TEST_F(TimelineSelection, AProjectThatTurnsBusyEndsABand) {

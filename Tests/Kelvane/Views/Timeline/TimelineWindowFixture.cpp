@@ -7,7 +7,7 @@
 namespace kelvane::testing {
 
 TimelineWindowFixture::TimelineWindowFixture()
-    : workspace(show(first)), view(*windows, workspace, [] { return true; }) {
+    : workspace(show(first)), view(*windows, workspace, [this] { return reducedMotion; }) {
     QObject::connect(&engine, &QQmlEngine::warnings, [this](const QList<QQmlError>& found) {
         for (const auto& warning : found) warnings.push_back(warning.toString().toStdString());
     });

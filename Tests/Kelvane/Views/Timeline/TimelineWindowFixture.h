@@ -17,7 +17,7 @@ namespace kelvane::testing {
 
 /// A window of 1,060 × 760 points that shows a project with video clips A, B and C of 4, 3 and 5 s, all of 10 s of
 /// footage from 2 s on, and below them the sounds "Voice", 3 s from 1 s on, and "Music", 6 s from 5 s on, in a lane
-/// each. Nothing moves by itself.
+/// each. Nothing moves by itself unless a test lets it.
 class TimelineWindowFixture : public WindowsFixture {
 protected:
     static constexpr UUID a = uuid(1);
@@ -55,6 +55,7 @@ protected:
     [[nodiscard]] const Clip& clip(const UUID& id) const;
     [[nodiscard]] std::size_t steps() const { return editor->undoStack().size(); }
 
+    bool reducedMotion = true;
     std::shared_ptr<Workspace> workspace;
     ProjectWindowView view;
     std::vector<std::string> warnings;

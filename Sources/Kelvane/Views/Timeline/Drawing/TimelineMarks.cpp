@@ -18,7 +18,6 @@ using namespace TimelineMetrics;
 
 // Of a tick's label: where it begins behind the tick, and its upper end.
 constexpr QPointF labelCorner{1, 5};
-constexpr double labelIndent = 4;
 constexpr double labelHeight = 12;
 constexpr double labelWidth = 80;
 constexpr double playheadWidth = 1.5;
@@ -63,11 +62,13 @@ void fillWithRim(QPainter& painter, const QRectF& rect, const QColor& color) {
     painter.fillRect(rect, color);
 }
 
+QString emptyText() { return QCoreApplication::translate("kelvane::TimelineView", "Drag assets here"); }
+
 }  // namespace
 
 QRectF labelPlace(double x, const QString& label) {
     const double width = QFontMetricsF(Theme::rulerFont()).horizontalAdvance(label);
-    return {x + labelCorner.x() + labelIndent, labelCorner.y(), std::min(width, labelWidth), labelHeight};
+    return {x + labelCorner.x(), labelCorner.y(), std::min(width, labelWidth), labelHeight};
 }
 
 QRectF playheadPlace(QSizeF viewport) {
@@ -76,7 +77,9 @@ QRectF playheadPlace(QSizeF viewport) {
 
 QRectF hintPlace(QSizeF viewport) {
     const double left = viewport.width() / 2 + emptyMargin + emptyIcon + emptyGap;
-    return {left, trackTop + trackHeight / 2 - emptyHeight / 2, viewport.width() - left, emptyHeight};
+    const double width = QFontMetricsF(Theme::bodyFont()).horizontalAdvance(emptyText());
+    return {left, trackTop + trackHeight / 2 - emptyHeight / 2, std::min(std::ceil(width), viewport.width() - left),
+            emptyHeight};
 }
 
 QRectF insertionPlace(double x, double originY) {
@@ -116,7 +119,7 @@ void paintRuler(const TimelineDrawing& drawing, double pointsPerSecond, double d
         const double x = drawing.snapped(seconds * pointsPerSecond - drawing.origin.x());
         painter.fillRect(QRectF(x, 0, 1, rulerHeight), Theme::tick);
         painter.setPen(Theme::text2);
-        const QRectF place(x + labelCorner.x() + labelIndent, labelCorner.y(), labelWidth, labelHeight);
+        const QRectF place(x + labelCorner.x(), labelCorner.y(), labelWidth, labelHeight);
         painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter,
                          QString::fromStdString(TimelineViewportLayout::timeDisplay(seconds)));
     }
@@ -192,8 +195,7 @@ void paintEmpty(const TimelineDrawing& drawing) {
     painter.setFont(Theme::bodyFont());
     painter.setPen(Theme::text3);
     const QRectF place = hintPlace(drawing.size);
-    painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter,
-                     QCoreApplication::translate("kelvane::TimelineView", "Drag assets here"));
+    painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextDontClip, emptyText());
 }
 
 void paintScrollBar(const TimelineDrawing& drawing, double contentHeight, double shown, bool isHovered) {
