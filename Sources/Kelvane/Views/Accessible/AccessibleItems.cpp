@@ -314,4 +314,6 @@ bool isTextField(const QQuickItem& item) {
     return inherits(item, "QQuickTextInput") || inherits(item, "QQuickTextEdit");
 }
 
+bool isShownText(const QQuickItem& item) { return inherits(item, "QQuickText"); }
+
 }  // namespace kelvane::AccessibleItems

@@ -44,6 +44,8 @@ bool isInSight(const QQuickItem& item, const QRectF& part);
 bool hasValue(const QQuickItem& item);
 /// Whether it is a field of text, which can be changed or not.
 bool isTextField(const QQuickItem& item);
+/// Whether it is a text that is only read.
+bool isShownText(const QQuickItem& item);
 
 }  // namespace AccessibleItems
 

@@ -1,11 +1,11 @@
 #include "Announcer.h"
 
-#include <QAccessible>
 #include <algorithm>
 #include <ranges>
 #include <set>
 #include <utility>
 
+#include "AccessibleEvents.h"
 #include "Views/Window/AssistantToast.h"
 
 namespace kelvane {
@@ -28,6 +28,11 @@ std::vector<UUID> videoIDs(const std::vector<Clip>& clips) {
 const Clip* find(const std::vector<Clip>& clips, const UUID& id) {
     const auto found = std::ranges::find(clips, id, &Clip::id);
     return found == clips.end() ? nullptr : &*found;
+}
+
+/// How many quarters of a running export are done.
+int exportedQuarters(const Editor& editor) {
+    return editor.isExporting() ? static_cast<int>(std::clamp(editor.exportProgress(), 0.0F, 1.0F) * 4) : 0;
 }
 
 /// Whether one clip became two that play the same.
@@ -104,6 +109,7 @@ void Announcer::remember() {
     if (!editor || !editor->isImporting()) assets_ = editor ? editor->assets().size() : 0;
     isImporting_ = editor && editor->isImporting();
     isRecording_ = editor && editor->isRecording();
+    exported_ = editor ? exportedQuarters(*editor) : 0;
     saveFailed_ = editor && editor->saveFailed();
     countdown_ = editor ? editor->recordingCountdown() : std::nullopt;
 }
@@ -145,10 +151,17 @@ void Announcer::followWork() {
     }
     if (!editor->isImporting()) assets_ = editor->assets().size();
     isImporting_ = editor->isImporting();
+    followExport(*editor);
     if (const auto count = editor->recordingCountdown(); count != std::exchange(countdown_, count) && count)
         say(tr("Recording starts in %1 seconds").arg(*count), Manner::assertive);
     if (const bool is = editor->isRecording(); is != std::exchange(isRecording_, is))
         say(is ? tr("Recording") : tr("Recording stopped"), Manner::assertive);
+}
+
+void Announcer::followExport(const Editor& editor) {
+    const int quarters = exportedQuarters(editor);
+    if (const int before = std::exchange(exported_, quarters); quarters > before)
+        say(tr("Exported %1 percent.").arg(quarters * 25));
 }
 
 void Announcer::followSnap() {
@@ -174,19 +187,19 @@ void AnnouncementLabel::setView(ProjectWindowView* view) {
 
 void AnnouncementLabel::tell(const QString& text, Announcer::Manner manner) {
     Q_EMIT textChanged();
-    if (!QAccessible::isActive()) return;
+    if (!AccessibleEvents::isHeard()) return;
     QAccessibleEvent named(this, QAccessible::NameChanged);
-    QAccessible::updateAccessibility(&named);
+    AccessibleEvents::send(named);
     const bool interrupts = manner == Announcer::Manner::assertive;
     if (interrupts) {
         QAccessibleEvent alert(this, QAccessible::Alert);
-        QAccessible::updateAccessibility(&alert);
+        AccessibleEvents::send(alert);
     }
 #if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
     QAccessibleAnnouncementEvent announcement(this, text);
     announcement.setPoliteness(interrupts ? QAccessible::AnnouncementPoliteness::Assertive
                                           : QAccessible::AnnouncementPoliteness::Polite);
-    QAccessible::updateAccessibility(&announcement);
+    AccessibleEvents::send(announcement);
 #else
     Q_UNUSED(text)
 #endif

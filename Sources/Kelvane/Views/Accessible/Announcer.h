@@ -47,6 +47,7 @@ private:
     /// An assistant has changed the timeline, which held `before`.
     void noteAssistant(const ClipArray& before);
     void followWork();
+    void followExport(const Editor& editor);
     void followSnap();
     /// What is compared with at the next change.
     void remember();
@@ -62,6 +63,8 @@ private:
     std::size_t undoable_ = 0;
     std::size_t redoable_ = 0;
     std::size_t assets_ = 0;
+    /// Quarters of the running export.
+    int exported_ = 0;
     bool isImporting_ = false;
     bool isRecording_ = false;
     bool saveFailed_ = false;

@@ -4,7 +4,9 @@
 #include <QQuickItem>
 #include <QQuickWindow>
 
+#include "AccessibleEvents.h"
 #include "AccessibleItems.h"
+#include "TextTeller.h"
 #include "TimelineAccessible.h"
 
 namespace kelvane {
@@ -31,22 +33,24 @@ int indexIn(const QList<QQuickItem*>& items, const QAccessibleInterface* child) 
 }
 
 void tell(QQuickItem& item, QAccessible::Event event) {
-    if (!QAccessible::isActive()) return;
+    if (!AccessibleEvents::isHeard()) return;
     QAccessibleEvent happened(&item, event);
-    QAccessible::updateAccessibility(&happened);
+    AccessibleEvents::send(happened);
 }
 
-/// Qt tells of showing, hiding and enabling only in part: who keeps the tree must learn that it is another.
+/// Qt tells of showing, hiding, enabling and of the words of a plain text only in part: who keeps the tree must learn
+/// that it is another.
 void followChanges(QQuickItem& item) {
+    if (AccessibleItems::isShownText(item)) new TextTeller(item);
     QObject::connect(&item, &QQuickItem::visibleChanged, &item, [&item] {
         tell(item, item.isVisible() ? QAccessible::ObjectCreated : QAccessible::ObjectDestroyed);
     });
     QObject::connect(&item, &QQuickItem::enabledChanged, &item, [&item] {
-        if (!QAccessible::isActive()) return;
+        if (!AccessibleEvents::isHeard()) return;
         QAccessible::State changed;
         changed.disabled = true;
         QAccessibleStateChangeEvent happened(&item, changed);
-        QAccessible::updateAccessibility(&happened);
+        AccessibleEvents::send(happened);
     });
 }
 

@@ -4,8 +4,10 @@
 #include <chrono>
 #include <iterator>
 
+#include "AccessibleEvents.h"
 #include "AccessibleItems.h"
 #include "TimelineNodeAccessible.h"
+#include "Views/Timeline/Drawing/TimelinePainter.h"
 
 namespace kelvane {
 
@@ -19,23 +21,12 @@ constexpr auto rest = 300ms;
 /// More clips that change at once are told of by their rows alone.
 constexpr std::size_t mostTold = 64;
 
-void send(QAccessibleEvent& event) { QAccessible::updateAccessibility(&event); }
-
 }  // namespace
 
 TimelineAccessible::TimelineAccessible(TimelineSurface& surface)
     : ItemAccessible(surface), surface_(surface), nodes_(surface) {
-    rest_.setSingleShot(true);
-    rest_.setInterval(rest);
-    QObject::connect(&rest_, &QTimer::timeout, &rest_, [this] {
-        const auto found = ids_.find({Kind::ruler});
-        if (found == ids_.end() || !QAccessible::isActive()) return;
-        QAccessibleValueChangeEvent event(QAccessible::accessibleInterface(found->second),
-                                          nodes_.view() ? nodes_.view()->position() : 0.0);
-        send(event);
-    });
-    QObject::connect(&surface, &QQuickItem::activeFocusChanged, &rest_, [this] { followFocus(); });
-    QObject::connect(&surface, &TimelineSurface::viewChanged, &rest_, [this] { followView(); });
+    QObject::connect(&surface, &QQuickItem::activeFocusChanged, &self_, [this] { followFocus(); });
+    QObject::connect(&surface, &TimelineSurface::viewChanged, &self_, [this] { followView(); });
     followView();
 }
 
@@ -43,6 +34,7 @@ TimelineAccessible::~TimelineAccessible() { forgetAll(); }
 
 void TimelineAccessible::followView() {
     forgetAll();
+    rest_.cancel();
     auto* view = surface_.view();
     nodes_.setView(view);
     listener_ = std::make_unique<QObject>();
@@ -52,6 +44,7 @@ void TimelineAccessible::followView() {
     QObject::connect(view, &TimelineView::selectionChanged, listener, [this] { followSelection(); });
     QObject::connect(view, &TimelineView::gestureChanged, listener, [this] { followGesture(); });
     QObject::connect(view, &TimelineView::positionChanged, listener, [this] { followPosition(); });
+    QObject::connect(view, &TimelineView::scrolled, listener, [this] { followPosition(); });
     // A tick of another scale is another one.
     QObject::connect(view, &TimelineView::scaleChanged, listener, [this] { forgetTicks(); });
 }
@@ -61,8 +54,12 @@ void TimelineAccessible::followView() {
 QAccessibleInterface* TimelineAccessible::interfaceOf(const TimelineNode& node) const {
     if (const auto found = ids_.find(node); found != ids_.end()) return QAccessible::accessibleInterface(found->second);
     if (!nodes_.exists(node)) return nullptr;
-    if (node.kind == Kind::rows) learnClips();
+    if (node.kind == Kind::rows) {
+        learnClips();
+        selected_ = selected();
+    }
     auto* made = new TimelineNodeAccessible(*this, node);
+    if (node.kind == Kind::clip && !nodes_.isInSight(node)) outOfSight_.insert(node.clip);
     ids_[node] = QAccessible::registerAccessibleInterface(made);
     return made;
 }
@@ -111,6 +108,7 @@ void TimelineAccessible::forget(const TimelineNode& node) {
     if (found == ids_.end()) return;
     const auto id = found->second;
     ids_.erase(found);
+    if (node.kind == Kind::clip) outOfSight_.erase(node.clip);
     QAccessible::deleteAccessibleInterface(id);
 }
 
@@ -139,9 +137,9 @@ void TimelineAccessible::forgetAll() {
 
 void TimelineAccessible::tell(const TimelineNode& node, QAccessible::Event event) const {
     auto* told = interfaceOf(node);
-    if (!told || !QAccessible::isActive()) return;
+    if (!told || !AccessibleEvents::isHeard()) return;
     QAccessibleEvent happened(told, event);
-    send(happened);
+    AccessibleEvents::send(happened);
 }
 
 void TimelineAccessible::learnClips() const {
@@ -151,11 +149,14 @@ void TimelineAccessible::learnClips() const {
 
 void TimelineAccessible::followContent() {
     nodes_.contentChanged();
+    // The length of a clip goes before its clip.
+    followGesture();
     if (!ids_.contains({Kind::rows})) return;
     const auto before = known_;
     learnClips();
-    if (QAccessible::isActive()) tellContent(before);
-    for (const auto kind : {Kind::clip, Kind::row, Kind::length}) forgetGone(kind);
+    if (AccessibleEvents::isHeard()) tellContent(before);
+    tellLength();
+    for (const auto kind : {Kind::clip, Kind::row}) forgetGone(kind);
 }
 
 void TimelineAccessible::tellContent(const std::map<UUID, double>& before) {
@@ -185,7 +186,7 @@ std::set<UUID> TimelineAccessible::selected() const {
 }
 
 void TimelineAccessible::followSelection() {
-    if (!QAccessible::isActive()) return;
+    if (!AccessibleEvents::isHeard()) return;
     const auto before = std::exchange(selected_, selected());
     std::vector<UUID> changed;
     std::ranges::set_symmetric_difference(before, selected_, std::back_inserter(changed));
@@ -203,34 +204,70 @@ void TimelineAccessible::followSelection() {
 
 void TimelineAccessible::followFocus() {
     const auto editor = nodes_.view() ? nodes_.view()->editor() : nullptr;
-    if (!QAccessible::isActive() || !editor || !editor->selection() || !surface_.hasActiveFocus()) return;
+    if (!AccessibleEvents::isHeard() || !editor || !editor->selection() || !surface_.hasActiveFocus()) return;
     primary_ = editor->selection();
     tell({Kind::clip, 0, *primary_}, QAccessible::Focus);
 }
 
-void TimelineAccessible::followGesture() {
-    forgetGone(Kind::length);
-    if (!QAccessible::isActive()) return;
+std::set<TimelineNode> TimelineAccessible::marks() const {
     std::set<TimelineNode> marks;
     for (const auto& node : nodes_.top())
         if (node.kind == Kind::insertion || node.kind == Kind::snap || node.kind == Kind::marquee) marks.insert(node);
-    const auto before = std::exchange(marks_, marks);
-    for (const auto& node : marks)
-        if (!before.contains(node)) tell(node, QAccessible::ObjectCreated);
-    for (const auto& node : before) {
-        if (marks.contains(node)) continue;
-        tell(node, QAccessible::ObjectDestroyed);
-        forget(node);
+    const auto measured = TimelinePainter::measuredClip(*nodes_.view());
+    if (!measured || !ids_.contains({Kind::clip, 0, *measured})) return marks;
+    const TimelineNode length{Kind::length, 0, *measured};
+    if (nodes_.exists(length)) marks.insert(length);
+    return marks;
+}
+
+void TimelineAccessible::followGesture() {
+    if (AccessibleEvents::isHeard()) {
+        const auto before = std::exchange(marks_, marks());
+        for (const auto& node : marks_) {
+            if (before.contains(node)) continue;
+            if (node.kind == Kind::length) length_ = nodes_.name(node);
+            tell(node, QAccessible::ObjectCreated);
+        }
+        for (const auto& node : before) {
+            if (marks_.contains(node)) continue;
+            tell(node, QAccessible::ObjectDestroyed);
+            forget(node);
+        }
     }
+    forgetGone(Kind::length);
+}
+
+void TimelineAccessible::tellLength() {
+    const auto length = std::ranges::find(marks_, Kind::length, &TimelineNode::kind);
+    if (length == marks_.end() || !nodes_.exists(*length)) return;
+    if (std::exchange(length_, nodes_.name(*length)) != nodes_.name(*length)) tell(*length, QAccessible::NameChanged);
 }
 
 void TimelineAccessible::followPosition() {
     // While it plays, the playhead is silent, also right behind.
     const auto editor = nodes_.view()->editor();
-    if (!QAccessible::isActive() || !editor || editor->isPlaying() || editor->isRecording())
-        rest_.stop();
+    if (!AccessibleEvents::isHeard() || !editor || editor->isPlaying() || editor->isRecording())
+        rest_.cancel();
     else
-        rest_.start();
+        rest_ = nodes_.view()->context().after(rest, [this] { tellRest(); });
+}
+
+void TimelineAccessible::tellRest() {
+    if (!AccessibleEvents::isHeard() || !nodes_.view()) return;
+    const double position = nodes_.view()->position();
+    const auto ruler = ids_.find({Kind::ruler});
+    if (ruler != ids_.end() && std::exchange(position_, position) != position) {
+        QAccessibleValueChangeEvent event(QAccessible::accessibleInterface(ruler->second), position);
+        AccessibleEvents::send(event);
+    }
+    std::vector<TimelineNode> clips;
+    for (const auto& [node, id] : ids_)
+        if (node.kind == Kind::clip && nodes_.isInSight(node) == outOfSight_.contains(node.clip)) clips.push_back(node);
+    for (const auto& node : clips) {
+        const bool isHidden = outOfSight_.erase(node.clip) == 0;
+        if (isHidden) outOfSight_.insert(node.clip);
+        tell(node, isHidden ? QAccessible::ObjectHide : QAccessible::ObjectShow);
+    }
 }
 
 }  // namespace kelvane

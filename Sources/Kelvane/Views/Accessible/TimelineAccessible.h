@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QTimer>
 #include <map>
 #include <memory>
 #include <set>
@@ -42,6 +41,11 @@ private:
     void followGesture();
     void followPosition();
     void followFocus();
+    /// What is told once nothing moves any more: the playhead's place, and which clips have come into sight or gone.
+    void tellRest();
+    void tellLength();
+    /// Those drawn for a gesture or a hover.
+    [[nodiscard]] std::set<TimelineNode> marks() const;
     void learnClips() const;
     void forget(const TimelineNode& node);
     /// Those of the kind that aren't there any more.
@@ -56,15 +60,20 @@ private:
     TimelineNodes nodes_;
     /// Qt's records of interfaces, by what they stand for.
     mutable std::map<TimelineNode, QAccessible::Id> ids_;
-    /// Ends the connections with this object.
+    /// Ends the connections with this object, and those to the view with it.
+    QObject self_;
     std::unique_ptr<QObject> listener_;
     /// Runs while the playhead may go on.
-    QTimer rest_;
+    Timer rest_;
 
     // As told last.
-    std::set<UUID> selected_;
+    mutable std::set<UUID> selected_;
     std::optional<UUID> primary_;
     std::set<TimelineNode> marks_;
+    QString length_;
+    double position_ = -1;
+    /// Of the clips that have an interface, those that were scrolled out.
+    mutable std::set<UUID> outOfSight_;
     /// The clips that the reader knows, with their volumes; none before it asks for them.
     mutable std::map<UUID, double> known_;
 };

@@ -15,6 +15,7 @@
 namespace kelvane::testing {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -124,6 +125,16 @@ TEST_F(AccessibleItemsTests, TextsAreLabelsOnceEach) {
     auto* text = node(QAccessible::StaticText, "Plain").textInterface();
     ASSERT_TRUE(text);
     EXPECT_EQ(text->text(0, text->characterCount()), "Plain");
+}
+
+TEST_F(AccessibleItemsTests, ATextThatSaysSomethingElseTellsIt) {
+    show(R"(Column { Text { objectName: "plain"; text: "7 clips" } Label { objectName: "label"; text: "Saved" } })");
+    (void)tree();
+    const EventWatch watch;
+    item("plain").setProperty("text", "6 clips");
+    EXPECT_THAT(watch.told(), Contains("label \"6 clips\": name"));
+    item("label").setProperty("text", "Saving…");
+    EXPECT_THAT(watch.told(), Contains("label \"Saving…\": name"));
 }
 
 TEST_F(AccessibleItemsTests, StatesAreThoseOfTheControl) {

@@ -14,9 +14,11 @@
 namespace kelvane::testing {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::IsSupersetOf;
 using ::testing::Not;
 using Kind = TimelineNode::Kind;
 
@@ -107,7 +109,8 @@ TEST_F(TimelineAccessibleTests, ClipsHaveTheExtentsOfTheirFramesAsTheyAreScrolle
     goTo(1);
     EXPECT_EQ(clipNode(0).rect(), QRect(corner + QPoint(471, 22), QSize(90, 86)));
     EXPECT_EQ(timeline().interfaceOf({Kind::playhead})->rect(), QRect(corner + QPoint(499, 0), QSize(2, 348)));
-    EXPECT_EQ(timeline().interfaceOf({Kind::tick, 1, {}})->rect().top(), corner.y() + 5);
+    // The label of 5 s stands a point behind its tick, five below the top.
+    EXPECT_EQ(timeline().interfaceOf({Kind::tick, 1, {}})->rect().topLeft(), corner + QPoint(500 + 4 * 32 + 1, 5));
 }
 
 TEST_F(TimelineAccessibleTests, WhatIsScrolledOutStaysAndIsOutOfSight) {
@@ -246,6 +249,77 @@ TEST_F(TimelineAccessibleTests, APointFindsWhatIsDrawnThere) {
     EXPECT_EQ(at(600, 150), &clipNode(2));
     EXPECT_EQ(at(900, 10), &ruler());
     EXPECT_EQ(treeRoot(*scene).childAt(corner.x() + 520, corner.y() + 60), &clipNode(0));
+}
+
+// What is told.
+
+TEST_F(TimelineAccessibleTests, SelectionAndFocusAreToldOfEachClip) {
+    fillThree();
+    (void)tree();
+    surface().forceActiveFocus();
+    tell();
+    const EventWatch watch;
+    editor->selectTimelineClip(clip(1).id, {.command = true});
+    tell();
+    EXPECT_THAT(watch.told(), ElementsAre("list item \"video\": selected", "list item \"video\": focus"));
+    editor->selectTimelineClips({});
+    tell();
+    EXPECT_THAT(watch.told(), ElementsAre("list item \"video\": deselected", "list item \"video\": deselected"));
+    editor->selectTimelineClip(clip(2).id, {});
+    tell();
+    EXPECT_THAT(watch.told(), ElementsAre("list item \"sound\": selected", "list item \"sound\": focus"));
+    surface().setFocus(false);
+    surface().forceActiveFocus();
+    EXPECT_THAT(watch.told(), Contains("list item \"sound\": focus")) << "as the timeline gets the keyboard";
+}
+
+TEST_F(TimelineAccessibleTests, ClipsThatComeAndGoAndTheirVolumesAreTold) {
+    fillThree();
+    (void)tree();
+    const EventWatch watch;
+    editor->update(clip(2).id, [](Clip& clip) { clip.volume = 0.5; });
+    tell();
+    EXPECT_THAT(watch.told(), Contains("list item \"sound\": description"));
+    editor->setSelection(clip(2).id);
+    editor->deleteSelection();
+    tell();
+    EXPECT_THAT(watch.told(), Contains("list item \"\": destroyed"));
+    editor->undo();
+    tell();
+    EXPECT_THAT(watch.told(), Contains("list item \"sound\": created"));
+}
+
+TEST_F(TimelineAccessibleTests, MarksAndTheLengthAreToldAsTheyComeAndGo) {
+    fill({videoClip(10), videoClip(5)});
+    (void)tree();
+    goTo(8);
+    const EventWatch watch;
+    beginDrag(endOf(0), QPointF(-64, 0));
+    EXPECT_THAT(watch.told(), IsSupersetOf({"label \"00:09.0\": created", "label \"00:08.0\": name",
+                                            "image \"Snap line\": created"}));
+    view->drag(endOf(0) - QPointF(40, 0), Qt::NoModifier);
+    EXPECT_THAT(watch.told(), IsSupersetOf({"label \"00:06.8\": name", "image \"Snap line\": destroyed"}));
+    view->cancelGesture();
+    tell();
+    EXPECT_THAT(watch.told(), Contains("label \"00:10.0\": destroyed"));
+}
+
+TEST_F(TimelineAccessibleTests, ThePlayheadAndWhatComesIntoSightAreToldOnceTheyRest) {
+    fill({videoClip(30), videoClip(30)});
+    (void)tree();
+    advance(std::chrono::seconds(1));
+    const EventWatch watch;
+    goTo(50);
+    goTo(59);
+    advance(std::chrono::milliseconds(299));
+    EXPECT_THAT(watch.told(), Not(Contains("slider \"Seek\": value")));
+    advance(std::chrono::milliseconds(1));
+    EXPECT_THAT(watch.told(), ::testing::UnorderedElementsAre("slider \"Seek\": value", "list item \"video\": hidden",
+                                                              "list item \"video\": shown"));
+    editor->togglePlayback();
+    player->playTo(59.5);
+    advance(std::chrono::seconds(1));
+    EXPECT_THAT(watch.told(), Not(Contains("slider \"Seek\": value"))) << "never while it plays";
 }
 
 }  // namespace

@@ -4,7 +4,10 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "Views/Accessible/AccessibleEvents.h"
 
 namespace kelvane::testing {
 
@@ -74,6 +77,52 @@ inline QAccessibleInterface* findNode(QAccessibleInterface& root, QAccessible::R
     });
     return found;
 }
+
+inline std::string eventName(QAccessible::Event event) {
+    static const std::map<QAccessible::Event, std::string> names = {
+        {QAccessible::NameChanged, "name"},
+        {QAccessible::DescriptionChanged, "description"},
+        {QAccessible::ValueChanged, "value"},
+        {QAccessible::ObjectCreated, "created"},
+        {QAccessible::ObjectDestroyed, "destroyed"},
+        {QAccessible::ObjectShow, "shown"},
+        {QAccessible::ObjectHide, "hidden"},
+        {QAccessible::ObjectReorder, "reordered"},
+        {QAccessible::SelectionAdd, "selected"},
+        {QAccessible::SelectionRemove, "deselected"},
+        {QAccessible::SelectionWithin, "selection"},
+        {QAccessible::Focus, "focus"},
+        {QAccessible::Alert, "alert"},
+        {QAccessible::StateChanged, "state"},
+    };
+    const auto found = names.find(event);
+    return found == names.end() ? "event " + std::to_string(event) : found->second;
+}
+
+/// Listens to what a reader is told, from its making to its end; one at a time.
+class EventWatch {
+public:
+    EventWatch() {
+        lines().clear();
+        QAccessible::setActive(true);
+        AccessibleEvents::setListener([](QAccessibleEvent& event) {
+            auto* node = event.accessibleInterface();
+            if (node && node->isValid())
+                lines().push_back(roleName(node->role()) + " \"" + nameOf(*node) + "\": " + eventName(event.type()));
+        });
+    }
+    ~EventWatch() { AccessibleEvents::setListener({}); }
+    EventWatch(const EventWatch&) = delete;
+    EventWatch& operator=(const EventWatch&) = delete;
+    /// A line for each event since the last call, in their order.
+    [[nodiscard]] std::vector<std::string> told() const { return std::exchange(lines(), {}); }
+
+private:
+    static std::vector<std::string>& lines() {
+        static std::vector<std::string> kept;
+        return kept;
+    }
+};
 
 /// What in the tree is false or of no use to who reads it, a line each.
 inline std::vector<std::string> faultsOf(QAccessibleInterface& root) {
