@@ -1,16 +1,22 @@
 // What the timeline costs, at 1,280 × 348 points and a pixel to a point, offscreen:
 //
 //     bench-timeline scroll|drag|edit <clips> <steps> <folder> <movie> <sound>
+//     bench-timeline trim <clips> <steps> <folder> <movie> <sound>
 //     bench-timeline memory <clips> <files> <folder> <movie> <sound>
 //
 // The first measure a frame of so many clips in 8 rows. scroll: the person scrolls by 7 points. drag: a video clip is
 // dragged by 3 points. edit: a clip is changed as by a command. They print, in milliseconds, the middle and the longest
-// of what the main thread does by itself (the step, and what the surface draws), and the middle of what the renderer
-// adds.
+// of what the main thread does by itself (the step, and what the surface draws), the middle of what the renderer adds,
+// and the middle of the step alone, up to where it could be drawn.
+//
+// trim drags an end of a clip by 6 points a step, and draws each step and waits for the picture at that end. It prints
+// how many steps there are a second, and the longest in milliseconds.
 //
 // memory shows so many video clips of that many files, all of them, at the smallest scale and then at a zoom of 1, and
 // prints the megabytes that the process has then and those that it had at the most. With 0 clips these are those of an
 // empty timeline.
+
+#include <malloc.h>
 
 #include <QGuiApplication>
 #include <QQmlContext>
@@ -22,6 +28,7 @@
 #include <fstream>
 #include <string>
 
+#include "Platform/TimelinePlayer.h"
 #include "Views/Timeline/TimelineSurface.h"
 #include "Views/Waveform/AudioWaveformView.h"
 #include "application.h"
@@ -114,10 +121,25 @@ fs::path writeFootage(const fs::path& folder, const fs::path& movie, int count, 
     return write(folder, project);
 }
 
+/// Of the pictures at trimmed edges, as large as the window's preview.
+constexpr Size previewSize{400, 711};
+
+/// Stands still on the timeline, and shows the pictures at trimmed edges.
+std::unique_ptr<Player> makePlayer(Application& application, PlayerRole role) {
+    if (role == PlayerRole::main) return std::make_unique<StillPlayer>();
+    PlayerServices services{.context = &application.context};
+    services.makePictureStream = [&application](EditedMediaPtr item, Size canvas) {
+        return application.media.makePictureStream(std::move(item), canvas);
+    };
+    auto player = std::make_unique<TimelinePlayer>(std::move(services));
+    player->pictures()->setSurfaceSize(previewSize);
+    return player;
+}
+
 /// A window that shows the timeline of a project alone.
 class Stage {
 public:
-    Stage(const fs::path& folder, const fs::path& project) : application(folder / "Library") {
+    Stage(const fs::path& folder, const fs::path& project) : application(folder / "Library", makePlayer) {
         shareWaveforms(engine, waveforms);
         surface = new MeasuredSurface;
         surface->setParent(&window);
@@ -152,14 +174,18 @@ public:
 struct Step {
     double own = 0;
     double rendering = 0;
+    /// Of `own`, what comes before the drawing.
+    double acting = 0;
 };
 
-void report(std::vector<Step> steps) {
-    std::ranges::sort(steps, {}, &Step::own);
-    const double middle = steps[steps.size() / 2].own;
-    const double longest = steps.back().own;
-    std::ranges::sort(steps, {}, &Step::rendering);
-    std::printf("%.2f %.2f %.2f\n", middle, longest, steps[steps.size() / 2].rendering);
+double middle(std::vector<Step> steps, double Step::* part) {
+    std::ranges::sort(steps, {}, part);
+    return steps[steps.size() / 2].*part;
+}
+
+void report(const std::vector<Step>& steps) {
+    std::printf("%.2f %.2f %.2f %.2f\n", middle(steps, &Step::own), std::ranges::max(steps, {}, &Step::own).own,
+                middle(steps, &Step::rendering), middle(steps, &Step::acting));
 }
 
 /// One act of a person or a command; the way turns every forty steps.
@@ -188,13 +214,55 @@ void measureFrames(Stage& stage, const std::string& scene, int rounds) {
         const auto begun = Clock::now();
         act(stage, scene, i, pointer);
         QCoreApplication::processEvents();
+        // The loop may have drawn already.
+        const double early = stage.surface->drawn;
         const double stepped = milliseconds(Clock::now() - begun);
         (void)stage.window.grabWindow();
         const double all = milliseconds(Clock::now() - begun);
-        steps.push_back({stepped + stage.surface->drawn, all - stepped - stage.surface->drawn});
+        const double late = stage.surface->drawn - early;
+        steps.push_back({stepped + late, all - stepped - late, stepped - early});
     }
     if (scene == "drag") stage.view.cancelGesture();
     report(steps);
+}
+
+/// Where the end of a clip of the video track is, well behind the playhead.
+QPointF endInSight(const TimelineView& view) {
+    const auto& clips = view.displayedClips();
+    for (std::size_t i = 0; i < clips.size(); ++i) {
+        const QRectF frame = view.drawnFrame(i);
+        const double x = frame.right() - view.visibleOrigin().x() + view.viewportWidth() / 2;
+        if (!clips[i].isAudio() && x > view.viewportWidth() / 2 + 150) return {x - 2, frame.center().y()};
+    }
+    stop("No clip is in sight.");
+}
+
+void measureTrims(Stage& stage, int rounds) {
+    stage.editor().seekPreview(20);
+    stage.settle(std::chrono::milliseconds(1500));
+    QPointF pointer = endInSight(stage.view);
+    stage.view.press(pointer, {});
+    PictureFeed* feed = stage.editor().hoverPlayer()->pictures();
+    bool isShown = false;
+    feed->setPictureObserver([&] { isShown = feed->picture() != nullptr; });
+    double all = 0;
+    double longest = 0;
+    // The first one opens the file.
+    for (int i = 0; i <= rounds; ++i) {
+        isShown = false;
+        const auto begun = Clock::now();
+        pointer += QPointF(i / 16 % 2 == 0 ? 6 : -6, 0);
+        stage.view.drag(pointer, Qt::AltModifier);
+        (void)stage.window.grabWindow();
+        stage.application.runUntil([&] { return isShown; });
+        const double taken = milliseconds(Clock::now() - begun);
+        if (i == 0) continue;
+        all += taken;
+        longest = std::max(longest, taken);
+    }
+    feed->setPictureObserver({});
+    stage.view.cancelGesture();
+    std::printf("%.1f %.1f\n", 1000 * rounds / all, longest);
 }
 
 /// Of this process, megabytes.
@@ -233,7 +301,10 @@ int run(const std::vector<std::string>& arguments) {
         measureMemory(stage);
     } else {
         Stage stage(folder, writeFilm(folder, movie, fs::absolute(arguments.at(6)), count));
-        measureFrames(stage, scene, number);
+        if (scene == "trim")
+            measureTrims(stage, number);
+        else
+            measureFrames(stage, scene, number);
     }
     fs::remove_all(folder);
     return 0;
@@ -242,12 +313,15 @@ int run(const std::vector<std::string>& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // As the application does.
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication gui(argc, argv);
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     if (argc < 7) {
         std::fprintf(stderr,
                      "bench-timeline scroll|drag|edit <clips> <steps> <folder> <movie> <sound>\n"
+                     "bench-timeline trim <clips> <steps> <folder> <movie> <sound>\n"
                      "bench-timeline memory <clips> <files> <folder> <movie> <sound>\n");
         return 2;
     }

@@ -1,3 +1,4 @@
+#include <malloc.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -66,6 +67,9 @@ extern "C" __attribute__((visibility("default"))) int kelvaneApplicationMain(int
         std::fputs("Kelvane needs a display. Set QT_QPA_PLATFORM=offscreen to run it without one.\n", stderr);
         return 1;
     }
+    // Pictures go back to the system when they are let go of. By itself the allocator soon keeps blocks of their size
+    // in its many arenas: a timeline of 1,000 clips that was scrolled through then held 110 MB that nobody used.
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
 
     QCoreApplication::setApplicationName("Kelvane");
     QGuiApplication::setDesktopFileName("kelvane");
