@@ -362,6 +362,9 @@ TEST_F(TimelineTilesTests, AFileThatFailsIsLeftAloneUntilTheClipsChange) {
     context.settle();
     EXPECT_EQ(kept(a), std::vector<int>{1});
     EXPECT_EQ(kept(b), std::vector<int>{1}) << "the others go on";
+    EXPECT_TRUE(tiles->hasFailed(a));
+    EXPECT_FALSE(tiles->hasFailed(b));
+    EXPECT_EQ(changes, 3) << "two pictures, and that there will be no more";
     media.clearCalls();
     tiles->want({tile(a, 3), tile(a, 4)});
     EXPECT_FALSE(context.hasWork());
