@@ -32,6 +32,8 @@ Item {
         anchors.leftMargin: 12
         height: parent.height
         spacing: 8
+        // What can be done and where the playhead is stay in any width.
+        visible: x + implicitWidth + 16 + acts.width <= zooms.x
 
         Icon {
             anchors.verticalCenter: parent.verticalCenter
@@ -74,7 +76,7 @@ Item {
         id: acts
         readonly property real middle: (parent.width - width) / 2
         // In the middle, unless what is left or right of it needs the room.
-        x: Math.max(header.x + header.width + 8, Math.min(middle, zooms.x - 8 - width))
+        x: Math.max(header.visible ? header.x + header.width + 8 : 8, Math.min(middle, zooms.x - 8 - width))
         anchors.verticalCenter: parent.verticalCenter
 
         IconButton {
@@ -114,9 +116,8 @@ Item {
     Row {
         id: zooms
         anchors.right: parent.right
-        anchors.rightMargin: 12
+        anchors.rightMargin: toolbar.isNarrow ? 8 : 12
         height: parent.height
-        spacing: 2
 
         IconButton {
             objectName: "zoomOutButton"
@@ -132,6 +133,7 @@ Item {
         LogarithmicSlider {
             id: zoom
             objectName: "zoomSlider"
+            implicitWidth: toolbar.isNarrow ? 92 : 100
             anchors.verticalCenter: parent.verticalCenter
             label: qsTr("Timeline Zoom")
             from: toolbar.view.lowestZoom
@@ -161,7 +163,7 @@ Item {
             enabled: toolbar.view.zoom < toolbar.view.highestZoom
             onClicked: toolbar.view.zoomBy(1)
         }
-        Item { width: 8; height: 1 }
+        Item { width: toolbar.isNarrow ? 6 : 12; height: 1 }
         TimeText {
             objectName: "timeReadout"
             anchors.verticalCenter: parent.verticalCenter
