@@ -17,22 +17,32 @@ inline constexpr QSize narrowWindow{740, 560};
 
 /// What docs/screens holds at scale 1.
 inline constexpr Screen screens[]{
-    {"empty", usualWindow},      {"editor", usualWindow},     {"many", usualWindow},
-    {"drag-video", usualWindow}, {"drag-sound", usualWindow}, {"drop", usualWindow},
-    {"trim", usualWindow},       {"volume", usualWindow},     {"marquee", usualWindow},
-    {"recording", usualWindow},  {"countdown", usualWindow},  {"assistant-edit", usualWindow},
-    {"focus", usualWindow},      {"tip", usualWindow},        {"more-contrast", usualWindow},
-    {"alert", usualWindow},      {"home", usualWindow},       {"home-empty", usualWindow},
-    {"wide", {1600, 1000}},
+    {"empty", usualWindow},         {"editor", usualWindow},
+    {"many", usualWindow},          {"drag-video", usualWindow},
+    {"drag-sound", usualWindow},    {"drop", usualWindow},
+    {"trim", usualWindow},          {"volume", usualWindow},
+    {"marquee", usualWindow},       {"recording", usualWindow},
+    {"countdown", usualWindow},     {"assistant-edit", usualWindow},
+    {"focus", usualWindow},         {"tip", usualWindow},
+    {"more-contrast", usualWindow}, {"alert", usualWindow},
+    {"home", usualWindow},          {"home-empty", usualWindow},
+    {"wide", {1600, 1000}},         {"export-options", usualWindow},
+    {"exporting", usualWindow},     {"exported", usualWindow},
+    {"importing", usualWindow},     {"asset-preview", usualWindow},
+    {"confirm", usualWindow},       {"name", usualWindow},
 };
 
 /// Those that it also holds where the window is as narrow as it can be.
-inline constexpr const char* narrowScreens[]{"empty", "editor", "trim", "recording", "assistant-edit", "alert", "home"};
+inline constexpr const char* narrowScreens[]{
+    "empty",          "editor",    "trim",     "recording", "assistant-edit", "alert",   "home", "home-empty",
+    "export-options", "exporting", "exported", "importing", "asset-preview",  "confirm", "name"};
 
 /// Those that it also holds at these scales.
 inline constexpr double scales[]{1.5, 2};
-inline constexpr const char* scaledScreens[]{"empty",   "editor",    "drag-video",     "drag-sound", "trim", "volume",
-                                             "marquee", "recording", "assistant-edit", "alert",      "home"};
+inline constexpr const char* scaledScreens[]{
+    "empty",     "editor",    "drag-video", "drag-sound",    "trim",           "volume", "marquee",
+    "recording", "countdown", "home",       "home-empty",    "assistant-edit", "alert",  "export-options",
+    "exporting", "exported",  "importing",  "asset-preview", "confirm",        "name"};
 
 /// One picture: "trim", "trim-narrow" or "trim@1.5".
 struct ScreenPicture {

@@ -9,6 +9,7 @@
 #include <QGuiApplication>
 #include <QQuickStyle>
 #include <QQuickWindow>
+#include <QStyleHints>
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +25,8 @@ int main(int argc, char** argv) {
     QQuickStyle::setStyle("Basic");
     QGuiApplication application(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
+    // A field's cursor never comes to rest.
+    QGuiApplication::styleHints()->setCursorFlashTime(0);
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     const fs::path pictures = fs::absolute(argv[2]);
     fs::create_directories(pictures);
@@ -33,9 +36,10 @@ int main(int argc, char** argv) {
         const bool isNamed = wanted.empty() || std::ranges::find(wanted, picture.state) != wanted.end();
         return picture.scale != application.devicePixelRatio() || !isNamed;
     });
-    // What needs an empty library comes before what fills it, and the library's own picture behind that.
+    // What needs an empty library comes before what fills it, and the library's own picture behind that. Who works by
+    // the keyboard sees its focus in what follows.
     std::ranges::stable_sort(shown, {}, [](const ScreenPicture& picture) {
-        return picture.state == "home-empty" ? 0 : picture.state == "home" ? 2 : 1;
+        return picture.state == "home-empty" ? 0 : picture.state == "home" ? 2 : picture.state == "focus" ? 3 : 1;
     });
     auto stage = std::make_unique<Stage>(fs::absolute(argv[1]), fs::absolute(argv[3]));
     for (const ScreenPicture& picture : shown) {

@@ -53,10 +53,19 @@ public:
     void showFocus();
     void showTip();
     void showMoreContrast();
-    void showAlert();
     void showHome();
     void showHomeEmpty();
     void showWide();
+
+    // SheetStates.cpp: those in which something stands over the window, or in a part of it for a while.
+    void showAlert();
+    void showExportOptions();
+    void showExporting();
+    void showExported();
+    void showImporting();
+    void showAssetPreview();
+    void showConfirm();
+    void showName();
 
 private:
     [[nodiscard]] FileURL file(const char* name) const { return FileURL::fromPath((footage_ / name).string()); }
@@ -82,6 +91,9 @@ private:
     /// Presses and moves, and holds what it has.
     void drag(QPoint from, QPoint to);
     void startRecording();
+    void startExport(std::vector<Clip> clips);
+    /// Lets the window ask something, as it does where the desktop has no questions of its own.
+    void ask(const std::function<void(Panels&)>& question);
 
     std::filesystem::path footage_;
     UnfinishedWork unfinished_;

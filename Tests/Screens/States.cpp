@@ -15,7 +15,7 @@ namespace {
 constexpr QPoint corner{1, 1};
 
 /// The states whose picture is taken while something moves, at once.
-constexpr const char* fleeting[]{"assistant-edit", "countdown", "recording"};
+constexpr const char* fleeting[]{"assistant-edit", "countdown", "recording", "exporting", "importing"};
 
 }  // namespace
 
@@ -46,6 +46,13 @@ QImage Stage::show(const std::string& state, QSize size) {
         {"tip", &Stage::showTip},
         {"more-contrast", &Stage::showMoreContrast},
         {"alert", &Stage::showAlert},
+        {"export-options", &Stage::showExportOptions},
+        {"exporting", &Stage::showExporting},
+        {"exported", &Stage::showExported},
+        {"importing", &Stage::showImporting},
+        {"asset-preview", &Stage::showAssetPreview},
+        {"confirm", &Stage::showConfirm},
+        {"name", &Stage::showName},
         {"home", &Stage::showHome},
         {"home-empty", &Stage::showHomeEmpty},
         {"wide", &Stage::showWide},
@@ -198,12 +205,6 @@ void Stage::showMoreContrast() {
     Theme::setAppearance({.moreContrast = true, .reducedMotion = true});
     leaving_.emplace_back([] { Theme::setAppearance({.reducedMotion = true}); });
     showEditor();
-}
-
-void Stage::showAlert() {
-    open("Late light", film(), 17.5);
-    editor().setError("Interview.mov contains no video or audio.");
-    leaving_.emplace_back([this] { editor().setError(std::nullopt); });
 }
 
 void Stage::showHome() {
