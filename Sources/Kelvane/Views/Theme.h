@@ -55,8 +55,13 @@ class Theme final : public QObject {
     Q_PROPERTY(QColor fill MEMBER fill CONSTANT)
     Q_PROPERTY(QColor knob MEMBER knob CONSTANT)
     Q_PROPERTY(QColor scrim MEMBER scrim CONSTANT)
+    Q_PROPERTY(QColor pill MEMBER pill CONSTANT)
+    Q_PROPERTY(QColor snap MEMBER snap CONSTANT)
+    Q_PROPERTY(QColor audioClip MEMBER audioClip CONSTANT)
+    Q_PROPERTY(QColor selectionInset MEMBER selectionInset CONSTANT)
     Q_PROPERTY(QFont smallFont READ smallFont CONSTANT)
     Q_PROPERTY(QFont captionFont READ captionFont CONSTANT)
+    Q_PROPERTY(QFont captionTitleFont READ captionTitleFont CONSTANT)
     Q_PROPERTY(QFont bodyFont READ bodyFont CONSTANT)
     Q_PROPERTY(QFont buttonFont READ buttonFont CONSTANT)
     Q_PROPERTY(QFont titleFont READ titleFont CONSTANT)
@@ -66,6 +71,7 @@ class Theme final : public QObject {
     Q_PROPERTY(double toolbarHeight MEMBER toolbarHeight CONSTANT)
     Q_PROPERTY(double inspectorWidth MEMBER inspectorWidth CONSTANT)
     Q_PROPERTY(double rulerHeight MEMBER rulerHeight CONSTANT)
+    Q_PROPERTY(double clipRadius MEMBER clipRadius CONSTANT)
     Q_PROPERTY(double controlRadius MEMBER controlRadius CONSTANT)
     Q_PROPERTY(double menuRadius MEMBER menuRadius CONSTANT)
     Q_PROPERTY(double previewRadius MEMBER previewRadius CONSTANT)
@@ -133,6 +139,8 @@ public:
     static constexpr QColor fill = themeColor(0xb9bec6);
     static constexpr QColor knob = themeColor(0xf1f2f4);
     static constexpr QColor scrim = themeColor(0x060708, 0.56);
+    /// Under words on pictures.
+    static constexpr QColor pill = themeColor(0x0a0b0c, 0.78);
     /// Under the length of a clip.
     static constexpr QColor badge = themeColor(0x0a0b0c, 0.86);
     /// Over a clip that an assistant has changed, and its rim.
@@ -185,6 +193,7 @@ public:
     static QFont smallMediumFont() { return font(11, QFont::Medium); }
     static QFont smallTitleFont() { return font(11, QFont::DemiBold); }
     static QFont captionFont() { return font(12); }
+    static QFont captionTitleFont() { return font(12, QFont::DemiBold); }
     static QFont bodyFont() { return font(13); }
     static QFont buttonFont() { return font(13, QFont::Medium); }
     static QFont titleFont() { return font(13, QFont::DemiBold); }

@@ -272,7 +272,9 @@ QAccessible::State stateOf(const QQuickItem& item) {
     state.disabled = !item.isEnabled();
     const bool isSaid = state.focusable && !isCalledFocusable(roleOf(item));
     state.focusable = item.isEnabled() && (isSaid || isFocusable(item));
-    state.focused = item.hasActiveFocus();
+    // What is one stop for the keyboard says which part of it has the focus.
+    const auto part = item.property("readsFocused");
+    state.focused = part.isValid() ? part.toBool() : item.hasActiveFocus();
     state.invisible = !isShown(item);
     state.offscreen = state.invisible || !isInSight(item, {0, 0, item.width(), item.height()});
     return state;

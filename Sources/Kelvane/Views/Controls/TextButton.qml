@@ -22,21 +22,27 @@ KeyButton {
     focusPolicy: Qt.TabFocus
     Accessible.name: text
     Accessible.description: help
-    contentItem: Row {
-        spacing: 6
-        Icon {
-            anchors.verticalCenter: parent.verticalCenter
-            visible: button.symbol.length > 0
-            name: button.symbol
-            size: 16
-            color: button.ink
-        }
-        Text {
-            anchors.verticalCenter: parent.verticalCenter
-            text: button.text
-            font: button.font
-            color: button.ink
-            Accessible.ignored: true
+    contentItem: Item {
+        implicitWidth: content.implicitWidth
+        implicitHeight: content.implicitHeight
+        Row {
+            id: content
+            anchors.centerIn: parent
+            spacing: 6
+            Icon {
+                anchors.verticalCenter: parent.verticalCenter
+                visible: button.symbol.length > 0
+                name: button.symbol
+                size: 16
+                color: button.ink
+            }
+            Text {
+                anchors.verticalCenter: parent.verticalCenter
+                text: button.text
+                font: button.font
+                color: button.ink
+                Accessible.ignored: true
+            }
         }
     }
     background: Rectangle {

@@ -24,6 +24,7 @@ Item {
             width: pane.editor.assetsWidth
             height: timelinePane.y
             view: pane.view.assets
+            onTimelineWanted: timelinePane.surface.forceActiveFocus(Qt.OtherFocusReason)
         }
         PaneDivider {
             id: divider

@@ -8,6 +8,9 @@
 #include "ProjectWindowView.h"
 #include "Views/Accessible/Announcer.h"
 #include "Views/Accessible/ItemAccessible.h"
+#include "Views/Assets/AssetThumbnail.h"
+#include "Views/Assets/AssetsSurface.h"
+#include "Views/Controls/DashedFrame.h"
 #include "Views/Controls/HelpTips.h"
 #include "Views/Controls/Icon.h"
 #include "Views/Preview/PreviewSurface.h"
@@ -132,7 +135,10 @@ void registerWindowTypes() {
     qmlRegisterUncreatableType<ProjectWindowView>("Kelvane", 1, 0, "ProjectWindowView", made);
     qmlRegisterUncreatableType<EditorView>("Kelvane", 1, 0, "EditorView", made);
     qmlRegisterUncreatableType<AssetsView>("Kelvane", 1, 0, "AssetsView", made);
+    qmlRegisterType<AssetsSurface>("Kelvane", 1, 0, "AssetsSurface");
+    qmlRegisterType<AssetThumbnail>("Kelvane", 1, 0, "AssetThumbnail");
     qmlRegisterUncreatableType<InspectorView>("Kelvane", 1, 0, "InspectorView", made);
+    qmlRegisterUncreatableType<InspectorRow>("Kelvane", 1, 0, "InspectorRow", made);
     qmlRegisterUncreatableType<ExportOptionsView>("Kelvane", 1, 0, "ExportOptionsView", made);
     qmlRegisterUncreatableType<ExportingView>("Kelvane", 1, 0, "ExportingView", made);
     qmlRegisterUncreatableType<AIAssistantView>("Kelvane", 1, 0, "AIAssistantView", made);
@@ -143,6 +149,7 @@ void registerWindowTypes() {
     qmlRegisterType<TimelineSurface>("Kelvane", 1, 0, "TimelineSurface");
     qmlRegisterType<AnnouncementLabel>("Kelvane", 1, 0, "AnnouncementLabel");
     qmlRegisterType<Icon>("Kelvane", 1, 0, "Icon");
+    qmlRegisterType<DashedFrame>("Kelvane", 1, 0, "DashedFrame");
     qmlRegisterType<HelpTip>("Kelvane", 1, 0, "HelpTip");
     qmlRegisterUncreatableType<AssistantToast>("Kelvane", 1, 0, "AssistantToast", made);
     qmlRegisterUncreatableType<HelpTips>("Kelvane", 1, 0, "HelpTips", made);

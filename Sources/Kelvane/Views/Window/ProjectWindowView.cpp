@@ -25,6 +25,8 @@ ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Wo
       home_(windows_, workspace_),
       tips_(windows.context()),
       toast_(workspace_, windows.context(), timeline_) {
+    inspector_.follow(timeline_);
+    connect(&assets_, &AssetsView::willChange, &timeline_, &TimelineView::resetGesture);
     connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
     connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::refreshDerived);
     connect(&windows_, &ProjectWindows::workChanged, this, &ProjectWindowView::copyingChanged);
