@@ -21,6 +21,7 @@ std::vector<PictureFeed*> feedsOf(const Editor& editor) {
 
 PreviewView::PreviewView(std::shared_ptr<Workspace> workspace) : workspace_(std::move(workspace)) {
     connect(workspace_.get(), &Workspace::editorChanged, this, &PreviewView::followEditor);
+    connect(&draft_, &DraftPreview::changed, this, &PreviewView::feedChanged);
     followEditor();
 }
 
@@ -31,13 +32,18 @@ PreviewView::~PreviewView() {
 
 void PreviewView::followEditor() {
     for (const auto& connection : connections_) disconnect(connection);
+    draft_.end();
     const auto editor = workspace_->editor();
     followed_ = editor;
     if (editor) {
         connections_ = {
             connect(editor.get(), &Editor::contentChanged, this, &PreviewView::tellAll),
             connect(editor.get(), &Editor::selectionChanged, this, &PreviewView::tellAll),
-            connect(editor.get(), &Editor::workChanged, this, &PreviewView::workChanged),
+            connect(editor.get(), &Editor::workChanged, this,
+                    [this] {
+                        Q_EMIT workChanged();
+                        draft_.endWhenBuilt();
+                    }),
             connect(editor.get(), &Editor::positionChanged, this,
                     [this] {
                         Q_EMIT positionChanged();
@@ -65,6 +71,7 @@ void PreviewView::followPlayers() {
 
 void PreviewView::tellFeed() {
     const auto editor = workspace_->editor();
+    draft_.endWhenBuilt();
     const bool isAudioOnly = editor && (editor->isAudioPreview() || (audioOnly_ && isBehind()));
     if (std::exchange(audioOnly_, isAudioOnly) != isAudioOnly) Q_EMIT audioOnlyChanged();
     Q_EMIT feedChanged();
@@ -78,13 +85,17 @@ bool PreviewView::isBehind() const {
 }
 
 void PreviewView::setSurfaceSize(Size pixels) {
+    draft_.setSurfaceSize(pixels);
     if (const auto& editor = workspace_->editor())
         for (PictureFeed* feed : feedsOf(*editor)) feed->setSurfaceSize(pixels);
 }
 
+void PreviewView::showDraft() { draft_.show(workspace_->editor()); }
+
 PictureFeed* PreviewView::feed() const {
     const auto editor = workspace_->editor();
     if (!editor || editor->player() == nullptr) return nullptr;
+    if (PictureFeed* draft = draft_.feed()) return draft;
     PictureFeed* hovered = editor->hoverPlayer()->pictures();
     // Until its first picture is there, what was shown stays.
     if (editor->hoverPreview() && hovered != nullptr && hovered->picture() != nullptr) return hovered;

@@ -4,6 +4,7 @@
 #include <array>
 #include <memory>
 
+#include "DraftPreview.h"
 #include "Support/Geometry.h"
 #include "Windows/Workspace.h"
 
@@ -51,6 +52,9 @@ public:
     /// Pixels of the screen that pictures are painted on, hovered ones and the player's.
     void setSurfaceSize(Size pixels);
 
+    /// Shows the timeline's picture at the playhead as the clips are now, until the preview is built: behind each step
+    /// of a hand that edits them live.
+    void showDraft();
     Q_INVOKABLE void togglePlayback();
     Q_INVOKABLE void seek(double seconds);
     Q_INVOKABLE void toggleRecording();
@@ -73,6 +77,7 @@ private:
     void tellAll();
 
     std::shared_ptr<Workspace> workspace_;
+    DraftPreview draft_;
     std::array<QMetaObject::Connection, 5> connections_;
     /// The editor whose players report here.
     std::weak_ptr<Editor> followed_;

@@ -26,6 +26,7 @@ ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Wo
       tips_(windows.context()),
       toast_(workspace_, windows.context(), timeline_) {
     inspector_.follow(timeline_);
+    connect(&inspector_, &InspectorView::drafted, &preview_, &PreviewView::showDraft);
     connect(&assets_, &AssetsView::willChange, &timeline_, &TimelineView::resetGesture);
     connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
     connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::refreshDerived);
