@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <QCoreApplication>
 #include <QDBusArgument>
 #include <QDBusObjectPath>
 #include <QDBusVariant>

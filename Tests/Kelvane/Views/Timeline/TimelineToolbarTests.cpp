@@ -15,7 +15,10 @@ TEST_F(TimelineToolbarTests, NothingLiesOverAnythingElseInTheNarrowestWindow) {
     editor->selectTimelineClips({a});
     for (const bool hasInspector : {false, true}) {
         editor->setShowInspector(hasInspector);
+        context.runPosted();
         window->resize(740, 560);
+        const double room = hasInspector ? 740 - 256 : 740;
+        ASSERT_TRUE(QTest::qWaitFor([&] { return surface().width() == room; }, static_cast<int>(patience.count())));
         refresh();
         double end = 0;
         for (const char* name : {"playButton", "recordButton", "earlierButton", "laterButton", "splitButton",
@@ -23,7 +26,7 @@ TEST_F(TimelineToolbarTests, NothingLiesOverAnythingElseInTheNarrowestWindow) {
             EXPECT_GE(place(name).left(), end) << name;
             end = place(name).right();
         }
-        EXPECT_LE(end, hasInspector ? 740 - 256 : 740);
+        EXPECT_LE(end, room);
     }
 }
 

@@ -21,9 +21,17 @@ protected:
             advance(std::chrono::milliseconds(8));
             touch().move(1, from + (to - from) * step / 3);
             // The window keeps movements until its next frame.
-            refresh();
+            showFrame();
         }
         if (!isHeld) touch().release(1, to);
+        context.runPosted();
+    }
+    void showFrame() {
+        bool isShown = false;
+        const auto watch = QObject::connect(window.get(), &QQuickWindow::frameSwapped, [&isShown] { isShown = true; });
+        window->update();
+        EXPECT_TRUE(QTest::qWaitFor([&isShown] { return isShown; }, static_cast<int>(patience.count())));
+        QObject::disconnect(watch);
         context.runPosted();
     }
     /// As a platform tells of fingers on a touchpad.
