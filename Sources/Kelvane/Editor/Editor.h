@@ -197,7 +197,8 @@ public:
 
     // Work in progress.
     [[nodiscard]] bool isImporting() const { return isImporting_; }
-    /// How far a person's import is: the file that is brought in, counted from 1, of how many. Zeros while there is none.
+    /// How far a person's import is: the file that is brought in, counted from 1, of how many. Zeros while there is
+    /// none.
     struct ImportProgress {
         std::size_t file = 0;
         std::size_t count = 0;
