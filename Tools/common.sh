@@ -23,6 +23,8 @@ run_packages=(
     # Faces of the text on inspection pictures: Helvetica's measures, then names in any script, and emoji.
     fonts-liberation fonts-dejavu-core fonts-noto-core fonts-wqy-microhei fonts-noto-color-emoji
 )
+# Debian 13 packs apart what reads a menu's icons.
+if (. /etc/os-release && [ "${VERSION_ID:-0}" -ge 13 ] 2>/dev/null); then run_packages+=(qt6-svg-plugins); fi
 # pulseaudio is the tests' own sound server, xvfb their display, on which libxcb presses keys and sees what is shown;
 # dbus-daemon and at-spi2-core are the session in which they read what a reader of the screen does; appstream and
 # libxml2-utils check what the desktop is told.
