@@ -248,7 +248,8 @@ TEST_F(PreviewTests, SpacePressesTheButtonThatHasTheKeyboard) {
     auto* window = qobject_cast<QQuickWindow*>(surface.get());
     window->show();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window, static_cast<int>(patience.count())));
-    // The first stop of the Tab key leads to the projects.
+    // Behind the menus, which are one stop of the Tab key, the next leads to the projects.
+    QTest::keyClick(window, Qt::Key_Tab);
     QTest::keyClick(window, Qt::Key_Tab);
     QTest::keyClick(window, Qt::Key_Space);
     EXPECT_FALSE(editor->isPlaying());
@@ -328,6 +329,73 @@ TEST_F(PreviewTests, TheControlsSayWhatTheyDoAtEachStepOfARecording) {
     EXPECT_TRUE(play->isEnabled());
     EXPECT_TRUE(record->isEnabled());
     EXPECT_FALSE(slider().state().disabled);
+}
+
+TEST_F(PreviewTests, TheRingOfTheCountdownRunsOutInThreeSeconds) {
+    const auto editor = openClip();
+    preview.toggleRecording();
+    context.runPosted();
+    ASSERT_EQ(preview.countdown(), 3);
+    EXPECT_EQ(preview.countdownShare(), 1);
+    int moves = 0;
+    QObject::connect(&preview, &PreviewView::countdownMoved, [&moves] { ++moves; });
+    context.advance(std::chrono::milliseconds(1000));
+    EXPECT_EQ(preview.countdown(), 2);
+    EXPECT_NEAR(preview.countdownShare(), 2.0 / 3, 0.02);
+    EXPECT_NEAR(moves, 30, 1) << "thirty times a second";
+    context.advance(std::chrono::milliseconds(1500));
+    EXPECT_NEAR(preview.countdownShare(), 1.0 / 6, 0.02);
+    preview.toggleRecording();
+    context.runPosted();
+    const int before = moves;
+    context.advance(std::chrono::milliseconds(500));
+    EXPECT_EQ(moves, before) << "it was called off";
+    preview.toggleRecording();
+    context.runPosted();
+    EXPECT_EQ(preview.countdownShare(), 1) << "and begins anew";
+}
+
+TEST_F(PreviewTests, AnImportCoversThePicture) {
+    const auto editor = openClip();
+    auto* overlay = item("importing");
+    EXPECT_FALSE(overlay->isVisible());
+    beginImport(*editor);
+    context.runPosted();
+    EXPECT_TRUE(preview.importing());
+    EXPECT_TRUE(overlay->property("visible").toBool());
+    context.settle();
+    EXPECT_FALSE(overlay->property("visible").toBool());
+}
+
+TEST_F(PreviewTests, AnAssetHasControlsOfItsOwnAndAWayBack) {
+    const auto editor = openClip();
+    preview.seek(4);
+    context.runPosted();
+    auto* play = item("playAsset");
+    EXPECT_FALSE(preview.showsAsset());
+    editor->showAssetPreview(editor->assets().front().id);
+    advance(std::chrono::milliseconds(180));
+    EXPECT_TRUE(preview.showsAsset());
+    EXPECT_EQ(nameOf(play), "Play Preview");
+    preview.togglePlayback();
+    context.runPosted();
+    EXPECT_EQ(nameOf(play), "Pause Preview");
+    preview.togglePlayback();
+    auto* position = item("assetPosition");
+    EXPECT_EQ(nameOf(position), "Asset preview position");
+    EXPECT_EQ(position->property("to"), 10.0);
+    auto* reader = QAccessible::queryAccessibleInterface(position);
+    reader->valueInterface()->setCurrentValue(2.5);
+    context.runPosted();
+    EXPECT_EQ(editor->assetPlayhead(), 2.5);
+    EXPECT_EQ(position->property("value"), 2.5);
+    EXPECT_EQ(preview.positionText(), "00:02.5");
+    auto* back = item("backToTimeline");
+    EXPECT_EQ(nameOf(back), "Back to Timeline");
+    QMetaObject::invokeMethod(back, "clicked");
+    context.runPosted();
+    EXPECT_FALSE(preview.showsAsset());
+    EXPECT_EQ(preview.position(), 4) << "the timeline kept its place";
 }
 
 TEST_F(PreviewTests, RCountsATakeInAndOutAndSpaceEndsIt) {

@@ -34,12 +34,12 @@ protected:
     ProjectWindowViewTests() : workspace(show(first)), view(*windows, workspace) {}
 
     [[nodiscard]] Enabled enabled() const {
-        return {.home = view.canShowHome(),
-                .import = view.canImport(),
-                .save = view.canSave(),
-                .exportVideo = view.canExport(),
-                .undo = view.canUndo(),
-                .redo = view.canRedo()};
+        return {.home = view.can(CommandID::showProjects),
+                .import = view.can(CommandID::importVideos),
+                .save = view.can(CommandID::saveProject),
+                .exportVideo = view.can(CommandID::exportVideo),
+                .undo = view.can(CommandID::undo),
+                .redo = view.can(CommandID::redo)};
     }
     std::shared_ptr<Editor> openClip() {
         auto editor = open(projectWithClip("A"), workspace, false);
@@ -126,7 +126,7 @@ TEST_F(ProjectWindowViewTests, AnExportKeepsEverythingOutUntilItIsCancelled) {
     view.cancelExport();
     context.settle();
     EXPECT_FALSE(view.exporting());
-    EXPECT_TRUE(view.canShowHome());
+    EXPECT_TRUE(view.can(CommandID::showProjects));
     EXPECT_TRUE(view.error().isEmpty());
 }
 
@@ -208,7 +208,7 @@ TEST_F(ProjectWindowViewTests, EachPropertyIsAnnouncedAtItsOwnRate) {
     QObject::connect(&view, &ProjectWindowView::contentChanged, &view, note("content"));
     QObject::connect(&view, &ProjectWindowView::workChanged, &view, note("work"));
     QObject::connect(&view, &ProjectWindowView::statusChanged, &view, note("status"));
-    QObject::connect(&view, &ProjectWindowView::enablingChanged, &view, note("enabling"));
+    QObject::connect(view.commands()->undo(), &WindowCommand::changed, &view, note("undo"));
     QObject::connect(&view, &ProjectWindowView::errorChanged, &view, note("error"));
     const auto announced = [&](const std::function<void()>& act) {
         told.clear();
@@ -220,17 +220,17 @@ TEST_F(ProjectWindowViewTests, EachPropertyIsAnnouncedAtItsOwnRate) {
     using ::testing::IsEmpty;
     EXPECT_THAT(announced([&] { editor->selectTimelineClips({}); }), IsEmpty()) << "nothing here shows a selection";
     EXPECT_THAT(announced([&] { editor->seekPreview(1); }), IsEmpty()) << "nor the playhead";
-    EXPECT_THAT(announced([&] { edit(*editor); }), ElementsAre("content", "enabling", "status", "work"));
+    EXPECT_THAT(announced([&] { edit(*editor); }), ElementsAre("undo", "content", "status", "work"));
     EXPECT_THAT(announced([&] { edit(*editor); }), ElementsAre("content")) << "nothing else is another";
     EXPECT_THAT(announced([&] { editor->setError("Amiss."); }), ElementsAre("work", "error"));
     EXPECT_THAT(announced([&] { windows->setError("Amiss, too."); }), ElementsAre("error"));
     EXPECT_THAT(announced([&] { view.dismissError(); }), ElementsAre("error"));
     panels.destinations = {folder.url("film.mp4")};
-    EXPECT_THAT(announced([&] { view.exportVideo(); }), ElementsAre("work", "enabling"));
+    EXPECT_THAT(announced([&] { view.exportVideo(); }), ElementsAre("undo", "work"));
     const auto begin = [&] {
         while (!editor->isExporting() && context.stepBackground()) context.runPosted();
     };
-    EXPECT_THAT(announced(begin), ElementsAre("work", "status")) << "it was busy before";
+    EXPECT_THAT(announced(begin), ElementsAre("work")) << "it was busy before";
     // Beside the pauses of the preview and of the autosave, the look at the encoder.
     while (context.pendingTimers() < 3) {
         ASSERT_TRUE(context.stepBackground());
@@ -276,19 +276,18 @@ protected:
 
 TEST_F(ProjectWindowSurfaceTests, ABusyWindowStaysOpenAndItsWayHomeIsShut) {
     window()->show();
-    EXPECT_TRUE(isEnabled("New Project…"));
-    EXPECT_TRUE(isEnabled("Import Project…"));
-    EXPECT_EQ(button("Undo"), nullptr);
+    EXPECT_TRUE(isEnabled("New Project"));
+    EXPECT_TRUE(isEnabled("Import Project"));
+    EXPECT_EQ(button("Export"), nullptr);
     const auto editor = openClip();
     EXPECT_TRUE(isEnabled("Projects"));
     EXPECT_TRUE(isEnabled("Export"));
-    EXPECT_FALSE(isEnabled("Undo"));
+    EXPECT_TRUE(isEnabled("Edit with AI…"));
     edit(*editor);
     context.runPosted();
-    EXPECT_TRUE(isEnabled("Undo"));
     beginImport(*editor);
     context.runPosted();
-    for (const char* label : {"Projects", "Import Videos…", "Undo", "Export"}) EXPECT_FALSE(isEnabled(label)) << label;
+    for (const char* label : {"Projects", "Edit with AI…", "Export"}) EXPECT_FALSE(isEnabled(label)) << label;
     EXPECT_FALSE(window()->close());
     EXPECT_TRUE(window()->isVisible());
     context.settle();

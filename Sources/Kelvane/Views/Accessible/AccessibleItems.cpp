@@ -225,6 +225,8 @@ QList<QQuickItem*> childNodes(const QQuickItem& root, const QQuickItem* owner) {
 QAccessible::Role roleOf(const QQuickItem& item) {
     const auto* popup = popupOf(item);
     if (popup && popup->property("alert").toBool()) return QAccessible::AlertMessage;
+    // A button of Qt's takes back what it was called by "Accessible".
+    if (const auto own = item.property("ownRole"); own.isValid()) return static_cast<QAccessible::Role>(own.toInt());
     const auto* attached = attachedTo(item);
     const auto role = attached ? attached->property("role").value<QAccessible::Role>() : QAccessible::NoRole;
     if (role == QAccessible::NoRole) return roleByType(item);

@@ -14,6 +14,9 @@ class AIAssistantView final : public QObject {
 public:
     explicit AIAssistantView(std::shared_ptr<Workspace> workspace);
 
+    /// Opens the sheet.
+    Q_INVOKABLE void start() {}
+
 private:
     std::shared_ptr<Workspace> workspace_;
 };

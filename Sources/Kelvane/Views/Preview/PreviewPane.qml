@@ -1,22 +1,26 @@
 import QtQuick
 import QtQuick.Controls.Basic
 import Kelvane
+import "../Controls"
 
-// The picture, on a ground that keeps to itself. What plays, seeks and records stands with the timeline.
-Rectangle {
+// The picture, on a ground that keeps to itself. What plays, seeks and records the timeline stands with it; an asset
+// that is shown has its controls below the picture.
+FocusScope {
     id: pane
 
     required property PreviewView view
     // Points below the picture.
     property real foot: 0
 
-    color: Theme.stage
-
+    Rectangle {
+        anchors.fill: parent
+        color: Theme.stage
+    }
     PreviewSurface {
         id: surface
         anchors.fill: parent
         anchors.topMargin: 12
-        anchors.bottomMargin: Math.max(pane.foot, 8)
+        anchors.bottomMargin: pane.foot
         anchors.leftMargin: 8
         anchors.rightMargin: 8
         view: pane.view
@@ -37,10 +41,11 @@ Rectangle {
     }
     // The empty surface, and what a reader of the screen finds in place of the picture.
     Rectangle {
+        id: frame
         x: surface.x + surface.pictureRect.x
         y: surface.y + surface.pictureRect.y
-        width: surface.pictureRect.width
-        height: surface.pictureRect.height
+        width: Math.max(surface.pictureRect.width, 1)
+        height: Math.max(surface.pictureRect.height, 1)
         radius: Theme.previewRadius
         color: surface.visible && surface.filled ? "transparent" : Theme.window
         border.width: 1
@@ -51,18 +56,60 @@ Rectangle {
         Label {
             objectName: "audioLabel"
             anchors.centerIn: parent
-            visible: pane.view.hasPreview && pane.view.audioOnly && pane.view.countdown === 0
+            visible: pane.view.hasPreview && pane.view.audioOnly && pane.view.countdown === 0 && !pane.view.importing
             text: qsTr("Audio preview")
             font: Theme.bodyFont
             color: Theme.text2
         }
-        Label {
-            objectName: "countdownLabel"
-            anchors.centerIn: parent
-            visible: pane.view.countdown > 0
-            text: pane.view.countdown
-            font: Theme.countdownFont
-            Accessible.name: qsTr("Recording starts in %1 seconds").arg(pane.view.countdown)
+        // What covers the picture makes it darker.
+        Rectangle {
+            anchors.fill: parent
+            visible: countdown.visible || importing.visible
+            radius: parent.radius
+            color: Theme.scrim
         }
+        CountdownRing {
+            id: countdown
+            anchors.centerIn: parent
+            width: Math.min(116, parent.width - 24, parent.height - 24)
+            height: width
+            visible: pane.view.countdown > 0
+            share: pane.view.countdownShare
+            Label {
+                objectName: "countdownLabel"
+                anchors.centerIn: parent
+                visible: pane.view.countdown > 0
+                text: pane.view.countdown
+                font: Theme.countdownFont
+                Accessible.name: qsTr("Recording starts in %1 seconds").arg(pane.view.countdown)
+            }
+        }
+        Column {
+            id: importing
+            objectName: "importing"
+            anchors.centerIn: parent
+            spacing: 16
+            visible: pane.view.importing
+            Spinner {
+                anchors.horizontalCenter: parent.horizontalCenter
+                size: 24
+                color: Theme.text1
+            }
+            Label {
+                anchors.horizontalCenter: parent.horizontalCenter
+                text: qsTr("Importing…")
+                font: Theme.buttonFont
+                color: Theme.text1
+            }
+        }
+    }
+
+    AssetControls {
+        anchors.horizontalCenter: parent.horizontalCenter
+        anchors.bottom: parent.bottom
+        height: pane.foot
+        width: Math.min(implicitWidth, parent.width - 16)
+        visible: pane.view.showsAsset
+        view: pane.view
     }
 }

@@ -1,13 +1,18 @@
 #include "PreviewView.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
 #include "Editor/Editor.h"
+#include "Timeline/TimeLabel.h"
 
 namespace kelvane {
 
 namespace {
+
+/// How often the ring of a countdown is drawn, which is a preview frame.
+constexpr std::chrono::milliseconds countdownStep{33};
 
 /// What the players of an editor show, as far as they are there and show anything.
 std::vector<PictureFeed*> feedsOf(const Editor& editor) {
@@ -41,7 +46,7 @@ void PreviewView::followEditor() {
             connect(editor.get(), &Editor::selectionChanged, this, &PreviewView::tellAll),
             connect(editor.get(), &Editor::workChanged, this,
                     [this] {
-                        Q_EMIT workChanged();
+                        followWork();
                         draft_.endWhenBuilt();
                     }),
             connect(editor.get(), &Editor::positionChanged, this,
@@ -58,9 +63,32 @@ void PreviewView::followEditor() {
 
 void PreviewView::tellAll() {
     Q_EMIT contentChanged();
-    Q_EMIT workChanged();
+    followWork();
     Q_EMIT positionChanged();
     tellFeed();
+}
+
+void PreviewView::followWork() {
+    const auto editor = workspace_->editor();
+    if (!editor || !editor->recordingCountdown()) {
+        countdownBegan_.reset();
+        countdownTimer_.cancel();
+    } else if (!countdownBegan_) {
+        countdownBegan_ = editor->services().context->now();
+        countdownFrom_ = *editor->recordingCountdown();
+        stepCountdown();
+    }
+    Q_EMIT workChanged();
+}
+
+void PreviewView::stepCountdown() {
+    const auto editor = workspace_->editor();
+    if (!editor || !countdownBegan_) return;
+    MainContext& context = *editor->services().context;
+    const std::chrono::duration<double> passed = context.now() - *countdownBegan_;
+    const double share = std::clamp(1 - passed.count() / std::max(countdownFrom_, 1), 0.0, 1.0);
+    if (std::exchange(countdownShare_, share) != share) Q_EMIT countdownMoved();
+    countdownTimer_ = context.after(countdownStep, [this] { stepCountdown(); });
 }
 
 void PreviewView::followPlayers() {
@@ -113,6 +141,10 @@ int PreviewView::countdown() const {
     return workspace_->editor() ? workspace_->editor()->recordingCountdown().value_or(0) : 0;
 }
 
+bool PreviewView::importing() const { return workspace_->editor() && workspace_->editor()->isImporting(); }
+bool PreviewView::showsAsset() const { return workspace_->editor() && workspace_->editor()->previewAsset() != nullptr; }
+QString PreviewView::positionText() const { return QString::fromStdString(timeLabel(position())); }
+
 bool PreviewView::canPlay() const {
     return recording() || (hasPreview() && !building() && !workspace_->editor()->busy());
 }
@@ -131,6 +163,10 @@ void PreviewView::togglePlayback() {
 
 void PreviewView::seek(double seconds) {
     if (const auto editor = workspace_->editor()) editor->seekPreview(seconds);
+}
+
+void PreviewView::showTimeline() {
+    if (const auto editor = workspace_->editor()) editor->showTimelinePreview();
 }
 
 void PreviewView::toggleRecording() {

@@ -1,10 +1,14 @@
 #pragma once
 
 #include <QObject>
+#include <QString>
 #include <array>
+#include <chrono>
 #include <memory>
+#include <optional>
 
 #include "DraftPreview.h"
+#include "Platform/MainContext.h"
 #include "Support/Geometry.h"
 #include "Windows/Workspace.h"
 
@@ -27,6 +31,13 @@ class PreviewView final : public QObject {
     Q_PROPERTY(bool recording READ recording NOTIFY workChanged)
     /// 3, 2 or 1 while a take is counted in, else 0.
     Q_PROPERTY(int countdown READ countdown NOTIFY workChanged)
+    /// How much of the countdown is left, from 1 to 0; told thirty times a second.
+    Q_PROPERTY(double countdownShare READ countdownShare NOTIFY countdownMoved)
+    Q_PROPERTY(bool importing READ importing NOTIFY workChanged)
+    /// Whether an asset is shown in place of the timeline.
+    Q_PROPERTY(bool showsAsset READ showsAsset NOTIFY contentChanged)
+    /// The position as a label has it.
+    Q_PROPERTY(QString positionText READ positionText NOTIFY positionChanged)
     Q_PROPERTY(bool canPlay READ canPlay NOTIFY workChanged)
     Q_PROPERTY(bool canSeek READ canSeek NOTIFY workChanged)
     Q_PROPERTY(bool canRecord READ canRecord NOTIFY workChanged)
@@ -43,6 +54,10 @@ public:
     [[nodiscard]] bool building() const;
     [[nodiscard]] bool recording() const;
     [[nodiscard]] int countdown() const;
+    [[nodiscard]] double countdownShare() const { return countdownShare_; }
+    [[nodiscard]] bool importing() const;
+    [[nodiscard]] bool showsAsset() const;
+    [[nodiscard]] QString positionText() const;
     [[nodiscard]] bool canPlay() const;
     [[nodiscard]] bool canSeek() const;
     [[nodiscard]] bool canRecord() const;
@@ -58,12 +73,15 @@ public:
     Q_INVOKABLE void togglePlayback();
     Q_INVOKABLE void seek(double seconds);
     Q_INVOKABLE void toggleRecording();
+    /// Leaves the preview of an asset.
+    Q_INVOKABLE void showTimeline();
 
 Q_SIGNALS:
     void contentChanged();
     void workChanged();
     void positionChanged();
     void audioOnlyChanged();
+    void countdownMoved();
     /// Another feed is to be painted, or its picture is another one.
     void feedChanged();
 
@@ -75,6 +93,9 @@ private:
     [[nodiscard]] bool isBehind() const;
     /// Content and choice decide what is shown, and with it everything else.
     void tellAll();
+    void followWork();
+    /// Tells where the countdown is, and again in a thirtieth of a second while it runs.
+    void stepCountdown();
 
     std::shared_ptr<Workspace> workspace_;
     DraftPreview draft_;
@@ -82,6 +103,12 @@ private:
     /// The editor whose players report here.
     std::weak_ptr<Editor> followed_;
     bool audioOnly_ = false;
+    /// When the countdown began, on its editor's clock; none while there is none.
+    std::optional<std::chrono::nanoseconds> countdownBegan_;
+    /// What it counted from.
+    int countdownFrom_ = 0;
+    double countdownShare_ = 0;
+    Timer countdownTimer_;
 };
 
 }  // namespace kelvane

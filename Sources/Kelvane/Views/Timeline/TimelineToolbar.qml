@@ -78,7 +78,13 @@ Item {
         // In the middle, unless what is left or right of it needs the room.
         x: Math.max(header.visible ? header.x + header.width + 8 : 8, Math.min(middle, zooms.x - 8 - width))
         anchors.verticalCenter: parent.verticalCenter
+        Keys.onLeftPressed: event => event.accepted = actsGroup.step(-1)
+        Keys.onRightPressed: event => event.accepted = actsGroup.step(1)
 
+        ControlGroup {
+            id: actsGroup
+            row: acts
+        }
         IconButton {
             objectName: "playButton"
             implicitWidth: 36

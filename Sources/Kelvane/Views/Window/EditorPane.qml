@@ -6,12 +6,17 @@ import "../Preview"
 import "../Timeline"
 
 // The panes of a project: assets, divider and preview above the timeline, and the inspector beside all of them.
-Item {
+FocusScope {
     id: pane
 
     required property ProjectWindowView view
     readonly property EditorView editor: view.editor
     readonly property alias timeline: timelinePane.surface
+    readonly property alias assetsPane: assets
+    readonly property alias previewPane: preview
+    readonly property alias inspectorPane: inspector
+
+    Keys.onEscapePressed: event => event.accepted = view.escape()
 
     Item {
         id: work
@@ -21,19 +26,23 @@ Item {
 
         AssetsPane {
             id: assets
+            objectName: "assetsPane"
             width: pane.editor.assetsWidth
             height: timelinePane.y
+            dropTarget: pane.editor.dropTarget
             view: pane.view.assets
             onTimelineWanted: timelinePane.surface.forceActiveFocus(Qt.OtherFocusReason)
         }
         PaneDivider {
             id: divider
+            objectName: "paneDivider"
             x: assets.width
             height: timelinePane.y
             view: pane.editor
         }
         PreviewPane {
             id: preview
+            objectName: "previewPane"
             x: divider.x + divider.width
             width: Math.max(work.width - x, 0)
             height: timelinePane.y
@@ -49,6 +58,7 @@ Item {
         }
         TimelinePane {
             id: timelinePane
+            objectName: "timelinePane"
             anchors.bottom: parent.bottom
             width: parent.width
             // What is above it keeps some room in any window.
@@ -70,6 +80,7 @@ Item {
     }
     InspectorPane {
         id: inspector
+        objectName: "inspectorPane"
         anchors.right: parent.right
         width: Theme.inspectorWidth
         height: parent.height

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <QList>
 #include <QObject>
+#include <QUrl>
+#include <array>
 #include <memory>
 #include <optional>
 
@@ -8,8 +11,8 @@
 
 namespace kelvane {
 
-/// How the panes of one window's editor stand: the inspector, and the divider between assets and preview; draws
-/// nothing. Lengths are points. The main thread.
+/// How the panes of one window's editor stand: the inspector, and the divider between assets and preview, which keeps
+/// its place for a project; and what is dropped on the window. Draws nothing. Lengths are points. The main thread.
 class EditorView final : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool showInspector READ showInspector WRITE setShowInspector NOTIFY inspectorChanged)
@@ -18,6 +21,8 @@ class EditorView final : public QObject {
     Q_PROPERTY(double assetsWidth READ assetsWidth NOTIFY widthChanged)
     /// The same in percent of the row, a whole number.
     Q_PROPERTY(int assetsPercent READ assetsPercent NOTIFY widthChanged)
+    /// Whether files are dragged over the window that would be imported.
+    Q_PROPERTY(bool dropTarget READ dropTarget NOTIFY dropTargetChanged)
 
 public:
     explicit EditorView(std::shared_ptr<Workspace> workspace);
@@ -35,24 +40,45 @@ public:
     Q_INVOKABLE void endDividerDrag();
     /// Moves the divider by so many steps to the right.
     Q_INVOKABLE void stepDivider(int steps);
+    /// Moves the divider to so many percent of the row.
+    Q_INVOKABLE void setAssetsPercent(double percent);
     /// Back to where the divider stands at first.
     Q_INVOKABLE void resetDivider();
+
+    [[nodiscard]] bool dropTarget() const { return isOver_ && canTakeFiles(); }
+    /// What is dragged has come over the window; whether it may be dropped there. That is so for files, whatever else
+    /// the drag carries, unless the project is busy.
+    Q_INVOKABLE bool enterDrop(const QList<QUrl>& urls);
+    /// Asked anew while it stays, as the project may turn busy or come to rest.
+    Q_INVOKABLE bool acceptsDrop() const { return dropTarget(); }
+    Q_INVOKABLE void leaveDrop();
+    /// Imports the files among what is dropped, in their order and in one operation; whether it took any.
+    Q_INVOKABLE bool importDrop(const QList<QUrl>& urls);
 
 Q_SIGNALS:
     void inspectorChanged();
     void widthChanged();
+    void dropTargetChanged();
+    /// A gesture on the timeline is to end first.
+    void aboutToChange();
 
 private:
     void followEditor();
+    [[nodiscard]] double fraction() const;
     void setAssetsWidth(double width);
     void setFraction(double fraction);
+    [[nodiscard]] bool canTakeFiles() const;
+    void refreshDropTarget();
 
     std::shared_ptr<Workspace> workspace_;
-    QMetaObject::Connection connection_;
+    std::array<QMetaObject::Connection, 2> connections_;
     double rowWidth_ = 0;
-    double fraction_;
     /// The width at which a drag began.
     std::optional<double> dividerDragStart_;
+    /// Files are dragged over the window.
+    bool isOver_ = false;
+    /// As announced last.
+    bool dropTarget_ = false;
 };
 
 }  // namespace kelvane

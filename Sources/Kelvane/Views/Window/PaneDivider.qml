@@ -22,6 +22,12 @@ Item {
     Accessible.onDecreaseAction: view.stepDivider(-1)
     Keys.onLeftPressed: view.stepDivider(-1)
     Keys.onRightPressed: view.stepDivider(1)
+    // A reader of the screen sets the value.
+    onValueChanged: {
+        if (value === view.assetsPercent) return
+        view.setAssetsPercent(value)
+        value = view.assetsPercent
+    }
 
     Binding {
         target: divider

@@ -5,14 +5,17 @@
 #include <QQuickItem>
 
 #include "FileBrowser.h"
+#include "PaneFocus.h"
 #include "ProjectWindowView.h"
 #include "Views/Accessible/Announcer.h"
 #include "Views/Accessible/ItemAccessible.h"
 #include "Views/Assets/AssetThumbnail.h"
 #include "Views/Assets/AssetsSurface.h"
+#include "Views/Controls/ControlGroup.h"
 #include "Views/Controls/DashedFrame.h"
 #include "Views/Controls/HelpTips.h"
 #include "Views/Controls/Icon.h"
+#include "Views/Preview/CountdownRing.h"
 #include "Views/Preview/PreviewSurface.h"
 #include "Views/Theme.h"
 #include "Views/Timeline/TimelineSurface.h"
@@ -144,6 +147,11 @@ void registerWindowTypes() {
     qmlRegisterUncreatableType<AIAssistantView>("Kelvane", 1, 0, "AIAssistantView", made);
     qmlRegisterUncreatableType<ProjectsHomeView>("Kelvane", 1, 0, "ProjectsHomeView", made);
     qmlRegisterUncreatableType<PreviewView>("Kelvane", 1, 0, "PreviewView", made);
+    qmlRegisterUncreatableType<WindowCommands>("Kelvane", 1, 0, "WindowCommands", made);
+    qmlRegisterUncreatableType<WindowCommand>("Kelvane", 1, 0, "WindowCommand", made);
+    qmlRegisterType<PaneFocus>("Kelvane", 1, 0, "PaneFocus");
+    qmlRegisterType<ControlGroup>("Kelvane", 1, 0, "ControlGroup");
+    qmlRegisterType<CountdownRing>("Kelvane", 1, 0, "CountdownRing");
     qmlRegisterType<PreviewSurface>("Kelvane", 1, 0, "PreviewSurface");
     qmlRegisterUncreatableType<TimelineView>("Kelvane", 1, 0, "TimelineView", made);
     qmlRegisterType<TimelineSurface>("Kelvane", 1, 0, "TimelineSurface");

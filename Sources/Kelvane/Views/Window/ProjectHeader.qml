@@ -1,17 +1,26 @@
 import QtQuick
-import QtQuick.Controls.Basic
 import Kelvane
 import "../Controls"
 
-// The window's head: the way back, the project's name and whether it is saved, and what is done to the whole of it.
-Rectangle {
+// The window's head: the menus, the way back, the project's name and whether it is saved, and what is done to the whole
+// of it.
+FocusScope {
     id: header
 
     required property ProjectWindowView view
+    readonly property WindowCommands commands: view.commands
 
     implicitHeight: Theme.headerHeight
-    color: Theme.panel
 
+    // As F10 and Alt do.
+    function takeFocus() { menus.takeFocus() }
+
+    Keys.onEscapePressed: event => event.accepted = view.escape()
+
+    Rectangle {
+        anchors.fill: parent
+        color: Theme.panel
+    }
     Rectangle {
         anchors.bottom: parent.bottom
         width: parent.width
@@ -21,29 +30,45 @@ Rectangle {
 
     Row {
         id: leading
-        anchors.left: parent.left
-        anchors.leftMargin: 8
-        anchors.verticalCenter: parent.verticalCenter
-        spacing: 2
+        x: 6
+        height: parent.height
 
-        TextButton { visible: !header.view.showsHome; quiet: true; symbol: "chevron-left"; text: qsTr("Projects"); help: qsTr("Projects (Ctrl+1)"); enabled: header.view.canShowHome; onClicked: header.view.showHome() }
-        IconButton { visible: !header.view.showsHome; symbol: "undo"; label: qsTr("Undo"); help: qsTr("Undo (Ctrl+Z)"); enabled: header.view.canUndo; onClicked: header.view.undo() }
-        IconButton { visible: !header.view.showsHome; symbol: "redo"; label: qsTr("Redo"); help: qsTr("Redo (Ctrl+Shift+Z)"); enabled: header.view.canRedo; onClicked: header.view.redo() }
+        HeaderMenus {
+            id: menus
+            height: parent.height
+            commands: header.commands
+        }
+        Item {
+            visible: !header.view.showsHome
+            width: 13
+            height: parent.height
+            Rectangle { anchors.centerIn: parent; width: 1; height: 16; color: Theme.lineStrong }
+        }
+        HeaderButton {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: !header.view.showsHome
+            command: header.commands.showProjects
+            symbol: "chevron-left"
+            text: qsTr("Projects")
+            help: qsTr("Projects (Ctrl+1)")
+            quiet: true
+        }
     }
 
     Row {
         id: name
-        readonly property real room: trailing.x - leading.x - leading.width - 24
-        readonly property real middle: (header.width - width) / 2
-        x: Math.max(leading.x + leading.width + 12, Math.min(middle, trailing.x - 12 - width))
+        readonly property real from: leading.x + leading.width + 12
+        readonly property real until: trailing.x - 12
+        readonly property real middle: header.width < 860 ? (from + until - width) / 2 : (header.width - width) / 2
+        x: Math.round(Math.max(from, Math.min(middle, until - width)))
         height: parent.height
         spacing: 8
 
         Text {
             anchors.verticalCenter: parent.verticalCenter
             // Gives way before what stands beside it does.
-            width: Math.min(implicitWidth, Math.max(name.room - (saved.visible ? saved.width + 8 : 0), 40))
-            text: header.view.title
+            width: Math.min(implicitWidth, 220, Math.max(name.until - name.from - (saved.visible ? saved.width + 8 : 0), 40))
+            text: header.view.showsHome ? "Kelvane" : header.view.title
             textFormat: Text.PlainText
             elide: Text.ElideRight
             font: Theme.titleFont
@@ -67,9 +92,35 @@ Rectangle {
         anchors.verticalCenter: parent.verticalCenter
         spacing: 6
 
-        TextButton { visible: header.view.showsHome; quiet: true; symbol: "import"; text: qsTr("Import Project…"); help: qsTr("Import Project… (Ctrl+O)"); onClicked: header.view.chooseProject() }
-        TextButton { visible: header.view.showsHome; primary: true; symbol: "plus"; text: qsTr("New Project…"); help: qsTr("New Project… (Ctrl+N)"); onClicked: header.view.newProject() }
-        TextButton { visible: !header.view.showsHome; quiet: true; symbol: "import"; text: qsTr("Import Videos…"); help: qsTr("Import assets (Ctrl+I)"); enabled: header.view.canImport; onClicked: header.view.importMedia() }
-        TextButton { visible: !header.view.showsHome; primary: true; symbol: "export"; text: qsTr("Export"); help: qsTr("Export (Ctrl+E)"); enabled: header.view.canExport; onClicked: header.view.exportVideo() }
+        HeaderButton {
+            visible: header.view.showsHome
+            command: header.commands.newProject
+            symbol: "plus"
+            text: qsTr("New Project")
+            help: qsTr("New Project… (Ctrl+N)")
+            primary: true
+        }
+        HeaderButton {
+            visible: header.view.showsHome
+            command: header.commands.importProject
+            symbol: "import"
+            text: qsTr("Import Project")
+            help: qsTr("Import Project… (Ctrl+O)")
+        }
+        HeaderButton {
+            visible: !header.view.showsHome
+            command: header.commands.editWithAI
+            symbol: "sparkles"
+            text: qsTr("Edit with AI…")
+            quiet: true
+        }
+        HeaderButton {
+            visible: !header.view.showsHome
+            command: header.commands.exportVideo
+            symbol: "export"
+            text: qsTr("Export")
+            help: qsTr("Export (Ctrl+E)")
+            primary: true
+        }
     }
 }

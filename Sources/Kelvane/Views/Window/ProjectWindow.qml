@@ -33,37 +33,99 @@ ApplicationWindow {
     palette.midlight: Theme.controlPressed
 
     onClosing: close => close.accepted = view.shouldClose()
+    onXChanged: keepFrame()
+    onYChanged: keepFrame()
+    onWidthChanged: keepFrame()
+    onHeightChanged: keepFrame()
+
+    // What a maximised window is restored to is the desktop's to know.
+    function keepFrame() {
+        if (visible && visibility === Window.Windowed) view.keepFrame(Qt.rect(x, y, width, height))
+    }
+
     Connections {
         target: window.view
         function onCloseConfirmed() { window.close() }
+        function onCloseRequested() { window.close() }
         function onProjectShown() { editorPane.timeline.forceActiveFocus(Qt.OtherFocusReason) }
+        function onPaneRequested(step) { focus.go(step) }
+        function onFrameRequested(frame) {
+            if (window.visibility === Window.Maximized || window.visibility === Window.FullScreen) return
+            window.width = Math.max(frame.width, window.minimumWidth)
+            window.height = Math.max(frame.height, window.minimumHeight)
+        }
     }
 
-    Shortcut { sequences: [StandardKey.Undo]; enabled: view.canUndo; onActivated: view.undo() }
-    Shortcut { sequences: [StandardKey.Redo, "Ctrl+Y"]; enabled: view.canRedo; onActivated: view.redo() }
-    Shortcut { sequences: [StandardKey.Save]; enabled: view.canSave; onActivated: view.save() }
-    Shortcut { sequences: [StandardKey.New]; onActivated: view.newProject() }
-    Shortcut { sequences: [StandardKey.Open]; onActivated: view.chooseProject() }
-    Shortcut { sequence: "Space"; enabled: view.preview.canPlay; onActivated: view.preview.togglePlayback() }
-    Shortcut { sequence: "R"; enabled: view.preview.canRecord && !view.preview.recording; onActivated: view.preview.toggleRecording() }
-    Shortcut { sequences: ["Del", "Backspace"]; enabled: view.timeline.canDelete; onActivated: view.timeline.deleteSelection() }
-    Shortcut { sequence: "Ctrl+B"; enabled: view.timeline.canSplit; onActivated: view.timeline.split() }
-    Shortcut { sequence: "Ctrl+I"; enabled: view.canImport; onActivated: view.importMedia() }
-    Shortcut { sequence: "Ctrl+E"; enabled: view.canExport; onActivated: view.exportVideo() }
-    // Desktops that name no key for it would leave the standard one empty.
-    Shortcut { sequence: "Ctrl+Q"; onActivated: view.quit() }
-    Shortcut { sequence: "Ctrl+1"; enabled: view.canShowHome; onActivated: view.showHome() }
+    // The keys of all commands. They belong to the window's content, so that what stands over it keeps them out.
+    Item {
+        Instantiator {
+            model: window.view.commands.count
+            Shortcut {
+                required property int index
+                readonly property WindowCommand command: window.view.commands.at(index)
+                sequences: command.keys
+                enabled: command.actsByKey
+                autoRepeat: command.repeats
+                onActivated: command.trigger()
+            }
+        }
+        Shortcut { sequence: "F10"; onActivated: header.takeFocus() }
+    }
+    PaneFocus {
+        id: focus
+        panes: [header, editorPane.assetsPane, editorPane.previewPane, editorPane.timeline, editorPane.inspectorPane, home]
+        onAltPressed: header.takeFocus()
+    }
+    Binding {
+        target: window.view
+        property: "typing"
+        value: focus.typing
+    }
+    // Files are dropped anywhere on the window of a project.
+    DropArea {
+        // The whole window, its head too.
+        parent: window.contentItem.parent
+        width: window.width
+        height: window.height
+        z: -1
+        onEntered: drag => drag.accepted = drag.hasUrls && window.view.editor.enterDrop(drag.urls)
+        onPositionChanged: drag => drag.accepted = window.view.editor.acceptsDrop()
+        onExited: window.view.editor.leaveDrop()
+        onDropped: drop => drop.accepted = window.view.editor.importDrop(drop.urls)
+    }
+    Rectangle {
+        objectName: "dropFrame"
+        parent: window.contentItem.parent
+        x: 4
+        y: 4
+        width: window.width - 8
+        height: window.height - 8
+        z: 1
+        radius: Theme.previewRadius
+        color: "transparent"
+        border.width: 3
+        border.color: Theme.accent
+        opacity: window.view.editor.dropTarget ? 0.4 : 0
+        visible: opacity > 0
+        Behavior on opacity { NumberAnimation { duration: 100 } }
+    }
 
-    header: ProjectHeader { view: window.view }
+    header: ProjectHeader {
+        id: header
+        objectName: "projectHeader"
+        view: window.view
+    }
     HelpBubble { tips: window.view.tips }
 
     EditorPane {
         id: editorPane
         anchors.fill: parent
         visible: !window.view.showsHome
+        focus: visible
         view: window.view
     }
     HomeView {
+        id: home
         anchors.fill: parent
         visible: window.view.showsHome
         view: window.view.home

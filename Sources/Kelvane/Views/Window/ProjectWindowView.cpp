@@ -4,6 +4,8 @@
 #include <QPointer>
 #include <utility>
 
+#include "ProjectPlace.h"
+
 namespace kelvane {
 
 namespace {
@@ -24,13 +26,17 @@ ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Wo
       assistants_(workspace_),
       home_(windows_, workspace_),
       tips_(windows.context()),
-      toast_(workspace_, windows.context(), timeline_) {
+      toast_(workspace_, windows.context(), timeline_),
+      commands_([this](CommandID id) { perform(id); }) {
     inspector_.follow(timeline_);
     connect(&inspector_, &InspectorView::drafted, &preview_, &PreviewView::showDraft);
     connect(&assets_, &AssetsView::willChange, &timeline_, &TimelineView::resetGesture);
     connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
     connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::refreshDerived);
     connect(&windows_, &ProjectWindows::workChanged, this, &ProjectWindowView::copyingChanged);
+    connect(&timeline_, &TimelineView::enablingChanged, this, &ProjectWindowView::refreshCommands);
+    connect(&timeline_, &TimelineView::scaleChanged, this, &ProjectWindowView::refreshCommands);
+    connect(&editor_, &EditorView::aboutToChange, this, [this] { timeline_.resetGesture(); });
     followEditor();
 }
 
@@ -40,13 +46,17 @@ void ProjectWindowView::followEditor() {
         editorConnections_ = {
             connect(editor.get(), &Editor::contentChanged, this, &ProjectWindowView::refreshContent),
             connect(editor.get(), &Editor::workChanged, this, &ProjectWindowView::refreshWork),
+            connect(editor.get(), &Editor::selectionChanged, this, &ProjectWindowView::refreshCommands),
         };
     } else {
         windows_.reload();
     }
     refreshContent();
     refreshWork();
-    if (workspace_->editor()) Q_EMIT projectShown();
+    const auto editor = workspace_->editor();
+    if (!editor) return;
+    if (const auto& frame = ProjectPlace::of(*editor).windowFrame) Q_EMIT frameRequested(*frame);
+    Q_EMIT projectShown();
 }
 
 void ProjectWindowView::refreshContent() {
@@ -57,19 +67,14 @@ void ProjectWindowView::refreshContent() {
 }
 
 void ProjectWindowView::refreshWork() {
+    followRecording();
     Q_EMIT copyingChanged();
     Q_EMIT workChanged();
     refreshDerived();
 }
 
 void ProjectWindowView::refreshDerived() {
-    const Enabling enabling{.undo = canUndo(),
-                            .redo = canRedo(),
-                            .exportVideo = canExport(),
-                            .save = canSave(),
-                            .import = canImport(),
-                            .showHome = canShowHome()};
-    if (std::exchange(enabling_, enabling) != enabling) Q_EMIT enablingChanged();
+    refreshCommands();
     tips_.setBusyReason(busyReason());
     if (const QString present = status(); std::exchange(status_, present) != present) Q_EMIT statusChanged();
     if (const QString present = error(); std::exchange(error_, present) != present) Q_EMIT errorChanged();
@@ -84,9 +89,6 @@ QString ProjectWindowView::title() const {
 QString ProjectWindowView::status() const {
     const auto editor = workspace_->editor();
     if (!editor) return {};
-    if (editor->isExporting()) return tr("Exporting %1").arg(text(editor->exportFormat()));
-    if (editor->isImporting()) return tr("Importing…");
-    if (editor->isCopying()) return tr("Copying…");
     if (editor->saveFailed()) return tr("Not saved");
     return editor->isDirty() ? tr("Saving…") : tr("Saved");
 }
@@ -106,25 +108,6 @@ QString ProjectWindowView::importProgress() const {
     const auto progress = editor ? editor->importProgress() : Editor::ImportProgress();
     return progress.count > 1 ? tr("%1 of %2").arg(progress.file).arg(progress.count) : QString();
 }
-
-bool ProjectWindowView::canUndo() const {
-    const auto editor = workspace_->editor();
-    return editor && !editor->undoStack().empty() && !editor->busy();
-}
-
-bool ProjectWindowView::canRedo() const {
-    const auto editor = workspace_->editor();
-    return editor && !editor->redoStack().empty() && !editor->busy();
-}
-
-bool ProjectWindowView::canExport() const {
-    const auto editor = workspace_->editor();
-    return editor && !editor->clips().empty() && !editor->busy();
-}
-
-bool ProjectWindowView::canSave() const { return !showsHome() && !busy(); }
-bool ProjectWindowView::canImport() const { return !showsHome() && !busy(); }
-bool ProjectWindowView::canShowHome() const { return !busy(); }
 
 std::shared_ptr<ProjectWork> ProjectWindowView::shownWork() const {
     // What opens without copies is there before anybody could read about it.
@@ -216,7 +199,7 @@ void ProjectWindowView::redo() {
 }
 
 void ProjectWindowView::save() {
-    if (canSave()) windows_.flush(workspace_->editor());
+    if (can(CommandID::saveProject)) windows_.flush(workspace_->editor());
 }
 
 void ProjectWindowView::exportVideo() {

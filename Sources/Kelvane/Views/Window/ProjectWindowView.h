@@ -2,6 +2,7 @@
 
 #include <QCoroTask>
 #include <QObject>
+#include <QRectF>
 #include <QString>
 #include <array>
 #include <memory>
@@ -17,6 +18,7 @@
 #include "Views/Inspector/InspectorView.h"
 #include "Views/Preview/PreviewView.h"
 #include "Views/Timeline/TimelineView.h"
+#include "WindowCommands.h"
 #include "Windows/ProjectWindows.h"
 
 namespace kelvane {
@@ -36,12 +38,9 @@ class ProjectWindowView final : public QObject {
     Q_PROPERTY(QString status READ status NOTIFY statusChanged)
     /// Whether changes could not be saved.
     Q_PROPERTY(bool unsaved READ unsaved NOTIFY statusChanged)
-    Q_PROPERTY(bool canUndo READ canUndo NOTIFY enablingChanged)
-    Q_PROPERTY(bool canRedo READ canRedo NOTIFY enablingChanged)
-    Q_PROPERTY(bool canExport READ canExport NOTIFY enablingChanged)
-    Q_PROPERTY(bool canSave READ canSave NOTIFY enablingChanged)
-    Q_PROPERTY(bool canImport READ canImport NOTIFY enablingChanged)
-    Q_PROPERTY(bool canShowHome READ canShowHome NOTIFY enablingChanged)
+    /// Whether a text field has the keyboard, as the window sees it.
+    Q_PROPERTY(bool typing READ typing WRITE setTyping NOTIFY typingChanged)
+    Q_PROPERTY(kelvane::WindowCommands* commands READ commands CONSTANT)
     /// What is copied or removed, and how far that is; empty when there is nothing to wait for.
     Q_PROPERTY(QString copying READ copying NOTIFY copyingChanged)
     /// The same from 0 to 1.
@@ -74,16 +73,15 @@ public:
     [[nodiscard]] bool busy() const;
     [[nodiscard]] bool exporting() const;
     [[nodiscard]] QString importProgress() const;
-    // What is enabled. On the projects home only going there is, and what makes or opens a project, which always is; a
-    // project that is busy keeps out all that acts on it or leaves it.
-    [[nodiscard]] bool canUndo() const;
-    [[nodiscard]] bool canRedo() const;
-    [[nodiscard]] bool canExport() const;
-    [[nodiscard]] bool canSave() const;
-    [[nodiscard]] bool canImport() const;
-    [[nodiscard]] bool canShowHome() const;
     /// Why what would change the project is disabled; empty where nothing is at work.
     [[nodiscard]] QString busyReason() const;
+    [[nodiscard]] bool typing() const { return isTyping_; }
+    void setTyping(bool typing);
+    [[nodiscard]] WindowCommands* commands() { return &commands_; }
+    /// What decides which commands can be given now.
+    [[nodiscard]] CommandState commandState() const;
+    /// Whether the command can be given now.
+    [[nodiscard]] bool can(CommandID id) const { return isEnabled(id, commandState()); }
     [[nodiscard]] QString copying() const;
     [[nodiscard]] double copyingProgress() const;
     [[nodiscard]] QString error() const;
@@ -114,6 +112,11 @@ public:
     /// Stops what `copying` tells of, as far as it can be stopped, and nothing else.
     Q_INVOKABLE void cancelCopying();
     Q_INVOKABLE void dismissError();
+    /// What Escape ends, where no control has taken it: the first of a gesture, a countdown, the preview of an asset
+    /// and a selection. Whether there was one.
+    Q_INVOKABLE bool escape();
+    /// The window stands there, in points of the desktop.
+    Q_INVOKABLE void keepFrame(const QRectF& frame);
     /// Whether the window may close now. Where changes are still to be saved it may not, and `closeConfirmed` follows
     /// once they are.
     Q_INVOKABLE bool shouldClose();
@@ -131,10 +134,18 @@ Q_SIGNALS:
     void workChanged();
     // Those that content and work both bear on are sent when their values are others.
     void statusChanged();
-    void enablingChanged();
     void copyingChanged();
     void errorChanged();
+    void typingChanged();
     void quitRequested();
+    /// The window is to be closed, as its own button does it.
+    void closeRequested();
+    /// The keyboard is to go to the next pane, or with -1 to the one before.
+    void paneRequested(int step);
+    void shortcutsRequested();
+    void aboutRequested();
+    /// The project that came to be shown was last shown in a window that stood so.
+    void frameRequested(const QRectF& frame);
     /// Everything is saved; the window that was asked to close may.
     void closeConfirmed();
 
@@ -143,19 +154,12 @@ private:
     [[nodiscard]] std::shared_ptr<ProjectWork> shownWork() const;
     /// How far the copies are that are shown; zeros when there are none.
     [[nodiscard]] TransferProgress shownProgress() const;
-    /// What can be done.
-    struct Enabling {
-        bool undo = false;
-        bool redo = false;
-        bool exportVideo = false;
-        bool save = false;
-        bool import = false;
-        bool showHome = false;
-        bool operator==(const Enabling&) const = default;
-    };
-
     QCoro::Task<void> closeWhenSaved();
     void followEditor();
+    void perform(CommandID id);
+    void editClips(CommandID id);
+    void refreshCommands();
+    void followRecording();
     void refreshContent();
     void refreshWork();
     /// Sends the signals of what content and work both bear on.
@@ -165,7 +169,7 @@ private:
 
     ProjectWindows& windows_;
     std::shared_ptr<Workspace> workspace_;
-    std::array<QMetaObject::Connection, 2> editorConnections_;
+    std::array<QMetaObject::Connection, 3> editorConnections_;
     PreviewView preview_;
     TimelineView timeline_;
     EditorView editor_;
@@ -177,8 +181,10 @@ private:
     ProjectsHomeView home_;
     HelpTips tips_;
     AssistantToast toast_;
+    WindowCommands commands_;
+    bool isTyping_ = false;
+    bool wasRecording_ = false;
     // As announced last.
-    Enabling enabling_;
     QString status_;
     QString error_;
 };

@@ -1,0 +1,49 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import Kelvane
+
+// A row of a menu: what it does, and in grey the key that does the same.
+MenuItem {
+    id: item
+
+    // The key, "Ctrl+N"; empty without one.
+    property string shortcut: ""
+    // Where what it does can't be taken back.
+    property bool dangerous: false
+    readonly property color ink: !enabled ? Theme.text4 : highlighted ? Theme.onAccent : dangerous ? Theme.danger : Theme.text1
+
+    implicitHeight: 30
+    implicitWidth: leftPadding + label.implicitWidth + (keyText.visible ? 32 + keyText.implicitWidth : 0) + rightPadding
+    leftPadding: 10
+    rightPadding: 10
+    topPadding: 0
+    bottomPadding: 0
+    font: Theme.bodyFont
+    contentItem: Item {
+        Text {
+            id: label
+            anchors.verticalCenter: parent.verticalCenter
+            text: item.text
+            textFormat: Text.PlainText
+            font: item.font
+            color: item.ink
+            Accessible.ignored: true
+        }
+        Text {
+            id: keyText
+            anchors.right: parent.right
+            anchors.verticalCenter: parent.verticalCenter
+            visible: text.length > 0
+            text: item.shortcut
+            font: Theme.captionFont
+            color: !item.enabled ? Theme.text4 : item.highlighted ? Theme.onAccent : Theme.text3
+            Accessible.ignored: true
+        }
+    }
+    arrow: null
+    indicator: null
+    background: Rectangle {
+        radius: 5
+        color: !item.highlighted || !item.enabled ? "transparent" : item.down ? Theme.accentPressed : Theme.accent
+    }
+}
