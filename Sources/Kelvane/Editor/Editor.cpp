@@ -32,7 +32,7 @@ Editor::Editor(const UUID& id, const std::optional<FileURL>& mediaDirectory, Edi
     : id_(id),
       mediaDirectory_(mediaDirectory),
       services_(std::move(services)),
-      ai_(std::make_shared<AIAssistantSession>(services_.context, services_.media)),
+      ai_(std::make_shared<AIAssistantSession>(services_.context, services_.media, services_.desktop)),
       clips_(std::make_shared<const std::vector<Clip>>()),
       assets_(clips_),
       savedClips_(clips_),

@@ -217,8 +217,9 @@ public:
     /// The message that the window shows.
     [[nodiscard]] const std::optional<std::string>& error() const { return error_; }
     void setError(std::optional<std::string> error);
-    /// The file of the last export that was finished.
+    /// The file of the last export that was finished, until a person has taken note of it.
     [[nodiscard]] const std::optional<FileURL>& exportedURL() const { return exportedURL_; }
+    void clearExportedURL();
     [[nodiscard]] bool exportCancellationRequested() const { return exportCancellationRequested_; }
     /// The project's media is being copied: into its folder by a load, elsewhere by Save As or for a duplicate; or the
     /// project is being deleted.

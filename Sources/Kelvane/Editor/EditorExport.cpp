@@ -90,6 +90,8 @@ QCoro::Task<void> Editor::exportFromWindow(FileURL destination, ExportResolution
         setError(MediaEngine::exportFailureDescription(ended.error()));
 }
 
+void Editor::clearExportedURL() { set(exportedURL_, std::nullopt, State::work); }
+
 void Editor::cancelExport() {
     exportCancellationRequested_ = true;
     exportTask_.request_stop();

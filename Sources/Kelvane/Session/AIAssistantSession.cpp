@@ -32,8 +32,12 @@ Result<std::string> requiredOption(const CLIRequest& request, const char* name) 
 
 Error projectClosed() { return CLIError("The Kelvane project is closed."); }
 
-AIAssistantSession::AIAssistantSession(MainContext* context, MediaPlatform* media)
-    : context_(context), media_(media), connecting_(*context), door_(std::make_shared<RequestDoor>(context)) {}
+AIAssistantSession::AIAssistantSession(MainContext* context, MediaPlatform* media, DesktopServices* desktop)
+    : context_(context),
+      media_(media),
+      desktop_(desktop),
+      connecting_(*context),
+      door_(std::make_shared<RequestDoor>(context)) {}
 
 AIAssistantSession::~AIAssistantSession() { door_->shut(); }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QCoroTask>
+#include <QObject>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Assistant/AIDesktopAssistant.h"
 #include "CLI/CLIProjectDiscovery.h"
 #include "CLI/CLIRequest.h"
 #include "CLI/LocalCLIConnection.h"
@@ -23,15 +25,18 @@ namespace kelvane {
 class Editor;
 
 /// The server side of the command interface for one open project: opens the live connection, turns each message into a
-/// reply, and holds the rules that make an outside caller safe beside a user who works in the same window. The main
-/// thread, but for the handler that receives messages.
+/// reply, and holds the rules that make an outside caller safe beside a user who works in the same window. Also the way
+/// on which a person hands the project to an assistant. The main thread, but for the handler that receives messages.
 ///
 /// Up to eight requests may be in `perform` at once; they take turns wherever one of them waits. What a request relied
 /// on is asked again after each of its waits.
-class AIAssistantSession final : public std::enable_shared_from_this<AIAssistantSession> {
+class AIAssistantSession final : public QObject, public std::enable_shared_from_this<AIAssistantSession> {
+    Q_OBJECT
+
 public:
-    AIAssistantSession(MainContext* context, MediaPlatform* media);
-    ~AIAssistantSession();
+    /// `desktop` is where assistants are found; null means that there are none.
+    AIAssistantSession(MainContext* context, MediaPlatform* media, DesktopServices* desktop = nullptr);
+    ~AIAssistantSession() override;
 
     /// The editor that owns this session; set once, right after both are made.
     void setEditor(std::weak_ptr<Editor> editor);
@@ -69,6 +74,32 @@ public:
     [[nodiscard]] Result<void> checkWrite(const std::string& revision, const UUID& epoch) const;
     /// The same without regard to running work.
     [[nodiscard]] Result<void> checkSnapshot(const std::string& revision, const UUID& epoch) const;
+
+    // The launch of an assistant, as a sheet shows it.
+    /// Saves the project, and answers whether it is on disk. Without it, it counts as saved.
+    std::function<QCoro::Task<bool>()> flush;
+    /// Whether the sheet is shown.
+    [[nodiscard]] bool showSheet() const { return showSheet_; }
+    /// Those that were installed when the sheet was opened, in order.
+    [[nodiscard]] const std::vector<AIDesktopAssistant>& assistants() const { return assistants_; }
+    /// A launch is under way.
+    [[nodiscard]] bool launching() const { return launching_; }
+    /// What the last launch failed with.
+    [[nodiscard]] const std::optional<std::string>& message() const { return message_; }
+    /// Opens the sheet, and ends a gesture. Nothing while the editor is busy, without assets, and during a launch.
+    void start();
+    /// Closes the sheet. Nothing during a launch.
+    void dismissSheet();
+    /// Saves the project, connects, prepares the session folder with its instructions, and opens the assistant on a
+    /// task there; then the sheet closes. What fails is told in `message`, and the sheet stays: "Save the project
+    /// before starting AI editing." where there is nothing on disk and the editor has no words of its own, else in the
+    /// words of what failed. A launch whose period of serving ends leaves the sheet as it is. Nothing while the editor
+    /// is busy and during another launch.
+    void launch(AIDesktopAssistant assistant);
+
+Q_SIGNALS:
+    /// What the sheet shows is another.
+    void sheetChanged();
 
 private:
     /// One write that passed its first check.
@@ -120,8 +151,15 @@ private:
     /// told of as the session's end.
     [[nodiscard]] Error failureOf(Error error, const Write& write) const;
 
+    // AIAssistantSessionLaunch.cpp
+    QCoro::Task<void> runLaunch(AIDesktopAssistant assistant);
+    QCoro::Task<Result<void>> launchSteps(AIDesktopAssistant assistant, UUID epoch);
+    /// The project's file once it holds what a person sees.
+    QCoro::Task<Result<FileURL>> savedProject(UUID epoch);
+
     MainContext* context_;
     MediaPlatform* media_;
+    DesktopServices* desktop_;
     std::weak_ptr<Editor> editor_;
     std::unique_ptr<LocalCLIConnection> connection_;
     std::unique_ptr<CLIProjectDiscovery> discovery_;
@@ -130,6 +168,10 @@ private:
     UUID generation_ = UUID::random();
     /// Ends the work that the period of serving `generation_` asked for.
     std::stop_source period_;
+    bool showSheet_ = false;
+    std::vector<AIDesktopAssistant> assistants_;
+    bool launching_ = false;
+    std::optional<std::string> message_;
 };
 
 /// The value of a request's option, if it is there and not empty; else "Missing --<name>. Run cli help."

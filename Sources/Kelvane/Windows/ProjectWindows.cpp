@@ -35,6 +35,14 @@ DocumentStamp stampOfWhatWasRead(const FileURL& document, const DocumentStamp& b
 QCoro::Task<Result<void>> failed(std::string sentence) { co_return fail(std::move(sentence)); }
 QCoro::Task<bool> answered(bool answer) { co_return answer; }
 
+/// Saves for a session, which may outlive both; false where either is gone.
+QCoro::Task<bool> flushWeakly(QPointer<ProjectWindows> windows, std::weak_ptr<Editor> weak) {
+    const auto editor = weak.lock();
+    if (windows.isNull() || !editor) co_return false;
+    auto saving = windows->flush(editor);
+    co_return co_await saving;
+}
+
 }  // namespace
 
 ProjectWindows::ProjectWindows(EditorServices services, std::optional<FileURL> libraryRoot)
@@ -169,6 +177,7 @@ void ProjectWindows::enter(const EditorPtr& editor, const LibraryProject& projec
         const auto changed = weak.lock();
         if (!self.isNull() && changed) self->saving_.schedule(changed);
     };
+    editor->ai().flush = [self, weak = std::weak_ptr(editor)] { return flushWeakly(self, weak); };
     editors_[project.id] = editor;
 }
 

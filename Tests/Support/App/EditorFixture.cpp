@@ -26,6 +26,7 @@ void EditorFixture::makeEditor(bool inLibrary) {
     services.panels = &panels;
     services.unfinished = unfinished;
     services.recording = &recording;
+    services.desktop = &desktop;
     services.makePlayer = [this](PlayerRole role) {
         auto made = std::make_unique<FakePlayer>();
         (role == PlayerRole::main ? player : hoverPlayer) = made.get();

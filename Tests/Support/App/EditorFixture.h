@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Editor/Editor.h"
+#include "FakeDesktopServices.h"
 #include "FakeMainContext.h"
 #include "FakePanels.h"
 #include "FakePlayer.h"
@@ -80,6 +81,7 @@ protected:
     FakeMainContext context;
     FakeMediaPlatform media;
     FakePanels panels;
+    FakeDesktopServices desktop;
     std::shared_ptr<Editor> editor;
     /// The player of `editor`.
     FakePlayer* player = nullptr;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "FakeDesktopServices.h"
 #include "FakeMainContext.h"
 #include "FakePanels.h"
 #include "FakePlayer.h"
@@ -46,7 +47,8 @@ protected:
                            .media = &media,
                            .panels = &panels,
                            .makePlayer = [](PlayerRole) { return std::make_unique<FakePlayer>(); },
-                           .recording = &recording},
+                           .recording = &recording,
+                           .desktop = &desktop},
             folder.url("Projects"));
         context.settle();
         windows->tell = [this](const std::string& sentence) { told.push_back(sentence); };
@@ -142,6 +144,7 @@ protected:
     FakeMediaPlatform media;
     FakePanels panels;
     FakeRecording recording;
+    FakeDesktopServices desktop;
     std::unique_ptr<ProjectWindows> windows;
     std::vector<UUID> asked;
     /// What was told beside windows.
