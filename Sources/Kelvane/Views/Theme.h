@@ -35,6 +35,10 @@ class Theme final : public QObject {
     Q_PROPERTY(QColor control MEMBER control CONSTANT)
     Q_PROPERTY(QColor controlHover MEMBER controlHover CONSTANT)
     Q_PROPERTY(QColor controlPressed MEMBER controlPressed CONSTANT)
+    Q_PROPERTY(QColor segmentOn MEMBER segmentOn CONSTANT)
+    Q_PROPERTY(QColor dangerFill MEMBER dangerFill CONSTANT)
+    Q_PROPERTY(QColor dangerHover MEMBER dangerHover CONSTANT)
+    Q_PROPERTY(QColor dangerPressed MEMBER dangerPressed CONSTANT)
     Q_PROPERTY(QColor tip MEMBER tip CONSTANT)
     Q_PROPERTY(QColor tipButton MEMBER tipButton CONSTANT)
     Q_PROPERTY(QColor tipButtonHover MEMBER tipButtonHover CONSTANT)
@@ -48,6 +52,7 @@ class Theme final : public QObject {
     Q_PROPERTY(QColor onAccent MEMBER onAccent CONSTANT)
     Q_PROPERTY(QColor danger MEMBER danger CONSTANT)
     Q_PROPERTY(QColor record MEMBER record CONSTANT)
+    Q_PROPERTY(QColor snap MEMBER snap CONSTANT)
     Q_PROPERTY(QColor line READ presentLine NOTIFY appearanceChanged)
     Q_PROPERTY(QColor lineStrong READ presentLineStrong NOTIFY appearanceChanged)
     Q_PROPERTY(QColor edge MEMBER edge CONSTANT)
@@ -66,6 +71,7 @@ class Theme final : public QObject {
     Q_PROPERTY(QFont buttonFont READ buttonFont CONSTANT)
     Q_PROPERTY(QFont titleFont READ titleFont CONSTANT)
     Q_PROPERTY(QFont cardTitleFont READ cardTitleFont CONSTANT)
+    Q_PROPERTY(QFont sheetTitleFont READ sheetTitleFont CONSTANT)
     Q_PROPERTY(QFont countdownFont READ countdownFont CONSTANT)
     Q_PROPERTY(double headerHeight MEMBER headerHeight CONSTANT)
     Q_PROPERTY(double toolbarHeight MEMBER toolbarHeight CONSTANT)
@@ -76,6 +82,10 @@ class Theme final : public QObject {
     Q_PROPERTY(double menuRadius MEMBER menuRadius CONSTANT)
     Q_PROPERTY(double previewRadius MEMBER previewRadius CONSTANT)
     Q_PROPERTY(double sheetRadius MEMBER sheetRadius CONSTANT)
+    Q_PROPERTY(double sheetRise MEMBER sheetRise CONSTANT)
+    Q_PROPERTY(int sheetIn MEMBER sheetIn CONSTANT)
+    Q_PROPERTY(int sheetOut MEMBER sheetOut CONSTANT)
+    Q_PROPERTY(int reducedFade MEMBER reducedFade CONSTANT)
     Q_PROPERTY(double focusRing MEMBER focusRing CONSTANT)
     Q_PROPERTY(int fillIn READ presentFillIn NOTIFY appearanceChanged)
     Q_PROPERTY(int fillOut READ presentFillOut NOTIFY appearanceChanged)
@@ -99,6 +109,12 @@ public:
     static constexpr QColor control = themeColor(0x2b2e33);
     static constexpr QColor controlHover = themeColor(0x353940);
     static constexpr QColor controlPressed = themeColor(0x24272b);
+    /// The chosen one of a few that stand side by side.
+    static constexpr QColor segmentOn = themeColor(0x3b4048);
+    /// A button for what can't be taken back, under white text.
+    static constexpr QColor dangerFill = themeColor(0xc93a36);
+    static constexpr QColor dangerHover = themeColor(0xd2413c);
+    static constexpr QColor dangerPressed = themeColor(0xae2f2b);
     static constexpr QColor tip = themeColor(0x33373d);
     static constexpr QColor tipButton = themeColor(0x444950);
     static constexpr QColor tipButtonHover = themeColor(0x4f555d);
@@ -168,6 +184,11 @@ public:
     static constexpr double menuRadius = 9;
     static constexpr double previewRadius = 10;
     static constexpr double sheetRadius = 12;
+    /// How far a sheet rises as it fades in, and how long it fades in, out, and where motion is reduced.
+    static constexpr double sheetRise = 8;
+    static constexpr int sheetIn = 180;
+    static constexpr int sheetOut = 120;
+    static constexpr int reducedFade = 100;
     /// Width of the ring of the keyboard's focus, and of its gap.
     static constexpr double focusRing = 2;
 
@@ -198,6 +219,7 @@ public:
     static QFont buttonFont() { return font(13, QFont::Medium); }
     static QFont titleFont() { return font(13, QFont::DemiBold); }
     static QFont cardTitleFont() { return font(15, QFont::DemiBold); }
+    static QFont sheetTitleFont() { return font(17, QFont::DemiBold); }
     static QFont countdownFont() { return font(56, QFont::DemiBold); }
 
     // What QML reads of what isn't constant.

@@ -115,6 +115,9 @@ TEST_F(ProjectWindowViewTests, AnExportKeepsEverythingOutUntilItIsCancelled) {
     const auto editor = openClip();
     panels.destinations = {folder.url("film.mp4")};
     view.exportVideo();
+    context.settle();
+    EXPECT_TRUE(panels.askedDestinations.empty()) << "it is chosen first what is made";
+    view.exportOptions()->confirm();
     EXPECT_EQ(enabled(), Enabled{}) << "while its place is looked at";
     EXPECT_FALSE(view.shouldClose());
     while (!view.exporting()) {
@@ -226,7 +229,10 @@ TEST_F(ProjectWindowViewTests, EachPropertyIsAnnouncedAtItsOwnRate) {
     EXPECT_THAT(announced([&] { windows->setError("Amiss, too."); }), ElementsAre("error"));
     EXPECT_THAT(announced([&] { view.dismissError(); }), ElementsAre("error"));
     panels.destinations = {folder.url("film.mp4")};
-    EXPECT_THAT(announced([&] { view.exportVideo(); }), ElementsAre("undo", "work"));
+    const auto confirm = [&] {
+        editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
+    };
+    EXPECT_THAT(announced(confirm), ElementsAre("undo", "work"));
     const auto begin = [&] {
         while (!editor->isExporting() && context.stepBackground()) context.runPosted();
     };

@@ -160,7 +160,8 @@ void addButtonState(const QQuickItem& item, QAccessible::State& state) {
     state.checkable = item.property("checkable").toBool();
     state.checked = state.checkable && item.property("checked").toBool();
     state.pressed = item.property("down").toBool();
-    state.defaultButton = state.defaultButton || item.property("highlighted").toBool();
+    // Rows of lists and menus are highlighted, too.
+    if (isToggledButton(item)) state.defaultButton = state.defaultButton || item.property("highlighted").toBool();
 }
 
 void addTextState(const QQuickItem& item, QAccessible::State& state) {
@@ -230,6 +231,8 @@ QAccessible::Role roleOf(const QQuickItem& item) {
     const auto* attached = attachedTo(item);
     const auto role = attached ? attached->property("role").value<QAccessible::Role>() : QAccessible::NoRole;
     if (role == QAccessible::NoRole) return roleByType(item);
+    // Qt calls the list of a combo box a dialog as well.
+    if (role == QAccessible::Dialog && popup && !popup->inherits("QQuickDialog")) return QAccessible::NoRole;
     return role == QAccessible::CheckBox && isToggledButton(item) ? QAccessible::PushButton : role;
 }
 

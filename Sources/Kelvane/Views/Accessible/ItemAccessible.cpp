@@ -44,6 +44,8 @@ void followChanges(QQuickItem& item) {
     if (AccessibleItems::isShownText(item)) new TextTeller(item);
     QObject::connect(&item, &QQuickItem::visibleChanged, &item, [&item] {
         tell(item, item.isVisible() ? QAccessible::ObjectCreated : QAccessible::ObjectDestroyed);
+        if (item.isVisible() && AccessibleItems::roleOf(item) == QAccessible::AlertMessage)
+            tell(item, QAccessible::Alert);
     });
     QObject::connect(&item, &QQuickItem::enabledChanged, &item, [&item] {
         if (!AccessibleEvents::isHeard()) return;
@@ -125,7 +127,9 @@ void* ItemAccessible::interface_cast(QAccessible::InterfaceType type) {
             return isField() || role() == QAccessible::StaticText ? static_cast<QAccessibleTextInterface*>(&text_)
                                                                   : nullptr;
         case QAccessible::EditableTextInterface:
-            return isField() ? static_cast<QAccessibleEditableTextInterface*>(&text_) : nullptr;
+            return isField() && !item().property("readOnly").toBool()
+                       ? static_cast<QAccessibleEditableTextInterface*>(&text_)
+                       : nullptr;
         default:
             return QAccessibleObject::interface_cast(type);
     }

@@ -9,16 +9,18 @@ KeyButton {
     property string help: ""
     // The one main action of a surface.
     property bool primary: false
+    // Does what can't be taken back.
+    property bool danger: false
     // Without a ground of its own until it is hovered.
     property bool quiet: false
-    readonly property color ink: !enabled ? Theme.text4 : primary ? Theme.onAccent : Theme.text1
+    readonly property color ink: !enabled ? Theme.text4 : primary ? Theme.onAccent : danger ? "white" : Theme.text1
 
     implicitHeight: 30
     leftPadding: symbol.length > 0 ? 10 : 12
     rightPadding: 12
     topPadding: 0
     bottomPadding: 0
-    font: primary ? Theme.titleFont : Theme.buttonFont
+    font: primary || danger ? Theme.titleFont : Theme.buttonFont
     focusPolicy: Qt.TabFocus
     Accessible.name: text
     Accessible.description: help
@@ -49,10 +51,11 @@ KeyButton {
         readonly property bool lit: button.hovered && button.enabled
         radius: Theme.controlRadius
         color: button.primary && button.enabled ? (button.down ? Theme.accentPressed : lit ? Theme.accentHover : Theme.accent)
+             : button.danger && button.enabled ? (button.down ? Theme.dangerPressed : lit ? Theme.dangerHover : Theme.dangerFill)
              : button.down ? Theme.controlPressed
              : button.quiet ? (lit ? Theme.control : "transparent")
              : lit ? Theme.controlHover : button.enabled ? Theme.control : "transparent"
-        border.width: button.quiet || (button.primary && button.enabled) ? 0 : 1
+        border.width: button.quiet || ((button.primary || button.danger) && button.enabled) ? 0 : 1
         border.color: Theme.line
         Behavior on color { ColorAnimation { duration: button.hovered ? Theme.fillIn : Theme.fillOut } }
         FocusRing { visible: button.visualFocus }

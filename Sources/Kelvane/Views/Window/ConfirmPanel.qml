@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Controls.Basic
 import Kelvane
 
 PromptPanel {
@@ -8,18 +7,11 @@ PromptPanel {
     required property ConfirmQuestion question
 
     title: question.title
+    message: question.text
     acceptText: question.accept
     rejectText: question.reject
     // What is confirmed can't be taken back.
     agreesByDefault: false
-    contentItem: Label {
-        focus: true
-        text: panel.question.text
-        textFormat: Text.PlainText
-        wrapMode: Text.Wrap
-        Keys.onReturnPressed: panel.pressDefault()
-        Keys.onEnterPressed: panel.pressDefault()
-    }
-    onAccepted: panel.question.confirm()
-    onRejected: panel.question.cancel()
+    onAgreed: panel.question.confirm()
+    onDeclined: panel.question.cancel()
 }

@@ -1,6 +1,6 @@
 import QtQuick
-import QtQuick.Controls.Basic
 import Kelvane
+import "../Sheets"
 
 PromptPanel {
     id: panel
@@ -8,15 +8,16 @@ PromptPanel {
     required property NameQuestion question
 
     title: question.title
+    width: 340
     acceptText: question.accept
     rejectText: question.reject
-    contentItem: TextField {
+    firstFocus: field
+    extra: SheetField {
         id: field
-        focus: true
+        label: qsTr("Name")
         text: panel.question.initial
         Component.onCompleted: selectAll()
-        onAccepted: panel.pressDefault()
     }
-    onAccepted: panel.question.answer(field.text)
-    onRejected: panel.question.cancel()
+    onAgreed: panel.question.answer(field.text)
+    onDeclined: panel.question.cancel()
 }

@@ -17,6 +17,7 @@
 #include "Views/Controls/Icon.h"
 #include "Views/Preview/CountdownRing.h"
 #include "Views/Preview/PreviewSurface.h"
+#include "Views/Sheets/SheetTurn.h"
 #include "Views/Theme.h"
 #include "Views/Timeline/TimelineSurface.h"
 #include "Views/Waveform/AudioWaveformView.h"
@@ -161,6 +162,8 @@ void registerWindowTypes() {
     qmlRegisterType<HelpTip>("Kelvane", 1, 0, "HelpTip");
     qmlRegisterUncreatableType<AssistantToast>("Kelvane", 1, 0, "AssistantToast", made);
     qmlRegisterUncreatableType<HelpTips>("Kelvane", 1, 0, "HelpTips", made);
+    qmlRegisterUncreatableType<HelpView>("Kelvane", 1, 0, "HelpView", made);
+    qmlRegisterType<SheetTurn>("Kelvane", 1, 0, "SheetTurn");
     qmlRegisterSingletonType<Theme>("Kelvane", 1, 0, "Theme", [](QQmlEngine*, QJSEngine*) { return new Theme; });
     qmlRegisterType<AudioWaveformView>("Kelvane", 1, 0, "AudioWaveformView");
     qmlRegisterUncreatableType<FileBrowser>("Kelvane", 1, 0, "FileBrowser", made);

@@ -4,6 +4,7 @@ import Kelvane
 import "../Controls"
 import "../Assistants"
 import "../Export"
+import "../Help"
 import "../Home"
 
 ApplicationWindow {
@@ -49,6 +50,8 @@ ApplicationWindow {
         function onCloseRequested() { window.close() }
         function onProjectShown() { editorPane.timeline.forceActiveFocus(Qt.OtherFocusReason) }
         function onPaneRequested(step) { focus.go(step) }
+        function onShortcutsRequested() { window.view.help.showShortcuts() }
+        function onAboutRequested() { window.view.help.showAbout() }
         function onFrameRequested(frame) {
             if (window.visibility === Window.Maximized || window.visibility === Window.FullScreen) return
             window.width = Math.max(frame.width, window.minimumWidth)
@@ -141,24 +144,11 @@ ApplicationWindow {
     ExportOptionsSheet { view: window.view.exportOptions }
     ExportingSheet { view: window.view.exportWork }
     AIAssistantSheet { view: window.view.assistants }
-
-    Dialog {
-        anchors.centerIn: parent
-        width: Math.min(parent.width - 80, 460)
-        modal: true
-        visible: window.view.error.length > 0
-        title: "Unable to Complete"
-        // What a reader of the screen is told that it is.
-        readonly property bool alert: true
-        closePolicy: Popup.CloseOnEscape
-        standardButtons: Dialog.Ok
-        onAccepted: window.view.dismissError()
-        onRejected: window.view.dismissError()
-        Label {
-            width: parent.width
-            text: window.view.error
-            textFormat: Text.PlainText
-            wrapMode: Text.Wrap
-        }
+    KeyboardShortcutsSheet { view: window.view.help }
+    AboutSheet { view: window.view.help }
+    ExportedAlert { view: window.view.exportWork }
+    FailureAlert {
+        failure: window.view.error
+        onDismissed: window.view.dismissError()
     }
 }

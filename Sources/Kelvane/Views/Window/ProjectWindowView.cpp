@@ -203,8 +203,7 @@ void ProjectWindowView::save() {
 }
 
 void ProjectWindowView::exportVideo() {
-    if (const auto editor = workspace_->editor())
-        editor->confirmExport(ExportResolution::automatic, ExportFrameRate::automatic, ExportContainer::mp4);
+    if (const auto editor = editorToChange()) editor->exportVideo();
 }
 
 void ProjectWindowView::cancelExport() {

@@ -14,6 +14,7 @@
 #include "Views/Controls/HelpTips.h"
 #include "Views/Export/ExportOptionsView.h"
 #include "Views/Export/ExportingView.h"
+#include "Views/Help/HelpView.h"
 #include "Views/Home/ProjectsHomeView.h"
 #include "Views/Inspector/InspectorView.h"
 #include "Views/Preview/PreviewView.h"
@@ -57,6 +58,7 @@ class ProjectWindowView final : public QObject {
     Q_PROPERTY(kelvane::AIAssistantView* assistants READ assistants CONSTANT)
     Q_PROPERTY(kelvane::ProjectsHomeView* home READ home CONSTANT)
     Q_PROPERTY(kelvane::HelpTips* tips READ tips CONSTANT)
+    Q_PROPERTY(kelvane::HelpView* help READ help CONSTANT)
     Q_PROPERTY(kelvane::AssistantToast* toast READ toast CONSTANT)
 
 public:
@@ -95,6 +97,7 @@ public:
     [[nodiscard]] AIAssistantView* assistants() { return &assistants_; }
     [[nodiscard]] ProjectsHomeView* home() { return &home_; }
     [[nodiscard]] HelpTips* tips() { return &tips_; }
+    [[nodiscard]] HelpView* help() { return &help_; }
     [[nodiscard]] AssistantToast* toast() { return &toast_; }
     [[nodiscard]] const std::shared_ptr<Workspace>& workspace() const { return workspace_; }
 
@@ -180,6 +183,7 @@ private:
     AIAssistantView assistants_;
     ProjectsHomeView home_;
     HelpTips tips_;
+    HelpView help_;
     AssistantToast toast_;
     WindowCommands commands_;
     bool isTyping_ = false;

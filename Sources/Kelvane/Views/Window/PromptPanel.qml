@@ -1,38 +1,32 @@
 import QtQuick
-import QtQuick.Controls.Basic
+import Kelvane
+import "../Sheets"
 
-// A question that the window draws itself. Return presses the default button, Escape declines.
-Dialog {
+// A question that the window draws itself. Return presses its default button, Escape declines.
+Alert {
     id: panel
 
     property alias acceptText: acceptButton.text
     property alias rejectText: rejectButton.text
     property bool agreesByDefault: true
 
-    function pressDefault() {
-        if (agreesByDefault) accept(); else reject()
-    }
+    signal agreed()
+    signal declined()
 
-    component PanelButton: Button {
-        Keys.onReturnPressed: clicked()
-        Keys.onEnterPressed: clicked()
-    }
-
-    anchors.centerIn: parent
-    width: 400
-    modal: true
-    focus: true
-    closePolicy: Popup.CloseOnEscape
-    footer: DialogButtonBox {
-        PanelButton {
+    defaultButton: agreesByDefault ? acceptButton : rejectButton
+    cancelButton: rejectButton
+    firstFocus: defaultButton
+    buttons: [
+        SheetButton {
             id: rejectButton
             highlighted: !panel.agreesByDefault
-            DialogButtonBox.buttonRole: DialogButtonBox.RejectRole
-        }
-        PanelButton {
+            onClicked: panel.declined()
+        },
+        SheetButton {
             id: acceptButton
-            highlighted: panel.agreesByDefault
-            DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
+            primary: panel.agreesByDefault
+            danger: !panel.agreesByDefault
+            onClicked: panel.agreed()
         }
-    }
+    ]
 }

@@ -1,15 +1,13 @@
 import QtQuick
-import QtQuick.Controls.Basic
 import Kelvane
 import "../Controls"
 
-// What is copied or exported, how far that is, and the way to stop it.
+// What is copied, how far that is, and the way to stop it.
 Rectangle {
     id: bar
 
     required property ProjectWindowView view
-    readonly property bool isCopying: view.copying.length > 0
-    readonly property bool showsWork: isCopying || view.exporting
+    readonly property bool showsWork: view.copying.length > 0
 
     visible: showsWork
     width: content.width + 24
@@ -26,36 +24,22 @@ Rectangle {
 
         Text {
             anchors.verticalCenter: parent.verticalCenter
-            text: bar.isCopying ? bar.view.copying : bar.view.status
+            text: bar.view.copying
             textFormat: Text.PlainText
             font: Theme.bodyFont
             color: Theme.text1
         }
-        ProgressBar {
-            id: progress
+        WorkProgress {
             anchors.verticalCenter: parent.verticalCenter
             width: 160
-            value: bar.isCopying ? bar.view.copyingProgress : bar.view.progress
-            Accessible.name: bar.isCopying ? bar.view.copying : bar.view.status
-            background: Rectangle {
-                implicitHeight: 4
-                radius: 2
-                color: Theme.groove
-            }
-            contentItem: Item {
-                implicitHeight: 4
-                Rectangle {
-                    width: progress.visualPosition * parent.width
-                    height: parent.height
-                    radius: 2
-                    color: Theme.accent
-                }
-            }
+            height: 4
+            label: bar.view.copying
+            value: bar.view.copyingProgress
         }
         TextButton {
             anchors.verticalCenter: parent.verticalCenter
             text: qsTr("Cancel")
-            onClicked: bar.isCopying ? bar.view.cancelCopying() : bar.view.cancelExport()
+            onClicked: bar.view.cancelCopying()
         }
     }
 }

@@ -75,6 +75,10 @@ TEST_F(AccessibleWindowTests, AProjectIsReadableToTheLastControl) {
 
 TEST_F(AccessibleWindowTests, AnAlertIsPartOfTheTreeWhileItIsShown) {
     windows->setError("The disk is full.");
+    const auto isShown = [this] {
+        return findNode(root(), QAccessible::AlertMessage, "Unable to Complete") != nullptr;
+    };
+    ASSERT_TRUE(QTest::qWaitFor(isShown, static_cast<int>(patience.count()))) << "it fades in";
     EXPECT_THAT(tree(), HasSubstr("alert \"Unable to Complete\"\n"));
     EXPECT_THAT(tree(), HasSubstr("label \"The disk is full.\"\n"));
     EXPECT_THAT(faultsOf(root()), IsEmpty()) << tree();

@@ -1,0 +1,11 @@
+import QtQuick
+
+// The application's icon.
+Image {
+    property real size: 30
+    width: size
+    height: size
+    sourceSize: Qt.size(size, size)
+    source: "../Icons/kelvane.svg"
+    Accessible.ignored: true
+}
