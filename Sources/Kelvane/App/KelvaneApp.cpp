@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "CLI/CLISweep.h"
+#include "Media/FFmpeg/DrawnMovieWriter.h"
 #include "Platform/PulseSoundOutput.h"
 #include "Platform/TimelinePlayer.h"
 #include "Session/AIAssistantSession.h"
@@ -76,6 +77,7 @@ KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls, std::unique_p
                  .unfinished = &unfinished_,
                  .desktop = &desktop_}),
       instance_(std::move(instance)) {
+    projects_.writeDrawnMovie = writeDrawnMovieFile;
     registerWindowTypes();
     shareWaveforms(engine_, waveforms_);
     followAppearance();

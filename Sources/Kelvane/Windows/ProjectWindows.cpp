@@ -93,7 +93,9 @@ QCoro::Task<void> ProjectWindows::reload() {
     auto work = [store = library_.store(), known] { return store.scan(known); };
     auto background = inBackground(*services_.context, std::move(work), Lane::shortWork);
     auto rows = co_await background;
-    if (!self.isNull()) library_.replaceRows(std::move(rows), known);
+    if (self.isNull()) co_return;
+    hasReadLibrary_ = true;
+    library_.replaceRows(std::move(rows), known);
 }
 
 std::shared_ptr<Editor> ProjectWindows::makeEditor(const UUID& id) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Editor/Editor.h"
+#include "Media/DrawnMovie.h"
 #include "Platform/TurnQueue.h"
 #include "ProjectSaving.h"
 #include "ProjectWork.h"
@@ -40,8 +41,12 @@ public:
     [[nodiscard]] MainContext& context() const { return *services_.context; }
     /// The desktop's other applications; null where there are none.
     [[nodiscard]] DesktopServices* desktop() const { return services_.desktop; }
+    /// What opens and decodes media; for any thread.
+    [[nodiscard]] MediaPlatform& media() const { return *services_.media; }
     /// Reads the library's rows again.
     QCoro::Task<void> reload();
+    /// Whether the library's rows have been read once: before, its projects are not known to be all.
+    [[nodiscard]] bool hasReadLibrary() const { return hasReadLibrary_; }
     /// Text of the alert "Unable to Complete".
     [[nodiscard]] const std::optional<std::string>& error() const { return error_; }
     void setError(std::optional<std::string> error);
@@ -81,10 +86,17 @@ public:
 
     void newProject(const std::shared_ptr<Workspace>& workspace);
     void chooseProject(const std::shared_ptr<Workspace>& workspace);
+    /// How drawn movies are encoded; without it there is no sample project.
+    WriteDrawnMovie writeDrawnMovie;
+    /// Draws the footage of a sample project, and opens it in `workspace`. Work like any; one at a time.
+    QCoro::Task<void> makeSampleProject(std::shared_ptr<Workspace> workspace);
     /// `validate` is asked in the turn at the project's files, and may be absent.
     QCoro::Task<Result<void>> rename(UUID id, std::string name, std::function<Result<void>()> validate = nullptr);
     QCoro::Task<void> duplicate(UUID id);
     void remove(UUID id);
+    /// Stores the picture (JPEG bytes) of a project's card, an update of the project like any: its row bears the
+    /// present date then. A failure is none worth telling.
+    QCoro::Task<void> storeCardPicture(UUID id, std::string picture);
     /// What is being done to whole projects, oldest first.
     [[nodiscard]] const std::vector<std::shared_ptr<ProjectWork>>& work() const { return work_; }
     /// Stops all such work that can still be stopped; nothing is left of it.
@@ -175,6 +187,7 @@ private:
     EditorServices services_;
     ProjectLibrary library_;
     ProjectSaving saving_;
+    bool hasReadLibrary_ = false;
     std::optional<std::string> error_;
     std::map<UUID, EditorPtr> editors_;
     std::map<UUID, PlatformWindow*> windows_;

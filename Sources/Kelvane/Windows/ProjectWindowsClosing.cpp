@@ -33,6 +33,8 @@ const char* doneBy(ProjectWork::Kind kind) {
             return "imported";
         case ProjectWork::Kind::duplicating:
             return "duplicated";
+        case ProjectWork::Kind::drawing:
+            return "made";
         case ProjectWork::Kind::deleting:
             break;
     }

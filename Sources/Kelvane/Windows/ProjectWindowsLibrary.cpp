@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ProjectWindows.h"
+#include "Sample/SampleProject.h"
 #include "Session/AIAssistantSession.h"
 #include "Support/Text.h"
 
@@ -42,6 +43,33 @@ QCoro::Task<void> ProjectWindows::createProject(std::string name, WorkspacePtr w
     co_await opening;
 }
 
+QCoro::Task<void> ProjectWindows::makeSampleProject(WorkspacePtr workspace) {
+    services_.context->checkMainThread();
+    const QPointer<ProjectWindows> self(this);
+    const auto isDrawing = [](const WorkPtr& work) { return work->kind == ProjectWork::Kind::drawing; };
+    if (!writeDrawnMovie || std::ranges::any_of(work_, isDrawing)) co_return;
+    const auto row = library_.newRow("Sample Project", 0, std::nullopt);
+    const auto work = beginWork(ProjectWork::Kind::drawing, row->id, row->name);
+    auto draw = [row = *row, store = library_.store(), media = services_.media, write = writeDrawnMovie,
+                 stop = work->stop.get_token(), report = report(work)] {
+        const auto make = [&](const FileURL& folder) {
+            return kelvane::makeSampleProject(*media, write, folder, stop, report);
+        };
+        return store.create(row, make, stop, {});
+    };
+    auto background = inBackground(*services_.context, std::move(draw));
+    const Result<LibraryProject> made = co_await background;
+    if (self.isNull()) co_return;
+    endWork(work);
+    if (!made) {
+        showError(made.error());
+        co_return;
+    }
+    library_.adopt(*made);
+    auto opening = open(*made, std::move(workspace), false);
+    co_await opening;
+}
+
 void ProjectWindows::chooseProject(const WorkspacePtr& workspace) {
     services_.context->checkMainThread();
     const QPointer<ProjectWindows> self(this);
@@ -75,6 +103,25 @@ QCoro::Task<Result<void>> ProjectWindows::rename(UUID id, std::string name, std:
     library_.adopt(*row);
     if (const auto editor = editors_.find(id); editor != editors_.end()) editor->second->setLibraryName(row->name);
     co_return written;
+}
+
+QCoro::Task<void> ProjectWindows::storeCardPicture(UUID id, std::string picture) {
+    services_.context->checkMainThread();
+    const QPointer<ProjectWindows> self(this);
+    auto asked = saving_.turns(id).next();
+    const auto turn = co_await asked;
+    if (self.isNull() || isBeingDeleted(id)) co_return;
+    const auto known = library_.find(id);
+    if (!known) co_return;
+    const auto row = library_.savedRow(id, known->duration);
+    auto write = [store = library_.store(), row = *row, picture = std::move(picture)] {
+        const bool isWritten = store.writeRow(row).has_value();
+        if (isWritten) store.storeThumbnail(row.id, picture);
+        return isWritten;
+    };
+    auto background = inBackground(*services_.context, std::move(write), Lane::shortWork);
+    const bool isWritten = co_await background;
+    if (isWritten && !self.isNull() && library_.find(id)) library_.adopt(*row);
 }
 
 QCoro::Task<void> ProjectWindows::duplicate(UUID id) {

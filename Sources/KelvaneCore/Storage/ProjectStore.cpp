@@ -94,11 +94,13 @@ std::optional<LibraryProject> ProjectStore::owner(const FileURL& file, const std
     return row == rows.end() ? std::nullopt : std::optional(*row);
 }
 
-Result<void> ProjectStore::fill(const LibraryProject& row, const Project& project, const std::stop_token& stop,
+Result<void> ProjectStore::fill(const LibraryProject& row, const MakeProject& make, const std::stop_token& stop,
                                 ProgressReport report) const {
     if (const auto made = makeFolders(folder(row.id).path()); !made) return fail(made.error());
+    const auto project = make(mediaDirectory(row.id));
+    if (!project) return fail(project.error());
     ProjectMedia media(mediaDirectory(row.id), std::move(report), unfinished_);
-    const auto localized = media.localize(project, stop);
+    const auto localized = media.localize(*project, stop);
     if (!localized) return fail(localized.error());
     if (const auto written = ProjectFile::write(*localized, projectURL(row.id)); !written) return fail(written.error());
     if (stop.stop_requested()) return fail(Error::cancelled());
@@ -109,9 +111,28 @@ Result<void> ProjectStore::fill(const LibraryProject& row, const Project& projec
 
 Result<void> ProjectStore::create(const LibraryProject& row, const Project& project, std::stop_token stop,
                                   ProgressReport report) const {
+    const auto give = [&project](const FileURL&) -> Result<Project> { return project; };
+    return createFilled(row, give, stop, std::move(report));
+}
+
+Result<LibraryProject> ProjectStore::create(LibraryProject row, const MakeProject& make, std::stop_token stop,
+                                            ProgressReport report) const {
+    // The row is written behind that, with the length that it got here.
+    const auto measure = [&](const FileURL& media) -> Result<Project> {
+        if (auto made = makeFolders(media.path()); !made) return fail(made.error());
+        auto project = make(media);
+        if (project) row.duration = TimelineLayout::duration(project->clips);
+        return project;
+    };
+    if (auto created = createFilled(row, measure, stop, std::move(report)); !created) return fail(created.error());
+    return row;
+}
+
+Result<void> ProjectStore::createFilled(const LibraryProject& row, const MakeProject& make, const std::stop_token& stop,
+                                        ProgressReport report) const {
     const UnfinishedThing made{UnfinishedThing::Kind::projectFolder, folder(row.id)};
     const auto ticket = unfinished_ == nullptr ? 0 : unfinished_->begin(made);
-    const auto filled = fill(row, project, stop, std::move(report));
+    const auto filled = fill(row, make, stop, std::move(report));
     std::error_code failed;
     if (!filled) failed = removeFolder(made.place.path());
     // What can't be removed stays recorded.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -45,6 +46,11 @@ public:
     /// failure or a stop.
     [[nodiscard]] Result<void> create(const LibraryProject& row, const Project& project, std::stop_token stop = {},
                                       ProgressReport report = {}) const;
+    /// What a new project holds: made when its media folder is there, in which the media may be.
+    using MakeProject = std::function<Result<Project>(const FileURL& mediaDirectory)>;
+    /// The same for a project that is made in its own folder. Answers the row, with the project's length.
+    [[nodiscard]] Result<LibraryProject> create(LibraryProject row, const MakeProject& make, std::stop_token stop,
+                                                ProgressReport report) const;
     /// Makes a project with copies of everything that project `id` has on the disk, its picture too. Answers `copy`,
     /// the new project's row, with the length of what was copied.
     [[nodiscard]] Result<LibraryProject> duplicate(const UUID& id, LibraryProject copy, std::stop_token stop = {},
@@ -62,8 +68,11 @@ public:
 
 private:
     /// Everything of a new project's folder: its media, its document and its row.
-    [[nodiscard]] Result<void> fill(const LibraryProject& row, const Project& project, const std::stop_token& stop,
+    [[nodiscard]] Result<void> fill(const LibraryProject& row, const MakeProject& make, const std::stop_token& stop,
                                     ProgressReport report) const;
+    /// The folder, filled or gone again.
+    [[nodiscard]] Result<void> createFilled(const LibraryProject& row, const MakeProject& make,
+                                            const std::stop_token& stop, ProgressReport report) const;
 
     FileURL root_;
     UnfinishedWork* unfinished_;

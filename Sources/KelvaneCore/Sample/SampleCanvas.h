@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <vector>
 
-/// What the sample scenes of ./demo are drawn with. Lengths are pixels, colours 0 to 1; edges are smooth.
-namespace kelvane::demo {
+/// What sample scenes are drawn with. Lengths are pixels, colours 0 to 1; edges are smooth.
+namespace kelvane::sample {
 
 struct Color {
     float red = 0;
@@ -184,4 +184,4 @@ private:
     std::vector<Color> pixels_;
 };
 
-}  // namespace kelvane::demo
+}  // namespace kelvane::sample
