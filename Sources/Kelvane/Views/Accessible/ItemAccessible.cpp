@@ -6,6 +6,7 @@
 
 #include "AccessibleEvents.h"
 #include "AccessibleItems.h"
+#include "ProjectGridAccessible.h"
 #include "TextTeller.h"
 #include "TimelineAccessible.h"
 
@@ -59,6 +60,7 @@ void followChanges(QQuickItem& item) {
 QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* object) {
     if (auto* window = qobject_cast<QQuickWindow*>(object)) return new WindowAccessible(*window);
     if (auto* surface = qobject_cast<TimelineSurface*>(object)) return new TimelineAccessible(*surface);
+    if (auto* grid = qobject_cast<ProjectGrid*>(object)) return new ProjectGridAccessible(*grid);
     auto* item = qobject_cast<QQuickItem*>(object);
     if (!item) return nullptr;
     // By type as well: Qt asks for an interface before an item has its properties.

@@ -1,60 +1,119 @@
 import QtQuick
 import QtQuick.Controls.Basic
-import QtQuick.Layouts
 import Kelvane
 import "../Controls"
 
-// The projects of the library, to be opened.
+// The projects of the library as cards, or what there is to do without any.
 FocusScope {
     id: home
 
     required property ProjectsHomeView view
 
-    ListView {
-        id: list
+    // The menu of a card, at a place in it.
+    function showMenu(card: Item, x: real, y: real) {
+        const place = card.mapToItem(home, x, y)
+        menu.projectID = card.projectID
+        menu.popup(home, place.x, place.y)
+    }
+
+    Item {
+        id: heading
+        width: parent.width
+        y: -grid.scroll
+        visible: grid.visible
+
+        Text {
+            x: grid.margin
+            y: 24
+            text: qsTr("Projects")
+            font { family: Theme.bodyFont.family; pixelSize: 22; weight: Font.DemiBold; letterSpacing: -0.2 }
+            color: Theme.text1
+        }
+        Text {
+            x: grid.margin
+            y: 57
+            text: home.view.countText
+            font: Theme.captionFont
+            color: Theme.text3
+        }
+    }
+    ProjectGrid {
+        id: grid
+        objectName: "projectGrid"
         anchors.fill: parent
-        anchors.margins: 24
-        model: home.view.projects
-        delegate: projectRow
+        focus: visible
+        visible: !home.view.empty && !home.view.nothingFound
         clip: true
-        spacing: 6
-        ScrollBar.vertical: ScrollBar {}
-    }
-    Label {
-        anchors.centerIn: parent
-        visible: list.count === 0
-        horizontalAlignment: Text.AlignHCenter
-        color: Theme.text2
-        text: "No projects yet.\nCreate one with New Project…"
-    }
-    Component {
-        id: projectRow
-        Rectangle {
-            required property int index
-            required property string name
-            required property string modified
-            required property string length
-            width: ListView.view.width
-            height: 52
-            radius: Theme.sheetRadius
-            color: mouse.containsMouse ? Theme.raised : Theme.panel
-            MouseArea {
-                id: mouse
-                anchors.fill: parent
-                hoverEnabled: true
-                onDoubleClicked: home.view.openProject(index)
+        view: home.view
+        scroll: cards.contentY - cards.originY
+        Accessible.role: Accessible.List
+        Accessible.name: qsTr("Projects")
+        onRevealed: scroll => cards.contentY = cards.originY + scroll
+        onMenuWanted: row => {
+            const shown = cards.itemAtIndex(row)
+            if (shown) shown.askForMenu()
+        }
+
+        GridView {
+            id: cards
+            objectName: "projectCards"
+            x: grid.margin
+            // A sliver more, so that rounding drops no column.
+            width: grid.columns * cellWidth + 0.5
+            height: parent.height
+            cellWidth: grid.cardWidth + grid.spacing
+            cellHeight: grid.cardHeight + grid.rowSpacing
+            cacheBuffer: 2 * cellHeight
+            boundsBehavior: Flickable.StopAtBounds
+            keyNavigationEnabled: false
+            model: home.view.projects
+            header: Item { width: 1; height: grid.heading }
+            ScrollBar.vertical: PageScrollBar {
+                parent: grid
+                x: grid.width - width
+                height: grid.height
             }
-            RowLayout {
-                anchors.fill: parent
-                anchors.leftMargin: 14
-                anchors.rightMargin: 14
-                spacing: 16
-                Label { text: name; textFormat: Text.PlainText; elide: Text.ElideRight; font: Theme.cardTitleFont; Layout.fillWidth: true }
-                Label { text: modified; color: Theme.text3 }
-                Label { text: length; horizontalAlignment: Text.AlignRight; Layout.preferredWidth: 70 }
-                TextButton { text: "Open"; onClicked: home.view.openProject(index) }
-                TextButton { text: "Delete…"; onClicked: home.view.deleteProject(index) }
+            delegate: ProjectCard {
+                id: card
+                view: home.view
+                width: grid.cardWidth
+                height: grid.cardHeight
+                focused: grid.showsFocus && grid.current === index
+                onMenuWanted: (x, y) => home.showMenu(card, x, y)
             }
         }
+    }
+    Loader {
+        anchors.fill: parent
+        active: home.view.empty
+        focus: active
+        sourceComponent: EmptyLibrary { view: home.view }
+    }
+    Column {
+        anchors.centerIn: parent
+        visible: home.view.nothingFound
+        spacing: 8
+
+        Icon { anchors.horizontalCenter: parent.horizontalCenter; name: "search"; size: 24; color: Theme.text3 }
+        Text {
+            anchors.horizontalCenter: parent.horizontalCenter
+            width: Math.min(implicitWidth, home.width - 48)
+            text: qsTr("No Results for “%1”").arg(home.view.search)
+            textFormat: Text.PlainText
+            elide: Text.ElideMiddle
+            maximumLineCount: 1
+            font: Theme.cardTitleFont
+            color: Theme.text1
+        }
+        Text {
+            anchors.horizontalCenter: parent.horizontalCenter
+            text: qsTr("Check the spelling or try a new search.")
+            font: Theme.bodyFont
+            color: Theme.text2
+        }
+    }
+    ProjectCardMenu {
+        id: menu
+        view: home.view
     }
 }

@@ -16,6 +16,10 @@
 #include "Views/Controls/HelpTips.h"
 #include "Views/Controls/Icon.h"
 #include "Views/Preview/CountdownRing.h"
+#include "Views/Home/CardPicture.h"
+#include "Views/Home/ProjectGrid.h"
+#include "Views/Naming/InlineProjectNameView.h"
+#include "Views/Naming/ProjectNameTextField.h"
 #include "Views/Preview/PreviewSurface.h"
 #include "Views/Sheets/SheetTurn.h"
 #include "Views/Theme.h"
@@ -165,6 +169,11 @@ void registerWindowTypes() {
     qmlRegisterUncreatableType<HelpView>("Kelvane", 1, 0, "HelpView", made);
     qmlRegisterType<SheetTurn>("Kelvane", 1, 0, "SheetTurn");
     qmlRegisterSingletonType<Theme>("Kelvane", 1, 0, "Theme", [](QQmlEngine*, QJSEngine*) { return new Theme; });
+    qmlRegisterType<ProjectGrid>("Kelvane", 1, 0, "ProjectGrid");
+    qmlRegisterType<CardPicture>("Kelvane", 1, 0, "CardPicture");
+    qmlRegisterUncreatableType<InlineProjectNameView>("Kelvane", 1, 0, "InlineProjectNameView", made);
+    qmlRegisterUncreatableType<ProjectNameEditor>("Kelvane", 1, 0, "ProjectNameEditor", made);
+    qmlRegisterType<ProjectNameTextField>("Kelvane", 1, 0, "ProjectNameTextField");
     qmlRegisterType<AudioWaveformView>("Kelvane", 1, 0, "AudioWaveformView");
     qmlRegisterUncreatableType<FileBrowser>("Kelvane", 1, 0, "FileBrowser", made);
     qmlRegisterUncreatableType<FilesQuestion>("Kelvane", 1, 0, "FilesQuestion", made);

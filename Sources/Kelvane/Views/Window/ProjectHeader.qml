@@ -1,6 +1,8 @@
 import QtQuick
 import Kelvane
 import "../Controls"
+import "../Home"
+import "../Naming"
 
 // The window's head: the menus, the way back, the project's name and whether it is saved, and what is done to the whole
 // of it.
@@ -66,13 +68,17 @@ FocusScope {
 
         Text {
             anchors.verticalCenter: parent.verticalCenter
-            // Gives way before what stands beside it does.
-            width: Math.min(implicitWidth, 220, Math.max(name.until - name.from - (saved.visible ? saved.width + 8 : 0), 40))
-            text: header.view.showsHome ? "Kelvane" : header.view.title
-            textFormat: Text.PlainText
-            elide: Text.ElideRight
+            visible: header.view.showsHome
+            text: "Kelvane"
             font: Theme.titleFont
             color: Theme.text1
+        }
+        InlineProjectName {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: !header.view.showsHome
+            view: header.view.naming
+            // Gives way before what stands beside it does.
+            room: Math.max(name.until - name.from - (saved.visible ? saved.width + 8 : 0), 40)
         }
         Text {
             id: saved
@@ -92,21 +98,7 @@ FocusScope {
         anchors.verticalCenter: parent.verticalCenter
         spacing: 6
 
-        HeaderButton {
-            visible: header.view.showsHome
-            command: header.commands.newProject
-            symbol: "plus"
-            text: qsTr("New Project")
-            help: qsTr("New Project… (Ctrl+N)")
-            primary: true
-        }
-        HeaderButton {
-            visible: header.view.showsHome
-            command: header.commands.importProject
-            symbol: "import"
-            text: qsTr("Import Project")
-            help: qsTr("Import Project… (Ctrl+O)")
-        }
+        HomeToolbar { visible: header.view.showsHome; view: header.view.home }
         HeaderButton {
             visible: !header.view.showsHome
             command: header.commands.editWithAI

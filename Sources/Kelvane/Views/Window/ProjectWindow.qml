@@ -131,6 +131,7 @@ ApplicationWindow {
         id: home
         anchors.fill: parent
         visible: window.view.showsHome
+        focus: visible
         view: window.view.home
     }
     WorkBar {

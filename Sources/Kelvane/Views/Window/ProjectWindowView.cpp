@@ -27,7 +27,8 @@ ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Wo
       home_(windows_, workspace_),
       tips_(windows.context()),
       toast_(workspace_, windows.context(), timeline_),
-      commands_([this](CommandID id) { perform(id); }) {
+      commands_([this](CommandID id) { perform(id); }),
+      naming_(workspace_) {
     inspector_.follow(timeline_);
     connect(&inspector_, &InspectorView::drafted, &preview_, &PreviewView::showDraft);
     connect(&assets_, &AssetsView::willChange, &timeline_, &TimelineView::resetGesture);
@@ -149,6 +150,8 @@ QString ProjectWindowView::copying() const {
                 break;
             case ProjectWork::Kind::deleting:
                 return tr("Deleting “%1”…").arg(name);
+            case ProjectWork::Kind::drawing:
+                return tr("Making “%1”…").arg(name);
         }
     }
     const QLocale locale;

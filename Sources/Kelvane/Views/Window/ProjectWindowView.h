@@ -17,6 +17,7 @@
 #include "Views/Help/HelpView.h"
 #include "Views/Home/ProjectsHomeView.h"
 #include "Views/Inspector/InspectorView.h"
+#include "Views/Naming/InlineProjectNameView.h"
 #include "Views/Preview/PreviewView.h"
 #include "Views/Timeline/TimelineView.h"
 #include "WindowCommands.h"
@@ -60,6 +61,8 @@ class ProjectWindowView final : public QObject {
     Q_PROPERTY(kelvane::HelpTips* tips READ tips CONSTANT)
     Q_PROPERTY(kelvane::HelpView* help READ help CONSTANT)
     Q_PROPERTY(kelvane::AssistantToast* toast READ toast CONSTANT)
+    /// The project's name in the head of the window.
+    Q_PROPERTY(kelvane::InlineProjectNameView* naming READ naming CONSTANT)
 
 public:
     /// `reducedMotion` is the desktop's setting; none means that it isn't set.
@@ -99,6 +102,7 @@ public:
     [[nodiscard]] HelpTips* tips() { return &tips_; }
     [[nodiscard]] HelpView* help() { return &help_; }
     [[nodiscard]] AssistantToast* toast() { return &toast_; }
+    [[nodiscard]] InlineProjectNameView* naming() { return &naming_; }
     [[nodiscard]] const std::shared_ptr<Workspace>& workspace() const { return workspace_; }
 
     Q_INVOKABLE void newProject();
@@ -186,6 +190,7 @@ private:
     HelpView help_;
     AssistantToast toast_;
     WindowCommands commands_;
+    InlineProjectNameView naming_;
     bool isTyping_ = false;
     bool wasRecording_ = false;
     // As announced last.
