@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 
+#include <QDropEvent>
+#include <QMimeData>
 #include <QSignalSpy>
+#include <QUrl>
 
 #include "Kelvane/Views/Accessible/TreeReading.h"
 #include "Kelvane/Views/Timeline/TimelineWindowFixture.h"
@@ -163,6 +166,27 @@ TEST_F(AssetsPaneTests, ThePointerOverAnAssetShowsItsFrames) {
     QTest::mouseMove(window.get(), body(5, 0));
     context.runPosted();
     EXPECT_FALSE(editor->hoverPreview());
+}
+
+TEST_F(AssetsPaneTests, FilesThatAreDroppedAreImportedUnlessTheProjectIsBusy) {
+    media.addFileNamed("New.mov", FakeFile::video(3));
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(QString::fromStdString(folder.write("Sources/New.mov").path()))});
+    const auto dropOn = [&](QPoint point) {
+        QDragEnterEvent entered(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(window.get(), &entered);
+        QDropEvent dropped(point, Qt::CopyAction, &data, Qt::NoButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(window.get(), &dropped);
+        context.settle();
+    };
+    editor->beginCopying();
+    context.runPosted();
+    dropOn(asset(1));
+    EXPECT_EQ(editor->assets().size(), 2U);
+    editor->endCopying();
+    context.runPosted();
+    dropOn(asset(1));
+    EXPECT_EQ(editor->assets().size(), 3U);
 }
 
 TEST_F(AssetsPaneTests, APictureIsDrawnInTheBackgroundAtTheScreensPixels) {
