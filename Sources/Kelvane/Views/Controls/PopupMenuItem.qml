@@ -40,6 +40,8 @@ MenuItem {
             Accessible.ignored: true
         }
     }
+    Keys.onReturnPressed: clicked()
+    Keys.onEnterPressed: clicked()
     arrow: null
     indicator: null
     background: Rectangle {

@@ -10,22 +10,17 @@ PopupMenu {
     required property ProjectsHomeView view
     property string projectID: ""
 
-    component Act: PopupMenuItem {
-        Keys.onReturnPressed: clicked()
-        Keys.onEnterPressed: clicked()
-    }
-
     width: 208
     margins: 4
     // A click beside it closes it and does nothing else.
     modal: true
     dim: false
 
-    Act { text: qsTr("Open"); onTriggered: menu.view.open(menu.projectID) }
-    Act { text: qsTr("Open in New Window"); onTriggered: menu.view.openInNewWindow(menu.projectID) }
+    PopupMenuItem { text: qsTr("Open"); onTriggered: menu.view.open(menu.projectID) }
+    PopupMenuItem { text: qsTr("Open in New Window"); onTriggered: menu.view.openInNewWindow(menu.projectID) }
     PopupMenuLine {}
-    Act { text: qsTr("Rename…"); onTriggered: menu.view.rename(menu.projectID) }
-    Act { text: qsTr("Duplicate"); onTriggered: menu.view.duplicate(menu.projectID) }
+    PopupMenuItem { text: qsTr("Rename…"); onTriggered: menu.view.rename(menu.projectID) }
+    PopupMenuItem { text: qsTr("Duplicate"); onTriggered: menu.view.duplicate(menu.projectID) }
     PopupMenuLine {}
-    Act { text: qsTr("Delete…"); dangerous: true; onTriggered: menu.view.remove(menu.projectID) }
+    PopupMenuItem { text: qsTr("Delete…"); dangerous: true; onTriggered: menu.view.remove(menu.projectID) }
 }

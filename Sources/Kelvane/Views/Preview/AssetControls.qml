@@ -41,7 +41,14 @@ Item {
         height: 24
         padding: 0
         to: Math.max(controls.view.duration, 0.001)
-        stepSize: 0
+        // A hand goes anywhere, an arrow key by a frame and a page key by a second.
+        stepSize: 1 / 30
+        snapMode: Slider.NoSnap
+        Keys.onPressed: event => {
+            if (event.key !== Qt.Key_PageUp && event.key !== Qt.Key_PageDown) return
+            controls.view.seek(Math.min(Math.max(value + (event.key === Qt.Key_PageUp ? 1 : -1), 0), to))
+            event.accepted = true
+        }
         enabled: controls.view.canSeek
         focusPolicy: Qt.TabFocus
         Accessible.name: qsTr("Asset preview position")

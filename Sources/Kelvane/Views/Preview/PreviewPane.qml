@@ -11,6 +11,11 @@ FocusScope {
     required property PreviewView view
     // Points below the picture.
     property real foot: 0
+    // Which of several files is imported, "3 of 12"; empty where there is one or none.
+    property string importProgress: ""
+
+    // A person wants no more of them.
+    signal importCancelled()
 
     Rectangle {
         anchors.fill: parent
@@ -100,6 +105,21 @@ FocusScope {
                 text: qsTr("Importing…")
                 font: Theme.buttonFont
                 color: Theme.text1
+            }
+            Label {
+                objectName: "importProgress"
+                anchors.horizontalCenter: parent.horizontalCenter
+                visible: text.length > 0
+                text: pane.importProgress
+                font: Theme.captionFont
+                color: Theme.text2
+            }
+            TextButton {
+                objectName: "cancelImport"
+                anchors.horizontalCenter: parent.horizontalCenter
+                visible: pane.importProgress.length > 0
+                text: qsTr("Cancel")
+                onClicked: pane.importCancelled()
             }
         }
     }

@@ -52,15 +52,15 @@ Item {
         }
     }
 
-    Menu {
+    PopupMenu {
         id: clipMenu
         objectName: "clipMenu"
-        MenuItem {
+        PopupMenuItem {
             objectName: "muteItem"
             text: surface.isMenuClipMuted ? qsTr("Unmute") : qsTr("Mute")
             onTriggered: surface.toggleMenuClipMute()
         }
-        MenuItem {
+        PopupMenuItem {
             text: qsTr("Reset Volume")
             onTriggered: surface.resetMenuClipVolume()
         }

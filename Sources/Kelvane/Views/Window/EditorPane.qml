@@ -48,11 +48,13 @@ FocusScope {
             height: timelinePane.y
             foot: 48
             view: pane.view.preview
+            importProgress: pane.view.importProgress
+            onImportCancelled: pane.view.cancelImport()
         }
         AssistantToastBar {
-            // Under the preview, where the picture leaves room.
+            // Under the preview, where the picture leaves room; above what plays an asset.
             x: Math.round(preview.x + (preview.width - width) / 2)
-            y: preview.height - height - 6
+            y: preview.height - height - 6 - (preview.view.showsAsset ? preview.foot : 0)
             toast: pane.view.toast
             onFocusLeft: pane.timeline.forceActiveFocus(Qt.OtherFocusReason)
         }

@@ -88,7 +88,7 @@ void ProjectWindowView::perform(CommandID id) {
         case CommandID::keyboardShortcuts:
             return shortcutsRequested();
         case CommandID::sampleProject:
-            return;
+            return home_.makeSampleProject();
         case CommandID::about:
             return aboutRequested();
     }

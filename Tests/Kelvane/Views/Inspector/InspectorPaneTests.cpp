@@ -132,7 +132,6 @@ TEST_F(InspectorPaneTests, ADoubleClickOnAKnobSetsTheStandardInOneStep) {
     pause();
     ASSERT_EQ(steps(), 1U);
     const QPoint knob = on("horizontalSlider", 0.75);
-    click(knob);
     QTest::mouseDClick(window.get(), Qt::LeftButton, {}, knob, 10);
     context.runPosted();
     EXPECT_EQ(clip(a).horizontal, 0);
