@@ -23,6 +23,9 @@ QObject* objectOf(const QQuickItem& item, const char* property) { return item.pr
 /// What a popup is shown by, and a popup's own item, whose parent it is.
 QObject* popupOf(const QQuickItem& item) { return inherits(item, "QQuickPopupItem") ? item.parent() : nullptr; }
 
+/// A popup that fades in is there from the beginning.
+bool isFadedOut(const QQuickItem& item) { return item.opacity() <= 0 && !popupOf(item); }
+
 QObject* attachedObject(const QQuickItem& item, const char* type) {
     for (auto* child : item.children())
         if (child->inherits(type)) return child;
@@ -134,7 +137,7 @@ QList<QQuickItem*> inReadingOrder(const QQuickItem& parent) {
 
 void collect(const QQuickItem& parent, const QQuickItem* owner, QList<QQuickItem*>& found) {
     for (auto* child : inReadingOrder(parent)) {
-        if (!child->isVisible() || child->opacity() <= 0) continue;
+        if (!child->isVisible() || isFadedOut(*child)) continue;
         if (inherits(*child, "QQuickScrollBar") || inherits(*child, "QQuickScrollIndicator")) continue;
         const bool isDrawn = child->width() > 0 && child->height() > 0;
         if (!isDrawn || !isNode(*child))
@@ -288,7 +291,7 @@ QAccessible::State stateOf(const QQuickItem& item) {
 bool isShown(const QQuickItem& item) {
     if (!item.window() || !item.window()->isVisible() || !item.isVisible()) return false;
     for (const auto* above = &item; above; above = above->parentItem())
-        if (above->opacity() <= 0) return false;
+        if (isFadedOut(*above)) return false;
     return true;
 }
 

@@ -10,7 +10,6 @@ FocusScope {
     required property AssetsView view
     // Files are being dragged over the window, which takes them.
     property bool dropTarget: false
-    readonly property bool isTarget: dropTarget || files.containsDrag
     readonly property alias surface: surface
 
     // An asset was added to the timeline, which takes the keyboard's focus.
@@ -164,21 +163,12 @@ FocusScope {
         gap: -4
     }
 
-    DropArea {
-        id: files
-        anchors.fill: parent
-        keys: ["text/uri-list"]
-        enabled: pane.view.canImport
-        onEntered: drag => drag.accept(Qt.CopyAction)
-        onDropped: drop => { if (pane.view.importDrop(drop.urls)) drop.accept(Qt.CopyAction) }
-    }
-
     // Files over the window find their place here.
     Rectangle {
         anchors.fill: parent
         anchors.margins: 2
         visible: opacity > 0
-        opacity: pane.isTarget ? 0.4 : 0
+        opacity: pane.dropTarget ? 0.4 : 0
         color: "transparent"
         radius: Theme.menuRadius
         border.width: 3
@@ -186,7 +176,7 @@ FocusScope {
         Behavior on opacity { NumberAnimation { duration: Theme.tipFade } }
     }
     Rectangle {
-        visible: pane.isTarget
+        visible: pane.dropTarget
         anchors.horizontalCenter: parent.horizontalCenter
         anchors.bottom: parent.bottom
         anchors.bottomMargin: 48

@@ -6,6 +6,6 @@ Image {
     width: size
     height: size
     sourceSize: Qt.size(size, size)
-    source: "../Icons/kelvane.svg"
+    source: Qt.resolvedUrl("kelvane.svg")
     Accessible.ignored: true
 }

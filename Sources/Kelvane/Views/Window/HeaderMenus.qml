@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Controls.Basic
 import Kelvane
 import "../Controls"
 
@@ -38,6 +39,8 @@ Row {
         for (let i = 0; i < titles.length; ++i) if (titles[i] !== title) titles[i].menu.close()
     }
 
+    // A press on its own title is the title's, which closes it.
+    component TitleMenu: PopupMenu { closePolicy: Popup.CloseOnEscape | Popup.CloseOnPressOutsideParent }
     component Title: HeaderMenu {
         id: title
         height: bar.height
@@ -53,7 +56,7 @@ Row {
     Title { id: clipTitle; menu: clipMenu; letter: "C" }
     Title { id: helpTitle; menu: helpMenu; letter: "H" }
 
-    PopupMenu {
+    TitleMenu {
         id: fileMenu
         objectName: "fileMenu"
         title: qsTr("File")
@@ -70,7 +73,7 @@ Row {
         CommandItem { command: bar.commands.closeWindow }
         CommandItem { command: bar.commands.quit }
     }
-    PopupMenu {
+    TitleMenu {
         id: editMenu
         objectName: "editMenu"
         title: qsTr("Edit")
@@ -78,7 +81,7 @@ Row {
         CommandItem { command: bar.commands.redo }
         CommandItem { command: bar.commands.deleteSelected }
     }
-    PopupMenu {
+    TitleMenu {
         id: viewMenu
         objectName: "viewMenu"
         title: qsTr("View")
@@ -89,7 +92,7 @@ Row {
         CommandItem { command: bar.commands.zoomOut }
         CommandItem { command: bar.commands.resetZoom }
     }
-    PopupMenu {
+    TitleMenu {
         id: clipMenu
         objectName: "clipCommands"
         title: qsTr("Clip")
@@ -99,7 +102,7 @@ Row {
         CommandItem { command: bar.commands.moveEarlier }
         CommandItem { command: bar.commands.moveLater }
     }
-    PopupMenu {
+    TitleMenu {
         id: helpMenu
         objectName: "helpMenu"
         title: qsTr("Help")

@@ -21,6 +21,7 @@ protected:
     [[nodiscard]] std::vector<std::string> rows(const std::string& menu) {
         std::vector<std::string> lines;
         auto* found = findNode(root(), QAccessible::PopupMenu, menu);
+        EXPECT_NE(found, nullptr) << menu << " isn't in\n" << treeOf(root());
         if (found == nullptr) return lines;
         walk(*found, [&lines](QAccessibleInterface& node, int) {
             if (node.role() != QAccessible::MenuItem) return;
