@@ -32,6 +32,7 @@ KeyButton {
     // What a reader of the screen is told that it is.
     readonly property int ownRole: Accessible.MenuItem
     Accessible.name: text
+    Accessible.onPressAction: expanded ? menu.close() : openMenu(true)
     // On the press, as menus do.
     onPressed: expanded ? menu.close() : openMenu(false)
     onHoveredChanged: if (hovered && follows && !expanded) openMenu(false)
