@@ -3,13 +3,10 @@
 #include <QSignalSpy>
 
 #include "Support/Quick/TextContrast.h"
-#include "Timeline/TimelineWindowFixture.h"
 #include "Views/Theme.h"
 
 namespace kelvane::testing {
 namespace {
-
-using ::testing::IsEmpty;
 
 struct Pair {
     const char* name;
@@ -101,45 +98,6 @@ TEST_F(ThemeTests, ReducedMotionTakesTheMotionOutOfFills) {
     EXPECT_EQ(theme.property("toastRise"), 0.0);
     EXPECT_EQ(theme.property("tipFade"), 100) << "what fades in place stays";
     EXPECT_EQ(theme.property("reducedMotion"), true);
-}
-
-/// Nothing is on its way to its colour.
-struct Still {
-    Still() { Theme::setAppearance({.reducedMotion = true}); }
-    ~Still() { Theme::setAppearance({}); }
-};
-
-class TextsOfTheWindow : private Still, public TimelineWindowFixture {};
-
-TEST_F(TextsOfTheWindow, StandOutInEachOfItsStates) {
-    EXPECT_THAT(faintTexts(*window), IsEmpty());
-    editor->selectTimelineClips({a, b});
-    refresh();
-    EXPECT_THAT(faintTexts(*window), IsEmpty());
-    editor->setSaveFailed(true);
-    refresh();
-    EXPECT_THAT(faintTexts(*window), IsEmpty());
-    editor->setError("The disk is full.");
-    refresh();
-    EXPECT_THAT(faintTexts(*window), IsEmpty());
-    editor->setError(std::nullopt);
-    editor->beginCopying();
-    refresh();
-    EXPECT_THAT(faintTexts(*window), IsEmpty());
-    editor->endCopying();
-    Theme::setAppearance({.moreContrast = true, .reducedMotion = true});
-    refresh();
-    EXPECT_THAT(faintTexts(*window), IsEmpty());
-    showHome(workspace);
-    refresh();
-    EXPECT_THAT(faintTexts(*window), IsEmpty());
-}
-
-TEST_F(TextsOfTheWindow, AFaintOneIsFound) {
-    auto* readout = item("timeReadout");
-    readout->setProperty("color", Theme::text4);
-    refresh();
-    EXPECT_FALSE(faintTexts(*window).empty());
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <QImage>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <unordered_map>
@@ -55,27 +56,60 @@ inline const QQuickItem& readPart(const QQuickWindow& window) {
     return *window.contentItem();
 }
 
-/// The texts of a window that are drawn and enabled and stand out less than by `least` from what they are drawn on, as
-/// the window shows it: "Saved: 3.9".
-inline std::vector<std::string> faintTexts(QQuickWindow& window, double least = 4.5) {
+/// What menus and the like cover of the window below them.
+inline std::vector<QRectF> coveredParts(const QQuickWindow& window) {
+    std::vector<QRectF> covered;
+    for (const QQuickItem* item : window.contentItem()->childItems())
+        if (item->inherits("QQuickOverlay"))
+            for (const QQuickItem* popup : item->childItems())
+                if (popup->isVisible())
+                    covered.push_back(popup->mapRectToScene({0, 0, popup->width(), popup->height()}));
+    return covered;
+}
+
+/// A text that a window shows, and how far it stands out from what it is drawn on.
+struct ShownText {
+    std::string text;
+    double contrast = 0;
+    /// Whether all of it that fades has come.
+    bool isThere = false;
+};
+
+/// The texts of a window that are drawn and enabled, as the window shows them.
+inline std::vector<ShownText> shownTexts(QQuickWindow& window) {
     const QImage picture = window.grabWindow();
     const double ratio = window.effectiveDevicePixelRatio();
-    std::vector<std::string> faint;
-    const auto walk = [&](const auto& self, const QQuickItem& item, double opacity) -> void {
+    const std::vector<QRectF> covered = coveredParts(window);
+    std::vector<ShownText> texts;
+    const auto walk = [&](const auto& self, const QQuickItem& item, double opacity, bool isAbove, QRectF seen) -> void {
         const double shown = opacity * item.opacity();
         if (!item.isVisible() || shown <= 0.01) return;
-        const bool isText = item.inherits("QQuickText") || item.inherits("QQuickTextInput");
+        isAbove = isAbove || item.inherits("QQuickOverlay");
+        const bool isText =
+            item.inherits("QQuickText") || item.inherits("QQuickTextInput") || item.inherits("QQuickTextEdit");
         const QString text = isText ? item.property("text").toString().trimmed() : QString();
         const QRectF place = item.mapRectToScene({0, 0, item.width(), item.height()});
+        if (item.clip()) seen &= place;
         const QRect pixels = QRectF(place.topLeft() * ratio, place.size() * ratio).toAlignedRect();
-        if (!text.isEmpty() && item.isEnabled() && picture.rect().intersects(pixels)) {
+        const bool isCovered =
+            !isAbove && std::ranges::any_of(covered, [&](const QRectF& part) { return part.intersects(place); });
+        if (!text.isEmpty() && item.isEnabled() && !isCovered && seen.contains(place.center()) &&
+            picture.rect().intersects(pixels)) {
             const QColor ground = groundOf(picture, pixels);
-            const double found = contrast(laidOver(ground, item.property("color").value<QColor>(), shown), ground);
-            if (found < least) faint.push_back(text.toStdString() + ": " + std::to_string(found));
+            const QColor ink = laidOver(ground, item.property("color").value<QColor>(), shown);
+            texts.push_back({text.toStdString(), contrast(ink, ground), shown == 1});
         }
-        for (const QQuickItem* child : item.childItems()) self(self, *child, shown);
+        for (const QQuickItem* child : item.childItems()) self(self, *child, shown, isAbove, seen);
     };
-    walk(walk, readPart(window), 1);
+    walk(walk, readPart(window), 1, false, QRectF(QPointF(), QSizeF(window.size())));
+    return texts;
+}
+
+/// Those of them that stand out by less than `least`: "Saved: 3.9".
+inline std::vector<std::string> faintTexts(QQuickWindow& window, double least = 4.5) {
+    std::vector<std::string> faint;
+    for (const ShownText& shown : shownTexts(window))
+        if (shown.contrast < least) faint.push_back(shown.text + ": " + std::to_string(shown.contrast));
     return faint;
 }
 

@@ -24,6 +24,8 @@ Item {
     property real nameWidth: 0
     // Whether it is in the viewport, or nearly.
     property bool seen: true
+    // Of the picture, where nothing can be done with it.
+    property real dim: 1
     // For a reader of the screen, though the keys go to the grid.
     readonly property bool readsFocused: current
 
@@ -46,44 +48,50 @@ Item {
         active: asset.seen
         anchors.fill: parent
         sourceComponent: Item {
-            // Stands for the picture until that is there.
-            Rectangle {
+            // Words stay readable where the picture is dimmed.
+            Item {
                 anchors.fill: parent
-                radius: Theme.clipRadius
-                color: asset.audio ? Theme.audioClip : asset.missing ? Theme.window : Theme.control
-            }
-            Icon {
-                visible: !asset.audio && !thumbnail.filled
-                anchors.centerIn: parent
-                name: asset.missing ? "warning" : "film"
-                size: 20
-                color: asset.missing ? Theme.snap : Theme.text4
-            }
-            AudioWaveformView {
-                visible: asset.audio
-                x: 1
-                width: parent.width - 2
-                y: parent.height * 0.38
-                height: parent.height - y - 1
-                overlay: true
-                clip: asset.sound
-            }
-            AssetThumbnail {
-                id: thumbnail
-                anchors.fill: parent
-                view: asset.view
-                assetID: asset.assetID
-                picture: asset.picture
-                radius: Theme.clipRadius
-                opacity: filled ? 1 : 0
-                Behavior on opacity { NumberAnimation { duration: Theme.fillOut } }
-            }
-            Rectangle {
-                anchors.fill: parent
-                radius: Theme.clipRadius
-                color: "transparent"
-                border.width: 1
-                border.color: Theme.edge
+                opacity: asset.dim
+
+                // Stands for the picture until that is there.
+                Rectangle {
+                    anchors.fill: parent
+                    radius: Theme.clipRadius
+                    color: asset.audio ? Theme.audioClip : asset.missing ? Theme.window : Theme.control
+                }
+                Icon {
+                    visible: !asset.audio && !thumbnail.filled
+                    anchors.centerIn: parent
+                    name: asset.missing ? "warning" : "film"
+                    size: 20
+                    color: asset.missing ? Theme.snap : Theme.text4
+                }
+                AudioWaveformView {
+                    visible: asset.audio
+                    x: 1
+                    width: parent.width - 2
+                    y: parent.height * 0.38
+                    height: parent.height - y - 1
+                    overlay: true
+                    clip: asset.sound
+                }
+                AssetThumbnail {
+                    id: thumbnail
+                    anchors.fill: parent
+                    view: asset.view
+                    assetID: asset.assetID
+                    picture: asset.picture
+                    radius: Theme.clipRadius
+                    opacity: filled ? 1 : 0
+                    Behavior on opacity { NumberAnimation { duration: Theme.fillOut } }
+                }
+                Rectangle {
+                    anchors.fill: parent
+                    radius: Theme.clipRadius
+                    color: "transparent"
+                    border.width: 1
+                    border.color: Theme.edge
+                }
             }
             Rectangle {
                 visible: asset.selected

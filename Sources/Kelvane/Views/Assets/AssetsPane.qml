@@ -116,7 +116,7 @@ FocusScope {
                     beside: pane.view.namesBeside
                     nameWidth: surface.width - x - width - 16
                     seen: y + height > pane.view.scrollOffset - height && y < pane.view.scrollOffset + surface.height + height
-                    opacity: pane.view.busy ? Theme.busyOpacity : 1
+                    dim: pane.view.busy ? Theme.busyOpacity : 1
                 }
             }
             Rectangle {
@@ -166,14 +166,15 @@ FocusScope {
     // Files over the window find their place here.
     Rectangle {
         anchors.fill: parent
-        anchors.margins: 2
+        // Within the frame round the window.
+        anchors.margins: 10
         visible: opacity > 0
         opacity: pane.dropTarget ? 0.4 : 0
         color: "transparent"
         radius: Theme.menuRadius
         border.width: 3
         border.color: Theme.accent
-        Behavior on opacity { NumberAnimation { duration: Theme.tipFade } }
+        Behavior on opacity { NumberAnimation { duration: Theme.reducedMotion ? 0 : Theme.tipFade } }
     }
     Rectangle {
         visible: pane.dropTarget
@@ -203,17 +204,14 @@ FocusScope {
         }
     }
 
-    Menu {
+    PopupMenu {
         id: menu
         objectName: "assetMenu"
-        MenuItem {
+        PopupMenuItem {
             objectName: "deleteAssetItem"
+            symbol: "trash"
             text: pane.view.deleteLabel
             enabled: pane.view.canDelete
-            icon.source: "qrc:/Views/Icons/trash.svg"
-            icon.width: 16
-            icon.height: 16
-            icon.color: enabled ? Theme.text1 : Theme.text4
             onTriggered: pane.view.deleteSelection()
         }
     }

@@ -71,7 +71,7 @@ KeyButton {
         radius: Theme.menuRadius
         color: row.down ? Theme.controlPressed : row.hovered && row.enabled ? Theme.controlHover : Theme.control
         border.width: 1
-        border.color: row.hovered && row.enabled ? Theme.lineStrong : Theme.line
+        border.color: Qt.tint(color, row.hovered && row.enabled ? Theme.lineStrong : Theme.line)
         Behavior on color { ColorAnimation { duration: row.hovered ? Theme.fillIn : Theme.fillOut } }
         FocusRing { visible: row.visualFocus; corner: Theme.menuRadius }
     }

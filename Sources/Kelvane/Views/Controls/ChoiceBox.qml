@@ -66,7 +66,7 @@ ComboBox {
         radius: Theme.controlRadius
         color: box.down ? Theme.controlPressed : box.hovered && box.enabled ? Theme.controlHover : Theme.control
         border.width: 1
-        border.color: Theme.lineStrong
+        border.color: Qt.tint(color, Theme.line)
         Behavior on color { ColorAnimation { duration: box.hovered ? Theme.fillIn : Theme.fillOut } }
         FocusRing { visible: box.visualFocus }
     }

@@ -16,7 +16,7 @@ Rectangle {
     radius: 6
     color: Theme.tip
     border.width: 1
-    border.color: Theme.line
+    border.color: Qt.tint(color, Theme.line)
     // What a control does is its own description.
     Accessible.ignored: true
     Component.onCompleted: tips.attach(bubble)

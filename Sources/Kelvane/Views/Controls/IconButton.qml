@@ -16,6 +16,8 @@ KeyButton {
 
     implicitWidth: 30
     implicitHeight: 30
+    // The icon is drawn whole in a small one, too.
+    padding: 0
     // A click leaves the focus where it was, else Space would press the button again.
     focusPolicy: Qt.TabFocus
     text: label
@@ -32,7 +34,7 @@ KeyButton {
              : button.hovered && button.enabled ? (button.raised ? Theme.controlHover : Theme.control)
              : button.raised && button.enabled ? Theme.control : "transparent"
         border.width: button.raised ? 1 : 0
-        border.color: Theme.line
+        border.color: color.a < 1 ? Theme.line : Qt.tint(color, Theme.line)
         Behavior on color { ColorAnimation { duration: button.hovered ? Theme.fillIn : Theme.fillOut } }
         FocusRing { visible: button.visualFocus }
     }

@@ -12,7 +12,7 @@ ScrollBar {
         implicitHeight: 5
         radius: width / 2
         color: bar.pressed ? Theme.fill : Theme.groove
-        opacity: bar.size < 1 && (bar.active || bar.hovered) ? 1 : 0
+        opacity: bar.size < 1 && (bar.active || bar.hovered || bar.policy === ScrollBar.AlwaysOn) ? 1 : 0
         Behavior on opacity { NumberAnimation { duration: Theme.fillOut } }
     }
     background: null

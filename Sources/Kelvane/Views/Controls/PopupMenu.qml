@@ -31,7 +31,7 @@ Menu {
         radius: Theme.menuRadius
         color: Theme.raised
         border.width: 1
-        border.color: Theme.lineStrong
+        border.color: Qt.tint(color, Theme.lineStrong)
         // Three steps of black stand for a shadow, under it.
         Repeater {
             model: [[2, 1, 0.22], [4, 3, 0.12], [8, 6, 0.06]]

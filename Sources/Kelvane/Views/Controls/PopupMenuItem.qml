@@ -8,20 +8,30 @@ MenuItem {
 
     // The key, "Ctrl+N"; empty without one.
     property string shortcut: ""
+    // An icon before what it does; empty without one.
+    property string symbol: ""
     // Where what it does can't be taken back.
     property bool dangerous: false
     readonly property color ink: !enabled ? Theme.text4 : highlighted ? Theme.onAccent : dangerous ? Theme.danger : Theme.text1
 
     implicitHeight: 30
-    implicitWidth: leftPadding + label.implicitWidth + (keyText.visible ? 32 + keyText.implicitWidth : 0) + rightPadding
+    implicitWidth: leftPadding + label.x + label.implicitWidth + (keyText.visible ? 32 + keyText.implicitWidth : 0) + rightPadding
     leftPadding: 10
     rightPadding: 10
     topPadding: 0
     bottomPadding: 0
     font: Theme.bodyFont
     contentItem: Item {
+        Icon {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: item.symbol.length > 0
+            name: item.symbol
+            size: 16
+            color: item.ink
+        }
         Text {
             id: label
+            x: item.symbol.length > 0 ? 24 : 0
             anchors.verticalCenter: parent.verticalCenter
             text: item.text
             textFormat: Text.PlainText

@@ -26,6 +26,6 @@ Item {
         radius: ground.radius
         color: ground.color
         border.width: 1
-        border.color: Theme.lineStrong
+        border.color: Qt.tint(color, Theme.lineStrong)
     }
 }

@@ -36,7 +36,7 @@ TextField {
         radius: Theme.controlRadius
         color: Theme.window
         border.width: 1
-        border.color: Theme.lineStrong
+        border.color: Qt.tint(color, Theme.lineStrong)
         Icon {
             x: 8
             anchors.verticalCenter: parent.verticalCenter

@@ -32,7 +32,7 @@ FocusScope {
         radius: Theme.controlRadius
         color: Theme.window
         border.width: 1
-        border.color: Theme.lineStrong
+        border.color: Qt.tint(color, Theme.lineStrong)
     }
     Row {
         anchors.fill: parent

@@ -13,6 +13,8 @@ KeyButton {
     property bool danger: false
     // Without a ground of its own until it is hovered.
     property bool quiet: false
+    // Between the icon and the label.
+    property real gap: 6
     readonly property color ink: !enabled ? Theme.text4 : primary ? Theme.onAccent : danger ? "white" : Theme.text1
 
     implicitHeight: 30
@@ -30,7 +32,7 @@ KeyButton {
         Row {
             id: content
             anchors.centerIn: parent
-            spacing: 6
+            spacing: button.gap
             Icon {
                 anchors.verticalCenter: parent.verticalCenter
                 visible: button.symbol.length > 0
@@ -56,7 +58,8 @@ KeyButton {
              : button.quiet ? (lit ? Theme.control : "transparent")
              : lit ? Theme.controlHover : button.enabled ? Theme.control : "transparent"
         border.width: button.quiet || ((button.primary || button.danger) && button.enabled) ? 0 : 1
-        border.color: Theme.line
+        // A border lies on what is behind the button, not on its ground.
+        border.color: color.a < 1 ? Theme.line : Qt.tint(color, Theme.line)
         Behavior on color { ColorAnimation { duration: button.hovered ? Theme.fillIn : Theme.fillOut } }
         FocusRing { visible: button.visualFocus }
     }

@@ -7,6 +7,8 @@ ProgressBar {
     id: progress
 
     required property string label
+    // What is still to come, on a ground that it stands out from.
+    property color groove: Theme.groove
 
     implicitWidth: 280
     implicitHeight: 6
@@ -14,7 +16,7 @@ ProgressBar {
     Accessible.name: label
     background: Rectangle {
         radius: height / 2
-        color: Theme.groove
+        color: progress.groove
     }
     contentItem: Item {
         Rectangle {

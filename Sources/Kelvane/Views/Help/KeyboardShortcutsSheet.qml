@@ -46,7 +46,7 @@ Sheet {
         }
         Accessible.role: Accessible.List
         Accessible.name: sheet.title
-        ScrollBar.vertical: ScrollBar {}
+        ScrollBar.vertical: PageScrollBar { policy: ScrollBar.AlwaysOn }
 
         function scroll(by) {
             contentY = Math.max(originY, Math.min(contentY + by, originY + contentHeight - height))

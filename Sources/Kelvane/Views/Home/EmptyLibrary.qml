@@ -20,7 +20,7 @@ FocusScope {
             Rectangle { x: 0; y: 38; width: 62; height: 44; radius: 6; color: Theme.raised }
             Rectangle { x: 162; y: 38; width: 62; height: 44; radius: 6; color: Theme.raised }
             Rectangle { x: 78; width: 68; height: 120; radius: 10; color: Theme.accent }
-            Icon { x: 96; y: 44; size: 32; name: "play"; color: Theme.onAccent }
+            Icon { x: 87; y: 35; size: 50; name: "play"; color: Theme.onAccent }
         }
         Item { width: 1; height: 36 }
         Text {

@@ -7,12 +7,14 @@ Row {
     id: toolbar
 
     required property ProjectsHomeView view
+    // The search gives way where there is little room.
+    property real room: 190
 
     spacing: 8
 
     SearchField {
         objectName: "projectSearch"
-        width: 190
+        width: Math.max(120, Math.min(190, toolbar.room))
         prompt: qsTr("Search projects")
         text: toolbar.view.search
         onEdited: text => toolbar.view.search = text

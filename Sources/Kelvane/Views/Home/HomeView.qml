@@ -79,6 +79,7 @@ FocusScope {
                 width: grid.cardWidth
                 height: grid.cardHeight
                 focused: grid.showsFocus && grid.current === index
+                asked: menu.visible && menu.projectID === projectID
                 onMenuWanted: (x, y) => home.showMenu(card, x, y)
             }
         }

@@ -19,6 +19,9 @@ Item {
     property bool focused: false
     readonly property bool renaming: view.renamingProjectID === projectID
     readonly property Item actions: actions
+    // Whether its menu is open.
+    property bool asked: false
+    readonly property bool lit: asked || area.containsMouse || actions.hovered
 
     signal menuWanted(x: real, y: real)
 
@@ -28,10 +31,10 @@ Item {
     Rectangle {
         anchors.fill: parent
         radius: Theme.sheetRadius
-        color: area.containsMouse || actions.hovered ? Theme.raised : Theme.panel
+        color: card.lit ? Theme.raised : Theme.panel
         border.width: 1
-        border.color: area.containsMouse || actions.hovered ? Theme.lineStrong : Theme.line
-        Behavior on color { ColorAnimation { duration: area.containsMouse ? Theme.fillIn : Theme.fillOut } }
+        border.color: Qt.tint(color, card.lit ? Theme.lineStrong : Theme.line)
+        Behavior on color { ColorAnimation { duration: card.lit ? Theme.fillIn : Theme.fillOut } }
     }
     FocusRing {
         visible: card.focused && !card.renaming

@@ -35,7 +35,7 @@ FocusScope {
         radius: 6
         color: Theme.window
         border.width: 1
-        border.color: problem.visible ? Theme.danger : Theme.lineStrong
+        border.color: problem.visible ? Theme.danger : Qt.tint(color, Theme.lineStrong)
 
         HelpTip { text: qsTr("Enter to save. Escape to cancel.") }
         Item {

@@ -71,7 +71,8 @@ FocusScope {
             anchors.fill: parent
             visible: countdown.visible || importing.visible
             radius: parent.radius
-            color: Theme.scrim
+            // Dark enough for words over a white picture.
+            color: Theme.pill
         }
         CountdownRing {
             id: countdown
@@ -92,12 +93,14 @@ FocusScope {
         Column {
             id: importing
             objectName: "importing"
+            // Within the picture of the smallest window, too.
+            readonly property bool isTight: frame.height < 160
             anchors.centerIn: parent
-            spacing: 16
+            spacing: isTight ? 6 : 16
             visible: pane.view.importing
             Spinner {
                 anchors.horizontalCenter: parent.horizontalCenter
-                size: 24
+                size: importing.isTight ? 16 : 24
                 color: Theme.text1
             }
             Label {

@@ -57,7 +57,7 @@ Sheet {
         clip: contentHeight > height
         boundsBehavior: Flickable.StopAtBounds
         interactive: contentHeight > height
-        ScrollBar.vertical: ScrollBar { policy: pages.interactive ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff }
+        ScrollBar.vertical: PageScrollBar { policy: pages.interactive ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff }
         SelectableText {
             id: words
             width: pages.width - (pages.interactive ? 12 : 0)
@@ -67,6 +67,7 @@ Sheet {
     Column {
         id: middle
         width: parent.width
+        topPadding: children.length > 0 ? 12 : 0
     }
     SheetFoot { id: foot }
 }

@@ -23,7 +23,7 @@ TextField {
         radius: Theme.controlRadius
         color: Theme.window
         border.width: 1
-        border.color: Theme.lineStrong
+        border.color: Qt.tint(color, Theme.lineStrong)
         FocusRing {
             visible: field.activeFocus
             gap: 0

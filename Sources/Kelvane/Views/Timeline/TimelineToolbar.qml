@@ -76,7 +76,7 @@ Item {
         id: acts
         readonly property real middle: (parent.width - width) / 2
         // In the middle, unless what is left or right of it needs the room.
-        x: Math.max(header.visible ? header.x + header.width + 8 : 8, Math.min(middle, zooms.x - 8 - width))
+        x: Math.max(header.visible ? header.x + header.width + 16 : 8, Math.min(middle, zooms.x - 8 - width))
         anchors.verticalCenter: parent.verticalCenter
         Keys.onLeftPressed: event => event.accepted = actsGroup.step(-1)
         Keys.onRightPressed: event => event.accepted = actsGroup.step(1)

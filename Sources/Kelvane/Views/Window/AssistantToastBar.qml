@@ -35,12 +35,9 @@ Item {
         value: hover.hovered || bar.focused
     }
 
-    Rectangle {
+    RaisedGround {
         anchors.fill: parent
-        radius: Theme.menuRadius
         color: Theme.tip
-        border.width: 1
-        border.color: Theme.lineStrong
     }
     // What lies below it isn't meant.
     MouseArea {

@@ -87,7 +87,7 @@ FocusScope {
                 radius: Theme.controlRadius
                 color: Theme.window
                 border.width: 1
-                border.color: Theme.lineStrong
+                border.color: Qt.tint(color, Theme.lineStrong)
                 ListView {
                     id: rows
                     anchors.fill: parent
@@ -97,7 +97,7 @@ FocusScope {
                     activeFocusOnTab: true
                     keyNavigationEnabled: false
                     boundsBehavior: Flickable.StopAtBounds
-                    ScrollBar.vertical: ScrollBar { policy: rows.contentHeight > rows.height ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff }
+                    ScrollBar.vertical: PageScrollBar { policy: rows.contentHeight > rows.height ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff }
                     Accessible.role: Accessible.List
                     Accessible.name: qsTr("Files")
                     function go(row, modifiers) {
@@ -203,7 +203,7 @@ FocusScope {
                     radius: Theme.controlRadius
                     color: Theme.window
                     border.width: 1
-                    border.color: Theme.lineStrong
+                    border.color: Qt.tint(color, Theme.lineStrong)
                     FocusRing { visible: nameField.activeFocus; gap: 0 }
                 }
                 // A proposed name is replaced by typing, its extension is not.
@@ -212,41 +212,15 @@ FocusScope {
                     select(0, dot > 0 ? dot : text.length)
                 }
             }
-            ComboBox {
+            ChoiceBox {
                 id: kinds
                 visible: pane.browser.filters.length > 1
                 width: 168
-                implicitHeight: 32
+                label: qsTr("Kind of file")
                 model: pane.browser.filters
-                currentIndex: pane.browser.filter
-                font: Theme.bodyFont
-                palette.button: Theme.control
-                palette.mid: Theme.controlPressed
-                palette.buttonText: Theme.text1
-                palette.dark: Theme.text2
-                palette.window: Theme.raised
-                delegate: ItemDelegate {
-                    id: kind
-                    required property int index
-                    required property string modelData
-                    width: ListView.view ? ListView.view.width : 0
-                    implicitHeight: 30
-                    text: modelData
-                    highlighted: kinds.highlightedIndex === index
-                    Accessible.role: Accessible.ListItem
-                    Accessible.name: text
-                    contentItem: Text {
-                        text: kind.text
-                        font: Theme.bodyFont
-                        color: Theme.text1
-                        elide: Text.ElideRight
-                        verticalAlignment: Text.AlignVCenter
-                        Accessible.ignored: true
-                    }
-                    background: Rectangle { color: kind.highlighted ? Theme.controlHover : "transparent" }
-                }
-                Accessible.name: qsTr("Kind of file")
-                onActivated: index => pane.browser.filter = index
+                current: pane.browser.filter
+                onChosen: index => pane.browser.filter = index
+                onConfirmed: pane.confirmed()
             }
         }
         Text {

@@ -3,6 +3,7 @@ import QtQuick.Controls.Basic
 import QtQuick.Templates as T
 import Kelvane
 import "../Controls"
+import "../Sheets"
 
 // Our own chooser of files, over its window. Return takes what is typed, Escape declines.
 Dialog {
@@ -48,11 +49,11 @@ Dialog {
             anchors.right: parent.right
             anchors.rightMargin: 20
             spacing: 10
-            TextButton {
+            SheetButton {
                 text: qsTr("Cancel")
                 onClicked: panel.reject()
             }
-            TextButton {
+            SheetButton {
                 id: acceptButton
                 primary: true
                 enabled: panel.browser.canAccept

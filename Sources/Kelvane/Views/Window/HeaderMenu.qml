@@ -64,7 +64,8 @@ KeyButton {
             height: 28
             radius: Theme.controlRadius
             color: title.expanded || title.hovered ? Theme.control : "transparent"
-            FocusRing { visible: title.visualFocus }
+            // An open menu shows where the keyboard is.
+            FocusRing { visible: title.visualFocus && !title.expanded }
         }
     }
 }

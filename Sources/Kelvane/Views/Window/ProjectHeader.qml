@@ -54,6 +54,8 @@ FocusScope {
             text: qsTr("Projects")
             help: qsTr("Projects (Ctrl+1)")
             quiet: true
+            leftPadding: 6
+            gap: 3
         }
     }
 
@@ -64,7 +66,8 @@ FocusScope {
         readonly property real middle: header.width < 860 ? (from + until - width) / 2 : (header.width - width) / 2
         x: Math.round(Math.max(from, Math.min(middle, until - width)))
         height: parent.height
-        spacing: 8
+        // The name's button has a margin of its own.
+        spacing: 3
 
         Text {
             anchors.verticalCenter: parent.verticalCenter
@@ -78,7 +81,7 @@ FocusScope {
             visible: !header.view.showsHome
             view: header.view.naming
             // Gives way before what stands beside it does.
-            room: Math.max(name.until - name.from - (saved.visible ? saved.width + 8 : 0), 40)
+            room: Math.max(name.until - name.from - (saved.visible ? saved.width + name.spacing : 0), 40)
         }
         Text {
             id: saved
@@ -98,7 +101,11 @@ FocusScope {
         anchors.verticalCenter: parent.verticalCenter
         spacing: 6
 
-        HomeToolbar { visible: header.view.showsHome; view: header.view.home }
+        HomeToolbar {
+            visible: header.view.showsHome
+            view: header.view.home
+            room: header.width < 800 ? 150 : 190
+        }
         HeaderButton {
             visible: !header.view.showsHome
             command: header.commands.editWithAI

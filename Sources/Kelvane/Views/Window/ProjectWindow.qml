@@ -110,7 +110,7 @@ ApplicationWindow {
         border.color: Theme.accent
         opacity: window.view.editor.dropTarget ? 0.4 : 0
         visible: opacity > 0
-        Behavior on opacity { NumberAnimation { duration: 100 } }
+        Behavior on opacity { NumberAnimation { duration: Theme.reducedMotion ? 0 : Theme.tipFade } }
     }
 
     header: ProjectHeader {

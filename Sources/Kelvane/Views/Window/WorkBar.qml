@@ -3,7 +3,7 @@ import Kelvane
 import "../Controls"
 
 // What is copied, how far that is, and the way to stop it.
-Rectangle {
+Item {
     id: bar
 
     required property ProjectWindowView view
@@ -12,11 +12,11 @@ Rectangle {
     visible: showsWork
     width: content.width + 24
     height: 40
-    radius: Theme.menuRadius
-    color: Theme.tip
-    border.width: 1
-    border.color: Theme.line
 
+    RaisedGround {
+        anchors.fill: parent
+        color: Theme.tip
+    }
     Row {
         id: content
         anchors.centerIn: parent
@@ -33,6 +33,7 @@ Rectangle {
             anchors.verticalCenter: parent.verticalCenter
             width: 160
             height: 4
+            groove: Theme.window
             label: bar.view.copying
             value: bar.view.copyingProgress
         }

@@ -54,28 +54,18 @@ ApplicationWindow {
             SheetButton { id: accept; objectName: "accept"; text: "Accept"; primary: true; enabled: window.allows; onClicked: window.note("accept") }
         }
     }
-    Alert {
-        objectName: "first"
-        title: "First"
+    component Plain: Alert {
+        id: alert
+        property alias label: button.text
         symbol: "warning"
         message: window.message
-        shown: window.showsFirst
-        defaultButton: firstButton
-        cancelButton: firstButton
-        firstFocus: firstButton
-        buttons: SheetButton { id: firstButton; objectName: "First"; text: "OK"; primary: true; onClicked: window.note("First") }
+        defaultButton: button
+        cancelButton: button
+        firstFocus: button
+        buttons: SheetButton { id: button; objectName: alert.title; primary: true; onClicked: window.note(alert.title) }
     }
-    Alert {
-        objectName: "second"
-        title: "Second"
-        symbol: "warning"
-        message: window.message
-        shown: window.showsSecond
-        defaultButton: secondButton
-        cancelButton: secondButton
-        firstFocus: secondButton
-        buttons: SheetButton { id: secondButton; objectName: "Second"; text: "Yes"; primary: true; onClicked: window.note("Second") }
-    }
+    Plain { objectName: "first"; title: "First"; label: "OK"; shown: window.showsFirst }
+    Plain { objectName: "second"; title: "Second"; label: "Yes"; shown: window.showsSecond }
 }
 )";
 
