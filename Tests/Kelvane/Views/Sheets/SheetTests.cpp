@@ -54,18 +54,28 @@ ApplicationWindow {
             SheetButton { id: accept; objectName: "accept"; text: "Accept"; primary: true; enabled: window.allows; onClicked: window.note("accept") }
         }
     }
-    component Plain: Alert {
-        id: alert
-        property alias label: button.text
+    Alert {
+        objectName: "first"
+        title: "First"
         symbol: "warning"
         message: window.message
-        defaultButton: button
-        cancelButton: button
-        firstFocus: button
-        buttons: SheetButton { id: button; objectName: alert.title; primary: true; onClicked: window.note(alert.title) }
+        shown: window.showsFirst
+        defaultButton: firstButton
+        cancelButton: firstButton
+        firstFocus: firstButton
+        buttons: SheetButton { id: firstButton; objectName: "First"; text: "OK"; primary: true; onClicked: window.note("First") }
     }
-    Plain { objectName: "first"; title: "First"; label: "OK"; shown: window.showsFirst }
-    Plain { objectName: "second"; title: "Second"; label: "Yes"; shown: window.showsSecond }
+    Alert {
+        objectName: "second"
+        title: "Second"
+        symbol: "warning"
+        message: window.message
+        shown: window.showsSecond
+        defaultButton: secondButton
+        cancelButton: secondButton
+        firstFocus: secondButton
+        buttons: SheetButton { id: secondButton; objectName: "Second"; text: "Yes"; primary: true; onClicked: window.note("Second") }
+    }
 }
 )";
 

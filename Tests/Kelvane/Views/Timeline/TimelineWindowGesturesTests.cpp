@@ -100,8 +100,7 @@ TEST_F(TimelineWindowGesturesTests, AClipsMenuIsWorkedByThePointer) {
 }
 
 TEST_F(TimelineWindowGesturesTests, ADoubleClickOnTheZoomBringsOneBack) {
-    click(middle("zoomSlider") + QPoint(30, 0));
-    ASSERT_GT(timeline().zoom(), 2);
+    timeline().setZoom(4);
     QTest::mouseDClick(window.get(), Qt::LeftButton, {}, middle("zoomSlider") + QPoint(30, 0));
     EXPECT_EQ(timeline().zoom(), 1);
 }
