@@ -1,5 +1,6 @@
 #include "ProjectGridAccessible.h"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -47,10 +48,15 @@ void ProjectGridAccessible::followView() {
     QObject::connect(
         rows, &QAbstractItemModel::dataChanged, listener,
         [this](const QModelIndex& first, const QModelIndex& last) { tellChanged(first.row(), last.row()); });
+    QObject::connect(grid_.view(), &ProjectsHomeView::renamingChanged, listener, [this] { followRows(); });
 }
 
 int ProjectGridAccessible::rowOf(const ProjectNode& node) const {
     return grid_.view() ? grid_.view()->projects()->rowOf(node.project) : -1;
+}
+
+bool ProjectGridAccessible::isRenamed(const UUID& project) const {
+    return grid_.view() && grid_.view()->renamingProjectID() == QString::fromStdString(project.upper());
 }
 
 QRectF ProjectGridAccessible::frame(const ProjectNode& node) const {
@@ -163,13 +169,13 @@ QAccessibleInterface* ProjectNodeAccessible::parent() const {
 
 QAccessibleInterface* ProjectNodeAccessible::child(int index) const {
     if (index < 0 || index >= childCount()) return nullptr;
-    return grid_.interfaceOf({node_.project, parts[static_cast<std::size_t>(index)]});
+    return grid_.interfaceOf({node_.project, parts[static_cast<std::size_t>(index + firstPart())]});
 }
 
 int ProjectNodeAccessible::indexOfChild(const QAccessibleInterface* child) const {
     const auto* part = dynamic_cast<const ProjectNodeAccessible*>(child);
     if (!part || !isCard() || part->node().project != node_.project || part->isCard()) return -1;
-    return static_cast<int>(part->node().kind) - static_cast<int>(Kind::name);
+    return std::max(static_cast<int>(part->node().kind) - static_cast<int>(Kind::name) - firstPart(), -1);
 }
 
 QAccessibleInterface* ProjectNodeAccessible::childAt(int x, int y) const {
@@ -216,7 +222,8 @@ QAccessible::Role ProjectNodeAccessible::role() const {
 QAccessible::State ProjectNodeAccessible::state() const {
     QAccessible::State state;
     const ProjectGrid& grid = grid_.grid();
-    state.invisible = !AccessibleItems::isShown(grid) || grid_.rowOf(node_) < 0;
+    const bool isReplaced = node_.kind == Kind::name && grid_.isRenamed(node_.project);
+    state.invisible = isReplaced || !AccessibleItems::isShown(grid) || grid_.rowOf(node_) < 0;
     state.offscreen = state.invisible || !AccessibleItems::isInSight(grid, grid_.frame(node_));
     state.readOnly = !isButton();
     state.focusable = isCard();

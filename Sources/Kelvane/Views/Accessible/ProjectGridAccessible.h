@@ -46,6 +46,8 @@ public:
     [[nodiscard]] ProjectGrid& grid() const { return grid_; }
     /// The row of a project; -1 for one that isn't shown (any more).
     [[nodiscard]] int rowOf(const ProjectNode& node) const;
+    /// Whether the name of a project is being edited on its card: a field stands in its place then.
+    [[nodiscard]] bool isRenamed(const UUID& project) const;
     /// Where it is drawn, in points of the grid.
     [[nodiscard]] QRectF frame(const ProjectNode& node) const;
     /// The interface of a node, which is made if there is none; null for a project that isn't there.
@@ -78,7 +80,7 @@ public:
     [[nodiscard]] QWindow* window() const override { return grid_.window(); }
     [[nodiscard]] QAccessibleInterface* parent() const override;
     [[nodiscard]] QAccessibleInterface* child(int index) const override;
-    [[nodiscard]] int childCount() const override { return isCard() ? ProjectNode::parts : 0; }
+    [[nodiscard]] int childCount() const override { return isCard() ? ProjectNode::parts - firstPart() : 0; }
     [[nodiscard]] int indexOfChild(const QAccessibleInterface* child) const override;
     [[nodiscard]] QAccessibleInterface* childAt(int x, int y) const override;
     [[nodiscard]] QString text(QAccessible::Text kind) const override;
@@ -96,6 +98,8 @@ public:
 private:
     [[nodiscard]] bool isCard() const { return node_.kind == ProjectNode::Kind::card; }
     [[nodiscard]] bool isButton() const { return isCard() || node_.kind == ProjectNode::Kind::actions; }
+    /// Of a card: which of its parts is the first that is shown, the name or what follows it.
+    [[nodiscard]] int firstPart() const { return grid_.isRenamed(node_.project) ? 1 : 0; }
     /// What a row of the model holds under this name.
     [[nodiscard]] QString value(const char* role) const;
 

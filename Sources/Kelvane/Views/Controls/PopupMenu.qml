@@ -25,6 +25,9 @@ Menu {
         clip: interactive
         Keys.onLeftPressed: menu.leftPressed()
         Keys.onRightPressed: menu.rightPressed()
+        // Where no row is chosen yet.
+        Keys.onReturnPressed: menu.currentIndex = 0
+        Keys.onEnterPressed: menu.currentIndex = 0
     }
     background: Rectangle {
         implicitWidth: 180
@@ -47,6 +50,7 @@ Menu {
             }
         }
     }
-    enter: Transition { NumberAnimation { property: "opacity"; from: 0; to: 1; duration: Theme.tipFade } }
+    // What can't be seen at all isn't there for a reader of the screen either, who finds an open menu at once.
+    enter: Transition { NumberAnimation { property: "opacity"; from: 0.01; to: 1; duration: Theme.tipFade } }
     exit: null
 }

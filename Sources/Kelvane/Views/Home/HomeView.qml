@@ -20,7 +20,7 @@ FocusScope {
         id: heading
         width: parent.width
         y: -grid.scroll
-        visible: grid.visible
+        visible: grid.visible && home.view.countText.length > 0
 
         Text {
             x: grid.margin

@@ -10,6 +10,7 @@ PopupMenu {
     required property ProjectsHomeView view
     property string projectID: ""
 
+    title: qsTr("Project actions")
     width: 208
     margins: 4
     // A click beside it closes it and does nothing else.

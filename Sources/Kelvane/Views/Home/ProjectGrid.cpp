@@ -10,20 +10,27 @@ ProjectGrid::ProjectGrid(QQuickItem* parent) : QQuickItem(parent) { setActiveFoc
 
 void ProjectGrid::setView(ProjectsHomeView* view) {
     if (view == view_) return;
-    if (view_) disconnect(view_->projects(), nullptr, this, nullptr);
+    if (view_) {
+        disconnect(view_->projects(), nullptr, this, nullptr);
+        disconnect(view_, nullptr, this, nullptr);
+    }
     view_ = view;
     if (view_) {
         auto* rows = view_->projects();
         connect(rows, &QAbstractItemModel::rowsInserted, this, &ProjectGrid::followRows);
         connect(rows, &QAbstractItemModel::rowsRemoved, this, &ProjectGrid::followRows);
         connect(rows, &QAbstractItemModel::rowsMoved, this, &ProjectGrid::followRows);
-        // Later, when the home is shown and the field of a name is gone.
-        connect(
-            view_, &ProjectsHomeView::focusWanted, this, [this](int row) { focusCard(row, true); },
-            Qt::QueuedConnection);
+        connect(view_, &ProjectsHomeView::focusWanted, this, &ProjectGrid::takeFocus);
     }
     followRows();
     Q_EMIT viewChanged();
+}
+
+void ProjectGrid::takeFocus(int row, bool byKey) {
+    // At once, so that the click that ended an edit can take it further.
+    if (!byKey) return focusCard(row, false);
+    // Later, when the home is shown and the field of a name is gone.
+    QMetaObject::invokeMethod(this, [this, row] { focusCard(row, true); }, Qt::QueuedConnection);
 }
 
 void ProjectGrid::setScroll(double scroll) {
@@ -43,6 +50,8 @@ void ProjectGrid::followRows() {
         current_ = next ? std::optional(next->id) : std::nullopt;
     }
     if (place_ != before) Q_EMIT currentChanged();
+    // The keyboard was here before the cards were.
+    if (place_ < 0 && hasActiveFocus()) setCurrent(0);
 }
 
 void ProjectGrid::setCurrent(int row) {
@@ -145,7 +154,13 @@ bool ProjectGrid::press(int key, Qt::KeyboardModifiers modifiers) {
     switch (key) {
         case Qt::Key_Return:
         case Qt::Key_Enter:
+        case Qt::Key_Space:
             view_->open(id);
+            return true;
+        case Qt::Key_Escape:
+            if (view_->search().isEmpty()) return false;
+            view_->setSearch({});
+            setCurrent(place_);
             return true;
         case Qt::Key_F2:
             reveal(place_);

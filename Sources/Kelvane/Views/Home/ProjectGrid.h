@@ -75,6 +75,7 @@ protected:
     void geometryChange(const QRectF& now, const QRectF& before) override;
 
 private:
+    void takeFocus(int row, bool byKey);
     void reveal(int row);
     void followRows();
     /// Whether the key was one of the grid's.

@@ -40,7 +40,7 @@ void ProjectsHomeView::followWorkspace() {
         return;
     }
     const int row = shown_ ? projects_.rowOf(*shown_) : -1;
-    if (row >= 0) Q_EMIT focusWanted(row);
+    if (row >= 0) Q_EMIT focusWanted(row, true);
 }
 
 void ProjectsHomeView::setSearch(const QString& search) {
@@ -51,6 +51,7 @@ void ProjectsHomeView::setSearch(const QString& search) {
 }
 
 QString ProjectsHomeView::countText() const {
+    if (!windows_.hasReadLibrary()) return {};
     const int count = projects_.rowCount();
     return (count == 1 ? tr("%1 project") : tr("%1 projects")).arg(count) + tr(" · Recently edited first");
 }
@@ -104,7 +105,7 @@ void ProjectsHomeView::rename(const QString& id) {
 void ProjectsHomeView::finishRenaming(NameExit exit) {
     const int row = projects_.rowOf(*renaming_);
     closeNameEditor();
-    if (exit != NameExit::focus && row >= 0) Q_EMIT focusWanted(row);
+    if (exit != NameExit::focus && row >= 0) Q_EMIT focusWanted(row, exit != NameExit::pointer);
 }
 
 void ProjectsHomeView::closeNameEditor() {

@@ -18,7 +18,7 @@ class ProjectsHomeView final : public QObject {
     /// Those whose name contains `search`, newest first.
     Q_PROPERTY(QAbstractItemModel* projects READ projects CONSTANT)
     Q_PROPERTY(QString search READ search WRITE setSearch NOTIFY searchChanged)
-    /// How many projects are shown: "7 projects · Recently edited first".
+    /// How many projects are shown: "7 projects · Recently edited first"; empty until the library has been read once.
     Q_PROPERTY(QString countText READ countText NOTIFY shownChanged)
     /// Whether the library holds nothing. False until it has been read once.
     Q_PROPERTY(bool empty READ empty NOTIFY shownChanged)
@@ -58,8 +58,9 @@ Q_SIGNALS:
     void searchChanged();
     void shownChanged();
     void renamingChanged();
-    /// A project was left for the home, or the edit of its name ended by a key: the card that the focus belongs on.
-    void focusWanted(int row);
+    /// A project was left for the home, or the edit of its name has ended: the card that the focus belongs on. `byKey`
+    /// is false where a click ended the edit, which may take the focus further itself.
+    void focusWanted(int row, bool byKey);
 
 private:
     void refresh();

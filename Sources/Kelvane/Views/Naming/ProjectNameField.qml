@@ -38,6 +38,13 @@ FocusScope {
         border.color: problem.visible ? Theme.danger : Qt.tint(color, Theme.lineStrong)
 
         HelpTip { text: qsTr("Enter to save. Escape to cancel.") }
+        // Its frame is the field's too, and nothing below is pressed through it.
+        MouseArea {
+            anchors.fill: parent
+            acceptedButtons: Qt.AllButtons
+            cursorShape: Qt.IBeamCursor
+            onPressed: input.forceActiveFocus(Qt.MouseFocusReason)
+        }
         Item {
             anchors.fill: parent
             anchors.leftMargin: 6

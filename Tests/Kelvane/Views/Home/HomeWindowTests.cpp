@@ -124,6 +124,90 @@ TEST_F(HomeWindowTests, AFieldOnACardKeepsItsKeysAndSwallowsTheClickItMust) {
     EXPECT_EQ(workspace->editor()->title(), "A");
 }
 
+TEST_F(HomeWindowTests, TheMenuRenamesByPointerAndByKeyboard) {
+    project("A");
+    showWindow();
+    click(onCard(0, {grid().cardWidth() - 21, 23}));
+    ASSERT_NE(itemWithText("Rename…"), nullptr);
+    click(middle(*itemWithText("Rename…")));
+    ASSERT_NE(named("projectNameField"), nullptr);
+    EXPECT_TRUE(named("projectNameField")->hasActiveFocus());
+    type("Coast");
+    press(Qt::Key_Return);
+    EXPECT_THAT(names(), ElementsAre("Coast"));
+    press(Qt::Key_Menu);
+    for (int step = 0; step < 3; ++step) press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    ASSERT_NE(named("projectNameField"), nullptr);
+    EXPECT_TRUE(named("projectNameField")->hasActiveFocus());
+    type("Road");
+    press(Qt::Key_Return);
+    EXPECT_THAT(names(), ElementsAre("Road"));
+    EXPECT_TRUE(grid().hasActiveFocus());
+}
+
+TEST_F(HomeWindowTests, AClickThatEndsAnEditKeepsTheFocusThatItGives) {
+    project("A");
+    showWindow();
+    for (const char* name : {"A", "Coast"}) {
+        grid().focusCard(0, true);
+        press(Qt::Key_F2);
+        type(name);
+        click(middle(*named("projectSearch")));
+        EXPECT_THAT(names(), ElementsAre(name));
+        EXPECT_TRUE(named("projectSearch")->hasActiveFocus()) << name;
+    }
+}
+
+TEST_F(HomeWindowTests, AClickOnTheFrameOfAFieldKeepsTheEdit) {
+    project("A");
+    showWindow();
+    grid().focusCard(0, true);
+    press(Qt::Key_F2);
+    const auto* field = named("projectNameField");
+    ASSERT_NE(field, nullptr);
+    for (const QPointF place : {QPointF(-4, field->height() / 2), QPointF(field->width() / 2, -2)}) {
+        click(field->mapToScene(place).toPoint());
+        EXPECT_FALSE(workspace->editor()) << "the card below it was not pressed";
+        ASSERT_EQ(named("projectNameField"), field);
+        EXPECT_TRUE(field->hasActiveFocus());
+    }
+}
+
+TEST_F(HomeWindowTests, TheKeyboardFindsCardsThatComeLater) {
+    showWindow();
+    grid().setVisible(true);
+    grid().forceActiveFocus();
+    manyProjects(4);
+    refresh();
+    EXPECT_EQ(grid().current(), 0);
+    press(Qt::Key_Right);
+    EXPECT_EQ(grid().current(), 1);
+}
+
+TEST_F(HomeWindowTests, SpaceOpensACardAsReturnDoes) {
+    project("A");
+    showWindow();
+    grid().focusCard(0, true);
+    press(Qt::Key_Space);
+    ASSERT_TRUE(workspace->editor());
+    EXPECT_EQ(workspace->editor()->title(), "A");
+}
+
+TEST_F(HomeWindowTests, EscapeAmongTheCardsEndsTheSearch) {
+    project("Road trip");
+    project("Coast");
+    showWindow();
+    home.setSearch("road");
+    refresh();
+    grid().focusCard(0, true);
+    press(Qt::Key_Escape);
+    EXPECT_EQ(home.search(), "");
+    EXPECT_EQ(named("projectSearch")->property("text"), "");
+    EXPECT_EQ(names().size(), 2U);
+    EXPECT_EQ(names().at(static_cast<std::size_t>(grid().current())), "Road trip");
+}
+
 TEST_F(HomeWindowTests, DelAsksAndDeletesAndTheNextCardIsCurrent) {
     for (const char* name : {"A", "B", "C"}) project(name);
     showWindow();

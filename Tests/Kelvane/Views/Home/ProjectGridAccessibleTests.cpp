@@ -98,6 +98,11 @@ TEST_F(ProjectGridAccessibleTests, TheFieldOfANameIsThereWhileItIsEdited) {
     ASSERT_NE(field, nullptr);
     EXPECT_EQ(field->text(QAccessible::Description), "Enter to save. Escape to cancel.");
     EXPECT_EQ(field->parent(), &list());
+    auto* card = list().child(0);
+    ASSERT_EQ(card->childCount(), 3) << "the name isn't shown beside its field";
+    EXPECT_EQ(card->child(0)->text(QAccessible::Name), "00:00.0");
+    EXPECT_EQ(card->child(2)->text(QAccessible::Name), "Actions for A");
+    EXPECT_EQ(card->indexOfChild(card->child(2)), 2);
     EXPECT_THAT(faultsOf(treeRoot(*window)), IsEmpty());
 }
 
@@ -120,6 +125,7 @@ TEST_F(ProjectGridAccessibleTests, TheMenuIsOneOfItems) {
     finishWork();
     // It fades in.
     waitFor([this] { return findNode(treeRoot(*window), QAccessible::MenuItem, "Open") != nullptr; });
+    EXPECT_NE(findNode(treeRoot(*window), QAccessible::PopupMenu, "Project actions"), nullptr);
     for (const char* name : {"Open", "Open in New Window", "Rename…", "Duplicate", "Delete…"})
         EXPECT_NE(findNode(treeRoot(*window), QAccessible::MenuItem, name), nullptr) << name;
 }

@@ -81,8 +81,10 @@ TEST_F(ProjectsHomeViewTests, ALibraryThatWasNotReadYetIsNotCalledEmpty) {
                                                folder.url("Projects"));
     ProjectsHomeView fresh(*windows, windows->workspace(std::nullopt));
     EXPECT_FALSE(fresh.empty());
+    EXPECT_EQ(fresh.countText(), "") << "nothing is counted yet either";
     context.settle();
     EXPECT_TRUE(fresh.empty());
+    EXPECT_EQ(fresh.countText(), "0 projects · Recently edited first");
 }
 
 TEST_F(ProjectsHomeViewTests, RowsAreNeverResetAndFollowTheirProjects) {
