@@ -93,6 +93,18 @@ TEST_F(PanelHostTests, ANameIsTypedAndReturnAgrees) {
     EXPECT_TRUE(becomes([this] { return first->host->panel() == nullptr; }));
 }
 
+TEST_F(PanelHostTests, ANameIsTypedIntoAFieldOf300By24Points) {
+    askName("New Project");
+    expectShown(*first);
+    const auto items = first->host->panel()->findChildren<QQuickItem*>();
+    const auto field = std::ranges::find_if(items, [](auto* item) { return item->inherits("QQuickTextField"); });
+    ASSERT_NE(field, items.end());
+    EXPECT_EQ(QSizeF((*field)->width(), (*field)->height()), QSizeF(300, 24));
+    EXPECT_GE((*field)->height(), (*field)->property("contentHeight").toDouble());
+    EXPECT_EQ((*field)->property("selectedText"), "Untitled");
+    QTest::keyClick(&first->window, Qt::Key_Escape);
+}
+
 TEST_F(PanelHostTests, EscapeDeclines) {
     askName("New Project");
     confirm();
@@ -270,7 +282,16 @@ TEST_F(OwnChooserTests, AFileThatIsThereIsAskedAboutFirst) {
     EXPECT_EQ(panels.question()->title(), "“old.mp4” already exists. Do you want to replace it?");
     expectShown(*first);
     QTest::keyClick(&first->window, Qt::Key_Return);
-    EXPECT_THAT(answers, ElementsAre("cancelled")) << "the safe button is the default one";
+    ASSERT_TRUE(becomes([this] { return qobject_cast<DestinationQuestion*>(panels.question()) != nullptr; }))
+        << "the safe button is the default one";
+    expectShown(*first);
+    ASSERT_NE(field(), nullptr);
+    EXPECT_EQ(field()->property("text"), "old.mp4");
+    EXPECT_TRUE(field()->hasActiveFocus());
+    EXPECT_THAT(answers, IsEmpty());
+    type("new");
+    ASSERT_TRUE(isAnswered());
+    EXPECT_THAT(answers, ElementsAre(folder.path("new.mp4")));
 }
 
 }  // namespace

@@ -120,11 +120,30 @@ TEST(WindowPanels, AFileThatExistsIsOnlyReplacedWhenAPersonSaysSo) {
     choose("new.mp4");
     choose("old.mp4");
     EXPECT_EQ(panels.question()->title(), "“old.mp4” already exists. Do you want to replace it?");
-    panels.question()->cancel();
-    choose("old.mp4");
     asked<ConfirmQuestion>(panels).confirm();
-    EXPECT_EQ(answers,
-              (std::vector<std::optional<FileURL>>{folder.url("new.mp4"), std::nullopt, folder.url("old.mp4")}));
+    EXPECT_EQ(answers, (std::vector<std::optional<FileURL>>{folder.url("new.mp4"), folder.url("old.mp4")}));
+}
+
+TEST(WindowPanels, WhoDoesNotReplaceAFileComesBackToTheChooserWithItsNameAndFolder) {
+    TempFolder folder;
+    folder.write("sub/old.mp4");
+    FakeMainContext context;
+    WindowPanels panels(true, context);
+    std::vector<std::optional<FileURL>> answers;
+    panels.chooseDestination(PanelContent::mp4Movie, "x.mp4", "4K", [&](const auto& file) { answers.push_back(file); });
+    panels.beginNextIn(folder.path());
+    for (int time = 0; time < 2; ++time) {
+        asked<DestinationQuestion>(panels).answer(url(folder, "sub/old.mp4"));
+        context.settle();
+        asked<ConfirmQuestion>(panels).cancel();
+        EXPECT_TRUE(answers.empty());
+        EXPECT_EQ(asked<DestinationQuestion>(panels).title(), "4K");
+        EXPECT_EQ(asked<DestinationQuestion>(panels).initial(), "old.mp4");
+        EXPECT_EQ(asked<DestinationQuestion>(panels).suffix(), "mp4");
+        EXPECT_EQ(panels.startFolders(), std::vector{folder.path("sub")});
+    }
+    asked<DestinationQuestion>(panels).cancel();
+    EXPECT_EQ(answers, std::vector<std::optional<FileURL>>{std::nullopt});
 }
 
 TEST(WindowPanels, WhatAnAnswerLeadsToIsAskedBeforeWhatWaits) {
@@ -137,6 +156,7 @@ TEST(WindowPanels, WhatAnAnswerLeadsToIsAskedBeforeWhatWaits) {
     asked<DestinationQuestion>(panels).answer(url(folder, "old.mp4"));
     context.settle();
     asked<ConfirmQuestion>(panels).cancel();
+    asked<DestinationQuestion>(panels).cancel();
     EXPECT_EQ(panels.question()->title(), "New");
 }
 

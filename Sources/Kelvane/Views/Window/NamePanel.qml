@@ -14,6 +14,11 @@ PromptPanel {
     firstFocus: field
     extra: SheetField {
         id: field
+        implicitHeight: 24
+        leftPadding: 6
+        rightPadding: 6
+        topPadding: 0
+        bottomPadding: 0
         label: qsTr("Name")
         text: panel.question.initial
         Component.onCompleted: selectAll()

@@ -102,17 +102,21 @@ void WindowPanels::chooseFiles(PanelContent content, std::string message,
 
 void WindowPanels::chooseDestination(PanelContent content, std::string proposedName, std::string message,
                                      std::function<void(std::optional<FileURL>)> answer) {
-    auto confirmed = [this, answer = std::move(answer)](const std::optional<DestinationQuestion::Destination>& place) {
-        if (place && !place->knows)
-            confirmReplacing(place->file, answer);
-        else
-            answer(place ? std::optional(place->file) : std::nullopt);
+    auto confirmed = [this, content, message,
+                      answer = std::move(answer)](const std::optional<DestinationQuestion::Destination>& place) {
+        if (!place || place->knows) return answer(place ? std::optional(place->file) : std::nullopt);
+        confirmReplacing(place->file, [this, content, message, answer, file = place->file](bool replace) {
+            if (replace) return answer(file);
+            // To where the chooser was left.
+            beginNextIn(file.parentFolder().path());
+            chooseDestination(content, file.fileName(), message, answer);
+        });
     };
     ask(std::make_unique<DestinationQuestion>(message, proposedName, filters(content), suffix(content),
                                               std::move(confirmed)));
 }
 
-QCoro::Task<void> WindowPanels::confirmReplacing(FileURL file, std::function<void(std::optional<FileURL>)> answer) {
+QCoro::Task<void> WindowPanels::confirmReplacing(FileURL file, std::function<void(bool)> answer) {
     const QPointer<WindowPanels> self(this);
     isLooking_ = true;
     auto look = [path = file.path()] { return fileExists(path); };
@@ -123,10 +127,9 @@ QCoro::Task<void> WindowPanels::confirmReplacing(FileURL file, std::function<voi
     followUps_ = 0;
     if (exists)
         confirm(quotedName(file.fileName()) + " already exists. Do you want to replace it?",
-                "Replacing it overwrites its present contents.", "Cancel", "Replace",
-                [file, answer](bool replace) { answer(replace ? std::optional(file) : std::nullopt); });
+                "Replacing it overwrites its present contents.", "Cancel", "Replace", answer);
     else
-        answer(file);
+        answer(true);
     if (self.isNull()) co_return;
     followUps_.reset();
     announce();

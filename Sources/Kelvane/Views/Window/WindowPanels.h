@@ -40,7 +40,8 @@ public:
 
     void chooseFiles(PanelContent content, std::string message,
                      std::function<void(std::vector<FileURL>)> answer) override;
-    /// A file that exists is chosen only when a person confirms that it may be replaced.
+    /// A file that exists is chosen only when a person confirms that it may be replaced; who doesn't is asked for a
+    /// place again, from that name and folder on.
     void chooseDestination(PanelContent content, std::string proposedName, std::string message,
                            std::function<void(std::optional<FileURL>)> answer) override;
     void askName(std::string title, std::string initial, std::string button,
@@ -58,8 +59,9 @@ Q_SIGNALS:
 private:
     void ask(std::unique_ptr<PanelQuestion> question);
     void announce();
-    /// Our own chooser leaves the question to this. Nothing is asked while the disk is.
-    QCoro::Task<void> confirmReplacing(FileURL file, std::function<void(std::optional<FileURL>)> answer);
+    /// Our own chooser leaves the question to this. Nothing is asked while the disk is. Answers whether the file may be
+    /// written.
+    QCoro::Task<void> confirmReplacing(FileURL file, std::function<void(bool)> answer);
 
     bool canAsk_;
     MainContext& context_;
