@@ -188,6 +188,15 @@ QCoro::Task<void> KelvaneApp::quitOrStay() {
 void KelvaneApp::requestQuit() { quit(); }
 
 QCoro::Task<void> KelvaneApp::quit() {
+    std::vector<UUID> open;
+    for (const auto& [id, window] : windows_) open.push_back(id);
+    for (const UUID& id : open) {
+        // What is typed into the field of a name is a change like any.
+        const auto window = windows_.find(id);
+        if (window == windows_.end()) continue;
+        auto naming = window->second->view().takeNames();
+        co_await naming;
+    }
     auto asking = projects_.confirmQuit();
     if (co_await asking) end();
 }

@@ -36,6 +36,7 @@ public:
     [[nodiscard]] bool isOpen() const { return window_ != nullptr; }
     [[nodiscard]] const std::shared_ptr<Workspace>& workspace() const { return view_.workspace(); }
     [[nodiscard]] QQuickWindow* window() const { return window_.get(); }
+    [[nodiscard]] ProjectWindowView& view() { return view_; }
 
     void bringToFront() override;
     [[nodiscard]] bool isActive() const override { return isActive_; }

@@ -175,6 +175,51 @@ TEST_F(KelvaneAppTests, AQuitIsGrantedWhenNothingStandsAgainstIt) {
     EXPECT_EQ(run([this] { app->requestQuit(); }), 0);
 }
 
+TEST_F(KelvaneAppTests, ANameThatIsEditedIsTakenBeforeTheApplicationEnds) {
+    start({projectFile("Trailer")}, true);
+    ASSERT_TRUE(becomesTitled("Trailer"));
+    const auto editor = view()->workspace()->editor();
+    view()->naming()->edit();
+    view()->naming()->nameEditor()->setDraft("Coast");
+    EXPECT_EQ(run([] { press(Qt::Key_Q, Qt::ControlModifier); }), 0);
+    EXPECT_EQ(ProjectStore(ProjectStore::defaultRoot()).scan({}).front().name, "Coast");
+}
+
+TEST_F(KelvaneAppTests, ANameThatIsEditedOnACardIsTakenBeforeTheLastWindowCloses) {
+    start({projectFile("Trailer")}, true);
+    ASSERT_TRUE(becomesTitled("Trailer"));
+    const auto id = QString::fromStdString(view()->workspace()->editor()->id().upper());
+    app->shutDown();
+    start({}, true);
+    ASSERT_TRUE(QTest::qWaitFor([] { return view()->home()->projects()->rowCount() == 1; }, 20'000));
+    view()->home()->rename(id);
+    view()->home()->nameEditor()->setDraft("Coast");
+    EXPECT_EQ(run([] { press(Qt::Key_W, Qt::ControlModifier); }), 0);
+    EXPECT_EQ(ProjectStore(ProjectStore::defaultRoot()).scan({}).front().name, "Coast");
+}
+
+TEST_F(KelvaneAppTests, AProjectsNewWindowStandsAsItsLastOneAndHasTheKeyboardOnTheTimeline) {
+    start({projectFile("Trailer")}, true);
+    ASSERT_TRUE(becomesTitled("Trailer"));
+    auto* before = shown().front();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(before, 20'000));
+    const auto id = QString::fromStdString(view()->workspace()->editor()->id().upper());
+    before->setGeometry(60, 50, 900, 640);
+    QCoreApplication::processEvents();
+    view()->showHome();
+    ASSERT_TRUE(becomesTitled("Kelvane"));
+    before->setGeometry(10, 20, 800, 600);
+    QCoreApplication::processEvents();
+    view()->home()->openInNewWindow(id);
+    ASSERT_TRUE(QTest::qWaitFor([] { return shown().size() == 2; }, 20'000));
+    auto* window = shown().front() == before ? shown().back() : shown().front();
+    ASSERT_EQ(window->title(), "Trailer");
+    EXPECT_EQ(window->geometry(), QRect(60, 50, 900, 640));
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window, 20'000));
+    ASSERT_NE(window->activeFocusItem(), nullptr);
+    EXPECT_EQ(window->activeFocusItem()->objectName(), "timelineSurface");
+}
+
 TEST_F(KelvaneAppTests, AWaveformThatIsDecodedHoldsUpNoQuit) {
     start();
     // Five days of silence, most of which lie in a hole.

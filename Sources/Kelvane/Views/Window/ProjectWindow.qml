@@ -18,7 +18,7 @@ ApplicationWindow {
     minimumHeight: 560
     color: Theme.window
     font: Theme.bodyFont
-    title: view.showsHome ? "Kelvane" : view.title + (view.edited ? " — Edited" : "")
+    title: view.showsHome ? "Kelvane" : view.title
 
     palette.window: Theme.raised
     palette.windowText: Theme.text1
@@ -33,6 +33,7 @@ ApplicationWindow {
     palette.light: Theme.controlHover
     palette.midlight: Theme.controlPressed
 
+    Component.onCompleted: view.beginShowing()
     onClosing: close => close.accepted = view.shouldClose()
     onXChanged: keepFrame()
     onYChanged: keepFrame()
@@ -52,6 +53,10 @@ ApplicationWindow {
         function onPaneRequested(step) { focus.go(step) }
         function onShortcutsRequested() { window.view.help.showShortcuts() }
         function onAboutRequested() { window.view.help.showAbout() }
+        function onPlaceRequested(place) {
+            window.x = place.x
+            window.y = place.y
+        }
         function onFrameRequested(frame) {
             if (window.visibility === Window.Maximized || window.visibility === Window.FullScreen) return
             window.width = Math.max(frame.width, window.minimumWidth)

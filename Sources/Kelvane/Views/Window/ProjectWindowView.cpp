@@ -1,7 +1,11 @@
 #include "ProjectWindowView.h"
 
+#include <QGuiApplication>
 #include <QLocale>
 #include <QPointer>
+#include <QScreen>
+#include <QWindow>
+#include <algorithm>
 #include <utility>
 
 #include "ProjectPlace.h"
@@ -10,6 +14,18 @@ namespace kelvane {
 
 namespace {
 QString text(const std::string& string) { return QString::fromStdString(string); }
+
+/// Whether a window can stand there: on a screen that is still there, and not just over another one.
+bool isFree(const QRectF& frame) {
+    const auto isOn = [&](const QScreen* screen) {
+        return screen->availableGeometry().contains(frame.center().toPoint());
+    };
+    const auto isOver = [&](const QWindow* window) {
+        return window->isVisible() && window->position() == frame.topLeft().toPoint();
+    };
+    return std::ranges::any_of(QGuiApplication::screens(), isOn) &&
+           std::ranges::none_of(QGuiApplication::topLevelWindows(), isOver);
+}
 }  // namespace
 
 ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Workspace> workspace,
@@ -57,6 +73,16 @@ void ProjectWindowView::followEditor() {
     const auto editor = workspace_->editor();
     if (!editor) return;
     if (const auto& frame = ProjectPlace::of(*editor).windowFrame) Q_EMIT frameRequested(*frame);
+    Q_EMIT projectShown();
+}
+
+void ProjectWindowView::beginShowing() {
+    const auto editor = workspace_->editor();
+    if (!editor) return;
+    if (const auto& frame = ProjectPlace::of(*editor).windowFrame) {
+        Q_EMIT frameRequested(*frame);
+        if (isFree(*frame)) Q_EMIT placeRequested(frame->topLeft());
+    }
     Q_EMIT projectShown();
 }
 
@@ -224,14 +250,29 @@ void ProjectWindowView::dismissError() {
         editor->setError(std::nullopt);
 }
 
+QCoro::Task<void> ProjectWindowView::takeNames() {
+    const std::array edits{QPointer(naming_.nameEditor()), QPointer(home_.nameEditor())};
+    for (const auto& edit : edits) {
+        if (edit.isNull()) continue;
+        auto committing = edit->commit(NameExit::focus);
+        co_await committing;
+        // A name that can't be taken holds nobody up.
+        if (!edit.isNull()) edit->cancel(NameExit::focus);
+    }
+}
+
 bool ProjectWindowView::shouldClose() {
-    if (windows_.mayClose(*workspace_)) return true;
+    const bool isNaming = naming_.editing() || home_.nameEditor() != nullptr;
+    if (!isNaming && windows_.mayClose(*workspace_)) return true;
     closeWhenSaved();
     return false;
 }
 
 QCoro::Task<void> ProjectWindowView::closeWhenSaved() {
     const QPointer<ProjectWindowView> self(this);
+    auto naming = takeNames();
+    co_await naming;
+    if (self.isNull()) co_return;
     auto asking = windows_.confirmClose(workspace_);
     const bool mayClose = co_await asking;
     if (mayClose && !self.isNull()) Q_EMIT closeConfirmed();

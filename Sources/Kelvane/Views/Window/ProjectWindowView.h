@@ -124,8 +124,13 @@ public:
     Q_INVOKABLE bool escape();
     /// The window stands there, in points of the desktop.
     Q_INVOKABLE void keepFrame(const QRectF& frame);
-    /// Whether the window may close now. Where changes are still to be saved it may not, and `closeConfirmed` follows
-    /// once they are.
+    /// Of a window that is only just made, and hears what is asked of it from now on: has it stand as the project's
+    /// last one did, and show it.
+    Q_INVOKABLE void beginShowing();
+    /// Takes the name that is being edited, as far as it can be taken, and ends the edit.
+    QCoro::Task<void> takeNames();
+    /// Whether the window may close now. Where a name or changes are still to be saved it may not, and `closeConfirmed`
+    /// follows once they are.
     Q_INVOKABLE bool shouldClose();
     /// Asks for the end of the application.
     Q_INVOKABLE void quit() { Q_EMIT quitRequested(); }
@@ -153,6 +158,8 @@ Q_SIGNALS:
     void aboutRequested();
     /// The project that came to be shown was last shown in a window that stood so.
     void frameRequested(const QRectF& frame);
+    /// A window that is only just made is to stand here, in points of the desktop.
+    void placeRequested(const QPointF& place);
     /// Everything is saved; the window that was asked to close may.
     void closeConfirmed();
 
