@@ -28,6 +28,11 @@ Menu {
         // Where no row is chosen yet.
         Keys.onReturnPressed: menu.currentIndex = 0
         Keys.onEnterPressed: menu.currentIndex = 0
+        // The key that opened it, where it belongs to a bar of menus.
+        Keys.onPressed: event => {
+            event.accepted = event.key === Qt.Key_F10 && event.modifiers === Qt.NoModifier
+            if (event.accepted) menu.close()
+        }
     }
     background: Rectangle {
         implicitWidth: 180

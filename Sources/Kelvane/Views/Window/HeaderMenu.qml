@@ -18,9 +18,12 @@ KeyButton {
     signal opened()
     signal neighbourWanted(int step)
 
-    function openMenu(byKey) {
+    // With its first row chosen, or with none.
+    function openMenu(chooses) {
         if (!menu.visible) menu.popup(title, 0, title.height)
-        if (byKey) menu.currentIndex = 0
+        menu.currentIndex = chooses ? 0 : -1
+        // Keys are heard by the rows.
+        if (!chooses) menu.contentItem.forceActiveFocus(Qt.PopupFocusReason)
     }
 
     text: menu.title

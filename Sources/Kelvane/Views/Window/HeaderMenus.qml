@@ -16,11 +16,31 @@ Row {
     Accessible.role: Accessible.MenuBar
     Accessible.name: qsTr("Menus")
 
-    // As F10 and Alt do.
+    // What had the keyboard before the bar took it.
+    property Item before: null
+
+    // As F10 and Alt do: opens the first menu, or closes the one that is open.
     function takeFocus() {
+        if (isOpen) {
+            closeOthers(null)
+            return
+        }
+        if (!holdsFocus()) before = Window.activeFocusItem
         fileTitle.forceActiveFocus(Qt.TabFocusReason)
         stop = fileTitle
+        fileTitle.openMenu(false)
     }
+    function holdsFocus() {
+        for (let i = 0; i < titles.length; ++i) if (titles[i].activeFocus) return true
+        return false
+    }
+    function giveFocusBack() {
+        const item = before
+        before = null
+        if (item && item.visible && item.enabled) item.forceActiveFocus(Qt.ShortcutFocusReason)
+        return item !== null
+    }
+    Keys.onEscapePressed: event => event.accepted = giveFocusBack()
     // From one title, or its open menu, to the one beside it.
     function goTo(title, step) {
         const count = titles.length
@@ -28,11 +48,12 @@ Row {
         for (let i = 0; i < count; ++i) if (titles[i] === title) at = i
         const next = titles[(at + step + count) % count]
         const wasOpen = title.expanded
+        const chooses = title.menu.currentIndex >= 0
         next.forceActiveFocus(Qt.TabFocusReason)
         stop = next
         if (wasOpen) {
             title.menu.close()
-            next.openMenu(true)
+            next.openMenu(chooses)
         }
     }
     function closeOthers(title) {

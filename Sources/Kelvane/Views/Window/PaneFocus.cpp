@@ -75,6 +75,8 @@ void PaneFocus::followFocus() {
 
 bool PaneFocus::eventFilter(QObject* object, QEvent* event) {
     switch (event->type()) {
+        // A key that gives a command comes no further.
+        case QEvent::ShortcutOverride:
         case QEvent::KeyPress:
             isAltAlone_ = static_cast<QKeyEvent*>(event)->key() == Qt::Key_Alt;
             break;

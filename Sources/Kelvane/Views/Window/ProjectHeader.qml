@@ -71,7 +71,7 @@ FocusScope {
 
         Text {
             anchors.verticalCenter: parent.verticalCenter
-            visible: header.view.showsHome
+            visible: header.view.showsHome && name.until - name.from >= implicitWidth
             text: "Kelvane"
             font: Theme.titleFont
             color: Theme.text1

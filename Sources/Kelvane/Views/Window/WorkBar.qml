@@ -9,6 +9,7 @@ Item {
     required property ProjectWindowView view
     readonly property bool showsWork: view.copying.length > 0
 
+    objectName: "workBar"
     visible: showsWork
     width: content.width + 24
     height: 40
@@ -24,12 +25,17 @@ Item {
 
         Text {
             anchors.verticalCenter: parent.verticalCenter
+            // A long name gives way before what stands beside it does.
+            width: Math.min(implicitWidth, bar.parent ? bar.parent.width - 48 - 2 * content.spacing - progress.width - cancel.width : 0)
             text: bar.view.copying
             textFormat: Text.PlainText
+            elide: Text.ElideMiddle
+            maximumLineCount: 1
             font: Theme.bodyFont
             color: Theme.text1
         }
         WorkProgress {
+            id: progress
             anchors.verticalCenter: parent.verticalCenter
             width: 160
             height: 4
@@ -38,6 +44,7 @@ Item {
             value: bar.view.copyingProgress
         }
         TextButton {
+            id: cancel
             anchors.verticalCenter: parent.verticalCenter
             text: qsTr("Cancel")
             onClicked: bar.view.cancelCopying()

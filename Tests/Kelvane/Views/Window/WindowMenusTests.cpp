@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "../Accessible/TreeReading.h"
 #include "../Timeline/TimelineWindowFixture.h"
 
@@ -75,15 +77,45 @@ TEST_F(WindowMenusTests, EachMenuHoldsItsCommandsWithTheirKeys) {
 
 TEST_F(WindowMenusTests, F10AndTheArrowsWorkTheMenusAndReturnGivesACommand) {
     key(Qt::Key_F10);
+    EXPECT_TRUE(isOpen("fileMenu"));
     key(Qt::Key_Right);
     key(Qt::Key_Right);
-    EXPECT_FALSE(isOpen("viewMenu"));
-    key(Qt::Key_Down);
     EXPECT_TRUE(isOpen("viewMenu"));
+    EXPECT_FALSE(isOpen("fileMenu"));
+    key(Qt::Key_Down);
     key(Qt::Key_Down);
     key(Qt::Key_Return);
     EXPECT_TRUE(editor->showInspector());
     EXPECT_FALSE(isOpen("viewMenu"));
+}
+
+TEST_F(WindowMenusTests, F10AgainOrEscapeClosesTheMenuAndEscapeGoesBackToWhatHadTheKeyboard) {
+    surface().forceActiveFocus();
+    key(Qt::Key_F10);
+    key(Qt::Key_F10);
+    EXPECT_FALSE(isOpen("fileMenu"));
+    key(Qt::Key_F10);
+    EXPECT_TRUE(isOpen("fileMenu"));
+    key(Qt::Key_Escape);
+    EXPECT_FALSE(isOpen("fileMenu"));
+    EXPECT_FALSE(surface().hasActiveFocus());
+    key(Qt::Key_Escape);
+    EXPECT_TRUE(surface().hasActiveFocus());
+    EXPECT_FALSE(editor->selectedClipIDs().empty()) << "nothing else is ended by it";
+}
+
+TEST_F(WindowMenusTests, ATitleIsPressedByAReaderOfTheScreen) {
+    auto* title = findNode(root(), QAccessible::MenuItem, "Edit");
+    ASSERT_NE(title, nullptr);
+    const auto press = [&] {
+        title->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QCoreApplication::processEvents();
+    };
+    press();
+    EXPECT_TRUE(isOpen("editMenu"));
+    EXPECT_TRUE(title->state().expanded);
+    press();
+    EXPECT_FALSE(isOpen("editMenu"));
 }
 
 TEST_F(WindowMenusTests, AnOpenMenuGoesToItsNeighbourAndEscapeClosesIt) {
@@ -103,7 +135,6 @@ TEST_F(WindowMenusTests, AnOpenMenuGoesToItsNeighbourAndEscapeClosesIt) {
 TEST_F(WindowMenusTests, AltAloneGoesToTheMenusAndAltWithAKeyDoesNot) {
     QTest::keyPress(window.get(), Qt::Key_Alt);
     QTest::keyRelease(window.get(), Qt::Key_Alt);
-    key(Qt::Key_Down);
     EXPECT_TRUE(isOpen("fileMenu"));
     key(Qt::Key_Escape);
     surface().forceActiveFocus();
@@ -155,6 +186,70 @@ TEST_F(WindowMenusTests, ADragThatIsUnderWayEndsBeforeACommandChangesTheProject)
     EXPECT_EQ(clip(a).volume, 1);
     letGo(body(1, 0));
     EXPECT_THAT(order(), ElementsAre(a, b, c, voice, music));
+}
+
+TEST_F(WindowMenusTests, TheWindowIsTitledAsItsProjectSavedOrNot) {
+    EXPECT_EQ(window->title(), "Film");
+    edit(*editor);
+    context.runPosted();
+    ASSERT_TRUE(editor->isDirty());
+    EXPECT_EQ(window->title(), "Film");
+    finish(context, windows->showHome(workspace));
+    EXPECT_EQ(window->title(), "Kelvane");
+}
+
+TEST_F(WindowMenusTests, InTheNarrowestWindowTheHeadsTextGivesWayAndNothingOverlaps) {
+    const auto resize = [this](QSize size) {
+        window->resize(size);
+        QCoreApplication::processEvents();
+        refresh();
+    };
+    const auto expectApart = [this] {
+        std::vector<QRect> places;
+        walk(root(), [this, &places](QAccessibleInterface& node, int) {
+            const QRect place(window->mapFromGlobal(node.rect().topLeft()), node.rect().size());
+            if (place.bottom() < 44 && node.childCount() == 0) places.push_back(place);
+        });
+        EXPECT_GE(places.size(), 8U);
+        for (std::size_t one = 0; one < places.size(); ++one)
+            for (std::size_t other = 0; other < one; ++other)
+                EXPECT_FALSE(places[one].intersects(places[other]))
+                    << "at " << places[one].x() << " and " << places[other].x();
+    };
+    resize({740, 560});
+    editor->setLibraryName(std::string(10'000, 'm'));
+    refresh();
+    expectApart();
+    finish(context, windows->showHome(workspace));
+    refresh();
+    expectApart();
+    EXPECT_EQ(findNode(root(), QAccessible::StaticText, "Kelvane"), nullptr);
+    resize({1060, 760});
+    EXPECT_NE(findNode(root(), QAccessible::StaticText, "Kelvane"), nullptr);
+}
+
+TEST_F(WindowMenusTests, WorkOnAProjectWithALongNameKeepsToItsWindow) {
+    Project contents;
+    contents.clips = editor->clips();
+    const auto film = project(std::string(10'000, 'm'), contents);
+    const auto isShown = [this] {
+        const auto bars = window->findChildren<QQuickItem*>("workBar");
+        return std::ranges::find_if(bars, &QQuickItem::isVisible) != bars.end();
+    };
+    const auto duplicating = windows->duplicate(film.id);
+    context.runPosted();
+    ASSERT_EQ(windows->work().size(), 1U);
+    windows->work().front()->progress = {.bytes = 1, .totalBytes = 2, .items = 0, .totalItems = 1};
+    Q_EMIT windows->workChanged();
+    refresh();
+    ASSERT_TRUE(isShown());
+    for (const auto* bar : window->findChildren<QQuickItem*>("workBar")) {
+        if (!bar->isVisible()) continue;
+        const QRectF drawn = bar->mapRectToScene({0, 0, bar->width(), bar->height()});
+        EXPECT_GE(drawn.left(), 0);
+        EXPECT_LE(drawn.right(), window->width());
+    }
+    context.settle();
 }
 
 TEST_F(WindowMenusTests, TheHeaderHasTheWayBackTheNameAndTheMainActions) {
