@@ -25,16 +25,26 @@ const QString accessible = QStringLiteral("org.a11y.atspi.Accessible");
 const QString component = QStringLiteral("org.a11y.atspi.Component");
 const QString action = QStringLiteral("org.a11y.atspi.Action");
 const QString valued = QStringLiteral("org.a11y.atspi.Value");
+const QString written = QStringLiteral("org.a11y.atspi.Text");
 const QString sessionName = QStringLiteral("kelvane-test-session");
 const QString readersName = QStringLiteral("kelvane-test-readers");
-/// Extents from a window's corner.
-constexpr uint windowCoordinates = 1;
+/// Extents on the screen. Of those from a window's corner the bridge of Qt 6.4 tells wrong sizes, and it takes a dialog
+/// for a window.
+constexpr uint screenCoordinates = 0;
 
 /// Bits of a node's states, as the protocol numbers them (AtspiStateType).
 const std::map<int, std::string> stateNames = {{1, "active"},    {4, "checked"},    {8, "enabled"},  {9, "expandable"},
                                                {10, "expanded"}, {11, "focusable"}, {12, "focused"}, {22, "selectable"},
                                                {23, "selected"}, {24, "sensitive"}, {25, "showing"}, {30, "visible"},
                                                {39, "default"},  {41, "checkable"}};
+
+/// Roles as the protocol numbers them (AtspiRole): the bridge's own names for them differ between versions.
+const std::map<uint, std::string> roleNames = {
+    {2, "alert"},        {7, "check box"},     {11, "combo box"},  {16, "dialog"},        {23, "frame"},
+    {27, "image"},       {29, "label"},        {31, "list"},       {32, "list item"},     {33, "menu"},
+    {34, "menu bar"},    {35, "menu item"},    {39, "panel"},      {41, "popup menu"},    {42, "progress bar"},
+    {43, "push button"}, {44, "radio button"}, {48, "scroll bar"}, {50, "separator"},     {51, "slider"},
+    {53, "split pane"},  {54, "status bar"},   {61, "text"},       {62, "toggle button"}, {69, "window"}};
 
 BusNode nodeIn(const QDBusArgument& argument) {
     BusNode node;
@@ -97,6 +107,13 @@ std::vector<std::string> actionsIn(const QDBusMessage& reply) {
     return actions;
 }
 
+/// Whoever asks it waits: what it is asked comes to a thread whose events nobody handles.
+class SilentObject : public QDBusVirtualObject {
+public:
+    [[nodiscard]] QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage&, const QDBusConnection&) override { return true; }
+};
+
 }  // namespace
 
 bool ReaderBus::isInstalled() {
@@ -149,6 +166,13 @@ bool ReaderBus::start() {
     return QDBusConnection::connectToBus(readers_, readersName).isConnected();
 }
 
+bool ReaderBus::fallSilent(const QString& service) {
+    QDBusConnection session(sessionName);
+    silent_ = std::make_unique<SilentObject>();
+    return session.registerVirtualObject("/", silent_.get(), QDBusConnection::SubPath) &&
+           session.registerService(service);
+}
+
 std::vector<std::string> ReaderBus::surroundings() const {
     return {"DBUS_SESSION_BUS_ADDRESS=" + session_, "QT_LINUX_ACCESSIBILITY_ALWAYS_ON=1"};
 }
@@ -177,13 +201,32 @@ std::vector<BusNode> ReaderBus::children(const BusNode& node) const {
     return nodesIn(call(node, accessible, "GetChildren"));
 }
 
+std::string ReaderBus::role(const BusNode& node) const {
+    const auto number = QDBusReply<uint>(call(node, accessible, "GetRole")).value();
+    const auto known = roleNames.find(number);
+    return known == roleNames.end() ? "role " + std::to_string(number) : known->second;
+}
+
+std::string ReaderBus::word(const BusNode& node, const char* name) const {
+    return property(node, accessible, QLatin1String(name)).toString().toStdString();
+}
+
+std::set<std::string> ReaderBus::states(const BusNode& node) const {
+    return statesIn(call(node, accessible, "GetState"));
+}
+
+std::string ReaderBus::text(const BusNode& node) const {
+    // From the first character to behind the last.
+    return QDBusReply<QString>(call(node, written, "GetText", {0, -1})).value().toStdString();
+}
+
 NodeReport ReaderBus::report(const BusNode& node) const {
     NodeReport report;
-    report.role = QDBusReply<QString>(call(node, accessible, "GetRoleName")).value().toStdString();
-    report.name = property(node, accessible, "Name").toString().toStdString();
-    report.description = property(node, accessible, "Description").toString().toStdString();
-    report.states = statesIn(call(node, accessible, "GetState"));
-    report.extents = extentsIn(call(node, component, "GetExtents", {windowCoordinates}));
+    report.role = role(node);
+    report.name = word(node, "Name");
+    report.description = word(node, "Description");
+    report.states = states(node);
+    report.extents = extentsIn(call(node, component, "GetExtents", {screenCoordinates}));
     report.actions = actionsIn(call(node, action, "GetActions"));
     return report;
 }
@@ -209,23 +252,39 @@ bool ReaderBus::act(const BusNode& node, const std::string& name) const {
     return QDBusReply<bool>(call(node, action, "DoAction", {static_cast<int>(found - actions.begin())})).value();
 }
 
-void ReaderBus::walk(const std::function<bool(const BusNode&, const NodeReport&)>& visit) const {
+void ReaderBus::walkNodes(const std::function<bool(const BusNode&)>& visit) const {
     auto waiting = windows();
     std::ranges::reverse(waiting);
     while (!waiting.empty()) {
         const auto node = waiting.back();
         waiting.pop_back();
-        if (!visit(node, report(node))) return;
+        if (!visit(node)) return;
         auto below = children(node);
         waiting.insert(waiting.end(), below.rbegin(), below.rend());
     }
 }
 
-std::optional<BusNode> ReaderBus::find(const std::string& role, const std::string& name) const {
+void ReaderBus::walk(const std::function<bool(const BusNode&, const NodeReport&)>& visit) const {
+    walkNodes([&](const BusNode& node) { return visit(node, report(node)); });
+}
+
+std::optional<BusNode> ReaderBus::find(const std::string& sought, const std::string& name,
+                                       const std::string& description) const {
     std::optional<BusNode> found;
-    walk([&](const BusNode& node, const NodeReport& report) {
-        if (report.role == role && report.name == name) found = node;
+    walkNodes([&](const BusNode& node) {
+        const bool isIt = word(node, "Name") == name && role(node) == sought &&
+                          (description.empty() || word(node, "Description") == description);
+        if (isIt) found = node;
         return !found;
+    });
+    return found;
+}
+
+std::optional<BusNode> ReaderBus::focused() const {
+    std::optional<BusNode> found;
+    walkNodes([&](const BusNode& node) {
+        if (states(node).contains("focused")) found = node;
+        return true;
     });
     return found;
 }
@@ -234,6 +293,9 @@ std::string ReaderBus::tree() const {
     std::string text;
     walk([&text](const BusNode&, const NodeReport& report) {
         text += report.role + " \"" + report.name + "\"";
+        const QRect& place = report.extents;
+        text += " " + std::to_string(place.x()) + "," + std::to_string(place.y()) + " " +
+                std::to_string(place.width()) + "x" + std::to_string(place.height());
         text += report.states.contains("enabled") ? "\n" : " not enabled\n";
         return true;
     });

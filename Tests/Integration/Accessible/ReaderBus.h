@@ -4,8 +4,10 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusVirtualObject>
 #include <QRect>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -28,7 +30,7 @@ struct NodeReport {
     std::string name;
     std::string description;
     std::set<std::string> states;
-    /// In points of its window.
+    /// In points of the screen.
     QRect extents;
     std::vector<std::string> actions;
 };
@@ -56,6 +58,8 @@ public:
 
     /// False when patience ends before both buses answer; `log` tells why.
     bool start();
+    /// Takes this name in the session, and never answers who asks it; false where it is taken.
+    bool fallSilent(const QString& service);
     /// Entries of the environment of an application that is to be read.
     [[nodiscard]] std::vector<std::string> surroundings() const;
     [[nodiscard]] std::string log() const { return folder_.read("log"); }
@@ -64,6 +68,7 @@ public:
     [[nodiscard]] std::vector<BusNode> windows() const;
     [[nodiscard]] std::vector<BusNode> children(const BusNode& node) const;
     [[nodiscard]] NodeReport report(const BusNode& node) const;
+    [[nodiscard]] std::set<std::string> states(const BusNode& node) const;
     /// None of what has no value.
     [[nodiscard]] std::optional<NodeValue> value(const BusNode& node) const;
     /// Whether it was taken.
@@ -73,17 +78,26 @@ public:
 
     /// Calls `visit` with each node of all windows, parents first; false ends the walk.
     void walk(const std::function<bool(const BusNode&, const NodeReport&)>& visit) const;
-    /// The first one with this role and name.
-    [[nodiscard]] std::optional<BusNode> find(const std::string& role, const std::string& name) const;
-    /// A line for each node: its role, its name and, where it isn't, that it isn't enabled.
+    /// The first one with this role and name, and this description where one is given.
+    [[nodiscard]] std::optional<BusNode> find(const std::string& role, const std::string& name,
+                                              const std::string& description = {}) const;
+    /// What the keyboard works, by its own word; where several say so, the innermost one.
+    [[nodiscard]] std::optional<BusNode> focused() const;
+    /// What is written in a field or on a label, as a reader reads it out.
+    [[nodiscard]] std::string text(const BusNode& node) const;
+    /// A line for each node: its role, its name, its extents and, where it isn't, that it isn't enabled.
     [[nodiscard]] std::string tree() const;
 
 private:
+    void walkNodes(const std::function<bool(const BusNode&)>& visit) const;
+    [[nodiscard]] std::string role(const BusNode& node) const;
+    [[nodiscard]] std::string word(const BusNode& node, const char* property) const;
     [[nodiscard]] QDBusMessage call(const BusNode& node, const QString& interface, const QString& method,
                                     const QVariantList& arguments = {}) const;
     [[nodiscard]] QVariant property(const BusNode& node, const QString& interface, const QString& name) const;
 
     TempFolder folder_;
+    std::unique_ptr<QDBusVirtualObject> silent_;
     pid_t process_ = -1;
     std::string session_;
     QString readers_;

@@ -55,6 +55,7 @@ public:
     bool waitForIt();
     [[nodiscard]] const Screen& screen() const { return screen_; }
     [[nodiscard]] const ScreenRect& rect() const { return rect_; }
+    [[nodiscard]] xcb_window_t id() const { return window_; }
 
     /// Presses and lets go of a key of its keyboard, by the symbol: ' ', 'r'.
     void press(char symbol);

@@ -159,6 +159,14 @@ bool isFocusable(const QQuickItem& item) {
     return item.activeFocusOnTab() || item.property("focusPolicy").toInt() != Qt::NoFocus || isTextField(item);
 }
 
+/// Whether the keyboard works the item itself, and no node within it: a scope has the focus of what it holds.
+bool hasKeyboard(const QQuickItem& item) {
+    if (!item.hasActiveFocus()) return false;
+    const QQuickItem* focused = item.window()->activeFocusItem();
+    if (focused && !isNode(*focused)) focused = parentNode(*focused);
+    return focused == &item;
+}
+
 void addButtonState(const QQuickItem& item, QAccessible::State& state) {
     state.checkable = item.property("checkable").toBool();
     state.checked = state.checkable && item.property("checked").toBool();
@@ -282,7 +290,7 @@ QAccessible::State stateOf(const QQuickItem& item) {
     state.focusable = item.isEnabled() && (isSaid || isFocusable(item));
     // What is one stop for the keyboard says which part of it has the focus.
     const auto part = item.property("readsFocused");
-    state.focused = part.isValid() ? part.toBool() : item.hasActiveFocus();
+    state.focused = part.isValid() ? part.toBool() : hasKeyboard(item);
     state.invisible = !isShown(item);
     state.offscreen = state.invisible || !isInSight(item, {0, 0, item.width(), item.height()});
     return state;

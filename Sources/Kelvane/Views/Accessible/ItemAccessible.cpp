@@ -116,7 +116,12 @@ QRect ItemAccessible::rect() const { return AccessibleItems::extentsOf(item()); 
 
 QAccessible::Role ItemAccessible::role() const { return AccessibleItems::roleOf(item()); }
 
-QAccessible::State ItemAccessible::state() const { return AccessibleItems::stateOf(item()); }
+QAccessible::State ItemAccessible::state() const {
+    auto state = AccessibleItems::stateOf(item());
+    // Then the part says so, and it alone.
+    if (focusChild()) state.focused = false;
+    return state;
+}
 
 void* ItemAccessible::interface_cast(QAccessible::InterfaceType type) {
     const auto isField = [this] { return AccessibleItems::isTextField(item()); };

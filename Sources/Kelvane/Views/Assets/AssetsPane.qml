@@ -207,6 +207,7 @@ FocusScope {
     PopupMenu {
         id: menu
         objectName: "assetMenu"
+        title: qsTr("Asset actions")
         PopupMenuItem {
             objectName: "deleteAssetItem"
             symbol: "trash"

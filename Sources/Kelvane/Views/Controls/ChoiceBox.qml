@@ -113,6 +113,8 @@ ComboBox {
         padding: 4
         margins: 8
         background: RaisedGround {}
+        // Its keys are the box's, however it was opened: else Escape would close what the box stands on.
+        onAboutToShow: box.forceActiveFocus(Qt.PopupFocusReason)
         contentItem: ListView {
             clip: true
             implicitHeight: contentHeight

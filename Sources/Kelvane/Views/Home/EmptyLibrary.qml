@@ -8,6 +8,8 @@ FocusScope {
 
     required property ProjectsHomeView view
 
+    focus: true
+
     Column {
         anchors.centerIn: parent
         anchors.verticalCenterOffset: -15

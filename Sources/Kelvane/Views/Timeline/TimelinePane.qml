@@ -55,6 +55,7 @@ Item {
     PopupMenu {
         id: clipMenu
         objectName: "clipMenu"
+        title: qsTr("Clip actions")
         PopupMenuItem {
             objectName: "muteItem"
             text: surface.isMenuClipMuted ? qsTr("Unmute") : qsTr("Mute")
