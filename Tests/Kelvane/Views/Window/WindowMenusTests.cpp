@@ -144,6 +144,15 @@ TEST_F(WindowMenusTests, AltAloneGoesToTheMenusAndAltWithAKeyDoesNot) {
     EXPECT_TRUE(surface().hasActiveFocus());
 }
 
+TEST_F(WindowMenusTests, AltWithALetterOpensThatMenuWhichStaysWhenAltIsLetGo) {
+    QTest::keyPress(window.get(), Qt::Key_Alt);
+    QTest::keyClick(window.get(), Qt::Key_V, Qt::AltModifier);
+    QTest::keyRelease(window.get(), Qt::Key_Alt);
+    key(Qt::Key_Down);
+    EXPECT_TRUE(isOpen("viewMenu"));
+    EXPECT_FALSE(isOpen("fileMenu"));
+}
+
 TEST_F(WindowMenusTests, KeysGiveTheirCommands) {
     editor->selectTimelineClips({b});
     editor->seekPreview(5);
@@ -221,6 +230,10 @@ TEST_F(WindowMenusTests, InTheNarrowestWindowTheHeadsTextGivesWayAndNothingOverl
     refresh();
     expectApart();
     finish(context, windows->showHome(workspace));
+    refresh();
+    expectApart();
+    // Where the search leaves no room for it, as in a wider font, the window's name goes.
+    item("projectSearch")->setWidth(190);
     refresh();
     expectApart();
     EXPECT_EQ(findNode(root(), QAccessible::StaticText, "Kelvane"), nullptr);
