@@ -30,6 +30,8 @@ if (. /etc/os-release && [ "${VERSION_ID:-0}" -ge 13 ] 2>/dev/null); then run_pa
 # libxml2-utils check what the desktop is told.
 test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3 socat pulseaudio xvfb libxcb1-dev libxcb-xtest0-dev
     dbus-daemon at-spi2-core appstream libxml2-utils)
+# Chooses the few colours with which the pictures of the window are kept.
+screen_packages=(pngquant)
 sanitizer_packages=(libclang-rt-19-dev)
 
 say() { printf '\033[1m%s\033[0m\n' "$*"; }

@@ -6,43 +6,77 @@
 
 namespace kelvane::testing {
 
-/// A state in which the window is shown, and its size in points.
-struct Screen {
-    const char* name;
-    QSize size;
-};
-
 inline constexpr QSize usualWindow{1060, 760};
 inline constexpr QSize narrowWindow{740, 560};
+inline constexpr QSize wideWindow{1600, 1000};
 
-/// What docs/screens holds at scale 1.
-inline constexpr Screen screens[]{
-    {"empty", usualWindow},         {"editor", usualWindow},
-    {"many", usualWindow},          {"drag-video", usualWindow},
-    {"drag-sound", usualWindow},    {"drop", usualWindow},
-    {"trim", usualWindow},          {"volume", usualWindow},
-    {"marquee", usualWindow},       {"recording", usualWindow},
-    {"countdown", usualWindow},     {"assistant-edit", usualWindow},
-    {"focus", usualWindow},         {"tip", usualWindow},
-    {"more-contrast", usualWindow}, {"alert", usualWindow},
-    {"home", usualWindow},          {"home-empty", usualWindow},
-    {"wide", {1600, 1000}},         {"export-options", usualWindow},
-    {"exporting", usualWindow},     {"exported", usualWindow},
-    {"importing", usualWindow},     {"asset-preview", usualWindow},
-    {"confirm", usualWindow},       {"name", usualWindow},
+/// Where a state has pictures beside the one at scale 1: in the window as narrow as it can be, and at `scales`.
+enum class Also { nothing, narrow, scaled, narrowAndScaled };
+
+/// A state in which the window is shown.
+struct Screen {
+    const char* name;
+    Also also = Also::nothing;
+    QSize size = usualWindow;
 };
 
-/// Those that it also holds where the window is as narrow as it can be.
-inline constexpr const char* narrowScreens[]{
-    "empty",          "editor",    "trim",     "recording", "assistant-edit", "alert",   "home", "home-empty",
-    "export-options", "exporting", "exported", "importing", "asset-preview",  "confirm", "name"};
-
-/// Those that it also holds at these scales.
 inline constexpr double scales[]{1.5, 2};
-inline constexpr const char* scaledScreens[]{
-    "empty",     "editor",    "drag-video", "drag-sound",    "trim",           "volume", "marquee",
-    "recording", "countdown", "home",       "home-empty",    "assistant-edit", "alert",  "export-options",
-    "exporting", "exported",  "importing",  "asset-preview", "confirm",        "name"};
+
+/// The states whose pictures docs/screens holds, in the order in which they are shown: the library is empty first, then
+/// holds projects, and all others add some.
+inline constexpr Screen screens[]{
+    {"home-empty", Also::narrowAndScaled},
+    {"working"},
+    {"home", Also::narrowAndScaled},
+    {"home-menu", Also::narrowAndScaled},
+    {"home-rename", Also::narrowAndScaled},
+    {"home-nothing", Also::narrowAndScaled},
+    {"confirm", Also::narrowAndScaled},
+    {"name", Also::narrowAndScaled},
+    {"home-focus"},
+    {"deleting", Also::narrow},
+    {"home-many", Also::narrow},
+    {"empty", Also::narrowAndScaled},
+    {"editor", Also::narrowAndScaled},
+    {"sound", Also::narrow},
+    {"several", Also::narrow},
+    {"rename", Also::narrow},
+    {"rename-problem"},
+    {"menu", Also::narrowAndScaled},
+    {"asset-menu"},
+    {"clip-menu"},
+    {"many"},
+    {"drag-video", Also::scaled},
+    {"drag-sound", Also::scaled},
+    {"drop"},
+    {"drop-files", Also::narrow},
+    {"trim", Also::narrowAndScaled},
+    {"volume", Also::scaled},
+    {"marquee", Also::scaled},
+    {"recording", Also::narrowAndScaled},
+    {"countdown", Also::narrowAndScaled},
+    {"assistant-edit", Also::narrowAndScaled},
+    {"tip"},
+    {"more-contrast"},
+    {"importing", Also::narrowAndScaled},
+    {"asset-preview", Also::narrowAndScaled},
+    {"audio-preview", Also::narrow},
+    {"export-options", Also::narrowAndScaled},
+    {"export-choices", Also::narrowAndScaled},
+    {"exporting", Also::narrowAndScaled},
+    {"exported", Also::narrowAndScaled},
+    {"alert", Also::narrowAndScaled},
+    {"chooser", Also::narrowAndScaled},
+    {"chooser-save", Also::narrow},
+    {"assistants", Also::narrowAndScaled},
+    {"assistants-none", Also::narrow},
+    {"assistants-message", Also::narrow},
+    {"shortcuts", Also::narrowAndScaled},
+    {"about", Also::narrowAndScaled},
+    {"wide", Also::nothing, wideWindow},
+    // Who works by the keyboard sees its focus in what follows.
+    {"focus"},
+};
 
 /// One picture: "trim", "trim-narrow" or "trim@1.5".
 struct ScreenPicture {
@@ -54,12 +88,14 @@ struct ScreenPicture {
 
 inline std::vector<ScreenPicture> screenPictures() {
     std::vector<ScreenPicture> pictures;
-    for (const auto& [name, size] : screens) pictures.push_back({std::string(name) + ".png", name, size, 1});
-    for (const char* name : narrowScreens)
-        pictures.push_back({std::string(name) + "-narrow.png", name, narrowWindow, 1});
-    for (const double scale : scales)
-        for (const char* name : scaledScreens)
-            pictures.push_back({std::string(name) + (scale == 2 ? "@2" : "@1.5") + ".png", name, usualWindow, scale});
+    for (const auto& [name, also, size] : screens) {
+        pictures.push_back({std::string(name) + ".png", name, size, 1});
+        if (also == Also::narrow || also == Also::narrowAndScaled)
+            pictures.push_back({std::string(name) + "-narrow.png", name, narrowWindow, 1});
+        if (also != Also::scaled && also != Also::narrowAndScaled) continue;
+        for (const double scale : scales)
+            pictures.push_back({std::string(name) + (scale == 2 ? "@2" : "@1.5") + ".png", name, size, scale});
+    }
     return pictures;
 }
 

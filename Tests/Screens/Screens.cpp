@@ -2,7 +2,7 @@
 //
 //     screens <folder of footage> <folder for the pictures> <folder for a library> [<state>…]
 //
-// The footage are "Coast.mp4", "Balloons.mp4", "Voice.wav" and "Music.wav"; Tools/screens draws them. It keeps the
+// The footage is what Tools/screens draws (Stage.h). It keeps the
 // pictures of ScreenList.h that belong to the scale at which it is run (QT_SCALE_FACTOR), or those of the states that
 // are named alone.
 
@@ -27,6 +27,8 @@ int main(int argc, char** argv) {
     QGuiApplication::setQuitOnLastWindowClosed(false);
     // A field's cursor never comes to rest.
     QGuiApplication::styleHints()->setCursorFlashTime(0);
+    // Controls follow the pointer, as on a desktop.
+    QGuiApplication::styleHints()->setUseHoverEffects(true);
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     const fs::path pictures = fs::absolute(argv[2]);
     fs::create_directories(pictures);
@@ -35,11 +37,6 @@ int main(int argc, char** argv) {
     std::erase_if(shown, [&](const ScreenPicture& picture) {
         const bool isNamed = wanted.empty() || std::ranges::find(wanted, picture.state) != wanted.end();
         return picture.scale != application.devicePixelRatio() || !isNamed;
-    });
-    // What needs an empty library comes before what fills it, and the library's own picture behind that. Who works by
-    // the keyboard sees its focus in what follows.
-    std::ranges::stable_sort(shown, {}, [](const ScreenPicture& picture) {
-        return picture.state == "home-empty" ? 0 : picture.state == "home" ? 2 : picture.state == "focus" ? 3 : 1;
     });
     auto stage = std::make_unique<Stage>(fs::absolute(argv[1]), fs::absolute(argv[3]));
     for (const ScreenPicture& picture : shown) {

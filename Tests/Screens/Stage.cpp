@@ -65,7 +65,8 @@ Stage::Stage(fs::path footage, const fs::path& library)
                                       return std::make_unique<TimelinePlayer>(std::move(services));
                                   },
                               .recording = &recording_,
-                              .unfinished = &unfinished_},
+                              .unfinished = &unfinished_,
+                              .desktop = &desktop_},
                FileURL::fromPath(library.string())),
       workspace_(windows_.workspace(std::nullopt)) {
     windows_.attach(workspace_, platformWindow_.get());
@@ -84,10 +85,16 @@ Stage::Stage(fs::path footage, const fs::path& library)
 
 Stage::~Stage() { windows_.unregister(workspace_); }
 
-void Stage::clear() {
+void Stage::leave() {
     for (const auto& leave : std::exchange(leaving_, {})) leave();
     if (!workspace_->editor()) return;
     timeline().cancelGesture();
+    // Who uses the pointer sees no ring of the keyboard's focus.
+    QTest::mouseClick(window_.get(), Qt::LeftButton, {}, surface().mapToScene({surface().width() / 2, 8}).toPoint());
+}
+
+void Stage::goHome() {
+    if (!workspace_->editor()) return;
     windows_.showHome(workspace_);
     runUntil([this] { return !workspace_->editor(); });
 }
@@ -134,11 +141,32 @@ void Stage::settle() {
     }
 }
 
-void Stage::open(const std::string& name, std::vector<Clip> clips, double playhead) {
+void Stage::open(const std::string& name, const std::vector<Clip>& clips, double playhead) {
+    if (!isOpen(name, clips)) make(name, clips);
+    editor().setError(std::nullopt);
+    editor().showTimelinePreview();
+    editor().selectAssets({});
+    editor().selectTimelineClips({});
+    editor().setShowInspector(false);
+    timeline().setZoom(1);
+    settle();
+    editor().seekPreview(playhead);
+    settle();
+}
+
+bool Stage::isOpen(const std::string& name, const std::vector<Clip>& clips) const {
+    return workspace_->editor() && made_.name == name && made_.given == clips && editor().clips() == made_.clips &&
+           editor().assets() == made_.assets;
+}
+
+void Stage::make(const std::string& name, const std::vector<Clip>& clips) {
+    goHome();
     Project project;
-    project.clips = std::move(clips);
-    project.assets = std::vector<Clip>{video("Coast.mp4", 0, 12), video("Balloons.mp4", 0, 12),
-                                       sound("Voice.wav", 0, 0, 40), sound("Music.wav", 0, 0, 40)};
+    project.clips = clips;
+    project.assets.emplace();
+    if (!clips.empty())
+        project.assets = {video("Coast.mp4", 0, 12),  video("Balloons.mp4", 0, 12), video("Harbour.mp4", 0, 12),
+                          video("Meadow.mp4", 0, 12), sound("Voice.wav", 0, 0, 40), sound("Music.wav", 0, 0, 40)};
     // The library knows a file that it has taken in before by its place.
     const auto folder = fs::temp_directory_path() / ("kelvane-screens-" + std::to_string(++projects_));
     fs::create_directories(folder);
@@ -149,8 +177,7 @@ void Stage::open(const std::string& name, std::vector<Clip> clips, double playhe
     runUntil([&] { return workspace_->editor() != nullptr; });
     fs::remove_all(folder);
     settle();
-    editor().seekPreview(playhead);
-    settle();
+    made_ = {.name = name, .given = clips, .clips = editor().clips(), .assets = editor().assets()};
 }
 
 QQuickItem& Stage::item(const char* name) const {
@@ -171,6 +198,21 @@ QPoint Stage::at(double seconds, int row, double y) const {
 QPoint Stage::middleOf(const QQuickItem& item) {
     return item.mapToScene({item.width() / 2, item.height() / 2}).toPoint();
 }
+
+QQuickItem& Stage::shown(const char* property, const QString& value) const {
+    const auto find = [&](const auto& self, QQuickItem& item) -> QQuickItem* {
+        if (!item.isVisible()) return nullptr;
+        if (item.property(property) == value) return &item;
+        for (auto* child : item.childItems())
+            if (auto* found = self(self, *child)) return found;
+        return nullptr;
+    };
+    auto* found = find(find, *window_->contentItem());
+    if (found == nullptr) stop("The window does not show " + value.toStdString());
+    return *found;
+}
+
+void Stage::press(Qt::Key key, Qt::KeyboardModifiers modifiers) { QTest::keyClick(window_.get(), key, modifiers); }
 
 void Stage::drag(QPoint from, QPoint to) {
     QTest::mouseMove(window_.get(), from);

@@ -13,12 +13,14 @@
 
 #include "Media/FFmpeg/FFmpegPlatform.h"
 #include "Platform/QtMainContext.h"
+#include "Support/App/FakeDesktopServices.h"
 #include "Support/App/FakePanels.h"
 #include "Support/App/FakeRecording.h"
 #include "Support/UnfinishedWork.h"
 #include "Views/Timeline/TimelineSurface.h"
 #include "Views/Waveform/AudioWaveformView.h"
 #include "Views/Window/ProjectWindowView.h"
+#include "Views/Window/WindowPanels.h"
 #include "Windows/ProjectWindows.h"
 
 namespace kelvane::testing {
@@ -30,7 +32,8 @@ namespace kelvane::testing {
 /// nothing to be heard. States.cpp brings it into its states.
 class Stage {
 public:
-    /// `footage` holds "Coast.mp4", "Balloons.mp4", "Voice.wav" and "Music.wav"; `library` is empty or isn't there.
+    /// `footage` holds "Coast.mp4", "Balloons.mp4", "Harbour.mp4" and "Meadow.mp4", each with a picture beside it
+    /// ("Coast.jpg"), "Voice.wav" and "Music.wav"; `library` is empty or isn't there.
     Stage(std::filesystem::path footage, const std::filesystem::path& library);
     ~Stage();
 
@@ -53,30 +56,62 @@ public:
     void showFocus();
     void showTip();
     void showMoreContrast();
+    void showWide();
+
+    // HomeStates.cpp: the library's projects.
     void showHome();
     void showHomeEmpty();
-    void showWide();
+    void showHomeMenu();
+    void showHomeRename();
+    void showHomeNothing();
+    void showHomeFocus();
+    void showHomeMany();
+    void showWorking();
+    void showDeleting();
+
+    // PaneStates.cpp: what panes show beside the timeline, and menus.
+    void showSoundClip();
+    void showSeveral();
+    void showRename();
+    void showRenameProblem();
+    void showMenu();
+    void showAssetMenu();
+    void showClipMenu();
+    void showFileDrop();
+    void showAssetPreview();
+    void showAudioPreview();
 
     // SheetStates.cpp: those in which something stands over the window, or in a part of it for a while.
     void showAlert();
     void showExportOptions();
     void showExporting();
     void showExported();
+    void showExportChoices();
     void showImporting();
-    void showAssetPreview();
     void showConfirm();
     void showName();
+    void showChooser();
+    void showChooserSave();
+    void showAssistants();
+    void showAssistantsNone();
+    void showAssistantsMessage();
+    void showShortcuts();
+    void showAbout();
 
 private:
     [[nodiscard]] FileURL file(const char* name) const { return FileURL::fromPath((footage_ / name).string()); }
     [[nodiscard]] Clip video(const char* name, double start, double end, double volume = 1) const;
     [[nodiscard]] Clip sound(const char* name, double at, double start, double end, double volume = 1) const;
-    /// A short film with two voices and music.
-    [[nodiscard]] std::vector<Clip> film() const;
-    /// Shows a new project.
-    void open(const std::string& name, std::vector<Clip> clips, double playhead);
-    /// Back to the projects, and to nothing that a state has left behind.
-    void clear();
+    /// A short film with two voices and music; always the same.
+    [[nodiscard]] const std::vector<Clip>& film();
+    /// Shows a project with nothing chosen: a new one, unless one that was made the same way is as it was.
+    void open(const std::string& name, const std::vector<Clip>& clips, double playhead);
+    [[nodiscard]] bool isOpen(const std::string& name, const std::vector<Clip>& clips) const;
+    void make(const std::string& name, const std::vector<Clip>& clips);
+    /// Undoes what a state has left behind.
+    void leave();
+    /// Back to the projects.
+    void goHome();
     /// Lets the application run; ends the program where that takes minutes.
     void runUntil(const std::function<bool()>& isDone);
     /// Until all that is in sight is drawn as it stays.
@@ -88,18 +123,28 @@ private:
     /// Where a moment of the timeline is in the window, `y` points below the upper end of `row`.
     [[nodiscard]] QPoint at(double seconds, int row, double y) const;
     [[nodiscard]] static QPoint middleOf(const QQuickItem& item);
+    /// What is shown with this value of a property.
+    [[nodiscard]] QQuickItem& shown(const char* property, const QString& value) const;
+    /// A place in a card of the home.
+    [[nodiscard]] QPoint onCard(int row, QPointF place) const;
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {});
     /// Presses and moves, and holds what it has.
     void drag(QPoint from, QPoint to);
     void startRecording();
-    void startExport(std::vector<Clip> clips);
+    void startExport(const std::vector<Clip>& clips);
     /// Lets the window ask something, as it does where the desktop has no questions of its own.
-    void ask(const std::function<void(Panels&)>& question);
+    void ask(const std::function<void(WindowPanels&)>& question);
+    /// For choosers: a folder like that of anybody.
+    std::filesystem::path folderOfFiles();
+    /// Enters a project of one clip of this footage in the library.
+    void keep(const std::string& name, const char* footage, double end, double modified);
 
     std::filesystem::path footage_;
     UnfinishedWork unfinished_;
     FFmpegPlatform media_;
     FakePanels panels_;
     FakeRecording recording_;
+    FakeDesktopServices desktop_;
     QtMainContext context_;
     AudioWaveformCache waveforms_{context_, media_};
     std::unique_ptr<PlatformWindow> platformWindow_;
@@ -109,6 +154,14 @@ private:
     QQmlEngine engine_;
     std::unique_ptr<QQuickWindow> window_;
     int projects_ = 0;
+    std::vector<Clip> film_;
+    /// The project that is open: what it was made of, and what it was then.
+    struct Made {
+        std::string name;
+        std::vector<Clip> given;
+        std::vector<Clip> clips;
+        std::vector<Clip> assets;
+    } made_;
     /// What the state leaves to be undone.
     std::vector<std::function<void()>> leaving_;
 };

@@ -15,17 +15,19 @@ namespace {
 constexpr QPoint corner{1, 1};
 
 /// The states whose picture is taken while something moves, at once.
-constexpr const char* fleeting[]{"assistant-edit", "countdown", "recording", "exporting", "importing"};
+constexpr const char* fleeting[]{"assistant-edit", "countdown", "recording", "exporting",
+                                 "importing",      "working",   "deleting"};
 
 }  // namespace
 
-std::vector<Clip> Stage::film() const {
-    std::vector<Clip> clips{
+const std::vector<Clip>& Stage::film() {
+    if (!film_.empty()) return film_;
+    film_ = {
         video("Coast.mp4", 1, 6),           video("Balloons.mp4", 0.5, 5),    video("Coast.mp4", 4, 10.5),
         video("Balloons.mp4", 6, 9.8, 0.8), video("Coast.mp4", 0, 7),         video("Balloons.mp4", 3, 9.2),
         sound("Voice.wav", 1, 0, 10.4),     sound("Voice.wav", 17.5, 12, 21), sound("Music.wav", 0.2, 0, 34, 0.62)};
-    clips[7].audioTrackID = clips[6].id;
-    return clips;
+    film_[7].audioTrackID = film_[6].id;
+    return film_;
 }
 
 QImage Stage::show(const std::string& state, QSize size) {
@@ -45,6 +47,30 @@ QImage Stage::show(const std::string& state, QSize size) {
         {"focus", &Stage::showFocus},
         {"tip", &Stage::showTip},
         {"more-contrast", &Stage::showMoreContrast},
+        {"sound", &Stage::showSoundClip},
+        {"several", &Stage::showSeveral},
+        {"rename", &Stage::showRename},
+        {"rename-problem", &Stage::showRenameProblem},
+        {"menu", &Stage::showMenu},
+        {"asset-menu", &Stage::showAssetMenu},
+        {"clip-menu", &Stage::showClipMenu},
+        {"drop-files", &Stage::showFileDrop},
+        {"audio-preview", &Stage::showAudioPreview},
+        {"export-choices", &Stage::showExportChoices},
+        {"chooser", &Stage::showChooser},
+        {"chooser-save", &Stage::showChooserSave},
+        {"assistants", &Stage::showAssistants},
+        {"assistants-none", &Stage::showAssistantsNone},
+        {"assistants-message", &Stage::showAssistantsMessage},
+        {"shortcuts", &Stage::showShortcuts},
+        {"about", &Stage::showAbout},
+        {"home-menu", &Stage::showHomeMenu},
+        {"home-rename", &Stage::showHomeRename},
+        {"home-nothing", &Stage::showHomeNothing},
+        {"home-focus", &Stage::showHomeFocus},
+        {"home-many", &Stage::showHomeMany},
+        {"working", &Stage::showWorking},
+        {"deleting", &Stage::showDeleting},
         {"alert", &Stage::showAlert},
         {"export-options", &Stage::showExportOptions},
         {"exporting", &Stage::showExporting},
@@ -64,7 +90,7 @@ QImage Stage::show(const std::string& state, QSize size) {
     (this->*known->second)();
     if (std::ranges::find(fleeting, state) == std::end(fleeting)) settle();
     const QImage image = window_->grabWindow().convertToFormat(QImage::Format_RGB888);
-    clear();
+    leave();
     return image;
 }
 
@@ -205,17 +231,6 @@ void Stage::showMoreContrast() {
     Theme::setAppearance({.moreContrast = true, .reducedMotion = true});
     leaving_.emplace_back([] { Theme::setAppearance({.reducedMotion = true}); });
     showEditor();
-}
-
-void Stage::showHome() {
-    for (const char* name : {"First day", "Harbour at night", "Late light"}) {
-        open(name, film(), 17.5);
-        clear();
-    }
-}
-
-void Stage::showHomeEmpty() {
-    // The library is empty before anything is opened: this state comes first.
 }
 
 void Stage::showWide() {

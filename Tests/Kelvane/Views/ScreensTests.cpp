@@ -29,7 +29,7 @@ TEST(Screens, EachStateHasItsPicturesInTheDocuments) {
 TEST(Screens, ThePicturesTogetherStaySmall) {
     std::uintmax_t bytes = 0;
     for (const auto& entry : fs::directory_iterator(folder)) bytes += entry.file_size();
-    EXPECT_LT(bytes, 6'500'000U);
+    EXPECT_LT(bytes, 9'000'000U);
 }
 
 TEST(Screens, NoPictureIsEmpty) {

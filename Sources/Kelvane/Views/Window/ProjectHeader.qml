@@ -66,8 +66,8 @@ FocusScope {
         readonly property real middle: header.width < 860 ? (from + until - width) / 2 : (header.width - width) / 2
         x: Math.round(Math.max(from, Math.min(middle, until - width)))
         height: parent.height
-        // The name's button has a margin of its own.
-        spacing: 3
+        // The name's button has a margin of its own, its field has none.
+        spacing: header.view.naming.editing ? 8 : 3
 
         Text {
             anchors.verticalCenter: parent.verticalCenter
