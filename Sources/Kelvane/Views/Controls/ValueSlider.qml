@@ -129,22 +129,35 @@ Item {
         id: area
         // From the knob's middle to where it was taken.
         property real grip: 0
+        // Where a double click was; a third press that follows it there is a slip of the hand.
+        property real doubled: 0
+        property bool slipped: false
+        Timer {
+            id: slip
+            interval: Qt.styleHints.mouseDoubleClickInterval
+        }
         anchors.fill: parent
         hoverEnabled: true
         preventStealing: true
         onPressed: mouse => {
             const knob = slider.place(slider.value)
             const onKnob = Math.abs(mouse.x - knob) <= 8
+            slipped = !onKnob && slip.running && Math.abs(mouse.x - doubled) <= Qt.styleHints.startDragDistance
+            if (slipped) return
             grip = onKnob ? mouse.x - knob : 0
             slider.byHand = true
             slider.forceActiveFocus(Qt.MouseFocusReason)
             slider.begun()
             if (!onKnob) slider.dragged(slider.number(mouse.x))
         }
-        onPositionChanged: mouse => { if (pressed) slider.dragged(slider.number(mouse.x - grip)) }
+        onPositionChanged: mouse => { if (pressed && !slipped) slider.dragged(slider.number(mouse.x - grip)) }
         onReleased: slider.ended()
         onCanceled: slider.ended()
-        onDoubleClicked: slider.reset()
+        onDoubleClicked: mouse => {
+            doubled = mouse.x
+            slip.restart()
+            slider.reset()
+        }
     }
     HelpTip { text: slider.label }
 }

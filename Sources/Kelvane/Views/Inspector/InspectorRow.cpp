@@ -1,6 +1,8 @@
 #include "InspectorRow.h"
 
 #include <cmath>
+#include <utility>
+#include <vector>
 
 #include "InspectorView.h"
 
@@ -25,7 +27,11 @@ void InspectorRow::show(const Clip& clip, double timelineDuration) {
     Q_EMIT changed();
 }
 
-void InspectorRow::begin() { isHeld_ = view_.beginDrag(); }
+void InspectorRow::begin() {
+    isHeld_ = view_.beginDrag();
+    presses_ = {std::nullopt, presses_.front()};
+    if (isHeld_) presses_.front() = Step{view_.clips(), nullptr};
+}
 
 void InspectorRow::drag(double value) {
     // A gesture that was ended by another road goes on no more.
@@ -36,6 +42,7 @@ void InspectorRow::end() {
     if (!isHeld_) return;
     isHeld_ = false;
     view_.endEditing();
+    presses_.front()->after = view_.clips();
     view_.refresh();
 }
 
@@ -56,7 +63,14 @@ void InspectorRow::reset() {
     if (!standard) return;
     end();
     view_.endEditing();
-    view_.change(field_, *standard);
+    std::vector<ClipArray> origins;
+    for (const auto& press : std::exchange(presses_, {})) {
+        // One that changed nothing has made no step.
+        if (!press || press->before == press->after) continue;
+        if (press->after != (origins.empty() ? view_.clips() : origins.back())) break;
+        origins.push_back(press->before);
+    }
+    view_.changeFrom(origins, field_, *standard);
 }
 
 }  // namespace kelvane

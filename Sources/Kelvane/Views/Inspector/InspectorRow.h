@@ -2,7 +2,10 @@
 
 #include <QObject>
 #include <QString>
+#include <array>
+#include <optional>
 
+#include "Editor/HistoryEntry.h"
 #include "InspectorField.h"
 
 namespace kelvane {
@@ -43,7 +46,8 @@ public:
     Q_INVOKABLE void stepBy(int steps);
     Q_INVOKABLE void pageBy(int pages);
     Q_INVOKABLE void goToEnd(bool upper);
-    /// A double click: back to where the value stands in a new clip, as a step of its own. Nothing for times.
+    /// A double click: back to where the value stands in a new clip, as one step with what its two presses have
+    /// changed. Nothing for times.
     Q_INVOKABLE void reset();
 
     /// Shows this clip. While a hand holds the slider its range stays, so that the value stays under the hand.
@@ -59,6 +63,12 @@ private:
     InspectorFields::Range range_;
     QString text_;
     bool isHeld_ = false;
+    /// What the hand's last press has changed, and the one before: from which clips to which.
+    struct Step {
+        ClipArray before;
+        ClipArray after;
+    };
+    std::array<std::optional<Step>, 2> presses_;
 };
 
 }  // namespace kelvane

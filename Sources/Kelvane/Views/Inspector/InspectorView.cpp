@@ -138,6 +138,22 @@ void InspectorView::change(InspectorField field, double value) {
     if (result && isSeen && isEditing()) Q_EMIT drafted();
 }
 
+void InspectorView::changeFrom(const std::vector<ClipArray>& origins, InspectorField field, double value) {
+    const auto editor = workspace_->editor();
+    if (!editor || editor->busy()) return;
+    for (const ClipArray& origin : origins) {
+        const auto& steps = editor->undoStack();
+        if (steps.empty() || steps.back().clips != origin) break;
+        editor->undo();
+    }
+    change(field, value);
+}
+
+ClipArray InspectorView::clips() const {
+    const auto editor = workspace_->editor();
+    return editor ? editor->clipArray() : nullptr;
+}
+
 void InspectorView::changeInRun(InspectorField field, double value) {
     const auto editor = workspace_->editor();
     if (!editor || editor->busy() || !clip_) return;

@@ -5,6 +5,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include "Editor/Editor.h"
 #include "InspectorRow.h"
@@ -77,7 +78,11 @@ public:
     [[nodiscard]] bool isEditing() const { return !editing_.expired(); }
     /// Sets a field of the clip; nothing where the clip is gone, and for what it can't have.
     void change(InspectorField field, double value);
-    /// The same as part of a run, which ends half a second behind its last change.
+    /// The same as one step with those that `origins` were before, the latest first.
+    void changeFrom(const std::vector<ClipArray>& origins, InspectorField field, double value);
+    /// What the timeline holds now; null on the projects home.
+    [[nodiscard]] ClipArray clips() const;
+    /// Sets a field as part of a run, which ends half a second behind its last change.
     void changeInRun(InspectorField field, double value);
     /// Shows what is there now, where it is another.
     void refresh();

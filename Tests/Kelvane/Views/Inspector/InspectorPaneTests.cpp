@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <QGuiApplication>
+#include <QStyleHints>
+
 #include "Kelvane/Views/Accessible/TreeReading.h"
 #include "Kelvane/Views/Timeline/TimelineWindowFixture.h"
 
@@ -32,6 +35,10 @@ protected:
     }
     void pause() {
         context.advance(std::chrono::milliseconds(500));
+        context.runPosted();
+    }
+    void doubleClick(QPoint point) {
+        QTest::mouseDClick(window.get(), Qt::LeftButton, {}, point, 1000);
         context.runPosted();
     }
     /// Where a share of the way of a slider is, in points of the window.
@@ -136,6 +143,43 @@ TEST_F(InspectorPaneTests, ADoubleClickOnAKnobSetsTheStandardInOneStep) {
     context.runPosted();
     EXPECT_EQ(clip(a).horizontal, 0);
     EXPECT_EQ(steps(), 2U);
+}
+
+TEST_F(InspectorPaneTests, ADoubleClickBesideAKnobIsOneStepAsWell) {
+    set("Volume", 0.3);
+    pause();
+    ASSERT_EQ(steps(), 1U);
+    doubleClick(on("volumeSlider", 0.7));
+    EXPECT_EQ(clip(a).volume, 1);
+    EXPECT_EQ(steps(), 2U);
+    view.undo();
+    context.runPosted();
+    EXPECT_EQ(clip(a).volume, 0.3);
+    // What has its standard already has lost nothing and gained no step.
+    doubleClick(on("verticalSlider", 0.9));
+    EXPECT_EQ(clip(a).vertical, 0);
+    EXPECT_EQ(steps(), 1U);
+}
+
+TEST_F(InspectorPaneTests, AThirdQuickClickChangesNothing) {
+    // However slowly this runs, the clicks are quick ones.
+    const int interval = QGuiApplication::styleHints()->mouseDoubleClickInterval();
+    QGuiApplication::styleHints()->setMouseDoubleClickInterval(static_cast<int>(patience.count()));
+    set("Horizontal", 0.5);
+    pause();
+    const QPoint knob = on("horizontalSlider", 0.75);
+    doubleClick(knob);
+    EXPECT_EQ(clip(a).horizontal, 0);
+    QTest::mouseClick(window.get(), Qt::LeftButton, {}, knob, 10);
+    context.runPosted();
+    EXPECT_EQ(clip(a).horizontal, 0);
+    EXPECT_EQ(steps(), 2U);
+    EXPECT_FALSE(editor->interactionSnapshot());
+    // Somewhere else a hand means it.
+    QTest::mouseClick(window.get(), Qt::LeftButton, {}, on("horizontalSlider", 0.9), 10);
+    context.runPosted();
+    EXPECT_NEAR(clip(a).horizontal, 0.8, 0.02);
+    QGuiApplication::styleHints()->setMouseDoubleClickInterval(interval);
 }
 
 TEST_F(InspectorPaneTests, KeysStepASliderAndCanBeTakenBackAtOnce) {

@@ -310,6 +310,34 @@ TEST_F(InspectorViewTests, ADoubleClickGoesBackToTheStandardInOneStep) {
     EXPECT_EQ(clip().start, 2);
 }
 
+TEST_F(InspectorViewTests, ADoubleClickTakesItsPressesIntoItsStep) {
+    InspectorRow& row = *view->volume();
+    const auto press = [&row](double value) {
+        row.begin();
+        row.drag(value);
+    };
+    press(0.2);
+    row.end();
+    ASSERT_EQ(steps(), 1U);
+    press(0.5);
+    row.end();
+    press(0.6);
+    row.reset();
+    row.end();
+    EXPECT_EQ(row.value(), 1);
+    EXPECT_EQ(steps(), 2U);
+    EXPECT_EQ(editor->undoStack().back().clips->front().volume, 0.2) << "it began before the first of the two";
+    // What somebody else has done meanwhile stays a step of its own.
+    press(0.5);
+    row.end();
+    editor->update(clip().id, [](Clip& changed) { changed.zoom = 2; });
+    tell();
+    row.begin();
+    row.reset();
+    EXPECT_EQ(clip().volume, 1);
+    EXPECT_EQ(steps(), 5U);
+}
+
 TEST_F(InspectorViewTests, ResetFrameFillsTheFrameInOneStep) {
     view->zoom()->set(2);
     view->horizontal()->set(0.5);
