@@ -8,7 +8,7 @@ FocusScope {
     id: pane
 
     required property FileBrowser browser
-    // Return was pressed where it means the default button.
+    // Return was pressed on a control that keeps it, and means the default button.
     signal confirmed()
 
     readonly property Item field: nameField
@@ -52,32 +52,57 @@ FocusScope {
                 height: parent.height
                 model: pane.browser.places
                 clip: true
+                activeFocusOnTab: true
                 boundsBehavior: Flickable.StopAtBounds
+                // One of its rows says so.
+                readonly property bool readsFocused: activeFocus && currentIndex < 0
                 Accessible.role: Accessible.List
                 Accessible.name: qsTr("Places")
-                delegate: KeyButton {
+                Keys.onPressed: event => {
+                    if (event.key === Qt.Key_Home) currentIndex = 0
+                    else if (event.key === Qt.Key_End) currentIndex = count - 1
+                    else return
+                    event.accepted = true
+                }
+                Keys.onSpacePressed: pane.browser.showPlace(currentIndex)
+                Keys.onReturnPressed: pane.browser.showPlace(currentIndex)
+                Keys.onEnterPressed: pane.browser.showPlace(currentIndex)
+                delegate: Item {
                     id: place
                     required property int index
                     required property string modelData
+                    readonly property bool readsFocused: places.activeFocus && places.currentIndex === index
                     width: ListView.view.width
                     height: 28
-                    text: modelData
-                    focusPolicy: Qt.TabFocus
                     Accessible.role: Accessible.ListItem
-                    Accessible.name: text
-                    onClicked: pane.browser.showPlace(index)
-                    contentItem: Text {
-                        text: place.text
+                    Accessible.name: modelData
+                    Accessible.focusable: true
+                    Accessible.onPressAction: pane.browser.showPlace(index)
+                    Rectangle {
+                        anchors.fill: parent
+                        radius: Theme.controlRadius
+                        color: placePointer.pressed ? Theme.controlPressed : placePointer.containsMouse ? Theme.control : "transparent"
+                        FocusRing { visible: place.readsFocused; gap: 0 }
+                    }
+                    Text {
+                        x: 8
+                        width: parent.width - 16
+                        anchors.verticalCenter: parent.verticalCenter
+                        text: place.modelData
+                        textFormat: Text.PlainText
                         font: Theme.bodyFont
                         color: Theme.text1
                         elide: Text.ElideRight
-                        verticalAlignment: Text.AlignVCenter
                         Accessible.ignored: true
                     }
-                    background: Rectangle {
-                        radius: Theme.controlRadius
-                        color: place.down ? Theme.controlPressed : place.hovered ? Theme.control : "transparent"
-                        FocusRing { visible: place.visualFocus }
+                    MouseArea {
+                        id: placePointer
+                        anchors.fill: parent
+                        hoverEnabled: true
+                        onClicked: {
+                            places.currentIndex = place.index
+                            pane.browser.showPlace(place.index)
+                        }
                     }
                 }
             }
@@ -98,6 +123,7 @@ FocusScope {
                     keyNavigationEnabled: false
                     boundsBehavior: Flickable.StopAtBounds
                     ScrollBar.vertical: PageScrollBar { policy: rows.contentHeight > rows.height ? ScrollBar.AlwaysOn : ScrollBar.AlwaysOff }
+                    readonly property bool readsFocused: activeFocus && currentIndex < 0
                     Accessible.role: Accessible.List
                     Accessible.name: qsTr("Files")
                     function go(row, modifiers) {
@@ -121,11 +147,13 @@ FocusScope {
                         required property string name
                         required property bool isFolder
                         required property bool chosen
+                        readonly property bool readsFocused: rows.activeFocus && rows.currentIndex === index
                         width: ListView.view.width
                         height: 28
                         Accessible.role: Accessible.ListItem
                         Accessible.name: name
                         Accessible.description: isFolder ? qsTr("Folder") : ""
+                        Accessible.focusable: true
                         Accessible.selectable: true
                         Accessible.selected: chosen
                         Accessible.onPressAction: pane.browser.open(index)
@@ -133,7 +161,7 @@ FocusScope {
                             anchors.fill: parent
                             radius: Theme.controlRadius - 2
                             color: row.chosen ? Theme.controlPressed : pointer.containsMouse ? Theme.control : "transparent"
-                            FocusRing { visible: rows.activeFocus && rows.currentIndex === row.index; gap: 0 }
+                            FocusRing { visible: row.readsFocused; gap: 0 }
                         }
                         Icon {
                             x: 8
@@ -197,7 +225,6 @@ FocusScope {
                 selectedTextColor: Theme.onAccent
                 text: pane.browser.text
                 onTextEdited: pane.browser.text = text
-                onAccepted: pane.confirmed()
                 Accessible.name: qsTr("File name")
                 background: Rectangle {
                     radius: Theme.controlRadius

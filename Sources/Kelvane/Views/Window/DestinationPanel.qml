@@ -8,7 +8,7 @@ ChooserPanel {
 
     title: question.title.length > 0 ? question.title : qsTr("Save As")
     acceptText: qsTr("Save")
-    onRejected: panel.question.cancel()
+    onDeclined: panel.question.cancel()
     Connections {
         target: panel.browser
         function onAccepted(files) { panel.question.answer(files[0]) }

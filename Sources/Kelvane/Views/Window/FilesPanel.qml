@@ -8,7 +8,7 @@ ChooserPanel {
 
     title: question.title
     acceptText: qsTr("Open")
-    onRejected: panel.question.cancel()
+    onDeclined: panel.question.cancel()
     Connections {
         target: panel.browser
         function onAccepted(files) { panel.question.answer(files) }
