@@ -12,7 +12,7 @@ Rectangle {
     y: place.y
     width: Math.min(content.width + 18, parent.width - 12)
     height: content.height + 12
-    visible: tips.shown
+    visible: tips.shown && tips.text.length + tips.reason.length > 0
     radius: 6
     color: Theme.tip
     border.width: 1
@@ -29,6 +29,7 @@ Rectangle {
         y: 6
         spacing: 2
         Row {
+            visible: bubble.tips.text.length > 0
             spacing: 6
             Text {
                 text: bubble.tips.text

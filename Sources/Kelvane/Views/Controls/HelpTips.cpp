@@ -172,7 +172,7 @@ void HelpTips::setTip(HelpTip* tip) {
 }
 
 void HelpTips::show() {
-    if (!tip_ || tip_->text().isEmpty()) return;
+    if (!tip_ || (text().isEmpty() && reason().isEmpty())) return;
     isShown_ = true;
     Q_EMIT changed();
 }

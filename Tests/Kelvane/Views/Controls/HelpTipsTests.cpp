@@ -114,6 +114,24 @@ TEST_F(HelpTipsInAWindow, ADimmedControlSaysWhatItDoesAndWhileTheProjectIsBusyWh
     EXPECT_EQ(shown(), "Delete clips|Del");
 }
 
+TEST_F(HelpTipsInAWindow, AControlWithoutAHelpOfItsOwnSaysWhyItIsDimmed) {
+    editor->setShowInspector(true);
+    editor->select(a);
+    refresh();
+    hover("resetFrameButton");
+    advance(600ms);
+    EXPECT_EQ(shown(), "");
+    hoverNothing();
+    editor->beginCopying();
+    refresh();
+    hover("resetFrameButton");
+    advance(600ms);
+    EXPECT_EQ(shown(), "\nNot available while media is copied");
+    editor->endCopying();
+    refresh();
+    EXPECT_EQ(shown(), "");
+}
+
 TEST_F(HelpTipsInAWindow, ATipFollowsWhatItsControlDoes) {
     auto* play = item("playButton");
     hover("playButton");
