@@ -361,10 +361,30 @@ TEST_F(PreviewTests, AnImportCoversThePicture) {
     EXPECT_FALSE(overlay->isVisible());
     beginImport(*editor);
     context.runPosted();
+    context.advance(std::chrono::milliseconds(299));
+    EXPECT_FALSE(overlay->property("visible").toBool()) << "what is done within a moment shows nothing";
+    context.advance(std::chrono::milliseconds(1));
     EXPECT_TRUE(preview.importing());
     EXPECT_TRUE(overlay->property("visible").toBool());
+    EXPECT_FALSE(item("cancelImport")->property("visible").toBool()) << "one file is waited for";
     context.settle();
     EXPECT_FALSE(overlay->property("visible").toBool());
+    EXPECT_FALSE(preview.importing());
+}
+
+TEST_F(PreviewTests, AnImportThatIsOverAtOnceShowsNothing) {
+    const auto editor = openClip();
+    beginImport(*editor);
+    context.settle();
+    advance(std::chrono::seconds(1));
+    EXPECT_FALSE(preview.importing());
+    // The clock of another one begins anew.
+    media.addFileNamed("later.mov", FakeFile::video(3));
+    editor->importURLs({folder.write("Sources/later.mov")});
+    context.runPosted();
+    context.advance(std::chrono::milliseconds(200));
+    EXPECT_FALSE(preview.importing());
+    context.settle();
 }
 
 TEST_F(PreviewTests, AnAssetHasControlsOfItsOwnAndAWayBack) {

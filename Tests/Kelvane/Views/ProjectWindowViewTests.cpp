@@ -145,7 +145,14 @@ TEST_F(ProjectWindowViewTests, CopiesAreShownWithWhatIsCopiedAndHowFar) {
         values.push_back(view.copyingProgress());
     });
     EXPECT_EQ(view.copying(), "");
-    duplicate(row.id);
+    const auto duplicating = windows->duplicate(row.id);
+    context.runPosted();
+    windows->work().front()->progress = {.bytes = 0, .totalBytes = 10, .items = 0, .totalItems = 1};
+    Q_EMIT windows->workChanged();
+    EXPECT_EQ(view.copying(), "") << "what is done within a moment shows nothing";
+    context.advance(std::chrono::milliseconds(300));
+    EXPECT_EQ(view.copyingRemaining(), "") << "that can't be told yet";
+    context.settle();
     ASSERT_FALSE(texts.empty());
     EXPECT_TRUE(texts.front().starts_with("Duplicating “A”… 0 bytes of ")) << texts.front();
     EXPECT_EQ(values.back(), 1);
@@ -164,6 +171,8 @@ TEST_F(ProjectWindowViewTests, CancelStopsWhatTheLineTellsOfAlone) {
     editor->beginCopying();
     editor->setCopyProgress({.bytes = 1, .totalBytes = 2, .items = 0, .totalItems = 1});
     windows->work()[1]->progress = {.bytes = 1, .totalBytes = 2, .items = 0, .totalItems = 1};
+    Q_EMIT windows->workChanged();
+    context.advance(std::chrono::milliseconds(300));
     EXPECT_TRUE(view.copying().startsWith("Duplicating “Other”…")) << view.copying().toStdString();
     view.cancelCopying();
     EXPECT_FALSE(windows->work()[0]->stop.stop_requested());
@@ -172,6 +181,22 @@ TEST_F(ProjectWindowViewTests, CancelStopsWhatTheLineTellsOfAlone) {
     context.settle();
     ASSERT_EQ(windows->library().projects().size(), 4U);
     EXPECT_EQ(windows->library().projects().front().name, "One Copy");
+}
+
+TEST_F(ProjectWindowViewTests, CopiesTellHowLongTheyStillTake) {
+    const auto editor = openClip();
+    editor->beginCopying();
+    const auto copy = [&](std::int64_t share) {
+        editor->setCopyProgress({.bytes = share, .totalBytes = 100, .items = 0, .totalItems = 1});
+        context.advance(std::chrono::seconds(1));
+    };
+    copy(0);
+    EXPECT_EQ(view.copyingRemaining(), "");
+    for (const std::int64_t share : {5, 10, 15}) copy(share);
+    EXPECT_EQ(view.copyingRemaining(), "About 15 seconds left");
+    editor->endCopying();
+    context.settle();
+    EXPECT_EQ(view.copyingRemaining(), "");
 }
 
 TEST_F(ProjectWindowViewTests, SavingWritesAtOnce) {

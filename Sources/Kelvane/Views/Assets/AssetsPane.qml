@@ -11,6 +11,8 @@ FocusScope {
     // Files are being dragged over the window, which takes them.
     property bool dropTarget: false
     readonly property alias surface: surface
+    // What has the keyboard where a button that had it is gone.
+    readonly property Item resting: view.empty ? importButton : surface
 
     // An asset was added to the timeline, which takes the keyboard's focus.
     signal timelineWanted()
@@ -68,6 +70,7 @@ FocusScope {
                 onClicked: pane.view.deleteSelection()
             }
             IconButton {
+                id: importButton
                 objectName: "importButton"
                 enabled: pane.view.canImport
                 symbol: "plus"

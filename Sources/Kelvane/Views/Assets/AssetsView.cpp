@@ -272,17 +272,6 @@ void AssetsView::importFiles() {
     if (const auto editor = this->editor()) editor->importFiles();
 }
 
-bool AssetsView::importDrop(const QList<QUrl>& urls) {
-    const auto editor = this->editor();
-    if (!editor || editor->busy()) return false;
-    std::vector<FileURL> files;
-    for (const QUrl& url : urls)
-        if (url.isLocalFile()) files.push_back(FileURL::fromPath(url.toLocalFile().toStdString()));
-    if (files.empty()) return false;
-    editor->importURLs(std::move(files));
-    return true;
-}
-
 void AssetsView::addToTimeline(const std::vector<UUID>& assetIDs) {
     const auto editor = this->editor();
     if (!editor || editor->busy() || assetIDs.empty()) return;

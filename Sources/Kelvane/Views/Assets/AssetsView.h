@@ -4,7 +4,6 @@
 #include <QPointF>
 #include <QRectF>
 #include <QString>
-#include <QUrl>
 #include <array>
 #include <memory>
 #include <optional>
@@ -94,8 +93,6 @@ public:
     Q_INVOKABLE void deleteSelection();
     /// Asks for files.
     Q_INVOKABLE void importFiles();
-    /// Takes files that were dropped; what is no file counts for nothing. Whether it took any.
-    Q_INVOKABLE bool importDrop(const QList<QUrl>& urls);
     /// Inserts these assets behind the clip under the playhead, at the end where there is none.
     void addToTimeline(const std::vector<UUID>& assetIDs);
 

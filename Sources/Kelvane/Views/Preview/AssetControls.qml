@@ -45,10 +45,16 @@ Item {
         stepSize: 1 / 30
         snapMode: Slider.NoSnap
         Keys.onPressed: event => {
-            if (event.key !== Qt.Key_PageUp && event.key !== Qt.Key_PageDown) return
-            controls.view.seek(Math.min(Math.max(value + (event.key === Qt.Key_PageUp ? 1 : -1), 0), to))
             event.accepted = true
+            if (event.key === Qt.Key_Right || event.key === Qt.Key_Up) go(value + stepSize)
+            else if (event.key === Qt.Key_Left || event.key === Qt.Key_Down) go(value - stepSize)
+            else if (event.key === Qt.Key_PageUp) go(value + 1)
+            else if (event.key === Qt.Key_PageDown) go(value - 1)
+            else if (event.key === Qt.Key_Home) go(0)
+            else if (event.key === Qt.Key_End) go(to)
+            else event.accepted = false
         }
+        function go(seconds) { controls.view.seek(Math.min(Math.max(seconds, 0), to)) }
         enabled: controls.view.canSeek
         focusPolicy: Qt.TabFocus
         Accessible.name: qsTr("Asset preview position")

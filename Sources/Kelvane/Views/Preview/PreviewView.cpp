@@ -24,7 +24,8 @@ std::vector<PictureFeed*> feedsOf(const Editor& editor) {
 
 }  // namespace
 
-PreviewView::PreviewView(std::shared_ptr<Workspace> workspace) : workspace_(std::move(workspace)) {
+PreviewView::PreviewView(std::shared_ptr<Workspace> workspace)
+    : workspace_(std::move(workspace)), import_([this] { Q_EMIT workChanged(); }) {
     connect(workspace_.get(), &Workspace::editorChanged, this, &PreviewView::followEditor);
     connect(&draft_, &DraftPreview::changed, this, &PreviewView::feedChanged);
     followEditor();
@@ -38,6 +39,7 @@ PreviewView::~PreviewView() {
 void PreviewView::followEditor() {
     for (const auto& connection : connections_) disconnect(connection);
     draft_.end();
+    import_.end();
     const auto editor = workspace_->editor();
     followed_ = editor;
     if (editor) {
@@ -70,6 +72,10 @@ void PreviewView::tellAll() {
 
 void PreviewView::followWork() {
     const auto editor = workspace_->editor();
+    if (editor)
+        import_.follow(editor->isImporting(), *editor->services().context);
+    else
+        import_.end();
     if (!editor || !editor->recordingCountdown()) {
         countdownBegan_.reset();
         countdownTimer_.cancel();
@@ -141,7 +147,6 @@ int PreviewView::countdown() const {
     return workspace_->editor() ? workspace_->editor()->recordingCountdown().value_or(0) : 0;
 }
 
-bool PreviewView::importing() const { return workspace_->editor() && workspace_->editor()->isImporting(); }
 bool PreviewView::showsAsset() const { return workspace_->editor() && workspace_->editor()->previewAsset() != nullptr; }
 QString PreviewView::positionText() const { return QString::fromStdString(timeLabel(position())); }
 

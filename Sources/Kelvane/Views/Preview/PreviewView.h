@@ -10,6 +10,7 @@
 #include "DraftPreview.h"
 #include "Platform/MainContext.h"
 #include "Support/Geometry.h"
+#include "Views/NoticedWork.h"
 #include "Windows/Workspace.h"
 
 namespace kelvane {
@@ -33,6 +34,7 @@ class PreviewView final : public QObject {
     Q_PROPERTY(int countdown READ countdown NOTIFY workChanged)
     /// How much of the countdown is left, from 1 to 0; told thirty times a second.
     Q_PROPERTY(double countdownShare READ countdownShare NOTIFY countdownMoved)
+    /// Whether an import has been under way for so long that it covers the picture.
     Q_PROPERTY(bool importing READ importing NOTIFY workChanged)
     /// Whether an asset is shown in place of the timeline.
     Q_PROPERTY(bool showsAsset READ showsAsset NOTIFY contentChanged)
@@ -55,7 +57,7 @@ public:
     [[nodiscard]] bool recording() const;
     [[nodiscard]] int countdown() const;
     [[nodiscard]] double countdownShare() const { return countdownShare_; }
-    [[nodiscard]] bool importing() const;
+    [[nodiscard]] bool importing() const { return import_.isShown(); }
     [[nodiscard]] bool showsAsset() const;
     [[nodiscard]] QString positionText() const;
     [[nodiscard]] bool canPlay() const;
@@ -109,6 +111,7 @@ private:
     int countdownFrom_ = 0;
     double countdownShare_ = 0;
     Timer countdownTimer_;
+    NoticedWork import_;
 };
 
 }  // namespace kelvane

@@ -53,7 +53,16 @@ Dialog {
     header: null
     footer: null
 
-    T.Overlay.modal: Rectangle { color: Theme.scrim }
+    T.Overlay.modal: Rectangle {
+        color: Theme.scrim
+        // What is dragged over the window is taken here, and refused.
+        DropArea {
+            anchors.fill: parent
+            onEntered: drag => drag.accept(Qt.IgnoreAction)
+            onPositionChanged: drag => drag.accept(Qt.IgnoreAction)
+            onDropped: drop => drop.accept(Qt.IgnoreAction)
+        }
+    }
     background: RaisedGround { radius: Theme.sheetRadius }
     contentItem: FocusScope {
         id: keys

@@ -69,8 +69,32 @@ void PaneFocus::itemChange(ItemChange change, const ItemChangeData& data) {
 }
 
 void PaneFocus::followFocus() {
-    const bool typing = window_ && isTextField(window_->activeFocusItem());
+    QQuickItem* item = window_ ? window_->activeFocusItem() : nullptr;
+    // What is disabled leaves the keyboard to what holds it.
+    const bool isKept = focused_ && item != nullptr && item->isAncestorOf(focused_) && !focused_->isEnabled();
+    if (!isKept && focused_ != item) {
+        disconnect(hiding_);
+        focused_ = item;
+        // Later, as whoever hides it may know better where the keyboard goes.
+        if (item != nullptr)
+            hiding_ = connect(item, &QQuickItem::visibleChanged, this, &PaneFocus::leaveHidden, Qt::QueuedConnection);
+    }
+    const bool typing = isTextField(item);
     if (std::exchange(typing_, typing) != typing) Q_EMIT typingChanged();
+}
+
+void PaneFocus::leaveHidden() {
+    const QQuickItem* item = window_ ? window_->activeFocusItem() : nullptr;
+    if (!focused_ || focused_->isVisible() || item == nullptr || !holds(*item, focused_)) return;
+    const auto reason = focused_->property("visualFocus").toBool() ? Qt::TabFocusReason : Qt::OtherFocusReason;
+    const auto canHave = [](const QQuickItem* wanted) {
+        return wanted != nullptr && wanted->isVisible() && wanted->isEnabled();
+    };
+    auto* next = resting_.get();
+    for (const QQuickItem* pane : std::as_const(panes_))
+        if (auto* own = pane->property("resting").value<QQuickItem*>(); holds(*pane, focused_) && canHave(own))
+            next = own;
+    if (canHave(next)) next->forceActiveFocus(reason);
 }
 
 bool PaneFocus::eventFilter(QObject* object, QEvent* event) {

@@ -14,6 +14,8 @@ class PaneFocus : public QQuickItem {
     /// The panes of the window in their order; those that aren't shown, or hold nothing for the keyboard, are passed
     /// over.
     Q_PROPERTY(QQmlListProperty<QQuickItem> panes READ panes CONSTANT)
+    /// What has the keyboard next where what had it is hidden and its pane names nothing else, as a property "resting".
+    Q_PROPERTY(QQuickItem* resting MEMBER resting_)
     /// Whether a text field has the keyboard.
     Q_PROPERTY(bool typing READ typing NOTIFY typingChanged)
 
@@ -41,9 +43,15 @@ protected:
 
 private:
     void followFocus();
+    /// Takes the keyboard away from what is hidden, which would keep it to itself.
+    void leaveHidden();
 
     QList<QQuickItem*> panes_;
     QPointer<QQuickWindow> window_;
+    QPointer<QQuickItem> resting_;
+    /// What has the keyboard, or had it until it was disabled and may have it again.
+    QPointer<QQuickItem> focused_;
+    QMetaObject::Connection hiding_;
     bool typing_ = false;
     /// Alt is down, and nothing else has happened since.
     bool isAltAlone_ = false;

@@ -82,6 +82,7 @@ ApplicationWindow {
     PaneFocus {
         id: focus
         panes: [header, editorPane.assetsPane, editorPane.previewPane, editorPane.timeline, editorPane.inspectorPane, home]
+        resting: editorPane.timeline
         onAltPressed: header.takeFocus()
     }
     Binding {
@@ -96,10 +97,15 @@ ApplicationWindow {
         width: window.width
         height: window.height
         z: -1
-        onEntered: drag => drag.accepted = drag.hasUrls && window.view.editor.enterDrop(drag.urls)
-        onPositionChanged: drag => drag.accepted = window.view.editor.acceptsDrop()
+        // Files are copied, whatever the desktop proposes.
+        function answer(drag, takes) {
+            if (takes) drag.accept(Qt.CopyAction)
+            else drag.accepted = false
+        }
+        onEntered: drag => answer(drag, drag.hasUrls && window.view.editor.enterDrop(drag.urls))
+        onPositionChanged: drag => answer(drag, window.view.editor.acceptsDrop())
         onExited: window.view.editor.leaveDrop()
-        onDropped: drop => drop.accepted = window.view.editor.importDrop(drop.urls)
+        onDropped: drop => answer(drop, window.view.editor.importDrop(drop.urls))
     }
     Rectangle {
         objectName: "dropFrame"

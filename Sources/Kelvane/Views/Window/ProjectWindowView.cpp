@@ -44,13 +44,14 @@ ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Wo
       tips_(windows.context()),
       toast_(workspace_, windows.context(), timeline_),
       commands_([this](CommandID id) { perform(id); }),
-      naming_(workspace_) {
+      naming_(workspace_),
+      copying_([this] { Q_EMIT copyingChanged(); }) {
     inspector_.follow(timeline_);
     connect(&inspector_, &InspectorView::drafted, &preview_, &PreviewView::showDraft);
     connect(&assets_, &AssetsView::willChange, &timeline_, &TimelineView::resetGesture);
     connect(workspace_.get(), &Workspace::editorChanged, this, &ProjectWindowView::followEditor);
     connect(&windows_, &ProjectWindows::errorChanged, this, &ProjectWindowView::refreshDerived);
-    connect(&windows_, &ProjectWindows::workChanged, this, &ProjectWindowView::copyingChanged);
+    connect(&windows_, &ProjectWindows::workChanged, this, &ProjectWindowView::followCopying);
     connect(&timeline_, &TimelineView::enablingChanged, this, &ProjectWindowView::refreshCommands);
     connect(&timeline_, &TimelineView::scaleChanged, this, &ProjectWindowView::refreshCommands);
     connect(&editor_, &EditorView::aboutToChange, this, [this] { timeline_.resetGesture(); });
@@ -95,7 +96,7 @@ void ProjectWindowView::refreshContent() {
 
 void ProjectWindowView::refreshWork() {
     followRecording();
-    Q_EMIT copyingChanged();
+    followCopying();
     Q_EMIT workChanged();
     refreshDerived();
 }
@@ -158,9 +159,24 @@ QString ProjectWindowView::busyReason() const {
     return tr("Not available while the project is saved");
 }
 
+void ProjectWindowView::followCopying() {
+    const bool isUnderWay = shownProgress().totalItems > 0;
+    copying_.follow(isUnderWay, windows_.context());
+    if (isUnderWay)
+        copyingLeft_.note(copyingProgress(), windows_.context().now());
+    else
+        copyingLeft_ = {};
+    Q_EMIT copyingChanged();
+}
+
+QString ProjectWindowView::copyingRemaining() const {
+    const auto left = copyingLeft_.left();
+    return copying_.isShown() && left ? text(RemainingTime::text(*left)) : QString();
+}
+
 QString ProjectWindowView::copying() const {
+    if (!copying_.isShown()) return {};
     const TransferProgress progress = shownProgress();
-    if (progress.totalItems == 0) return {};
     QString what = tr("Copying media…");
     if (const auto work = shownWork()) {
         const QString name = text(work->name);

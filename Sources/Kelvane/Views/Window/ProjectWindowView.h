@@ -14,10 +14,12 @@
 #include "Views/Controls/HelpTips.h"
 #include "Views/Export/ExportOptionsView.h"
 #include "Views/Export/ExportingView.h"
+#include "Views/Export/RemainingTime.h"
 #include "Views/Help/HelpView.h"
 #include "Views/Home/ProjectsHomeView.h"
 #include "Views/Inspector/InspectorView.h"
 #include "Views/Naming/InlineProjectNameView.h"
+#include "Views/NoticedWork.h"
 #include "Views/Preview/PreviewView.h"
 #include "Views/Timeline/TimelineView.h"
 #include "WindowCommands.h"
@@ -43,10 +45,13 @@ class ProjectWindowView final : public QObject {
     /// Whether a text field has the keyboard, as the window sees it.
     Q_PROPERTY(bool typing READ typing WRITE setTyping NOTIFY typingChanged)
     Q_PROPERTY(kelvane::WindowCommands* commands READ commands CONSTANT)
-    /// What is copied or removed, and how far that is; empty when there is nothing to wait for.
+    /// What is copied or removed, and how far that is; empty when there is nothing to wait for, and in its first
+    /// moment.
     Q_PROPERTY(QString copying READ copying NOTIFY copyingChanged)
     /// The same from 0 to 1.
     Q_PROPERTY(double copyingProgress READ copyingProgress NOTIFY copyingChanged)
+    /// How long it still takes; empty where that can't be told.
+    Q_PROPERTY(QString copyingRemaining READ copyingRemaining NOTIFY copyingChanged)
     /// Text of the alert "Unable to Complete"; empty when there is none.
     Q_PROPERTY(QString error READ error NOTIFY errorChanged)
     Q_PROPERTY(kelvane::PreviewView* preview READ preview CONSTANT)
@@ -89,6 +94,7 @@ public:
     [[nodiscard]] bool can(CommandID id) const { return isEnabled(id, commandState()); }
     [[nodiscard]] QString copying() const;
     [[nodiscard]] double copyingProgress() const;
+    [[nodiscard]] QString copyingRemaining() const;
     [[nodiscard]] QString error() const;
     [[nodiscard]] PreviewView* preview() { return &preview_; }
     [[nodiscard]] TimelineView* timeline() { return &timeline_; }
@@ -174,6 +180,7 @@ private:
     void editClips(CommandID id);
     void refreshCommands();
     void followRecording();
+    void followCopying();
     void refreshContent();
     void refreshWork();
     /// Sends the signals of what content and work both bear on.
@@ -198,6 +205,8 @@ private:
     AssistantToast toast_;
     WindowCommands commands_;
     InlineProjectNameView naming_;
+    NoticedWork copying_;
+    RemainingTime copyingLeft_;
     bool isTyping_ = false;
     bool wasRecording_ = false;
     // As announced last.

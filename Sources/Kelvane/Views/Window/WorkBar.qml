@@ -26,7 +26,7 @@ Item {
         Text {
             anchors.verticalCenter: parent.verticalCenter
             // A long name gives way before what stands beside it does.
-            width: Math.min(implicitWidth, bar.parent ? bar.parent.width - 48 - 2 * content.spacing - progress.width - cancel.width : 0)
+            width: Math.min(implicitWidth, bar.parent ? bar.parent.width - 48 - 3 * content.spacing - progress.width - remaining.width - cancel.width : 0)
             text: bar.view.copying
             textFormat: Text.PlainText
             elide: Text.ElideMiddle
@@ -42,6 +42,14 @@ Item {
             groove: Theme.window
             label: bar.view.copying
             value: bar.view.copyingProgress
+        }
+        Text {
+            id: remaining
+            anchors.verticalCenter: parent.verticalCenter
+            visible: text.length > 0
+            text: bar.view.copyingRemaining
+            font: Theme.captionFont
+            color: Theme.text2
         }
         TextButton {
             id: cancel

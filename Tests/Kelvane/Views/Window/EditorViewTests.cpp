@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "Support/App/WindowsFixture.h"
 #include "Views/Window/AssetsPaneWidth.h"
 #include "Views/Window/EditorView.h"
@@ -135,6 +137,39 @@ TEST_F(EditorViewTests, FilesAreImportedInTheirOrderAndInOneOperation) {
     std::vector<std::string> names;
     for (const Clip& asset : editor->assets()) names.push_back(asset.name());
     EXPECT_THAT(names, ElementsAre("A", "One", "Two"));
+}
+
+TEST_F(EditorViewTests, OfFiveHundredTheMediaArriveAndEachOtherIsToldOnce) {
+    const auto editor = openClip();
+    QList<QUrl> urls;
+    std::vector<std::string> expected{"A"};
+    for (int i = 1; i <= 490; ++i) {
+        const std::string name = "Take " + std::to_string(i);
+        media.addFileNamed(name + ".mov", FakeFile::video(3));
+        urls << url((name + ".mov").c_str());
+        expected.push_back(name);
+    }
+    // A folder and a file of another kind are no media; what is there twice comes once; a link is as good as its file.
+    media.addFileNamed("Notes.txt", FakeFile::neither());
+    media.addFileNamed("Link.mov", FakeFile::video(3));
+    std::filesystem::create_directories(folder.path("Sources/Folder"));
+    std::filesystem::create_symlink(folder.path("Sources/Take 1.mov"), folder.path("Sources/Link.mov"));
+    const auto fromFolder = [this](const char* name) {
+        return QUrl::fromLocalFile(QString::fromStdString(folder.path("Sources/" + std::string(name))));
+    };
+    for (int i = 0; i < 3; ++i) urls.insert(100 * i, fromFolder("Folder"));
+    for (int i = 0; i < 3; ++i) urls.insert(150 * i, url("Notes.txt"));
+    urls << url("Take 7.mov") << url("Take 8.mov") << QUrl("https://example.org/Take.mov") << fromFolder("Link.mov");
+    // A copy of what it leads to.
+    expected.emplace_back("Take 1");
+    ASSERT_EQ(urls.size(), 500);
+    EXPECT_TRUE(view.importDrop(urls));
+    context.settle();
+    std::vector<std::string> names;
+    for (const Clip& asset : editor->assets()) names.push_back(asset.name());
+    EXPECT_EQ(names, expected);
+    EXPECT_EQ(editor->error(),
+              "“Notes.txt” has an invalid trim range or could not be read.\n“Folder” could not be opened.");
 }
 
 TEST_F(EditorViewTests, NothingButFilesIsTaken) {

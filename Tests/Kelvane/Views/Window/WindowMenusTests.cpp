@@ -254,6 +254,7 @@ TEST_F(WindowMenusTests, WorkOnAProjectWithALongNameKeepsToItsWindow) {
     ASSERT_EQ(windows->work().size(), 1U);
     windows->work().front()->progress = {.bytes = 1, .totalBytes = 2, .items = 0, .totalItems = 1};
     Q_EMIT windows->workChanged();
+    context.advance(std::chrono::milliseconds(300));
     refresh();
     ASSERT_TRUE(isShown());
     for (const auto* bar : window->findChildren<QQuickItem*>("workBar")) {
@@ -272,6 +273,7 @@ TEST_F(WindowMenusTests, TheHeaderHasTheWayBackTheNameAndTheMainActions) {
     EXPECT_THAT(treeOf(root()), HasSubstr("label \"Saved\"\n"));
     beginImport(*editor);
     context.runPosted();
+    context.advance(std::chrono::milliseconds(300));
     EXPECT_THAT(treeOf(root()), HasSubstr("button \"Projects\" (Projects (Ctrl+1)) disabled\n"));
     EXPECT_THAT(treeOf(root()), HasSubstr("button \"Export\" (Export (Ctrl+E)) disabled\n"));
     EXPECT_THAT(treeOf(root()), HasSubstr("label \"Importing…\"\n"));

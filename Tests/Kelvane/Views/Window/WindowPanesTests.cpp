@@ -2,6 +2,7 @@
 #include <QUrl>
 #include <algorithm>
 
+#include "../Accessible/TreeReading.h"
 #include "../Timeline/TimelineWindowFixture.h"
 
 namespace kelvane::testing {
@@ -19,6 +20,28 @@ protected:
         for (const auto* at = window->activeFocusItem(); at != nullptr; at = at->parentItem())
             if (!at->objectName().isEmpty()) return at->objectName().toStdString();
         return {};
+    }
+    /// Starts a person's import of so many files, of which none is done.
+    void beginImports(int count) {
+        std::vector<FileURL> files;
+        for (int i = 1; i <= count; ++i) {
+            const std::string name = "Take " + std::to_string(i) + ".mov";
+            media.addFileNamed(name, FakeFile::video(3));
+            files.push_back(folder.write("Sources/" + name));
+        }
+        editor->importURLs(std::move(files));
+        refresh();
+    }
+    /// Lets it go on up to the file at this place, from 1 on.
+    void importUntil(std::size_t file) {
+        while (editor->importProgress().file < file) {
+            check(context.hasWork(), "the import goes on");
+            if (!context.runOnePosted()) context.stepBackground();
+        }
+        context.runPosted();
+    }
+    [[nodiscard]] bool isLabelled(const std::string& text) {
+        return findNode(treeRoot(*window), QAccessible::StaticText, text) != nullptr;
     }
     void resize(QSize size) {
         window->resize(size);
@@ -38,6 +61,31 @@ TEST_F(WindowPanesTests, AssetsDividerAndPreviewStandAboveTheTimeline) {
     EXPECT_EQ(extents("previewPane"), QRect(361, 44, 699, 372));
     EXPECT_EQ(extents("timelinePane"), QRect(0, 416, 1060, 344));
     EXPECT_FALSE(item("inspectorPane")->isVisible());
+}
+
+TEST_F(WindowPanesTests, ThePictureHasTheHeightThatItsControlsLeave) {
+    const auto picture = [this] { return findNode(treeRoot(*window), QAccessible::Graphic, "Vertical video preview"); };
+    ASSERT_NE(picture(), nullptr);
+    for (const QSize size : {QSize(1060, 760), QSize(740, 560), QSize(1400, 1000)}) {
+        resize(size);
+        const QRect pane = extents("previewPane");
+        const QRect drawn = picture()->rect().translated(-window->position());
+        EXPECT_EQ(drawn.bottom() + 1, pane.bottom() + 1 - 48) << size.width();
+        EXPECT_EQ(drawn.top(), pane.top() + 12) << size.width();
+        EXPECT_NEAR(drawn.width(), drawn.height() * 9.0 / 16, 1) << size.width();
+        EXPECT_NEAR(drawn.center().x(), pane.center().x(), 1) << size.width();
+    }
+}
+
+TEST_F(WindowPanesTests, TheWindowsTitleIsTheProjects) {
+    EXPECT_EQ(window->title(), "Film");
+    edit(*editor);
+    refresh();
+    EXPECT_EQ(window->title(), "Film") << "whether it is saved stands in the header";
+    context.settle();
+    finish(context, windows->showHome(workspace));
+    refresh();
+    EXPECT_EQ(window->title(), "Kelvane");
 }
 
 TEST_F(WindowPanesTests, TheInspectorStandsBesideAllBelowTheHeader) {
@@ -173,6 +221,141 @@ TEST_F(WindowPanesTests, ABusyProjectRefusesFiles) {
     EXPECT_FALSE(enter.isAccepted());
     EXPECT_FALSE(view.editor()->dropTarget());
     context.settle();
+}
+
+TEST_F(WindowPanesTests, FilesAreCopiedWhateverTheDesktopProposes) {
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile("/somewhere/Dropped.mov")});
+    for (const QPoint point : {QPoint(700, 200), QPoint(100, 200)}) {
+        QDragEnterEvent enter(point, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, Qt::NoModifier);
+        enter.setDropAction(Qt::MoveAction);
+        QCoreApplication::sendEvent(window.get(), &enter);
+        EXPECT_TRUE(enter.isAccepted());
+        QDragMoveEvent move(point, Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, Qt::NoModifier);
+        move.setDropAction(Qt::MoveAction);
+        QCoreApplication::sendEvent(window.get(), &move);
+        EXPECT_TRUE(move.isAccepted());
+        EXPECT_EQ(move.dropAction(), Qt::CopyAction);
+        QDragLeaveEvent leave;
+        QCoreApplication::sendEvent(window.get(), &leave);
+    }
+}
+
+TEST_F(WindowPanesTests, WhatIsNoFileIsTakenNowhere) {
+    QMimeData data;
+    data.setUrls({QUrl("https://example.org/Film.mov")});
+    for (const QPoint point : {QPoint(700, 200), QPoint(100, 200), body(1, 0)}) {
+        QDragEnterEvent enter(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(window.get(), &enter);
+        EXPECT_FALSE(enter.isAccepted()) << point.x();
+        EXPECT_FALSE(view.editor()->dropTarget());
+    }
+}
+
+TEST_F(WindowPanesTests, WhatIsBehindASheetTakesNoFiles) {
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(QString::fromStdString(folder.write("Sources/Dropped.mov").path()))});
+    view.help()->showAbout();
+    refresh();
+    for (const QPoint point : {QPoint(700, 200), QPoint(100, 200), QPoint(530, 400)}) {
+        QDragEnterEvent enter(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(window.get(), &enter);
+        EXPECT_FALSE(view.editor()->dropTarget());
+        QDragMoveEvent move(point, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(window.get(), &move);
+        EXPECT_FALSE(move.isAccepted() && move.dropAction() != Qt::IgnoreAction) << point.x();
+        QDropEvent drop(point, Qt::CopyAction, &data, Qt::NoButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(window.get(), &drop);
+        EXPECT_FALSE(editor->isImporting());
+    }
+}
+
+TEST_F(WindowPanesTests, AnImportOfSeveralFilesIsShownAndCancelledByThePointer) {
+    beginImports(12);
+    EXPECT_FALSE(isLabelled("Importing…")) << "what is done within a moment shows nothing";
+    importUntil(3);
+    context.advance(std::chrono::milliseconds(300));
+    refresh();
+    EXPECT_TRUE(isLabelled("Importing…"));
+    EXPECT_TRUE(isLabelled("3 of 12"));
+    click(middle("cancelImport"));
+    context.settle();
+    refresh();
+    EXPECT_FALSE(editor->busy());
+    EXPECT_EQ(editor->assets().size(), 4U) << "those that were done stay";
+    EXPECT_EQ(editor->error(), std::nullopt);
+    EXPECT_FALSE(isLabelled("Importing…"));
+    EXPECT_FALSE(item("cancelImport")->isVisible());
+}
+
+TEST_F(WindowPanesTests, AnImportOfSeveralFilesIsCancelledByTheKeyboard) {
+    beginImports(12);
+    importUntil(2);
+    context.advance(std::chrono::milliseconds(300));
+    refresh();
+    item("paneDivider")->forceActiveFocus(Qt::TabFocusReason);
+    press(Qt::Key_Tab);
+    ASSERT_EQ(focused(), "cancelImport");
+    press(Qt::Key_Return);
+    context.settle();
+    refresh();
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(editor->busy());
+    EXPECT_EQ(editor->assets().size(), 3U);
+    EXPECT_EQ(focused(), "timelineSurface") << "what is hidden keeps no keys";
+}
+
+TEST_F(WindowPanesTests, KeysStepTheAssetThatIsShown) {
+    editor->showAssetPreview(editor->assets().front().id);
+    advance(std::chrono::milliseconds(180));
+    refresh();
+    item("assetPosition")->forceActiveFocus(Qt::TabFocusReason);
+    const auto after = [this](Qt::Key key) {
+        press(key);
+        return editor->previewPlayhead();
+    };
+    EXPECT_NEAR(after(Qt::Key_Right), 1.0 / 30, 1e-9);
+    EXPECT_NEAR(after(Qt::Key_Up), 2.0 / 30, 1e-9);
+    EXPECT_NEAR(after(Qt::Key_Left), 1.0 / 30, 1e-9);
+    EXPECT_NEAR(after(Qt::Key_PageUp), 31.0 / 30, 1e-9);
+    EXPECT_NEAR(after(Qt::Key_PageDown), 1.0 / 30, 1e-9);
+    EXPECT_EQ(after(Qt::Key_PageDown), 0) << "there is nothing before it";
+    EXPECT_NEAR(after(Qt::Key_End), 10, 1e-9);
+    EXPECT_NEAR(after(Qt::Key_PageUp), 10, 1e-9);
+    EXPECT_EQ(after(Qt::Key_Home), 0);
+    EXPECT_EQ(editor->playhead(), 0) << "the timeline's is none of its business";
+    EXPECT_EQ(steps(), 0U);
+}
+
+TEST_F(WindowPanesTests, TheKeyboardLeavesWhatIsHidden) {
+    const auto settled = [this] {
+        refresh();
+        QCoreApplication::processEvents();
+        return focused();
+    };
+    editor->showAssetPreview(editor->assets().front().id);
+    advance(std::chrono::milliseconds(180));
+    refresh();
+    item("backToTimeline")->forceActiveFocus(Qt::TabFocusReason);
+    press(Qt::Key_Return);
+    EXPECT_EQ(settled(), "timelineSurface");
+    editor->setShowInspector(true);
+    editor->select(a);
+    refresh();
+    item("startSlider")->forceActiveFocus(Qt::TabFocusReason);
+    editor->setShowInspector(false);
+    EXPECT_EQ(settled(), "timelineSurface");
+    editor->selectAssets({editor->assets().back().id});
+    refresh();
+    item("deleteAssetButton")->forceActiveFocus(Qt::TabFocusReason);
+    press(Qt::Key_Return);
+    EXPECT_EQ(editor->assets().size(), 1U);
+    EXPECT_EQ(settled(), "assetsSurface");
+    editor->selectAssets({editor->assets().back().id});
+    refresh();
+    item("deleteAssetButton")->forceActiveFocus(Qt::TabFocusReason);
+    press(Qt::Key_Return);
+    EXPECT_EQ(settled(), "importButton") << "which is what a pane without assets has";
 }
 
 TEST_F(WindowPanesTests, AProjectsWindowIsAsLargeAsItWas) {
