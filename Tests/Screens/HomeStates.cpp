@@ -133,7 +133,8 @@ void Stage::showWorking() {
         view_->cancelCopying();
         runUntil([this] { return windows_.work().empty(); });
     });
-    runUntil([this] { return view_->copyingProgress() > 0; });
+    // What takes no time shows nothing.
+    runUntil([this] { return view_->copyingProgress() > 0 && !view_->copying().isEmpty(); });
 }
 
 void Stage::showDeleting() {
