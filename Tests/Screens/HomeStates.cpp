@@ -145,11 +145,12 @@ void Stage::showDeleting() {
     const auto id = windows_.library().projects().front().id;
     const fs::path folder = fs::path(windows_.library().projectURL(id).path()).parent_path() / "Media";
     fs::create_directories(folder);
-    for (int i = 0; i < 4000; ++i) std::ofstream(folder / std::to_string(i)) << i;
+    for (int i = 0; i < 40'000; ++i) std::ofstream(folder / std::to_string(i)) << i;
     panels_.confirmations.push_back(true);
     windows_.remove(id);
     leaving_.emplace_back([this] { runUntil([this] { return windows_.work().empty(); }); });
-    runUntil([this] { return view_->copyingProgress() > 0.3 || windows_.work().empty(); });
+    runUntil(
+        [this] { return (view_->copyingProgress() > 0.3 && !view_->copying().isEmpty()) || windows_.work().empty(); });
 }
 
 }  // namespace kelvane::testing
