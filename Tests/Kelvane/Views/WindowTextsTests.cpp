@@ -110,6 +110,8 @@ TEST_F(WindowTextsTests, ThoseOfWorkUnderWayAreReadable) {
     media.addFileNamed("late.mov", FakeFile::video(3));
     editor->importURLs({folder.write("Sources/late.mov"), folder.write("More/late.mov")});
     ASSERT_TRUE(editor->busy());
+    context.runPosted();
+    context.advance(std::chrono::milliseconds(300));
     expectReadable("Importing…");
     context.settle();
     editor->toggleVoiceOverRecording();
