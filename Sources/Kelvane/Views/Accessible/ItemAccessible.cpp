@@ -63,8 +63,10 @@ QAccessibleInterface* makeInterface(const QString& /*className*/, QObject* objec
     if (auto* grid = qobject_cast<ProjectGrid*>(object)) return new ProjectGridAccessible(*grid);
     auto* item = qobject_cast<QQuickItem*>(object);
     if (!item) return nullptr;
-    // By type as well: Qt asks for an interface before an item has its properties.
-    if (!AccessibleItems::attachedTo(*item) && !AccessibleItems::isNode(*item)) return nullptr;
+    // By type as well: Qt asks for an interface before an item has its properties, and from 6.8 on also for that of a
+    // popup which has none yet.
+    if (!AccessibleItems::attachedTo(*item) && !AccessibleItems::isNode(*item) && !item->inherits("QQuickPopupItem"))
+        return nullptr;
     return new ItemAccessible(*item);
 }
 
