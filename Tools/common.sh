@@ -8,7 +8,7 @@ build_packages=(
     ca-certificates cmake ninja-build ccache pkg-config clang-19 lld-19
     qt6-base-dev qt6-declarative-dev qt6-svg-dev qcoro-qt6-dev
     libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev libswscale-dev libswresample-dev
-    libzimg-dev libpulse-dev nlohmann-json3-dev libfmt-dev libutf8proc-dev libssl-dev
+    libzimg-dev libpulse-dev libxcb1-dev nlohmann-json3-dev libfmt-dev libutf8proc-dev libssl-dev
 )
 run_packages=(
     qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-layouts qml6-module-qtquick-templates
@@ -28,7 +28,7 @@ if (. /etc/os-release && [ "${VERSION_ID:-0}" -ge 13 ] 2>/dev/null); then run_pa
 # pulseaudio is the tests' own sound server, xvfb their display, on which libxcb presses keys and sees what is shown;
 # dbus-daemon and at-spi2-core are the session in which they read what a reader of the screen does; appstream and
 # libxml2-utils check what the desktop is told.
-test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3 socat pulseaudio xvfb libxcb1-dev libxcb-xtest0-dev
+test_packages=(libgtest-dev libgmock-dev ffmpeg jq python3 socat pulseaudio xvfb libxcb-xtest0-dev
     dbus-daemon at-spi2-core appstream libxml2-utils)
 # Chooses the few colours with which the pictures of the window are kept.
 screen_packages=(pngquant)

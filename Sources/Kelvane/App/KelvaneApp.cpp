@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "Assistant/KelvaneProjectLink.h"
 #include "CLI/CLISweep.h"
 #include "Media/FFmpeg/DrawnMovieWriter.h"
 #include "Platform/PulseSoundOutput.h"
@@ -29,9 +30,9 @@ BusSource choosers() {
 }  // namespace
 
 ApplicationWindow::ApplicationWindow(ProjectWindows& projects, std::shared_ptr<Workspace> workspace,
-                                     QQmlComponent& component, WindowPanels& panels,
+                                     QQmlComponent& component, WindowPanels& panels, WindowActivation& activation,
                                      TimelineView::ReducedMotion reducedMotion)
-    : view_(projects, std::move(workspace), std::move(reducedMotion)) {
+    : view_(projects, std::move(workspace), std::move(reducedMotion)), activation_(activation) {
     std::unique_ptr<QObject> object(component.createWithInitialProperties({{"view", QVariant::fromValue(&view_)}}));
     window_.reset(qobject_cast<QQuickWindow*>(object.get()));
     if (!window_) return;
@@ -58,7 +59,7 @@ void ApplicationWindow::bringToFront() {
     window_->setWindowStates(window_->windowStates() & ~Qt::WindowMinimized);
     window_->show();
     window_->raise();
-    window_->requestActivate();
+    activation_.activate(*window_);
     Q_EMIT becameActive();
 }
 
@@ -133,7 +134,7 @@ void KelvaneApp::sweepLeftovers() {
 bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
     auto workspace = projects_.workspace(id);
     const auto identity = workspace->id();
-    auto window = std::make_unique<ApplicationWindow>(projects_, workspace, *component_, panels_,
+    auto window = std::make_unique<ApplicationWindow>(projects_, workspace, *component_, panels_, activation_,
                                                       [this] { return settings_.reducedMotion(); });
     if (!window->isOpen()) {
         qWarning("%s", qPrintable(component_->errorString()));
@@ -157,7 +158,7 @@ bool KelvaneApp::openWindow(const std::optional<UUID>& id) {
     auto* shown = window.get();
     windows_[identity] = std::move(window);
     setActiveWindow(identity);
-    shown->window()->show();
+    activation_.show(*shown->window());
     return true;
 }
 
@@ -202,12 +203,22 @@ QCoro::Task<void> KelvaneApp::quit() {
 }
 
 void KelvaneApp::receive(StartRequest request) {
-    // Where the toolkit takes it from, once, when it asks for the focus.
-    const bool isTaken = QGuiApplication::platformName().startsWith(QStringLiteral("wayland"));
-    if (isTaken && !request.activationToken.empty())
-        qputenv("XDG_ACTIVATION_TOKEN", QByteArray::fromStdString(request.activationToken));
-    comeForward();
+    activation_.accept(std::move(request.activation));
+    // The leave may be good for one window only.
+    if (auto* showing = windowShowing(request.urls))
+        showing->bringToFront();
+    else
+        comeForward();
     incoming_.open(request.urls);
+}
+
+ApplicationWindow* KelvaneApp::windowShowing(const std::vector<FileURL>& urls) const {
+    const auto linked = urls.empty() ? std::nullopt : KelvaneProjectLink::projectID(urls.back().absoluteString());
+    const auto found = std::ranges::find_if(windows_, [&](const auto& entry) {
+        const auto& editor = entry.second->workspace()->editor();
+        return linked && editor && editor->id() == *linked;
+    });
+    return found == windows_.end() ? nullptr : found->second.get();
 }
 
 void KelvaneApp::comeForward() {

@@ -15,6 +15,7 @@
 #include "Platform/DesktopSettings.h"
 #include "Platform/PulseSoundRecorder.h"
 #include "Platform/QtMainContext.h"
+#include "Platform/WindowActivation.h"
 #include "Platform/XDGDesktopServices.h"
 #include "Support/UnfinishedWork.h"
 #include "Views/Window/PanelHost.h"
@@ -30,7 +31,7 @@ class ApplicationWindow final : public QObject, public PlatformWindow {
 
 public:
     ApplicationWindow(ProjectWindows& projects, std::shared_ptr<Workspace> workspace, QQmlComponent& component,
-                      WindowPanels& panels, TimelineView::ReducedMotion reducedMotion);
+                      WindowPanels& panels, WindowActivation& activation, TimelineView::ReducedMotion reducedMotion);
     ~ApplicationWindow() override;
 
     [[nodiscard]] bool isOpen() const { return window_ != nullptr; }
@@ -54,6 +55,7 @@ private:
     ProjectWindowView view_;
     std::unique_ptr<QQuickWindow> window_;
     std::unique_ptr<PanelHost> panels_;
+    WindowActivation& activation_;
     bool isActive_ = false;
 };
 
@@ -92,6 +94,8 @@ private:
     void end();
     /// Brings the window to the front that was there last, or a new one where none is left.
     void comeForward();
+    /// The window that shows the project of the last of the links; null where none does.
+    [[nodiscard]] ApplicationWindow* windowShowing(const std::vector<FileURL>& urls) const;
     void setActiveWindow(const UUID& id);
 
     /// What shows and sounds a timeline, or shows the pictures under a pointer.
@@ -110,6 +114,7 @@ private:
     PulseSoundRecording recording_{sound_, media_};
     WindowPanels panels_;
     DesktopSettings settings_;
+    WindowActivation activation_;
     XDGDesktopServices desktop_{context_};
     QQmlEngine engine_;
     std::unique_ptr<QQmlComponent> component_;

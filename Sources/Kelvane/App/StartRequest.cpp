@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "IncomingURLs.h"
 #include "Support/JSON.h"
@@ -12,24 +13,27 @@ namespace {
 
 constexpr const char* urlsKey = "urls";
 constexpr const char* tokenKey = "activationToken";
+constexpr const char* startupKey = "startupID";
+
+std::string accepted(std::string text) { return isActivationText(text) ? std::move(text) : std::string(); }
 
 std::string variable(const char* name) {
     const char* value = std::getenv(name);
-    return value != nullptr ? value : "";
+    return accepted(value != nullptr ? value : "");
 }
 
 }  // namespace
 
 StartRequest startRequest(const std::vector<std::string>& arguments) {
-    StartRequest request{.urls = incomingURLs(arguments), .activationToken = variable("XDG_ACTIVATION_TOKEN")};
-    if (request.activationToken.empty()) request.activationToken = variable("DESKTOP_STARTUP_ID");
-    return request;
+    return {.urls = incomingURLs(arguments),
+            .activation = {.token = variable("XDG_ACTIVATION_TOKEN"), .startupID = variable("DESKTOP_STARTUP_ID")}};
 }
 
 std::string encodeStartRequest(const StartRequest& request) {
     JSONObject object;
     object.set(urlsKey, jsonArray(request.urls, &FileURL::absoluteString));
-    object.set(tokenKey, std::string_view(request.activationToken));
+    object.set(tokenKey, std::string_view(request.activation.token));
+    object.set(startupKey, std::string_view(request.activation.startupID));
     return object.text();
 }
 
@@ -40,7 +44,12 @@ Result<StartRequest> decodeStartRequest(std::string_view line) {
     StartRequest request;
     auto token = json::string(*document, tokenKey);
     if (!token) return fail(token.error());
-    request.activationToken = *std::move(token);
+    request.activation.token = accepted(*std::move(token));
+    if (json::find(*document, startupKey) != nullptr) {
+        auto startupID = json::string(*document, startupKey);
+        if (!startupID) return fail(startupID.error());
+        request.activation.startupID = accepted(*std::move(startupID));
+    }
     const nlohmann::json* urls = json::find(*document, urlsKey);
     if (urls == nullptr || !urls->is_array()) return fail("The request's “urls” must be an array.");
     for (const nlohmann::json& entry : *urls) {

@@ -19,7 +19,7 @@ using namespace std::chrono_literals;
 using Kind = StartRole::Kind;
 
 StartRequest asking(std::vector<const char*> urls, std::string token = {}) {
-    StartRequest request{.urls = {}, .activationToken = std::move(token)};
+    StartRequest request{.urls = {}, .activation = {.token = std::move(token), .startupID = {}}};
     for (const char* url : urls) request.urls.push_back(FileURL::parse(url).value());
     return request;
 }
@@ -56,23 +56,49 @@ protected:
 };
 
 TEST_F(FirstInstanceTests, ARequestSurvivesItsLine) {
-    const auto request =
-        asking({"kelvane://project/1B5C", "file:///a/%C3%9C%20%22%0A%22.kelvane", "file:///%FF"}, "a\n\"b");
+    auto request = asking({"kelvane://project/1B5C", "file:///a/%C3%9C%20%22%0A%22.kelvane", "file:///%FF"}, "a \"b");
+    request.activation.startupID = "launcher\\desk_TIME1";
     const auto line = encodeStartRequest(request);
     EXPECT_EQ(line.find('\n'), std::string::npos);
     const auto back = decodeStartRequest(line);
     ASSERT_TRUE(back) << back.error().message;
     EXPECT_EQ(*back, request);
     for (const char* text : {"", "[]", "{}", "{\"urls\":[]}", "{\"activationToken\":\"\",\"urls\":[1]}",
-                             "{\"activationToken\":\"\",\"urls\":[\"a b\"]}", "{\"activationToken\":1,\"urls\":[]}"})
+                             "{\"activationToken\":\"\",\"urls\":[\"a b\"]}", "{\"activationToken\":1,\"urls\":[]}",
+                             "{\"activationToken\":\"\",\"startupID\":1,\"urls\":[]}"})
         EXPECT_FALSE(decodeStartRequest(text)) << text;
 }
 
-TEST_F(FirstInstanceTests, ARequestTakesTheDesktopsTokenAlong) {
+TEST_F(FirstInstanceTests, ALeaveThatNoDesktopGivesIsLeftOutAndTheFilesArrive) {
+    const std::string urls = ",\"urls\":[\"kelvane://project/1\"]}";
+    for (const std::string leave : {"{\"activationToken\":\"a\\nb\",\"startupID\":\"a\\u0000b\"",
+                                    "{\"activationToken\":\"\",\"startupID\":\"\\u007f\""}) {
+        const auto request = decodeStartRequest(leave + urls);
+        ASSERT_TRUE(request) << leave;
+        EXPECT_EQ(*request, asking({"kelvane://project/1"}));
+    }
+    auto tooLong = asking({"kelvane://project/1"}, std::string(1025, 'x'));
+    tooLong.activation.startupID = std::string(1025, 'x');
+    EXPECT_EQ(decodeStartRequest(encodeStartRequest(tooLong)), asking({"kelvane://project/1"}));
+}
+
+TEST_F(FirstInstanceTests, ALineOfAnOlderProgramHasATokenOnly) {
+    const auto request = decodeStartRequest("{\"activationToken\":\"a\",\"urls\":[\"kelvane://project/1\"]}");
+    ASSERT_TRUE(request);
+    EXPECT_EQ(*request, asking({"kelvane://project/1"}, "a"));
+}
+
+TEST_F(FirstInstanceTests, ARequestTakesTheDesktopsLeaveAlong) {
     qputenv("DESKTOP_STARTUP_ID", "startup");
-    EXPECT_EQ(startRequest({"/a/b.kelvane", "--help"}), asking({"file:///a/b.kelvane"}, "startup"));
+    auto expected = asking({"file:///a/b.kelvane"});
+    expected.activation.startupID = "startup";
+    EXPECT_EQ(startRequest({"/a/b.kelvane", "--help"}), expected);
     qputenv("XDG_ACTIVATION_TOKEN", "activation");
-    EXPECT_EQ(startRequest({}), asking({}, "activation"));
+    expected.activation.token = "activation";
+    EXPECT_EQ(startRequest({"/a/b.kelvane"}), expected);
+    qputenv("XDG_ACTIVATION_TOKEN", "two\nlines");
+    qputenv("DESKTOP_STARTUP_ID", "\xff");
+    EXPECT_EQ(startRequest({}), StartRequest());
     qunsetenv("DESKTOP_STARTUP_ID");
     qunsetenv("XDG_ACTIVATION_TOKEN");
     EXPECT_EQ(startRequest({}), StartRequest());

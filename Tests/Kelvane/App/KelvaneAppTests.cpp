@@ -106,11 +106,30 @@ TEST_F(KelvaneAppTests, WhatAnotherStartWasGivenOpensInTheWindowThatComesForward
     start();
     ASSERT_TRUE(becomesTitled("Kelvane"));
     shown().front()->showMinimized();
-    app->receive({.urls = {projectFile("Trailer")}, .activationToken = "leave"});
+    app->receive({.urls = {projectFile("Trailer")}, .activation = {.token = "leave", .startupID = "leave_TIME1"}});
     EXPECT_TRUE(becomesTitled("Trailer"));
     ASSERT_EQ(shown().size(), 1);
     EXPECT_FALSE(shown().front()->windowStates().testFlag(Qt::WindowMinimized));
     EXPECT_TRUE(qEnvironmentVariableIsEmpty("XDG_ACTIVATION_TOKEN")) << "nothing takes it here";
+}
+
+TEST_F(KelvaneAppTests, ALinksProjectComesForwardInItsOwnWindowAlone) {
+    start({projectFile("Trailer")});
+    ASSERT_TRUE(becomesTitled("Trailer"));
+    const auto editor = view()->workspace()->editor();
+    auto* linked = shown().front();
+    // A window that is at work isn't taken over.
+    editor->beginCopying();
+    app->receive({.urls = {projectFile("Coast")}, .activation = {}});
+    ASSERT_TRUE(QTest::qWaitFor([] { return shown().size() == 2; }, 20'000));
+    editor->endCopying();
+    const auto windows = shown();
+    for (auto* window : windows) window->showMinimized();
+    const auto link = "kelvane://project/" + editor->id().upper();
+    app->receive({.urls = {FileURL::parse(link).value()}, .activation = {}});
+    EXPECT_FALSE(linked->windowStates().testFlag(Qt::WindowMinimized));
+    for (auto* window : windows)
+        if (window != linked) EXPECT_TRUE(window->windowStates().testFlag(Qt::WindowMinimized)) << "it took the leave";
 }
 
 TEST_F(KelvaneAppTests, AnotherStartBringsAWindowWhereNoneIsLeft) {
