@@ -114,7 +114,11 @@ void Journey::expectForecast() {
         });
         return found;
     };
-    if (!HasFailure()) EXPECT_TRUE(eventually(isSize)) << bus.tree();
+    (void)waitForWork(isSize, "no size is forecast");
+}
+
+void Journey::expectExported() {
+    (void)waitForWork([this] { return isThere("alert", "Video Exported"); }, "no movie comes");
 }
 
 void Journey::expectMovie(const std::string& path, QSize size) {

@@ -31,6 +31,8 @@ protected:
     void expectBuilt() { expectState(node("push button", "Play Timeline"), "enabled"); }
     /// The forecast has come, and the export may begin.
     void expectForecast();
+    /// The movie that was asked for is there.
+    void expectExported();
     /// A movie of the timeline as it is: its size, its frames one by one, and sound.
     void expectMovie(const std::string& path, QSize size);
     /// The assistant was opened on the project's folder, with its instructions.

@@ -143,7 +143,7 @@ void KeyboardJourney::exportMovie() {
     type(folder.path("Film.mp4"));
     press("Return");
     (void)node("dialog", "Exporting Video");
-    (void)node("alert", "Video Exported");
+    expectExported();
     (void)node("label", "Your vertical video is ready to share.");
     expectFocus("push button", "Done");
     press("Return");

@@ -6,6 +6,8 @@ namespace {
 
 /// No window has as many stops of the Tab key.
 constexpr int mostSteps = 60;
+/// As many times as that what has the least of the machine is waited for.
+constexpr int workPatiences = 5;
 
 bool isIt(const NodeReport& report, const std::string& role, const std::string& name, const std::string& description) {
     return report.role == role && report.name == name && (description.empty() || report.description == description);
@@ -42,10 +44,18 @@ void LiveDesk::launchAgain(const std::vector<std::string>& arguments) {
     EXPECT_EQ(second.wait(), 0) << log();
 }
 
-bool LiveDesk::waitFor(const std::function<bool()>& isSo, const std::string& what) {
+bool LiveDesk::waitFor(const std::function<bool()>& isSo, const std::string& what) { return waitLong(isSo, what, 1); }
+
+bool LiveDesk::waitForWork(const std::function<bool()>& isSo, const std::string& what) {
+    return waitLong(isSo, what, workPatiences);
+}
+
+bool LiveDesk::waitLong(const std::function<bool()>& isSo, const std::string& what, int patiences) {
     // What comes after a failure proves nothing, and would be waited for in vain.
     if (HasFailure()) return false;
-    const bool isIt = eventually([&] { return isSo() || !app->isRunning(); }) && app->isRunning();
+    bool isOver = false;
+    for (int i = 0; i < patiences && !isOver; ++i) isOver = eventually([&] { return isSo() || !app->isRunning(); });
+    const bool isIt = isOver && app->isRunning();
     if (!isIt) ADD_FAILURE() << what << "\nfocus: " << called(bus.focused()) << "\n" << bus.tree() << log();
     return isIt;
 }

@@ -68,8 +68,12 @@ protected:
 
     /// False, with what is shown then, when patience ends first or the application does.
     bool waitFor(const std::function<bool()>& isSo, const std::string& what);
+    /// The same of what is worked out beside everything else, a forecast or a movie: a machine that has other things to
+    /// do gives it what is left, so that it may take many times as long there.
+    bool waitForWork(const std::function<bool()>& isSo, const std::string& what);
 
 private:
+    bool waitLong(const std::function<bool()>& isSo, const std::string& what, int patiences);
     [[nodiscard]] std::string called(const std::optional<BusNode>& node) const;
 };
 

@@ -193,7 +193,7 @@ void PointerJourney::exportMovie() {
     click("push button", "Save");
     (void)node("dialog", "Exporting Video");
     (void)node("progress bar", "Export progress");
-    (void)node("alert", "Video Exported");
+    expectExported();
     click("push button", "Done");
     expectGone("alert", "Video Exported");
     expectMovie(folder.path("Film.mp4"), {1080, 1920});
