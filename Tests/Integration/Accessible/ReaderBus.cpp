@@ -68,7 +68,7 @@ std::vector<BusNode> nodesIn(const QDBusMessage& reply) {
 
 std::set<std::string> statesIn(const QDBusMessage& reply) {
     std::set<std::string> states;
-    if (reply.arguments().isEmpty()) return states;
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) return states;
     QList<uint> words;
     reply.arguments().first().value<QDBusArgument>() >> words;
     for (const auto& [bit, name] : stateNames)

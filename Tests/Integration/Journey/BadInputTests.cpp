@@ -1,10 +1,10 @@
-#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <filesystem>
 
+#include "BadInputFixture.h"
 #include "Integration/Footage.h"
-#include "JourneyFixture.h"
+#include "Integration/Playback/NumberedFootage.h"
 #include "LiveOffer.h"
 #include "Storage/ProjectFile.h"
 
@@ -12,35 +12,12 @@ namespace kelvane::testing {
 namespace {
 
 using nlohmann::json;
-
-/// What comes from outside and is not as it should be.
-class BadInput : public LiveDesk {
-protected:
-    /// Starts on a project of this name, from a file of its own.
-    void launchOn(const std::string& name) {
-        folder.write(name + ".kelvane", "{\"clips\":[],\"version\":1}");
-        launch({folder.path(name + ".kelvane")});
-        (void)node("push button", "Project name: " + name + ". Rename project");
-        if (!HasFailure()) EXPECT_TRUE(app->waitForProject()) << log();
-    }
-    /// An alert says so, and goes by Return.
-    void expectAlert(const std::string& message) {
-        (void)node("alert", "Unable to Complete");
-        (void)node("label", message);
-        expectFocus("push button", "OK");
-        press("Return");
-        expectGone("alert", "Unable to Complete");
-    }
-    [[nodiscard]] std::string folderOf(const std::string& project) const {
-        return folder.path("Kelvane/Projects/" + project);
-    }
-    void beginRenaming(const std::string& name) {
-        act("push button", "Project name: " + name + ". Rename project");
-        expectFocus("text", "Project name");
-    }
-};
+using ::testing::Each;
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 const std::string noProject = "kelvane://project/00000000-0000-4000-8000-000000000000";
+const std::string hebrew = "נמל בלילה";
 
 TEST_F(BadInput, ALinkToAProjectThatIsGoneSaysSoAndChangesNothing) {
     launch({noProject});
@@ -97,14 +74,13 @@ TEST_F(BadInput, AProjectWhoseFileCannotBeWrittenIsKeptOpenUntilItCan) {
     launchOn("Harbour");
     const std::string tone = makeTone(folder, "Tone.wav", 440, 1);
     if (HasFailure()) return;
-    const auto state = app->result({"import", "--revision", app->revision(), "--json", json{tone}.dump()});
+    const auto state = import(tone);
     (void)node("label", "Saved");
     // What stands in a file's place can't be replaced by one, not even by the superuser.
     const std::string file = folderOf(app->project()) + "/Project.kelvane";
     std::filesystem::rename(file, folder.path("aside"));
     folder.write("Kelvane/Projects/" + app->project() + "/Project.kelvane/in the way", "");
-    const json entries{{{"assetID", state["imported"][0]}, {"start", 0}, {"end", 1}, {"timelineStart", 0}}};
-    app->result({"timeline", "--revision", state.value("revision", ""), "--json", entries.dump()});
+    lay(json{{{"assetID", state["imported"][0]}, {"start", 0}, {"end", 1}, {"timelineStart", 0}}});
     (void)node("label", "Not saved");
     (void)node("alert", "Unable to Complete");
     act("push button", "OK");
@@ -142,7 +118,6 @@ TEST_F(BadInput, ANameOfBlanksKeepsTheFieldAndSaysWhy) {
 TEST_F(BadInput, NamesOfAnyLengthAndDirectionAreTakenAsTheyAre) {
     launchOn("Harbour");
     beginRenaming("Harbour");
-    const std::string hebrew = "נמל בלילה";
     type(hebrew);
     press("Return");
     (void)node("push button", "Project name: " + hebrew + ". Rename project");
@@ -164,6 +139,44 @@ TEST_F(BadInput, NamesOfAnyLengthAndDirectionAreTakenAsTheyAre) {
     EXPECT_EQ(app->quit(), 0) << log();
 }
 
+TEST_F(BadInput, ANewProjectTakesAnyNameButBlanks) {
+    launch();
+    askForName();
+    type("   ");
+    press("Return");
+    expectAlert("Enter a project name.");
+    (void)node("label", "Create a video");
+    // What stands round a name goes.
+    askForName();
+    type("  " + hebrew + " 12  ");
+    press("Return");
+    (void)node("push button", "Project name: " + hebrew + " 12. Rename project");
+    press("Ctrl+1");
+    (void)node("push button", "Open project", hebrew + " 12");
+    askForName();
+    LiveOffer offer(display.name());
+    offer.copy(std::string(9'990, 'x'));
+    press("Ctrl+V");
+    type("0123456789");
+    const std::string endless = std::string(9'990, 'x') + "0123456789";
+    (void)waitFor([&] { return bus.text(node("text", "Name")) == endless; }, "not all of it has come");
+    press("Return");
+    (void)node("push button", "Project name: " + endless + ". Rename project");
+    press("Ctrl+1");
+    // A question about it leaves room for its answers.
+    act("push button", "Actions for " + endless);
+    act("menu item", "Delete…");
+    (void)node("alert", "Delete “" + endless + "”?");
+    const auto answer = placeOf(node("push button", "Delete"));
+    if (HasFailure()) return;
+    EXPECT_LE(answer.bottom(), window->rect().y + window->rect().height);
+    press("Return");
+    expectGone("push button", "Delete");
+    (void)node("push button", "Open project", endless);
+    (void)node("label", "2 projects · Recently edited first");
+    EXPECT_EQ(app->quit(), 0) << log();
+}
+
 TEST_F(BadInput, AnEndThatIsAskedForWhileSomethingIsOpenComes) {
     const std::vector<std::pair<std::string, std::pair<std::string, std::string>>> openings{
         {"Ctrl+N", {"alert", "New Project"}},
@@ -176,6 +189,55 @@ TEST_F(BadInput, AnEndThatIsAskedForWhileSomethingIsOpenComes) {
         (void)node(shown.first, shown.second);
         EXPECT_EQ(app->quit(), 0) << key << "\n" << log();
     }
+}
+
+TEST_F(BadInput, AnEndThatIsAskedForWhileAnExportIsChosenComesAndLosesNothing) {
+    launchOn("Harbour");
+    const std::string tone = makeTone(folder, "Tone.wav", 440, 1);
+    if (HasFailure()) return;
+    const auto asset = import(tone)["imported"][0];
+    lay(json{{{"assetID", asset}, {"start", 0}, {"end", 1}, {"timelineStart", 0}}});
+    press("Ctrl+E");
+    (void)node("dialog", "Export Video");
+    // At once: the edit wasn't saved yet, and what the sheet shows is still worked out.
+    EXPECT_EQ(app->quit(), 0) << log();
+    expectKept(1);
+    launchOn("Harbour");
+    press("Ctrl+E");
+    expectState(node("push button", "Export…"), "enabled");
+    press("Return");
+    expectFocus("text", "File name");
+    EXPECT_EQ(app->quit(), 0) << log();
+    expectKept(1);
+}
+
+TEST_F(BadInput, AnEndThatIsAskedForWhileAnExportRunsIsRefusedAndTheMovieComes) {
+    launchOn("Harbour");
+    const std::string film = numbered::makeMovie(folder, 0, 60);
+    if (HasFailure()) return;
+    const auto asset = import(film)["imported"][0];
+    const json piece{{"assetID", asset}, {"start", 0}, {"end", 2}};
+    lay(json{piece, piece, piece});
+    press("Ctrl+E");
+    expectState(node("push button", "Export…"), "enabled");
+    press("Return");
+    expectFocus("text", "File name");
+    press("Ctrl+A");
+    type(folder.path("Film.mp4"));
+    press("Return");
+    (void)node("progress bar", "Export progress");
+    if (HasFailure()) return;
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) app->signal(signal);
+    EXPECT_TRUE(app->tells("Not quitting: “Harbour” is being exported.")) << log();
+    // Nor does its window close.
+    press("Ctrl+W");
+    (void)waitForWork([this] { return isThere("alert", "Video Exported"); }, "no movie comes");
+    EXPECT_EQ(app->quit(), 0) << log();
+    expectKept(3);
+    const auto length = runProcess(
+        {"ffprobe", "-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0", folder.path("Film.mp4")});
+    EXPECT_NEAR(std::atof(length.output.c_str()), 6, 0.1) << length.errors;
+    EXPECT_THAT(folder.entries(), Each(Not(HasSubstr(".kelvane-"))));
 }
 
 TEST_F(BadInput, APortalThatNeverAnswersGivesWayToOurOwnChooser) {

@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -28,14 +29,16 @@ LiveOffer::LiveOffer(const std::string& display) : connection_(xcb_connect(displ
     window_ = xcb_generate_id(connection_);
     xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window_, screen->root, 0, 0, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
-    for (const char* name : {"TARGETS", "CLIPBOARD", "UTF8_STRING", "text/uri-list", "XdndSelection", "XdndEnter",
-                             "XdndPosition", "XdndStatus", "XdndDrop", "XdndFinished", "XdndActionCopy"})
+    for (const char* name : {"TARGETS", "CLIPBOARD", "XdndSelection", "XdndEnter", "XdndPosition", "XdndStatus",
+                             "XdndLeave", "XdndDrop", "XdndFinished", "XdndActionCopy"})
         (void)atom(name);
 }
 
 LiveOffer::~LiveOffer() {
     ends_ = true;
     if (thread_.joinable()) thread_.join();
+    // Who lets a drag go elsewhere says so to where it was.
+    if (isOver_) tell("XdndLeave", 0, 0, 0, 0);
     xcb_disconnect(connection_);
 }
 
@@ -47,9 +50,11 @@ xcb_atom_t LiveOffer::atom(const char* name) {
     return atoms_[name] = reply ? reply->atom : 0;
 }
 
-void LiveOffer::offer(const char* selection, const char* type, const std::string& data) {
-    type_ = atom(type);
-    data_ = data;
+void LiveOffer::offer(const char* selection, const Kinds& kinds) {
+    for (const auto& [name, data] : kinds) {
+        types_.push_back(atom(name));
+        data_.push_back(data);
+    }
     xcb_set_selection_owner(connection_, window_, atom(selection), XCB_CURRENT_TIME);
     // Who pastes next finds it there.
     const auto asked = xcb_get_selection_owner(connection_, atom(selection));
@@ -57,12 +62,14 @@ void LiveOffer::offer(const char* selection, const char* type, const std::string
     thread_ = std::thread([this] { serve(); });
 }
 
-void LiveOffer::copy(const std::string& text) { offer("CLIPBOARD", "UTF8_STRING", text); }
+void LiveOffer::copy(const std::string& text) { offer("CLIPBOARD", {{"UTF8_STRING", text}}); }
 
-void LiveOffer::drag(xcb_window_t window, const std::string& uris, QPoint place) {
+void LiveOffer::drag(xcb_window_t window, const Kinds& kinds, QPoint place) {
     target_ = window;
-    offer("XdndSelection", "text/uri-list", uris);
-    tell("XdndEnter", dragVersion << 24, type_, 0, 0);
+    isOver_ = true;
+    offer("XdndSelection", kinds);
+    const auto type = [this](std::size_t at) { return at < types_.size() ? types_[at] : XCB_ATOM_NONE; };
+    tell("XdndEnter", dragVersion << 24, type(0), type(1), type(2));
     const auto packed = static_cast<std::uint32_t>(place.x()) << 16 | static_cast<std::uint32_t>(place.y());
     tell("XdndPosition", 0, packed, XCB_CURRENT_TIME, atom("XdndActionCopy"));
 }
@@ -73,6 +80,7 @@ bool LiveOffer::isWelcome() const {
 }
 
 bool LiveOffer::drop() {
+    isOver_ = false;
     tell("XdndDrop", 0, XCB_CURRENT_TIME, 0, 0);
     (void)eventually([this] { return finished_ >= 0; });
     return finished_ == 1;
@@ -117,14 +125,17 @@ void LiveOffer::answer(const xcb_selection_request_event_t& request) {
     event.selection = request.selection;
     event.target = request.target;
     event.property = request.property;
-    if (request.target == atoms_.at("TARGETS"))
+    const auto type = std::ranges::find(types_, request.target);
+    if (request.target == atoms_.at("TARGETS")) {
         xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, request.requestor, request.property, XCB_ATOM_ATOM, 32,
-                            1, &type_);
-    else if (request.target == type_)
-        xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, request.requestor, request.property, type_, 8,
-                            static_cast<std::uint32_t>(data_.size()), data_.data());
-    else
+                            static_cast<std::uint32_t>(types_.size()), types_.data());
+    } else if (type != types_.end()) {
+        const std::string& data = data_[static_cast<std::size_t>(type - types_.begin())];
+        xcb_change_property(connection_, XCB_PROP_MODE_REPLACE, request.requestor, request.property, *type, 8,
+                            static_cast<std::uint32_t>(data.size()), data.data());
+    } else {
         event.property = XCB_NONE;
+    }
     xcb_send_event(connection_, 0, request.requestor, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&event));
     xcb_flush(connection_);
 }
