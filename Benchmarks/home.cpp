@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <QGuiApplication>
+#include <QQuickItem>
 #include <QQuickStyle>
 #include <QQuickWindow>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -17,7 +19,6 @@
 #include "App/KelvaneApp.h"
 #include "Platform/ImageEncoding.h"
 #include "Storage/ProjectStore.h"
-#include "Views/Home/ProjectGrid.h"
 
 namespace {
 
@@ -44,9 +45,13 @@ int makeLibrary(int count, const std::filesystem::path& folder) {
     return 0;
 }
 
+/// Whether cards stand in the window: what a frame that was drawn in this turn holds.
 bool showsCards(const QQuickWindow& window) {
-    const auto* grid = window.findChild<ProjectGrid*>("projectGrid");
-    return grid != nullptr && grid->isVisible() && grid->count() > 0;
+    const auto* cards = window.findChild<QQuickItem*>("projectCards");
+    if (cards == nullptr || !cards->isVisible()) return false;
+    const auto* content = cards->property("contentItem").value<QQuickItem*>();
+    const auto isCard = [](const QQuickItem* item) { return item->property("projectID").isValid(); };
+    return content != nullptr && std::ranges::any_of(content->childItems(), isCard);
 }
 
 }  // namespace
@@ -64,12 +69,8 @@ int main(int argc, char** argv) {
     if (!app->start()) return 1;
     auto* window = qobject_cast<QQuickWindow*>(QGuiApplication::topLevelWindows().value(0));
     if (window == nullptr) return 1;
-    // The frame that is drawn once the rows are there.
-    bool had = false;
-    QObject::connect(window, &QQuickWindow::frameSwapped, window, [&had, window] {
-        if (had) _exit(0);
-        had = showsCards(*window);
-        if (had) window->update();
+    QObject::connect(window, &QQuickWindow::frameSwapped, window, [window] {
+        if (showsCards(*window)) _exit(0);
     });
     return QGuiApplication::exec();
 }

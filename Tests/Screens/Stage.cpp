@@ -80,7 +80,7 @@ Stage::Stage(fs::path footage, const fs::path& library)
     if (!window_) stop(component.errorString().toStdString());
     window_->show();
     window_->requestActivate();
-    runUntil([this] { return window_->isActive(); });
+    runUntil([this] { return window_->isActive() && window_->property("whole").toBool(); });
 }
 
 Stage::~Stage() { windows_.unregister(workspace_); }

@@ -8,7 +8,6 @@
 
 #include "Assistant/KelvaneProjectLink.h"
 #include "CLI/CLISweep.h"
-#include "Media/FFmpeg/DrawnMovieWriter.h"
 #include "Platform/PulseSoundOutput.h"
 #include "Platform/TimelinePlayer.h"
 #include "Session/AIAssistantSession.h"
@@ -78,9 +77,12 @@ KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls, std::unique_p
                  .unfinished = &unfinished_,
                  .desktop = &desktop_}),
       instance_(std::move(instance)) {
-    projects_.writeDrawnMovie = writeDrawnMovieFile;
+    projects_.writeDrawnMovie = [this](const FileURL& file, const DrawnMovie& movie, std::stop_token stop) {
+        return media_.writeDrawnMovie(file, movie, std::move(stop));
+    };
     registerWindowTypes();
     shareWaveforms(engine_, waveforms_);
+    engine_.setIncubationController(&incubation_);
     followAppearance();
     connect(&settings_, &DesktopSettings::changed, this, &KelvaneApp::followAppearance);
     incoming_.open(urls);
@@ -110,6 +112,7 @@ bool KelvaneApp::start() {
     }
     projects_.activateApplication = [this] { comeForward(); };
     if (!openWindow(std::nullopt)) return false;
+    workBehind(windows_.begin()->second->view());
     projects_.openWindow = [this](const UUID& id) { openWindow(id); };
     projects_.tell = [](const std::string& sentence) { std::fprintf(stderr, "kelvane: %s\n", sentence.c_str()); };
     // Where nobody sees the alert, a script still learns why its project isn't there.
@@ -120,8 +123,15 @@ bool KelvaneApp::start() {
             [this](const QString& sentence) { projects_.setError(sentence.toStdString()); });
     incoming_.start(projects_);
     if (instance_) instance_->serve([this](StartRequest request) { receive(std::move(request)); });
-    sweepLeftovers();
     return true;
+}
+
+void KelvaneApp::workBehind(ProjectWindowView& window) {
+    auto work = [this] {
+        context_.runInBackground([this] { media_.load(); }, Lane::shortWork);
+        sweepLeftovers();
+    };
+    connect(&window, &ProjectWindowView::standingChanged, this, work);
 }
 
 void KelvaneApp::sweepLeftovers() {

@@ -11,12 +11,13 @@
 #include "FirstInstance.h"
 #include "IncomingURLs.h"
 #include "Inspection/AudioWaveformCache.h"
-#include "Media/FFmpeg/FFmpegPlatform.h"
+#include "LoadedMedia.h"
 #include "Platform/DesktopSettings.h"
 #include "Platform/PulseSoundRecorder.h"
 #include "Platform/QtMainContext.h"
 #include "Platform/WindowActivation.h"
 #include "Platform/XDGDesktopServices.h"
+#include "SlicedIncubation.h"
 #include "Support/UnfinishedWork.h"
 #include "Views/Window/PanelHost.h"
 #include "Views/Window/ProjectWindowView.h"
@@ -102,12 +103,14 @@ private:
     std::unique_ptr<Player> makePlayer(PlayerRole role);
     /// Lets the windows look and move as the desktop says.
     void followAppearance();
+    /// Does in the background what no first frame has to wait for, once `window` stands.
+    void workBehind(ProjectWindowView& window);
     /// Removes what earlier processes left, in the background.
     void sweepLeftovers();
 
     UnfinishedWork unfinished_;
     // Its end waits for the works of the pool, which use it.
-    FFmpegPlatform media_;
+    LoadedMedia media_;
     QtMainContext context_;
     AudioWaveformCache waveforms_{context_, media_};
     std::shared_ptr<PulseConnection> sound_ = std::make_shared<PulseConnection>(context_);
@@ -116,6 +119,7 @@ private:
     DesktopSettings settings_;
     WindowActivation activation_;
     XDGDesktopServices desktop_{context_};
+    SlicedIncubation incubation_;
     QQmlEngine engine_;
     std::unique_ptr<QQmlComponent> component_;
     ProjectWindows projects_;

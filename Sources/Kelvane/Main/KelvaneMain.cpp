@@ -46,7 +46,8 @@ int runApplication(int argc, char** argv) {
     const std::string path = libraryPath();
     if (path.empty())
         return refuse(std::string("Kelvane cannot start: its library ") + libraryName + " is missing; reinstall it.");
-    void* library = dlopen(path.c_str(), RTLD_NOW);
+    // Functions are looked up as they are called: most of the toolkit's never are.
+    void* library = dlopen(path.c_str(), RTLD_LAZY);
     if (library == nullptr) return refuse(std::string("Kelvane cannot start: ") + dlerror() + ".");
     const auto start = reinterpret_cast<ApplicationMain>(dlsym(library, "kelvaneApplicationMain"));
     if (start == nullptr) return refuse("Kelvane cannot start: " + path + " is not its library; reinstall it.");

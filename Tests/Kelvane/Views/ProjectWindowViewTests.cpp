@@ -2,6 +2,7 @@
 
 #include <QQmlComponent>
 #include <QQmlEngine>
+#include <QQmlIncubationController>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTest>
@@ -13,6 +14,10 @@
 
 namespace kelvane::testing {
 namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 /// What can be done in a window.
 struct Enabled {
@@ -244,8 +249,6 @@ TEST_F(ProjectWindowViewTests, EachPropertyIsAnnouncedAtItsOwnRate) {
         context.runPosted();
         return told;
     };
-    using ::testing::ElementsAre;
-    using ::testing::IsEmpty;
     EXPECT_THAT(announced([&] { editor->selectTimelineClips({}); }), IsEmpty()) << "nothing here shows a selection";
     EXPECT_THAT(announced([&] { editor->seekPreview(1); }), IsEmpty()) << "nor the playhead";
     EXPECT_THAT(announced([&] { edit(*editor); }), ElementsAre("undo", "content", "status", "work"));
@@ -300,10 +303,57 @@ protected:
         return shown != nullptr && shown->isEnabled();
     }
 
+    /// Which parts are made that a first frame of the home holds nothing of.
+    [[nodiscard]] std::vector<std::string> lateParts() const {
+        std::vector<std::string> made;
+        for (const char* name : {"assetsPane", "timelinePane", "fileMenu", "windowSheets"})
+            if (window()->findChild<QObject*>(name) != nullptr) made.emplace_back(name);
+        return made;
+    }
+
     std::vector<std::string> warnings;
     QQmlEngine engine;
     std::unique_ptr<QObject> surface;
 };
+
+TEST_F(ProjectWindowSurfaceTests, WhatAFirstFrameOfTheHomeHoldsNothingOfIsMadeBehindIt) {
+    EXPECT_THAT(lateParts(), IsEmpty());
+    window()->show();
+    EXPECT_TRUE(
+        QTest::qWaitFor([this] { return window()->property("whole").toBool(); }, static_cast<int>(patience.count())));
+    EXPECT_TRUE(view.standing());
+    EXPECT_THAT(lateParts(), ElementsAre("assetsPane", "timelinePane", "fileMenu", "windowSheets"));
+    EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(ProjectWindowSurfaceTests, WhatIsWantedBeforeItIsMadeAtOnce) {
+    // No frame of the home was ever shown, and parts are made in slices, of which none comes.
+    QQmlIncubationController slices;
+    engine.setIncubationController(&slices);
+    window()->show();
+    const auto editor = openClip();
+    EXPECT_THAT(lateParts(), ElementsAre("assetsPane", "timelinePane"));
+    windows->setError("The disk is full.");
+    EXPECT_THAT(lateParts(), ElementsAre("assetsPane", "timelinePane", "windowSheets"));
+    QMetaObject::invokeMethod(window()->findChild<QObject*>("projectHeader"), "takeFocus");
+    ASSERT_THAT(lateParts(), ElementsAre("assetsPane", "timelinePane", "fileMenu", "windowSheets"));
+    EXPECT_TRUE(window()->findChild<QObject*>("fileMenu")->property("visible").toBool());
+    EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(ProjectWindowSurfaceTests, WhatIsWantedWhileItIsMadeInSlicesIsThereAtOnce) {
+    QQmlIncubationController slices;
+    engine.setIncubationController(&slices);
+    context.settle();
+    view.frameShown();
+    QCoreApplication::processEvents();
+    slices.incubateFor(1);
+    EXPECT_FALSE(window()->property("whole").toBool()) << "a slice isn't enough for all";
+    const auto editor = openClip();
+    EXPECT_THAT(lateParts(), Contains("timelinePane"));
+    EXPECT_TRUE(window()->findChild<QQuickItem*>("timelinePane")->isEnabled());
+    EXPECT_THAT(warnings, IsEmpty());
+}
 
 TEST_F(ProjectWindowSurfaceTests, ABusyWindowStaysOpenAndItsWayHomeIsShut) {
     window()->show();

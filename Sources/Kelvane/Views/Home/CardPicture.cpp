@@ -62,7 +62,11 @@ void CardPicture::updatePolish() {
     if (pixels.isEmpty()) return;
     stop_.request_stop();
     stop_ = std::stop_source();
-    load(*project, pixels, scale, stop_.get_token());
+    // Once the frame is drawn, which reading would only hold up.
+    auto begin = [this, id = *project, pixels, scale, stop = stop_.get_token()] {
+        if (view_ && !stop.stop_requested()) load(id, pixels, scale, stop);
+    };
+    QMetaObject::invokeMethod(this, std::move(begin), Qt::QueuedConnection);
 }
 
 QCoro::Task<void> CardPicture::load(UUID project, QSize pixels, double scale, std::stop_token stop) {

@@ -16,6 +16,7 @@ FocusScope {
     readonly property alias previewPane: preview
     readonly property alias inspectorPane: inspector
 
+    focus: true
     Keys.onEscapePressed: event => event.accepted = view.escape()
 
     Item {

@@ -6,27 +6,29 @@ import "../Controls"
 KeyButton {
     id: title
 
-    required property PopupMenu menu
+    // Null until it is asked for by `menuWanted`, or made before.
+    property PopupMenu menu: null
     // With Alt it opens the menu.
     required property string letter
-    readonly property bool expanded: menu.visible
+    readonly property bool expanded: menu !== null && menu.visible
     // Whether it is the one of the bar that the Tab key stops at.
     property bool isStop: false
     // Whether some menu of the bar is open, so that a pointer that comes here opens this one.
     property bool follows: false
 
+    signal menuWanted()
     signal opened()
     signal neighbourWanted(int step)
 
     // With its first row chosen, or with none.
     function openMenu(chooses) {
+        if (!menu) menuWanted()
         if (!menu.visible) menu.popup(title, 0, title.height)
         menu.currentIndex = chooses ? 0 : -1
         // Keys are heard by the rows.
         if (!chooses) menu.contentItem.forceActiveFocus(Qt.PopupFocusReason)
     }
 
-    text: menu.title
     implicitHeight: parent ? parent.height : Theme.headerHeight
     leftPadding: 8
     rightPadding: 8

@@ -11,7 +11,12 @@ Row {
     readonly property list<HeaderMenu> titles: [fileTitle, editTitle, viewTitle, clipTitle, helpTitle]
     // The bar is one stop of the Tab key, and arrows go on from there.
     property HeaderMenu stop: fileTitle
-    readonly property bool isOpen: fileMenu.visible || editMenu.visible || viewMenu.visible || clipMenu.visible || helpMenu.visible
+    readonly property bool isOpen: menus !== null && menus.isOpen
+    // Null until they are made.
+    readonly property HeaderMenuSet menus: loader.item as HeaderMenuSet
+    // Whether they may be made.
+    property bool due: false
+    readonly property bool whole: loader.ready
 
     Accessible.role: Accessible.MenuBar
     Accessible.name: qsTr("Menus")
@@ -48,7 +53,7 @@ Row {
         for (let i = 0; i < count; ++i) if (titles[i] === title) at = i
         const next = titles[(at + step + count) % count]
         const wasOpen = title.expanded
-        const chooses = title.menu.currentIndex >= 0
+        const chooses = wasOpen && title.menu.currentIndex >= 0
         next.forceActiveFocus(Qt.TabFocusReason)
         stop = next
         if (wasOpen) {
@@ -57,79 +62,29 @@ Row {
         }
     }
     function closeOthers(title) {
-        for (let i = 0; i < titles.length; ++i) if (titles[i] !== title) titles[i].menu.close()
+        for (let i = 0; i < titles.length; ++i) if (titles[i] !== title && titles[i].menu) titles[i].menu.close()
     }
 
-    // A press on its own title is the title's, which closes it.
-    component TitleMenu: PopupMenu { closePolicy: Popup.CloseOnEscape | Popup.CloseOnPressOutsideParent }
     component Title: HeaderMenu {
         id: title
         height: bar.height
         follows: bar.isOpen
         isStop: bar.stop === title
+        onMenuWanted: loader.now()
         onOpened: bar.closeOthers(title)
         onNeighbourWanted: step => bar.goTo(title, step)
     }
 
-    Title { id: fileTitle; menu: fileMenu; letter: "F" }
-    Title { id: editTitle; menu: editMenu; letter: "E" }
-    Title { id: viewTitle; menu: viewMenu; letter: "V" }
-    Title { id: clipTitle; menu: clipMenu; letter: "C" }
-    Title { id: helpTitle; menu: helpMenu; letter: "H" }
+    Title { id: fileTitle; text: qsTr("File"); letter: "F"; menu: bar.menus ? bar.menus.file : null }
+    Title { id: editTitle; text: qsTr("Edit"); letter: "E"; menu: bar.menus ? bar.menus.edit : null }
+    Title { id: viewTitle; text: qsTr("View"); letter: "V"; menu: bar.menus ? bar.menus.view : null }
+    Title { id: clipTitle; text: qsTr("Clip"); letter: "C"; menu: bar.menus ? bar.menus.clip : null }
+    Title { id: helpTitle; text: qsTr("Help"); letter: "H"; menu: bar.menus ? bar.menus.help : null }
 
-    TitleMenu {
-        id: fileMenu
-        objectName: "fileMenu"
-        title: qsTr("File")
-        CommandItem { command: bar.commands.newProject }
-        CommandItem { command: bar.commands.importProject }
-        PopupMenuLine {}
-        CommandItem { command: bar.commands.editWithAI }
-        CommandItem { command: bar.commands.importVideos }
-        PopupMenuLine {}
-        CommandItem { command: bar.commands.saveProject }
-        CommandItem { command: bar.commands.saveProjectAs }
-        CommandItem { command: bar.commands.exportVideo }
-        PopupMenuLine {}
-        CommandItem { command: bar.commands.closeWindow }
-        CommandItem { command: bar.commands.quit }
-    }
-    TitleMenu {
-        id: editMenu
-        objectName: "editMenu"
-        title: qsTr("Edit")
-        CommandItem { command: bar.commands.undo }
-        CommandItem { command: bar.commands.redo }
-        CommandItem { command: bar.commands.deleteSelected }
-    }
-    TitleMenu {
-        id: viewMenu
-        objectName: "viewMenu"
-        title: qsTr("View")
-        CommandItem { command: bar.commands.showProjects }
-        CommandItem { command: bar.commands.toggleInspector }
-        PopupMenuLine {}
-        CommandItem { command: bar.commands.zoomIn }
-        CommandItem { command: bar.commands.zoomOut }
-        CommandItem { command: bar.commands.resetZoom }
-    }
-    TitleMenu {
-        id: clipMenu
-        objectName: "clipCommands"
-        title: qsTr("Clip")
-        CommandItem { command: bar.commands.split }
-        CommandItem { command: bar.commands.deleteSelected }
-        PopupMenuLine {}
-        CommandItem { command: bar.commands.moveEarlier }
-        CommandItem { command: bar.commands.moveLater }
-    }
-    TitleMenu {
-        id: helpMenu
-        objectName: "helpMenu"
-        title: qsTr("Help")
-        CommandItem { command: bar.commands.keyboardShortcuts }
-        CommandItem { command: bar.commands.sampleProject }
-        PopupMenuLine {}
-        CommandItem { command: bar.commands.about }
+    LateLoader {
+        id: loader
+        part: Qt.resolvedUrl("HeaderMenuSet.qml")
+        properties: ({ commands: bar.commands })
+        due: bar.due
     }
 }

@@ -12,6 +12,8 @@ FocusScope {
     required property ProjectWindowView view
     readonly property WindowCommands commands: view.commands
 
+    readonly property bool whole: menus.whole
+
     implicitHeight: Theme.headerHeight
 
     // As F10 and Alt do.
@@ -39,6 +41,7 @@ FocusScope {
             id: menus
             height: parent.height
             commands: header.commands
+            due: header.view.standing
         }
         Item {
             visible: !header.view.showsHome

@@ -2,15 +2,16 @@ import QtQuick
 import QtQuick.Controls.Basic
 import Kelvane
 import "../Controls"
-import "../Assistants"
-import "../Export"
-import "../Help"
 import "../Home"
 
 ApplicationWindow {
     id: window
 
     required property ProjectWindowView view
+    // What shows the project; null until it is made.
+    readonly property EditorPane pane: editor.item as EditorPane
+    // Whether all parts are made.
+    readonly property bool whole: editor.ready && sheets.ready && header.whole
 
     width: 1060
     height: 760
@@ -49,7 +50,7 @@ ApplicationWindow {
         target: window.view
         function onCloseConfirmed() { window.close() }
         function onCloseRequested() { window.close() }
-        function onProjectShown() { editorPane.timeline.forceActiveFocus(Qt.OtherFocusReason) }
+        function onProjectShown() { editor.now().timeline.forceActiveFocus(Qt.OtherFocusReason) }
         function onPaneRequested(step) { focus.go(step) }
         function onShortcutsRequested() { window.view.help.showShortcuts() }
         function onAboutRequested() { window.view.help.showAbout() }
@@ -64,6 +65,12 @@ ApplicationWindow {
         }
     }
 
+    // What comes after the first frame.
+    Connections {
+        target: window
+        enabled: !window.view.standing
+        function onFrameSwapped() { window.view.frameShown() }
+    }
     // The keys of all commands. They belong to the window's content, so that what stands over it keeps them out.
     Item {
         Instantiator {
@@ -81,8 +88,8 @@ ApplicationWindow {
     }
     PaneFocus {
         id: focus
-        panes: [header, editorPane.assetsPane, editorPane.previewPane, editorPane.timeline, editorPane.inspectorPane, home]
-        resting: editorPane.timeline
+        panes: window.pane ? [header, window.pane.assetsPane, window.pane.previewPane, window.pane.timeline, window.pane.inspectorPane, home] : [header, home]
+        resting: window.pane ? window.pane.timeline : null
         onAltPressed: header.takeFocus()
     }
     Binding {
@@ -131,12 +138,15 @@ ApplicationWindow {
     }
     HelpBubble { tips: window.view.tips }
 
-    EditorPane {
-        id: editorPane
+    LateLoader {
+        id: editor
         anchors.fill: parent
+        part: Qt.resolvedUrl("EditorPane.qml")
+        properties: ({ view: window.view })
         visible: !window.view.showsHome
         focus: visible
-        view: window.view
+        due: window.view.standing
+        wanted: !window.view.showsHome
     }
     HomeView {
         id: home
@@ -153,14 +163,12 @@ ApplicationWindow {
         view: window.view
     }
 
-    ExportOptionsSheet { view: window.view.exportOptions }
-    ExportingSheet { view: window.view.exportWork }
-    AIAssistantSheet { view: window.view.assistants }
-    KeyboardShortcutsSheet { view: window.view.help }
-    AboutSheet { view: window.view.help }
-    ExportedAlert { view: window.view.exportWork }
-    FailureAlert {
-        failure: window.view.error
-        onDismissed: window.view.dismissError()
+    LateLoader {
+        id: sheets
+        anchors.fill: parent
+        part: Qt.resolvedUrl("WindowSheets.qml")
+        properties: ({ view: window.view })
+        due: window.view.standing
+        wanted: window.view.error.length > 0
     }
 }

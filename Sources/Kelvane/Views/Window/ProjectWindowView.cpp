@@ -4,8 +4,10 @@
 #include <QLocale>
 #include <QPointer>
 #include <QScreen>
+#include <QTimer>
 #include <QWindow>
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include "ProjectPlace.h"
@@ -13,6 +15,11 @@
 namespace kelvane {
 
 namespace {
+using namespace std::chrono_literals;
+
+/// Well behind a first frame, and well before a person misses anything.
+constexpr auto standingDelay = 1s;
+
 QString text(const std::string& string) { return QString::fromStdString(string); }
 
 /// Whether a window can stand there: on a screen that is still there, and not just over another one.
@@ -55,7 +62,18 @@ ProjectWindowView::ProjectWindowView(ProjectWindows& windows, std::shared_ptr<Wo
     connect(&timeline_, &TimelineView::enablingChanged, this, &ProjectWindowView::refreshCommands);
     connect(&timeline_, &TimelineView::scaleChanged, this, &ProjectWindowView::refreshCommands);
     connect(&editor_, &EditorView::aboutToChange, this, [this] { timeline_.resetGesture(); });
+    // A window that the desktop doesn't let show stands as well.
+    QTimer::singleShot(standingDelay, this, &ProjectWindowView::stand);
     followEditor();
+}
+
+void ProjectWindowView::frameShown() {
+    // A home without its cards isn't what a person waits for.
+    if (!showsHome() || windows_.hasReadLibrary()) stand();
+}
+
+void ProjectWindowView::stand() {
+    if (!std::exchange(isStanding_, true)) Q_EMIT standingChanged();
 }
 
 void ProjectWindowView::followEditor() {

@@ -31,6 +31,8 @@ namespace kelvane {
 class ProjectWindowView final : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool showsHome READ showsHome NOTIFY contentChanged)
+    /// Whether the window has shown what it starts with, so that what it may need later can be made.
+    Q_PROPERTY(bool standing READ standing NOTIFY standingChanged)
     Q_PROPERTY(QString title READ title NOTIFY contentChanged)
     Q_PROPERTY(bool edited READ edited NOTIFY contentChanged)
     Q_PROPERTY(double progress READ progress NOTIFY workChanged)
@@ -75,6 +77,7 @@ public:
                       TimelineView::ReducedMotion reducedMotion = {});
 
     [[nodiscard]] bool showsHome() const;
+    [[nodiscard]] bool standing() const { return isStanding_; }
     [[nodiscard]] QString title() const;
     [[nodiscard]] QString status() const;
     [[nodiscard]] bool unsaved() const;
@@ -133,6 +136,8 @@ public:
     /// Of a window that is only just made, and hears what is asked of it from now on: has it stand as the project's
     /// last one did, and show it.
     Q_INVOKABLE void beginShowing();
+    /// The window has shown a frame.
+    Q_INVOKABLE void frameShown();
     /// Takes the name that is being edited, as far as it can be taken, and ends the edit.
     QCoro::Task<void> takeNames();
     /// Whether the window may close now. Where a name or changes are still to be saved it may not, and `closeConfirmed`
@@ -154,6 +159,7 @@ Q_SIGNALS:
     void statusChanged();
     void copyingChanged();
     void errorChanged();
+    void standingChanged();
     void typingChanged();
     void quitRequested();
     /// The window is to be closed, as its own button does it.
@@ -181,6 +187,7 @@ private:
     void refreshCommands();
     void followRecording();
     void followCopying();
+    void stand();
     void refreshContent();
     void refreshWork();
     /// Sends the signals of what content and work both bear on.
@@ -207,6 +214,7 @@ private:
     InlineProjectNameView naming_;
     NoticedWork copying_;
     RemainingTime copyingLeft_;
+    bool isStanding_ = false;
     bool isTyping_ = false;
     bool wasRecording_ = false;
     // As announced last.

@@ -29,6 +29,8 @@ protected:
         auto* window = qobject_cast<QQuickWindow*>(surface.get());
         window->show();
         EXPECT_TRUE(QTest::qWaitForWindowExposed(window, static_cast<int>(patience.count())));
+        const auto isWhole = [window] { return window->property("whole").toBool(); };
+        EXPECT_TRUE(QTest::qWaitFor(isWhole, static_cast<int>(patience.count())));
     }
     std::shared_ptr<Editor> openClip() {
         auto editor = open(projectWithClip("Harbour"), workspace, false);

@@ -64,6 +64,7 @@ protected:
     void appear() {
         window.show();
         (void)window.grabWindow();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
     }
     void settle() {
         appear();

@@ -30,6 +30,9 @@ TimelineWindowFixture::TimelineWindowFixture()
     advance(std::chrono::milliseconds(180));
     window->show();
     check(QTest::qWaitForWindowActive(window.get(), static_cast<int>(patience.count())), "the window is in front");
+    view.frameShown();
+    const auto isWhole = [this] { return window->property("whole").toBool(); };
+    check(QTest::qWaitFor(isWhole, static_cast<int>(patience.count())), "the window is whole");
     refresh();
 }
 
