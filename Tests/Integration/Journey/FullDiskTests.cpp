@@ -3,17 +3,21 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
 #include "BadInputFixture.h"
 #include "Integration/Footage.h"
+#include "Support/SoundServer.h"
 
 namespace kelvane::testing {
 namespace {
 
 using nlohmann::json;
+using ::testing::Each;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 /// A disk of its own, for this process and those that it starts, as large as what a project needs at first.
 class SmallDisk {
@@ -52,6 +56,13 @@ protected:
     void expectRefusedImport(const std::string& file, const std::string& why);
     void expectRefusedProject(const std::string& why);
     void expectRefusedExport(const std::string& why);
+    /// No file that the application writes grows beyond that.
+    void limit(rlim_t bytes) const {
+        rlimit now{};
+        ASSERT_EQ(prlimit(app->pid(), RLIMIT_FSIZE, nullptr, &now), 0);
+        now.rlim_cur = std::min(bytes, now.rlim_max);
+        ASSERT_EQ(prlimit(app->pid(), RLIMIT_FSIZE, &now, nullptr), 0);
+    }
     void expectUnsaved(const std::string& why) {
         EXPECT_THAT(expectAlertThatBegins("Your changes could not be saved: "), HasSubstr(why));
         (void)node("label", "Not saved");
@@ -125,13 +136,31 @@ TEST_F(FullDisk, IsToldOfAndLosesNothing) {
 }
 
 TEST_F(FullDisk, IsNoOtherWhereTheSystemKeepsFilesFromGrowing) {
-    const auto limit = [this](rlim_t bytes) {
-        rlimit now{};
-        ASSERT_EQ(prlimit(app->pid(), RLIMIT_FSIZE, nullptr, &now), 0);
-        now.rlim_cur = std::min(bytes, now.rlim_max);
-        ASSERT_EQ(prlimit(app->pid(), RLIMIT_FSIZE, &now, nullptr), 0);
-    };
     workThrough([&] { limit(8); }, [&] { limit(RLIM_INFINITY); }, "File too large");
+}
+
+TEST_F(FullDisk, EndsATakeWithASentenceAndTheNextIsKept) {
+    if (!SoundServer::isInstalled()) GTEST_SKIP() << "no pulseaudio here";
+    SoundServer sound;
+    ASSERT_TRUE(sound.start()) << sound.log();
+    launchOn("Harbour");
+    if (HasFailure()) return;
+    // Room for what begins a take, and for no sound.
+    limit(4096);
+    press("R");
+    (void)expectAlertThatBegins("The voice-over audio could not be recorded.");
+    expectState(node("push button", "Record Voice Over"), "enabled");
+    if (HasFailure()) return;
+    EXPECT_EQ(state()["timeline"], json::array());
+    EXPECT_THAT(folder.entries(), Each(Not(HasSubstr("Voice Over"))));
+    limit(RLIM_INFINITY);
+    press("R");
+    (void)node("push button", "Stop Voice Over");
+    (void)waitFor([this] { return state().value("playhead", 0.0) > 0.3; }, "the take doesn't go on");
+    press("Space");
+    (void)waitFor([this] { return state()["timeline"].size() == 1; }, "no take is kept");
+    EXPECT_EQ(app->quit(), 0) << log();
+    expectKept(1);
 }
 
 }  // namespace
