@@ -45,6 +45,7 @@ Dialog {
 
     readonly property SheetTurn turn: SheetTurn {
         place: sheet.parent
+        content: keys
         wanted: sheet.shown
         alone: sheet.alert
         onGrantedChanged: if (granted) sheet.open(); else sheet.close()

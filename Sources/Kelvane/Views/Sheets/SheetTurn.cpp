@@ -20,6 +20,28 @@ bool contains(const std::vector<SheetTurn*>& turns, const SheetTurn* turn) {
 
 }  // namespace
 
+void KeptFocus::follow(QQuickItem& next) {
+    // What comes back to it keeps how it was there before.
+    if (item != &next) *this = {&next};
+}
+
+void KeptFocus::keepReason() {
+    if (item.isNull()) return;
+    const QVariant present = item->property("focusReason");
+    reason = present.isValid() ? static_cast<Qt::FocusReason>(present.toInt()) : Qt::OtherFocusReason;
+}
+
+bool KeptFocus::giveBack() const {
+    // What is hidden would keep the keys from everything else.
+    if (!item->isVisible()) item->setFocus(false);
+    if (!item->isVisible() || !item->isEnabled()) return false;
+    // As it came, so that the ring of the keyboard's focus is there where it was, and only there.
+    item->forceActiveFocus(reason);
+    // Qt may have been here before, with a reason of its own.
+    if (item->property("focusReason").isValid()) item->setProperty("focusReason", reason);
+    return true;
+}
+
 SheetOrder::SheetOrder(QQuickWindow& window) : QObject(&window), window_(window) {
     connect(&window_, &QQuickWindow::activeFocusItemChanged, this, &SheetOrder::followFocus);
     followFocus();
@@ -33,8 +55,9 @@ SheetOrder& SheetOrder::of(QQuickWindow& window) {
 void SheetOrder::followFocus() {
     QQuickItem* item = window_.activeFocusItem();
     // On its way from one control to the next the focus rests on what holds them all.
-    if (item == nullptr || item == window_.contentItem() || !open_.empty() || isInPopup(*item)) return;
-    focused_ = item;
+    if (item == nullptr || item == window_.contentItem()) return;
+    for (SheetTurn* turn : open_) turn->followFocus(*item);
+    if (open_.empty() && !isInPopup(*item)) focused_.follow(*item);
 }
 
 void SheetOrder::add(SheetTurn& turn) {
@@ -64,11 +87,10 @@ void SheetOrder::grant() {
 
 void SheetOrder::opened(SheetTurn& turn) {
     if (contains(open_, &turn)) return;
-    if (open_.empty() && focused_) {
-        // As long as it has the focus: what follows leaves a reason of its own.
-        const QVariant reason = focused_->property("focusReason");
-        reason_ = reason.isValid() ? static_cast<Qt::FocusReason>(reason.toInt()) : Qt::OtherFocusReason;
-    }
+    if (open_.empty())
+        focused_.keepReason();
+    else
+        open_.back()->keepReason();
     open_.push_back(&turn);
 }
 
@@ -79,14 +101,8 @@ void SheetOrder::closed(SheetTurn& turn) {
 }
 
 void SheetOrder::returnFocus() {
-    if (!open_.empty() || focused_.isNull() || focused_->window() != &window_) return;
-    // What is hidden would keep the keys from everything else.
-    if (!focused_->isVisible()) focused_->setFocus(false);
-    if (!focused_->isVisible() || !focused_->isEnabled()) return;
-    // As it came, so that the ring of the keyboard's focus is there where it was, and only there.
-    focused_->forceActiveFocus(reason_);
-    // Qt may have been here before, with a reason of its own.
-    if (focused_->property("focusReason").isValid()) focused_->setProperty("focusReason", reason_);
+    if (!open_.empty()) return open_.back()->returnFocus();
+    if (!focused_.item.isNull() && focused_.item->window() == &window_) focused_.giveBack();
 }
 
 SheetTurn::~SheetTurn() {
@@ -100,6 +116,25 @@ void SheetTurn::setPlace(QQuickItem* place) {
     if (place != nullptr) placement_ = connect(place, &QQuickItem::windowChanged, this, &SheetTurn::join);
     join();
     Q_EMIT placeChanged();
+}
+
+void SheetTurn::setContent(QQuickItem* content) {
+    if (content_ == content) return;
+    content_ = content;
+    Q_EMIT contentChanged();
+}
+
+void SheetTurn::followFocus(QQuickItem& item) {
+    if (content_ && content_ != &item && content_->isAncestorOf(&item)) focused_.follow(item);
+}
+
+void SheetTurn::returnFocus() {
+    if (!content_ || content_->window() == nullptr) return;
+    const auto* present = content_->window()->activeFocusItem();
+    const bool isElsewhere = present == content_ || !content_->isAncestorOf(present);
+    // Another control of the sheet has it by somebody's will.
+    if (!isElsewhere && present != focused_.item) return;
+    if (focused_.item.isNull() || !focused_.giveBack()) content_->forceActiveFocus(Qt::PopupFocusReason);
 }
 
 void SheetTurn::join() {

@@ -212,6 +212,28 @@ TEST_F(SheetTests, TheFocusReturnsBehindSeveralSheetsInARow) {
     EXPECT_EQ(focused(), "opener");
 }
 
+TEST_F(SheetTests, AQuestionThatEndsWithItsAnswerReturnsTheFocusToTheSheetBelow) {
+    show("showsSheet", "sheet");
+    item("field")->forceActiveFocus(Qt::TabFocusReason);
+    // As the window's questions are: made for one answer, and gone with it.
+    QQmlComponent component(&engine);
+    component.setData(R"(
+        import "qrc:/Views/Sheets"
+        Sheet { id: sheet; firstFocus: answer; SheetField { id: answer; objectName: "answer"; label: "Answer" } }
+    )",
+                      QUrl("qrc:/Views/Question.qml"));
+    auto* question = component.createWithInitialProperties({{"parent", QVariant::fromValue(window->contentItem())}});
+    ASSERT_NE(question, nullptr) << component.errorString().toStdString();
+    QMetaObject::invokeMethod(question, "open");
+    EXPECT_TRUE(becomes([this] { return focused() == "answer"; }));
+    QMetaObject::invokeMethod(question, "close");
+    question->deleteLater();
+    EXPECT_TRUE(becomes([this] { return focused() == "field"; })) << focused();
+    EXPECT_EQ(item("field")->property("focusReason").toInt(), Qt::TabFocusReason);
+    press(Qt::Key_Escape);
+    EXPECT_THAT(log(), ElementsAre("cancel"));
+}
+
 TEST_F(SheetTests, AControlThatCanNoLongerTakeTheFocusIsLeftAlone) {
     show("showsSheet", "sheet");
     item("opener")->setVisible(false);
