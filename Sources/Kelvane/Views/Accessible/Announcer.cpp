@@ -82,6 +82,12 @@ void Announcer::say(const QString& text, Manner manner) {
     Q_EMIT said(text, manner);
 }
 
+void Announcer::takeBack(const QString& text) {
+    if (text_ != text) return;
+    text_.clear();
+    Q_EMIT tookBack();
+}
+
 void Announcer::follow(TimelineView* timeline) {
     disconnect(snaps_);
     timeline_ = timeline;
@@ -92,6 +98,8 @@ void Announcer::follow(TimelineView* timeline) {
 void Announcer::followEditor() {
     for (const auto& connection : connections_) disconnect(connection);
     assistantText_.clear();
+    // Of the project that was shown before.
+    takeBack(text());
     remember();
     const auto editor = workspace_->editor();
     if (!editor) return;
@@ -121,6 +129,7 @@ void Announcer::followContent() {
     const bool isUndo = editor->redoStack().size() > redoable_;
     const bool isRedo = undone && editor->clipArray() == undone && editor->redoStack().size() < redoable_;
     const bool failsNow = editor->saveFailed() && !saveFailed_;
+    const bool succeedsNow = saveFailed_ && !editor->saveFailed();
     clips_ = editor->clipArray();
     undoable_ = editor->undoStack().size();
     redoable_ = editor->redoStack().size();
@@ -137,6 +146,7 @@ void Announcer::followContent() {
     else if (before && before != clips_)
         say(announcementOf(*before, *clips_, editor->selection()));
     if (failsNow) say(tr("Not saved"), Manner::assertive);
+    if (succeedsNow) takeBack(tr("Not saved"));
 }
 
 void Announcer::noteAssistant(const ClipArray& before) {
@@ -152,9 +162,17 @@ void Announcer::followWork() {
     if (!editor->isImporting()) assets_ = editor->assets().size();
     isImporting_ = editor->isImporting();
     followExport(*editor);
-    if (const auto count = editor->recordingCountdown(); count != std::exchange(countdown_, count) && count)
-        say(tr("Recording starts in %1 seconds").arg(*count), Manner::assertive);
-    if (const bool is = editor->isRecording(); is != std::exchange(isRecording_, is))
+    followRecording(*editor);
+}
+
+void Announcer::followRecording(const Editor& editor) {
+    const auto counted = [](int seconds) { return tr("Recording starts in %1 seconds").arg(seconds); };
+    const auto count = editor.recordingCountdown();
+    if (const auto before = std::exchange(countdown_, count); count != before) {
+        if (before && !count) takeBack(counted(*before));
+        if (count) say(counted(*count), Manner::assertive);
+    }
+    if (const bool is = editor.isRecording(); is != std::exchange(isRecording_, is))
         say(is ? tr("Recording") : tr("Recording stopped"), Manner::assertive);
 }
 
@@ -181,6 +199,7 @@ void AnnouncementLabel::setView(ProjectWindowView* view) {
         announcer_ = std::make_unique<Announcer>(view->workspace());
         announcer_->follow(view->timeline());
         connect(announcer_.get(), &Announcer::said, this, &AnnouncementLabel::tell);
+        connect(announcer_.get(), &Announcer::tookBack, this, &AnnouncementLabel::textChanged);
     }
     Q_EMIT viewChanged();
 }

@@ -31,15 +31,18 @@ public:
 
     explicit Announcer(std::shared_ptr<Workspace> workspace);
 
-    /// What was said last.
+    /// What was said last; empty where it was of something that lasts no longer.
     [[nodiscard]] const QString& text() const { return text_; }
     /// Nothing for an empty text.
     void say(const QString& text, Manner manner = Manner::polite);
+    /// Takes back what was said last if that is this text, so that nobody reads it as if it were so still.
+    void takeBack(const QString& text);
     /// Says what the drags of this timeline snap to; with null, of none.
     void follow(TimelineView* timeline);
 
 Q_SIGNALS:
     void said(const QString& text, kelvane::Announcer::Manner manner);
+    void tookBack();
 
 private:
     void followEditor();
@@ -47,6 +50,7 @@ private:
     /// An assistant has changed the timeline, which held `before`.
     void noteAssistant(const ClipArray& before);
     void followWork();
+    void followRecording(const Editor& editor);
     void followExport(const Editor& editor);
     void followSnap();
     /// What is compared with at the next change.

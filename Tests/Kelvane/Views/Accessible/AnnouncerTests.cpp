@@ -91,8 +91,11 @@ TEST_F(AnnouncerTests, EachUndoIsSaid) {
 
 TEST_F(AnnouncerTests, AnotherProjectIsNoEdit) {
     start({videoClip(4), videoClip(4)});
+    editor->deleteSelection();
+    EXPECT_THAT(heard(), ElementsAre("1 clip deleted."));
     workspace->setEditor(nullptr);
     EXPECT_THAT(heard(), IsEmpty());
+    EXPECT_EQ(announcer.text(), "") << "that was of the other one";
     workspace->setEditor(editor);
     EXPECT_THAT(heard(), IsEmpty());
 }
@@ -116,6 +119,10 @@ TEST_F(AnnouncerTests, ATakeInterrupts) {
     advance(std::chrono::seconds(1));
     context.settle();
     EXPECT_THAT(heard(), ElementsAre("!Recording starts in 2 seconds"));
+    EXPECT_EQ(announcer.text(), "Recording starts in 2 seconds");
+    editor->toggleVoiceOverRecording();
+    EXPECT_THAT(heard(), IsEmpty());
+    EXPECT_EQ(announcer.text(), "") << "nothing starts any more";
 }
 
 TEST_F(AnnouncerTests, AFailedSaveInterruptsAndAnImportIsCounted) {
@@ -124,6 +131,7 @@ TEST_F(AnnouncerTests, AFailedSaveInterruptsAndAnImportIsCounted) {
     EXPECT_THAT(heard(), ElementsAre("!Not saved"));
     editor->setSaveFailed(false);
     EXPECT_THAT(heard(), IsEmpty());
+    EXPECT_EQ(announcer.text(), "") << "it is saved";
     editor->importURLs({makeSource("one.mov", FakeFile::video(1)), makeSource("two.mov", FakeFile::video(1))});
     context.settle();
     EXPECT_THAT(heard(), ElementsAre("2 assets imported."));
