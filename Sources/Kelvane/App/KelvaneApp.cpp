@@ -10,6 +10,7 @@
 #include "CLI/CLISweep.h"
 #include "Platform/PulseSoundOutput.h"
 #include "Platform/TimelinePlayer.h"
+#include "Platform/WindowPlaces.h"
 #include "Session/AIAssistantSession.h"
 #include "Storage/UnfinishedSweep.h"
 #include "Views/Theme.h"
@@ -81,6 +82,7 @@ KelvaneApp::KelvaneApp(bool hasDisplay, std::vector<FileURL> urls, std::unique_p
         return media_.writeDrawnMovie(file, movie, std::move(stop));
     };
     registerWindowTypes();
+    answerPlacesInWindows();
     shareWaveforms(engine_, waveforms_);
     engine_.setIncubationController(&incubation_);
     followAppearance();

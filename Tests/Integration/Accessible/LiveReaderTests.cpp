@@ -54,6 +54,11 @@ protected:
         EXPECT_TRUE(eventually([&] { return !(clips = bus.children(node("list", "Video"))).empty(); })) << bus.tree();
         return clips.empty() ? BusNode{} : clips.front();
     }
+    /// The window's own node.
+    [[nodiscard]] BusNode frame() const {
+        const auto windows = bus.windows();
+        return windows.empty() ? BusNode{} : windows.front();
+    }
     [[nodiscard]] bool isEnabled(const BusNode& node) const { return bus.report(node).states.contains("enabled"); }
 
     TempFolder folder;
@@ -77,6 +82,25 @@ TEST_F(LiveReader, EachControlHasANameAndExtentsAndIsShown) {
         return true;
     });
     EXPECT_THAT(faults, IsEmpty()) << bus.tree();
+}
+
+TEST_F(LiveReader, PlacesInTheWindowAreThoseOnTheScreenLessItsCorner) {
+    LiveWindow window(display.name());
+    ASSERT_TRUE(window.waitForIt());
+    window.moveTo(120, 90);
+    ASSERT_TRUE(eventually([this] { return bus.report(frame()).extents.topLeft() == QPoint(120, 90); })) << bus.tree();
+    EXPECT_TRUE(bus.act(node("push button", "Import Assets"), "Press"));
+    const auto chooser = node("dialog", "Choose videos or audio files.");
+    (void)node("text", "File name");
+    std::vector<std::string> faults;
+    bus.walk([&](const BusNode& node, const NodeReport& report) {
+        const QRect place = bus.placeInWindow(node);
+        if (place != report.extents.translated(-120, -90)) faults.push_back(report.role + " " + report.name);
+        return true;
+    });
+    EXPECT_THAT(faults, IsEmpty()) << "dialogs are no windows of their own";
+    const auto field = node("text", "File name");
+    EXPECT_EQ(bus.childAt(chooser, bus.placeInWindow(field).center()), field);
 }
 
 TEST_F(LiveReader, WhatIsDisabledIsToldAndWhatIsHiddenIsntThere) {

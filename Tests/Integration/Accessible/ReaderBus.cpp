@@ -28,9 +28,8 @@ const QString valued = QStringLiteral("org.a11y.atspi.Value");
 const QString written = QStringLiteral("org.a11y.atspi.Text");
 const QString sessionName = QStringLiteral("kelvane-test-session");
 const QString readersName = QStringLiteral("kelvane-test-readers");
-/// Extents on the screen. Of those from a window's corner the bridge of Qt 6.4 tells wrong sizes, and it takes a dialog
-/// for a window.
 constexpr uint screenCoordinates = 0;
+constexpr uint windowCoordinates = 1;
 
 /// Bits of a node's states, as the protocol numbers them (AtspiStateType).
 const std::map<int, std::string> stateNames = {{1, "active"},    {4, "checked"},    {8, "enabled"},  {9, "expandable"},
@@ -213,6 +212,16 @@ std::string ReaderBus::word(const BusNode& node, const char* name) const {
 
 std::set<std::string> ReaderBus::states(const BusNode& node) const {
     return statesIn(call(node, accessible, "GetState"));
+}
+
+QRect ReaderBus::placeInWindow(const BusNode& node) const {
+    return extentsIn(call(node, component, "GetExtents", {windowCoordinates}));
+}
+
+std::optional<BusNode> ReaderBus::childAt(const BusNode& node, QPoint point) const {
+    const auto reply = call(node, component, "GetAccessibleAtPoint", {point.x(), point.y(), windowCoordinates});
+    if (reply.type() != QDBusMessage::ReplyMessage) return std::nullopt;
+    return nodeIn(reply.arguments().first().value<QDBusArgument>());
 }
 
 std::string ReaderBus::text(const BusNode& node) const {

@@ -69,6 +69,10 @@ public:
     [[nodiscard]] std::vector<BusNode> children(const BusNode& node) const;
     [[nodiscard]] NodeReport report(const BusNode& node) const;
     [[nodiscard]] std::set<std::string> states(const BusNode& node) const;
+    /// In points of its window.
+    [[nodiscard]] QRect placeInWindow(const BusNode& node) const;
+    /// The node at a point of the window in which `node` is, among that one's children.
+    [[nodiscard]] std::optional<BusNode> childAt(const BusNode& node, QPoint point) const;
     /// None of what has no value.
     [[nodiscard]] std::optional<NodeValue> value(const BusNode& node) const;
     /// Whether it was taken.

@@ -2,6 +2,7 @@
 
 #include <xcb/xtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <memory>
 
@@ -80,6 +81,12 @@ bool LiveWindow::waitForIt() {
 
 void LiveWindow::setActive(bool isActive) {
     xcb_set_input_focus(screen_.connection(), XCB_INPUT_FOCUS_NONE, isActive ? window_ : XCB_NONE, XCB_CURRENT_TIME);
+    xcb_flush(screen_.connection());
+}
+
+void LiveWindow::moveTo(int x, int y) {
+    const std::array<std::uint32_t, 2> corner{static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
+    xcb_configure_window(screen_.connection(), window_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, corner.data());
     xcb_flush(screen_.connection());
 }
 

@@ -65,6 +65,8 @@ public:
     void hold(bool isHeld);
     /// Makes it the active window, or none.
     void setActive(bool isActive);
+    /// Moves its upper left corner there, in points of the screen. The application hears of it later.
+    void moveTo(int x, int y);
 
 private:
     [[nodiscard]] xcb_window_t find();
