@@ -183,7 +183,10 @@ void KelvaneApp::closeWindow(const UUID& id) {
     if (closing == windows_.end()) return;
     projects_.unregister(closing->second->workspace());
     windows_.erase(closing);
-    if (windows_.empty()) quitOrStay();
+    if (windows_.empty())
+        quitOrStay();
+    else if (QGuiApplication::focusWindow() == nullptr)
+        activation_.takeKeyboard(*frontWindow().window());
 }
 
 QCoro::Task<void> KelvaneApp::quitOrStay() {
@@ -238,8 +241,12 @@ void KelvaneApp::comeForward() {
         openWindow(std::nullopt);
         return;
     }
+    frontWindow().bringToFront();
+}
+
+ApplicationWindow& KelvaneApp::frontWindow() const {
     const auto active = std::ranges::find_if(windows_, [](const auto& entry) { return entry.second->isActive(); });
-    (active == windows_.end() ? windows_.begin() : active)->second->bringToFront();
+    return *(active == windows_.end() ? windows_.begin() : active)->second;
 }
 
 void KelvaneApp::end() {

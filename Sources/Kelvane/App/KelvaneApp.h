@@ -95,6 +95,8 @@ private:
     void end();
     /// Brings the window to the front that was there last, or a new one where none is left.
     void comeForward();
+    /// The one that a person works in or worked in last; there is one at least.
+    [[nodiscard]] ApplicationWindow& frontWindow() const;
     /// The window that shows the project of the last of the links; null where none does.
     [[nodiscard]] ApplicationWindow* windowShowing(const std::vector<FileURL>& urls) const;
     void setActiveWindow(const UUID& id);

@@ -45,6 +45,7 @@ void WindowActivation::accept(ActivationLeave leave) {
 void WindowActivation::show(QWindow& window) {
     if (!isWaiting_) {
         window.show();
+        takeKeyboard(window);
         return;
     }
     // Before the window manager sees it for the first time.
@@ -66,6 +67,12 @@ void WindowActivation::activate(QWindow& window) {
     }
     if (server && isWaiting_) server->endStartup(leave_.startupID);
     isWaiting_ = false;
+}
+
+void WindowActivation::takeKeyboard(QWindow& window) {
+    const auto server = X11Window::of(window);
+    // The toolkit then asks the server itself, once the window is there.
+    if (server && !server->canAskToBeActive()) window.requestActivate();
 }
 
 }  // namespace kelvane

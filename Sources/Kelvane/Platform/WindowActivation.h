@@ -18,11 +18,13 @@ public:
     /// nothing.
     void accept(ActivationLeave leave);
     /// Shows a window that wasn't shown yet. It comes forward where it is the first behind a leave; else the desktop
-    /// decides.
+    /// decides, and where there is none the window has the keyboard.
     void show(QWindow& window);
     /// Asks the desktop to make `window`, which is shown, the one that a person works in. It may refuse, and mark the
     /// window instead.
     void activate(QWindow& window);
+    /// Gives the keyboard to a window that is shown, on a display where no window manager does so: elsewhere nothing.
+    void takeKeyboard(QWindow& window);
 
 private:
     ActivationLeave leave_;

@@ -103,6 +103,10 @@ TEST_F(LiveReader, PlacesInTheWindowAreThoseOnTheScreenLessItsCorner) {
     EXPECT_EQ(bus.childAt(chooser, bus.placeInWindow(field).center()), field);
 }
 
+TEST_F(LiveReader, WhereNoWindowManagerIsTheWindowHasTheKeyboard) {
+    EXPECT_TRUE(eventually([this] { return bus.states(frame()).contains("active"); })) << bus.tree();
+}
+
 TEST_F(LiveReader, WhatIsDisabledIsToldAndWhatIsHiddenIsntThere) {
     const auto exporting = node("push button", "Export");
     EXPECT_FALSE(isEnabled(exporting));
