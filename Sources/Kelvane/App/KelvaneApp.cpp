@@ -107,7 +107,13 @@ std::unique_ptr<Player> KelvaneApp::makePlayer(PlayerRole role) {
 }
 
 bool KelvaneApp::start() {
-    component_ = std::make_unique<QQmlComponent>(&engine_, QUrl("qrc:/Views/Window/ProjectWindow.qml"));
+    component_ = std::make_unique<QQmlComponent>(&engine_, QUrl("qrc:/Views/Window/ProjectWindow.qml"),
+                                                 QQmlComponent::Asynchronous);
+    // The engine reads on a thread of its own, which leaves this one time for what the first texts take.
+    Theme::readyFonts();
+    while (component_->isLoading())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::ExcludeUserInputEvents |
+                                        QEventLoop::ExcludeSocketNotifiers);
     if (!component_->isReady()) {
         qWarning("%s", qPrintable(component_->errorString()));
         return false;

@@ -1,6 +1,7 @@
 #include "Theme.h"
 
 #include <QFontDatabase>
+#include <QFontMetricsF>
 #include <algorithm>
 
 namespace kelvane {
@@ -21,6 +22,11 @@ void Theme::setAppearance(Appearance appearance) {
     // A copy, as what follows may make or end one.
     for (Theme* theme : std::vector(themes_))
         if (std::ranges::find(themes_, theme) != themes_.end()) Q_EMIT theme->appearanceChanged();
+}
+
+void Theme::readyFonts() {
+    for (const QFont& font : {captionFont(), bodyFont(), buttonFont(), titleFont(), cardTitleFont()})
+        QFontMetricsF(font).horizontalAdvance(QStringLiteral("Projects 1,0"));
 }
 
 QFont Theme::font(int pixels, QFont::Weight weight) {

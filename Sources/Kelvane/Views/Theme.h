@@ -209,6 +209,8 @@ public:
     [[nodiscard]] static bool reducedMotion() { return appearance_.reducedMotion; }
 
     static QFont font(int pixels, QFont::Weight weight = QFont::Normal);
+    /// Finds and opens the fonts of the home, which takes its time.
+    static void readyFonts();
     static QFont rulerFont() { return font(10); }
     static QFont smallFont() { return font(11); }
     static QFont smallMediumFont() { return font(11, QFont::Medium); }
