@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 #include <numeric>
 
@@ -40,9 +41,13 @@ struct Source {
     MediaTrackPtr track;
 };
 
+/// Whether `error` says that the source isn't where its clip has it any more: to the person, that is a clip that can't
+/// be read, named as the timeline names it.
+bool isGone(const Error& error) { return error.domain == "POSIX" && (error.code == ENOENT || error.code == ENOTDIR); }
+
 Result<Source> openSource(MediaPlatform& platform, const Clip& clip, MediaType type, const std::stop_token& stop) {
     Result<MediaAssetPtr> asset = platform.openAsset(clip.url, stop);
-    if (!asset) return fail(asset.error());
+    if (!asset) return fail(isGone(asset.error()) ? invalid(clip) : asset.error());
     Result<std::vector<MediaTrackPtr>> tracks = (*asset)->loadTracks(type);
     if (!tracks) return fail(tracks.error());
     return Source{std::move(*asset), tracks->empty() ? nullptr : std::move(tracks->front())};

@@ -1,6 +1,8 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include "Media/MediaEngine.h"
 #include "Media/MediaError.h"
 #include "MediaPrinting.h"
@@ -145,6 +147,18 @@ TEST_F(BuildFailureTest, FailuresOfThePlatformPassUpUnchanged) {
         platform_.failOn(call, error);
         EXPECT_EQ(failureOf(clips), error);
         EXPECT_TRUE(platform_.calls().back().starts_with(call));
+    }
+}
+
+TEST_F(BuildFailureTest, ASourceThatWentMissingIsAClipThatCannotBeRead) {
+    for (const int code : {ENOENT, ENOTDIR}) {
+        SCOPED_TRACE(code);
+        platform_.clearFailures();
+        platform_.failOn("openAsset take", Error::posix("“take 1.mov” could not be opened", code));
+        EXPECT_EQ(failureOf({audioClip(2, song_), videoClip(1, take_)}), invalidTake);
+        platform_.clearFailures();
+        platform_.failOn("openAsset song", Error::posix("“song.wav” could not be opened", code));
+        EXPECT_EQ(failureOf({audioClip(2, song_), videoClip(1, take_)}), invalidSong);
     }
 }
 
