@@ -24,7 +24,7 @@ void ControlGroup::componentComplete() {
         connect(control, &QQuickItem::enabledChanged, this, &ControlGroup::refresh);
         connect(control, &QQuickItem::visibleChanged, this, &ControlGroup::refresh);
         connect(control, &QQuickItem::activeFocusChanged, this, [this, control] {
-            if (control->hasActiveFocus()) stop_ = control;
+            if (control->hasActiveFocus()) chosen_ = control;
             refresh();
         });
     }
@@ -40,15 +40,14 @@ void ControlGroup::collect(QQuickItem& parent) {
 }
 
 void ControlGroup::refresh() {
-    if (!canHaveKeyboard(stop_)) {
-        const auto found = std::ranges::find_if(controls_, canHaveKeyboard);
-        stop_ = found == controls_.end() ? nullptr : *found;
-    }
+    const auto usable = std::ranges::find_if(controls_, canHaveKeyboard);
+    const QQuickItem* first = usable == controls_.end() ? nullptr : usable->get();
+    const QQuickItem* stop = canHaveKeyboard(chosen_) ? chosen_.get() : first;
     for (const auto& control : controls_) {
         // One that has the keyboard stays a stop until it goes on.
         if (control &&
-            (control == stop_ || control->window() == nullptr || control->window()->activeFocusItem() != control))
-            control->setActiveFocusOnTab(control == stop_);
+            (control == stop || control->window() == nullptr || control->window()->activeFocusItem() != control))
+            control->setActiveFocusOnTab(control == stop);
     }
 }
 

@@ -7,8 +7,8 @@
 
 namespace kelvane {
 
-/// Makes the controls of a row one stop of the Tab key, which is the one that had the keyboard last; from there the
-/// arrow keys go on. The main thread.
+/// Makes the controls of a row one stop of the Tab key: the one that had the keyboard last, or the first where that
+/// can't have it now or none had it yet. From there the arrow keys go on. The main thread.
 class ControlGroup : public QObject, public QQmlParserStatus {
     Q_OBJECT
     Q_INTERFACES(QQmlParserStatus)
@@ -34,7 +34,8 @@ private:
 
     QPointer<QQuickItem> row_;
     std::vector<QPointer<QQuickItem>> controls_;
-    QPointer<QQuickItem> stop_;
+    /// The one that had the keyboard last.
+    QPointer<QQuickItem> chosen_;
 };
 
 }  // namespace kelvane

@@ -150,6 +150,16 @@ TEST_F(WindowPanesTests, TheTimelinesButtonsAreOneStopAmongWhichArrowsGo) {
     EXPECT_EQ(editor->playhead(), 0) << "and the playhead is none of their business";
 }
 
+TEST_F(WindowPanesTests, ThatStopIsTheFirstButtonAgainOnceItCanBePressed) {
+    const auto isStop = [this](const char* name) { return item(name)->activeFocusOnTab(); };
+    EXPECT_TRUE(isStop("playButton"));
+    item("playButton")->setEnabled(false);
+    EXPECT_TRUE(isStop("recordButton")) << "as while the preview is made";
+    item("playButton")->setEnabled(true);
+    EXPECT_TRUE(isStop("playButton"));
+    EXPECT_FALSE(isStop("recordButton"));
+}
+
 TEST_F(WindowPanesTests, F6GoesFromPaneToPaneAndBack) {
     /// The pane that has the keyboard.
     const auto pane = [this] {
