@@ -102,7 +102,7 @@ Item {
             symbol: toolbar.preview.countdown > 0 ? "x-circle" : toolbar.preview.recording ? "stop-circle" : "mic"
             tint: toolbar.preview.recording ? Theme.record : Theme.text1
             label: toolbar.preview.countdown > 0 ? qsTr("Cancel Voice Over") : qsTr("Record Voice Over")
-            help: toolbar.preview.countdown > 0 ? qsTr("Cancel countdown") : toolbar.preview.recording ? qsTr("Stop recording (Space)") : qsTr("Record voice-over (R)")
+            help: toolbar.preview.countdown > 0 ? qsTr("Cancel countdown") : qsTr("Record voice-over (R)")
             onClicked: toolbar.preview.toggleRecording()
         }
         Item {
