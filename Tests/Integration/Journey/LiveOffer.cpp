@@ -39,6 +39,8 @@ LiveOffer::~LiveOffer() {
     if (thread_.joinable()) thread_.join();
     // Who lets a drag go elsewhere says so to where it was.
     if (isOver_) tell("XdndLeave", 0, 0, 0, 0);
+    // Of a client that is gone the server drops what it hasn't read yet.
+    std::free(xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
     xcb_disconnect(connection_);
 }
 
