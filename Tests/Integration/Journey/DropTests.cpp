@@ -138,9 +138,14 @@ TEST_F(Drop, OfFilesThatComesWithTextAsWellIsOneOfFiles) {
         EXPECT_FALSE(both.isWelcome());
     }
     EXPECT_EQ(state()["timeline"], json::array());
-    // By itself it is.
+    // By itself it is, by whichever of its names.
+    {
+        LiveOffer left(display.name());
+        left.drag(window->id(), {{"UTF8_STRING", text}}, place);
+        EXPECT_TRUE(left.isWelcome());
+    }
     LiveOffer alone(display.name());
-    alone.drag(window->id(), {{"UTF8_STRING", text}}, place);
+    alone.drag(window->id(), {{"text/plain;charset=utf-8", text}}, place);
     EXPECT_TRUE(alone.isWelcome());
     EXPECT_TRUE(alone.drop());
     (void)waitFor([this] { return state()["timeline"].size() == 1; }, "the text isn't taken");

@@ -12,7 +12,8 @@ namespace kelvane {
 
 namespace {
 
-const QString plainText = QStringLiteral("text/plain");
+/// Names under which programs offer plain text in UTF-8; some know the longer one alone.
+const QString plainTexts[] = {QStringLiteral("text/plain"), QStringLiteral("text/plain;charset=utf-8")};
 
 /// Inserts the assets unless the timeline has changed since `snapshot`, in which `index` counts.
 bool insertInto(Editor& editor, const ClipArray& snapshot, const std::vector<UUID>& ids, std::ptrdiff_t index,
@@ -31,11 +32,13 @@ bool insertInto(Editor& editor, const ClipArray& snapshot, const std::vector<UUI
 }  // namespace
 
 TimelineDrag TimelineDrag::of(const QMimeData& data, QPointF location) {
-    if (data.hasUrls() || !data.hasFormat(plainText)) return {location, {}};
+    const auto* const format =
+        std::ranges::find_if(plainTexts, [&data](const QString& text) { return data.hasFormat(text); });
+    if (data.hasUrls() || format == std::end(plainTexts)) return {location, {}};
     // Read when it is asked for: each reading may be a talk with another program.
-    const auto read = [data = QPointer<const QMimeData>(&data)](const TextReceiver& receive) {
+    const auto read = [data = QPointer<const QMimeData>(&data), format](const TextReceiver& receive) {
         if (data)
-            receive(data->data(plainText).toStdString());
+            receive(data->data(*format).toStdString());
         else
             receive(std::nullopt);
     };
