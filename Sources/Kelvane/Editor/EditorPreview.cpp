@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Editor.h"
+#include "SourcesAhead.h"
 #include "Timeline/Framing.h"
 
 namespace kelvane {
@@ -34,7 +35,10 @@ double Editor::previewPlayhead() const { return previewAssetID_ ? assetPlayhead_
 void Editor::setShown(bool shown) {
     if (shown == isShown_) return;
     isShown_ = shown;
-    if (shown) makePlayers();
+    if (shown) {
+        makePlayers();
+        openSourcesAhead(*services_.context, *services_.media, clips_, weak_from_this());
+    }
     rebuildPreview();
     if (!shown) dropPlayers();
     reloadThumbnails();

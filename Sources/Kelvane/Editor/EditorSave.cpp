@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "Editor.h"
+#include "SourcesAhead.h"
 #include "Storage/ProjectFile.h"
 
 namespace kelvane {
@@ -81,6 +82,8 @@ void Editor::show(Project project, const FileURL& url) {
     redoStack_.clear();
     // A gesture on the project before has nothing to go back to.
     interactionSnapshot_.reset();
+    // During the pause before the preview is built.
+    if (isShown_) openSourcesAhead(*services_.context, *services_.media, savedClips_, weak_from_this());
     apply(savedClips_);
     set(playhead_, 0, State::position);
     reloadThumbnails();

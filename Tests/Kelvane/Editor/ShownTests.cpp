@@ -6,6 +6,7 @@
 namespace kelvane::testing {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Clips = std::vector<Clip>;
 
@@ -114,6 +115,39 @@ TEST_F(Shown, ALateBuildAndALatePictureOfAnEarlierShowingAreDropped) {
     settlePreview();
     EXPECT_NE(player->item(), nullptr);
     EXPECT_EQ(editor->thumbnails().size(), 1U);
+}
+
+TEST_F(Shown, ItsFilesAreOpenedEachOnceDuringThePauseBeforeItsBuild) {
+    load({videoClip(1, a, 4), videoClip(2, b, 4), videoClip(3, a, 2)}, Clips{});
+    context.settle();
+    EXPECT_TRUE(editor->isBuilding());
+    EXPECT_THAT(media.calls(), ElementsAre("openAsset b.mov", "openAsset a.mov"));
+    settlePreview();
+    media.clearCalls();
+    editor->setShown(false);
+    context.settle();
+    EXPECT_THAT(media.calls(), IsEmpty());
+    editor->setShown(true);
+    context.settle();
+    EXPECT_TRUE(editor->isBuilding());
+    EXPECT_THAT(media.calls(), ElementsAre("openAsset b.mov", "openAsset a.mov"));
+}
+
+TEST_F(Shown, AFileThatCannotBeOpenedIsToldByTheBuildAlone) {
+    media.failOn("openAsset b.mov", "b is broken");
+    load({videoClip(1, a, 4), videoClip(2, b, 4)}, Clips{});
+    context.settle();
+    EXPECT_EQ(media.count("openAsset b.mov"), 1U);
+    EXPECT_EQ(editor->error(), std::nullopt);
+    settlePreview();
+    EXPECT_EQ(editor->error(), "b is broken");
+}
+
+TEST_F(Shown, AClosedEditorOpensNoMoreFiles) {
+    load({videoClip(1, a, 4), videoClip(2, b, 4)}, Clips{});
+    editor.reset();
+    context.settle();
+    EXPECT_THAT(media.calls(), IsEmpty());
 }
 
 TEST_F(Shown, WhatHappensToAHiddenProjectIsShownLater) {
