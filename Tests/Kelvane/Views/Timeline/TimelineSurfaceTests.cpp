@@ -195,10 +195,12 @@ TEST_F(TimelineSurfaceTests, ATouchpadPinchesAndScrollsInBothDirections) {
 TEST_F(TimelineSurfaceTests, FingersScrollPinchTapAndMoveWhatIsChosen) {
     auto* screen = QTest::createTouchDevice();
     const auto touch = [&] { return QTest::touchEvent(window.get(), screen); };
-    touch().press(1, body(9, 0));
-    touch().move(1, body(9, 0) - QPoint(20, 0));
-    touch().move(1, body(9, 0) - QPoint(64, 0));
-    touch().release(1, body(9, 0) - QPoint(64, 0));
+    // Where the finger comes down: the clip goes with it from then on.
+    const QPoint down = body(9, 0);
+    touch().press(1, down);
+    touch().move(1, down - QPoint(20, 0));
+    touch().move(1, down - QPoint(64, 0));
+    touch().release(1, down - QPoint(64, 0));
     context.runPosted();
     EXPECT_NEAR(editor->playhead(), 2, 1e-9);
     advance(std::chrono::seconds(1));
