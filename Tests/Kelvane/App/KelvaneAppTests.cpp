@@ -35,10 +35,11 @@ protected:
         app = std::make_unique<KelvaneApp>(hasDisplay, std::move(urls));
         ASSERT_TRUE(app->start());
     }
-    /// Presses a key where the keyboard is, once the application's window is in front.
+    /// Presses a key where the keyboard is, once the application's window is in front. It isn't let go of: the window
+    /// may close on the press.
     static void press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
         ASSERT_TRUE(QTest::qWaitForWindowActive(shown().front(), 20000));
-        QTest::keyClick(keyboardWindow(shown().front()), key, modifiers);
+        qt_handleKeyEvent(keyboardWindow(shown().front()), QEvent::KeyPress, key, modifiers);
     }
     /// A second of silence.
     [[nodiscard]] FileURL sound() const {
